@@ -1,0 +1,42 @@
+#ifndef KXCMS_ICCFILE_CCURVETYPE_H
+#define KXCMS_ICCFILE_CCURVETYPE_H
+
+#include "iccTagBase.h"
+
+namespace ICC40 {
+namespace ICCFILE {
+
+/// A tone curve (ICC.1:2010 10.5, curveType). Counts 0 (identity) and 1 (gamma, u8Fixed8) are kept
+/// as they stand; the users interpret them.
+class KX_API CCurveType : public iccTagBase {
+ public:
+  CCurveType();
+  ~CCurveType() override;
+
+  using iccTagBase::Initial;
+  /// Reads the entry count at byte 8 and the entries from byte 12 on. A size of 0 means that only
+  /// the caller knows how far `data` goes: the entries are read as if they were all there, and no
+  /// copy is kept. @return `size`.
+  int Initial(ICC4_HEADER::icTagSignature signature, unsigned char* data, int size) override;
+
+  /// Parses one curve of a longer buffer, by the virtual `Initial` with size 0, and returns the
+  /// bytes to advance to the next one, 2 * count + 14 (deliberately 2 bytes past the padded curve
+  /// when the count is even). The caller guarantees that the curve lies within its buffer.
+  int Initial(ICC4_HEADER::icTagSignature signature, unsigned char* data);
+
+  /// Makes an identity curve ready to be written: size 12, count 0, and the 12 bytes of the tag in
+  /// the entry array. @return 0.
+  int Initial(ICC4_HEADER::icTagSignature signature);
+
+  /// Writes `size` bytes of the entry array as they stand; bytes past the array are written as 0.
+  /// @return 0.
+  int Save(FILE* stream) override;
+
+  unsigned int count;       ///< entries, as the tag states it
+  unsigned short* entries;  ///< owned, new[]: `count` values in host order, or the 12 raw bytes
+};
+
+}  // namespace ICCFILE
+}  // namespace ICC40
+
+#endif

@@ -1,0 +1,15 @@
+#ifndef KXCMS_INTERFACE_ENGINESLOTS_H
+#define KXCMS_INTERFACE_ENGINESLOTS_H
+
+#include "../engine/CIccEngineS.h"
+
+// The three engine slots behind the C interface, constructed in this order when the library is
+// loaded and destroyed in the reverse order when it is unloaded.
+extern KX_API ICC40::ICC_ENG_S4::CIccEngineS IccEngine;
+extern KX_API ICC40::ICC_ENG_S4::CIccEngineS IccEngine_2nd;
+extern KX_API ICC40::ICC_ENG_S4::CIccEngineS IccEngine_3rd;
+
+/// Section name that `KX_Icc_Adjust` passes to `ConfigGetInt`: "Icc".
+KX_API char const* Name();
+
+#endif

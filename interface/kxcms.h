@@ -1,0 +1,226 @@
+/* KXCMS: colour management for RGB image data. The plain C interface.
+ *
+ * Three independent engine slots each hold one ICC device profile and the pipeline made of it. Set
+ * a slot up with KX_Icc_SetProfile, convert buffers or TIFF files with it as often as you like:
+ *
+ *     if (KX_Icc_SetProfile("scan.icc", NULL, KX_INTENT_PERCEPTUAL, KX_COLOR_RGB, KX_COLOR_SRGB)
+ *         != KX_RESULT_NOT_SET) {
+ *       KX_Icc_Convert2(pixels, pixels, pixelCount);
+ *     }
+ *
+ * The functions without suffix drive the first slot, _2nd and _3rd the others. (KX_Icc_SetProfileF,
+ * KX_Icc_Convert, KX_Icc_Initial and KX_Icc_DeleteWorkingBuf exist for the first slot only.)
+ *
+ * Results. Unless a function says otherwise it returns the slot's output code: the KX_COLOR_...
+ * value of the pixels that the slot now produces, or KX_RESULT_NOT_SET (65535) when the slot is
+ * unusable. So test for KX_RESULT_NOT_SET, not for 0.
+ *
+ * Pixels. Three interleaved samples a pixel, without padding. Samples have 8 bits or, with the
+ * _16 codes, 16 bits in the byte order of the machine; a 16-bit buffer is passed as bytes and must
+ * be aligned for unsigned short.
+ *
+ * Ownership. All pointers are borrowed for the time of the call; nothing that is returned needs
+ * to be freed. Paths are the bytes that fopen takes.
+ *
+ * Threads. No function takes a lock. One slot must be used by one thread at a time; different slots
+ * may be used at once. Conversions start an OpenMP parallel region of their own. Loading the
+ * library sets OpenMP's thread count to 8 and turns its dynamic adjustment on, for the process.
+ */
+#ifndef KXCMS_INTERFACE_KXCMS_H
+#define KXCMS_INTERFACE_KXCMS_H
+
+#if defined(__GNUC__)
+#define KX_C_API __attribute__((visibility("default")))
+#else
+#define KX_C_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Colour codes: what the caller's samples mean. As input only RGB and RGB_16 are accepted; as
+ *  output the RGB encodings 8 to 13, 20 to 31 and 34 to 39. A _16 code is the code before it with
+ *  16-bit samples. */
+enum KX_ColorCode {
+  KX_COLOR_RGB = 0,    /**< device RGB, 8-bit input */
+  KX_COLOR_RGB_16 = 1, /**< device RGB, 16-bit input */
+  KX_COLOR_LAB = 2,    /**< not accepted */
+  KX_COLOR_LAB_16 = 3,
+  KX_COLOR_CMYK = 4, /**< not accepted */
+  KX_COLOR_CMYK_16 = 5,
+  KX_COLOR_XYZ = 6, /**< not accepted */
+  KX_COLOR_XYZ_16 = 7,
+  KX_COLOR_SRGB220 = 8, /**< sRGB primaries and encoding */
+  KX_COLOR_SRGB220_16 = 9,
+  KX_COLOR_SRGB100 = 10, /**< sRGB primaries, linear */
+  KX_COLOR_SRGB100_16 = 11,
+  KX_COLOR_SRGB = 12, /**< sRGB, the usual output */
+  KX_COLOR_SRGB_16 = 13,
+  KX_COLOR_CMY = 14, /**< not accepted */
+  KX_COLOR_CMY_16 = 15,
+  KX_COLOR_CLR6 = 16, /**< not accepted */
+  KX_COLOR_CLR6_16 = 17,
+  KX_COLOR_CLR7 = 18, /**< not accepted */
+  KX_COLOR_CLR7_16 = 19,
+  KX_COLOR_ADOBE100 = 20, /**< Adobe RGB primaries, linear */
+  KX_COLOR_ADOBE100_16 = 21,
+  KX_COLOR_ADOBE = 22, /**< Adobe RGB primaries, gamma 1.8 */
+  KX_COLOR_ADOBE_16 = 23,
+  KX_COLOR_APPLE100 = 24, /**< Apple RGB primaries, linear */
+  KX_COLOR_APPLE100_16 = 25,
+  KX_COLOR_APPLE = 26, /**< Apple RGB primaries, gamma 1.8 */
+  KX_COLOR_APPLE_16 = 27,
+  KX_COLOR_COLORMATCH100 = 28, /**< ColorMatch RGB primaries, linear */
+  KX_COLOR_COLORMATCH100_16 = 29,
+  KX_COLOR_COLORMATCH = 30, /**< ColorMatch RGB primaries, gamma 1.8 */
+  KX_COLOR_COLORMATCH_16 = 31,
+  KX_COLOR_YCC = 32, /**< not accepted */
+  KX_COLOR_YCC_16 = 33,
+  KX_COLOR_SRGB_KODAKPHOTO = 34, /**< sRGB with the Kodak tone curve for photographs */
+  KX_COLOR_SRGB_KODAKPHOTO_16 = 35,
+  KX_COLOR_SRGB_KODAKMIX = 36, /**< sRGB with the Kodak tone curve for mixed pages */
+  KX_COLOR_SRGB_KODAKMIX_16 = 37,
+  KX_COLOR_SRGB_KODAKTEXT = 38, /**< sRGB with the Kodak tone curve for text */
+  KX_COLOR_SRGB_KODAKTEXT_16 = 39,
+  KX_COLOR_NONE = 65535 /**< no colour code; as input code of some functions: the default, RGB */
+};
+
+/** Rendering intents (ICC.1:2010 0.7) and the lookup tag that each tries first; all fall back to
+ *  A2B0. */
+enum KX_Intent {
+  KX_INTENT_PERCEPTUAL = 0, /**< A2B0 */
+  KX_INTENT_RELATIVE = 1,   /**< media-relative colorimetric: A2B1 */
+  KX_INTENT_SATURATION = 2, /**< A2B2 */
+  KX_INTENT_ABSOLUTE = 3    /**< ICC-absolute colorimetric: A2B1 with the media white point */
+};
+
+/** Results that are no colour codes. */
+enum KX_Result {
+  KX_RESULT_OK = 0,          /**< a conversion ran */
+  KX_RESULT_UNUSED = 65533,  /**< the function does nothing */
+  KX_RESULT_NOT_SET = 65535, /**< the slot is unusable */
+  KX_RESULT_FAIL = -1        /**< all ones: a conversion was refused */
+};
+
+/* ---- Profile selection ---------------------------------------------------------------------- */
+
+/** Reads a profile and builds the slot's pipeline; at once when nothing changed since the last
+ *  call. Offsets of an earlier KX_Icc_Adjust are dropped with a rebuild.
+ *
+ *  The slot becomes unusable when the file cannot be opened, the input code is neither RGB nor
+ *  RGB_16, or the output code is none that is accepted as output. A profile without a usable lookup
+ *  tag is not told apart from success: conversions then do nothing.
+ *
+ *  Writes one line to standard output, "SetProfile : <path>, intent : <n>, Input : <n>, Output :
+ *  <n>".
+ *  @param path    ICC device profile; a null path counts as unreadable.
+ *  @param second  ignored.
+ *  @param intent  a KX_Intent.
+ *  @param input   KX_COLOR_RGB or KX_COLOR_RGB_16; KX_COLOR_NONE stands for KX_COLOR_RGB.
+ *  @param output  a KX_ColorCode.
+ *  @return the output code. */
+KX_C_API int KX_Icc_SetProfile(const char* path, const char* second, int intent, int input,
+                               int output);
+
+/** As KX_Icc_SetProfile for the other slots, with two differences: KX_COLOR_NONE is not replaced
+ *  but refused, and instead of the line on standard output the request and its result go to the
+ *  configuration hooks, sections "Current2" and "Current3". */
+KX_C_API int KX_Icc_SetProfile_2nd(const char* path, const char* second, int intent, int input,
+                                   int output);
+KX_C_API int KX_Icc_SetProfile_3rd(const char* path, const char* second, int intent, int input,
+                                   int output);
+
+/** As KX_Icc_SetProfile (first slot), without replacement of KX_COLOR_NONE and without the line. A
+ *  failure to read goes to the configuration hooks, under section "Current3". */
+KX_C_API int KX_Icc_SetProfileF(const char* path, const char* second, int intent, int input,
+                                int output);
+
+/* ---- Intent and adjustment ------------------------------------------------------------------ */
+
+/** Rebuilds the pipeline of the profile that the slot holds, for another intent or other codes,
+ * with the offsets in force. The codes are stored without a check of the input code, even where no
+ *  profile is held; the older tables then stay in use. The sample width of the output buffer stays
+ *  that of the last KX_Icc_SetProfile.
+ *  @param input  KX_COLOR_NONE stands for KX_COLOR_RGB.
+ *  @return the output code. */
+KX_C_API int KX_Icc_SetIntent(int intent, int input, int output);
+KX_C_API int KX_Icc_SetIntent_2nd(int intent, int input, int output);
+KX_C_API int KX_Icc_SetIntent_3rd(int intent, int input, int output);
+
+/** Shifts all colours and replaces the output curves.
+ *
+ *  With KX_Icc_Adjust, an application that answers 1 to the configuration hook's question ("Icc",
+ *  "Control") overrides intent, codes and offsets through the other keys of that section; the _2nd
+ *  and _3rd forms ask nothing.
+ *
+ *  The curves hold `count` output levels of 8 bits each and are only read; a null curve or a count
+ *  below 1 leaves the output curves as they are. L and c are offsets in L* and C* (the results are
+ *  limited to 0..100), h in degrees of hue; they take effect when their whole parts change.
+ *  @return the output code. */
+KX_C_API int KX_Icc_Adjust(unsigned char* curveR, unsigned char* curveG, unsigned char* curveB,
+                           int count, double L, double c, double h);
+KX_C_API int KX_Icc_Adjust_2nd(unsigned char* curveR, unsigned char* curveG, unsigned char* curveB,
+                               int count, double L, double c, double h);
+KX_C_API int KX_Icc_Adjust_3rd(unsigned char* curveR, unsigned char* curveG, unsigned char* curveB,
+                               int count, double L, double c, double h);
+
+/* ---- Conversion ----------------------------------------------------------------------------- */
+
+/** Converts a pixel buffer.
+ *  @param src     pixelCount pixels, 8-bit for input KX_COLOR_RGB, else 16-bit; only read.
+ *  @param dst     pixelCount pixels of the output's sample width (16-bit whenever the input is);
+ *                 may be src when both have the same sample width, must not overlap it otherwise.
+ *  @param pixelCount  pixels, not bytes; nothing happens below 1 or with a null buffer.
+ *  @return KX_RESULT_OK, or KX_RESULT_FAIL (nothing touched) when the slot is unusable. */
+KX_C_API int KX_Icc_Convert2(unsigned char* src, unsigned char* dst, int pixelCount);
+KX_C_API int KX_Icc_Convert2_2nd(unsigned char* src, unsigned char* dst, int pixelCount);
+KX_C_API int KX_Icc_Convert2_3rd(unsigned char* src, unsigned char* dst, int pixelCount);
+
+/** The same as KX_Icc_Convert2. */
+KX_C_API int KX_Icc_Convert(unsigned char* src, unsigned char* dst, int pixelCount);
+
+/** Converts a TIFF file (baseline, uncompressed, little-endian, three samples of 8 or 16 bits, like
+ *  the slot's codes) and writes a new one; three stopwatch lines go to standard output. An unusable
+ *  slot opens no file.
+ *  @return the output code. It does not tell whether the input could be read or the output be
+ *          written. */
+KX_C_API int KX_Icc_ConvertFile(const char* inPath, const char* outPath);
+KX_C_API int KX_Icc_ConvertFile_2nd(const char* inPath, const char* outPath);
+KX_C_API int KX_Icc_ConvertFile_3rd(const char* inPath, const char* outPath);
+
+/* ---- Kept for compatibility ----------------------------------------------------------------- */
+
+/** Does nothing. @return KX_RESULT_NOT_SET when the first slot is unusable, else KX_RESULT_UNUSED.
+ */
+KX_C_API int KX_Icc_Initial(int value);
+
+/** Does nothing. @return KX_RESULT_NOT_SET. */
+KX_C_API int KX_Icc_DeleteWorkingBuf(void);
+
+/* ---- Configuration hooks -------------------------------------------------------------------- */
+
+/* The library's own versions do nothing and return 0 (null for the string getters). An application
+   that defines functions of these names gets the calls instead. The library calls only
+   ConfigGetInt, ConfigSetInt and ConfigSetString, on the caller's thread; all strings are borrowed
+   and valid only during the call, and the value of "InputProfile" is null where the path was. */
+
+KX_C_API int ConfigFile(const char* path);
+KX_C_API int ConfigGetInt(const char* section, const char* key, int defaultValue);
+KX_C_API const char* ConfigGetString(const char* section, const char* key,
+                                     const char* defaultValue);
+KX_C_API int ConfigSetInt(const char* section, const char* key, int value);
+KX_C_API int ConfigSetString(const char* section, const char* key, const char* value);
+
+KX_C_API int ConfigFile2(const char* path);
+KX_C_API int ConfigGetInt2(const char* section, const char* key, int defaultValue);
+KX_C_API const char* ConfigGetString2(const char* section, const char* key,
+                                      const char* defaultValue);
+KX_C_API int ConfigSetInt2(const char* section, const char* key, int value);
+KX_C_API int ConfigSetString2(const char* section, const char* key, const char* value);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

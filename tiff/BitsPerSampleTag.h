@@ -1,0 +1,20 @@
+#ifndef KXCMS_TIFF_BITSPERSAMPLETAG_H
+#define KXCMS_TIFF_BITSPERSAMPLETAG_H
+
+#include "TiffTag.h"
+
+namespace KX_Tiff_STL3 {
+
+/// BitsPerSample (258): without a file, one 16-bit entry of `value` per sample.
+class KX_API BitsPerSampleTag : public TiffTag {
+ public:
+  BitsPerSampleTag(unsigned tagAndType, unsigned count, unsigned value, FILE* file);
+  ~BitsPerSampleTag() override;
+
+  /// `value` for a count of 1, else the first 16-bit entry of `data`, or 0 when that is null.
+  unsigned GetValue() const override;
+};
+
+}  // namespace KX_Tiff_STL3
+
+#endif

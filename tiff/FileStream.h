@@ -1,0 +1,32 @@
+#ifndef KXCMS_TIFF_FILESTREAM_H
+#define KXCMS_TIFF_FILESTREAM_H
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+namespace KX_Tiff_STL3 {
+
+struct StreamCloser {
+  void operator()(FILE* stream) const { std::fclose(stream); }
+};
+/// A stream that is closed once, whichever way its owner is left.
+using OwnedStream = std::unique_ptr<FILE, StreamCloser>;
+
+/// @return null when the file cannot be opened or `path` is null.
+OwnedStream OpenStream(char const* path, char const* mode);
+
+/// Size of the file behind a stream; 0 when it cannot be told or `file` is null.
+std::uint64_t FileBytes(FILE* file);
+
+/// Fills `to` with the bytes at `offset`; those that the file does not hold, or all when the
+/// stream cannot seek or is null, become 0.
+/// @return the number of bytes really read.
+std::uint64_t ReadAt(FILE* file, std::uint64_t offset, unsigned char* to, std::uint64_t sizeBytes);
+
+/// Writes at the stream's position; nothing when a pointer is null. Write errors are not reported.
+void WriteBytes(FILE* file, const unsigned char* from, std::uint64_t sizeBytes);
+
+}  // namespace KX_Tiff_STL3
+
+#endif

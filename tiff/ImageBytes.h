@@ -1,0 +1,21 @@
+#ifndef KXCMS_TIFF_IMAGEBYTES_H
+#define KXCMS_TIFF_IMAGEBYTES_H
+
+#include <cstdint>
+
+#include "CTiff.h"
+#include "PixelData.h"
+
+namespace KX_Tiff_STL3 {
+
+/// Width, length, samples and bits from the tags of an image.
+ImageGeometry GeometryOf(Tiff& image);
+
+/// Bytes that the pixel buffer of an image is good for, 0 when it has none: the StripByteCounts
+/// value or, without that tag, what the dimensions in the tags take. The buffer of an image that
+/// was read or newly made is never smaller.
+std::uint64_t ImageBytes(CTiff& image);
+
+}  // namespace KX_Tiff_STL3
+
+#endif

@@ -1,0 +1,118 @@
+#ifndef KXCMS_TIFF_TIFFCODES_H
+#define KXCMS_TIFF_TIFFCODES_H
+
+#include "../interface/KxApi.h"
+
+namespace KX_Tiff_STL3 {
+
+/// Field types (TIFF 6.0, section 2). Only the low four bits of a type are kept from a file.
+enum FieldType : unsigned int {
+  TIFF_BYTE = 1,
+  TIFF_ASCII = 2,
+  TIFF_SHORT = 3,
+  TIFF_LONG = 4,
+  TIFF_RATIONAL = 5,
+  TIFF_SBYTE = 6,
+  TIFF_UNDEFINED = 7,
+  TIFF_SSHORT = 8,
+  TIFF_SLONG = 9,
+  TIFF_SRATIONAL = 10,
+  TIFF_FLOAT = 11,
+  TIFF_DOUBLE = 12,
+};
+
+/// Bytes per item of each field type 0..15. The entries for 10, 11 and 12 (4, 8, 1) are kept so
+/// that files stay identical byte for byte.
+extern KX_API const unsigned int DataType[16];
+
+/// Tag numbers (TIFF 6.0) and extensions. Any other number is kept and written back.
+enum TiffTagSignature : unsigned int {
+  NewSubfileType = 254,
+  SubfileType = 255,
+  ImageWidth = 256,
+  ImageLength = 257,
+  BitsPerSample = 258,
+  Compression = 259,
+  PhotometricInterpretation = 262,
+  Threshholding = 263,
+  CellWidth = 264,
+  CellLength = 265,
+  FillOrder = 266,
+  DocumentName = 269,
+  ImageDescription = 270,
+  Make = 271,
+  Model = 272,
+  StripOffsets = 273,
+  Orientation = 274,
+  SamplesPerPixel = 277,
+  RowsPerStrip = 278,
+  StripByteCounts = 279,
+  MinSampleValue = 280,
+  MaxSampleValue = 281,
+  XResolution = 282,
+  YResolution = 283,
+  PlanarConfiguration = 284,
+  PageName = 285,
+  XPosition = 286,
+  YPosition = 287,
+  FreeOffsets = 288,
+  FreeByteCounts = 289,
+  GrayResponseUnit = 290,
+  GrayResponseCurve = 291,
+  T4Options = 292,
+  T6Options = 293,
+  ResolutionUnit = 296,
+  PageNumber = 297,
+  TransferFunction = 301,
+  Software = 305,
+  DateTime = 306,
+  Artist = 315,
+  HostComputer = 316,
+  Predictor = 317,
+  WhitePoint = 318,
+  PrimaryChromaticities = 319,
+  ColorMap = 320,
+  HalftoneHints = 321,
+  TileWidth = 322,
+  TileLength = 323,
+  TileOffsets = 324,
+  TileByteCounts = 325,
+  InkSet = 332,
+  InkNames = 333,
+  NumberOfInks = 334,
+  DotRange = 336,
+  TargetPrinter = 337,
+  ExtraSamples = 338,
+  SampleFormat = 339,
+  SMinSampleValue = 340,
+  SMaxSampleValue = 341,
+  TransferRange = 342,
+  ClipPath = 343,
+  JPEGInterchangeFormat = 513,
+  JPEGInterchangeFormatLength = 514,
+  JPEGRestartInterval = 515,
+  JPEGLosslessPredictors = 517,
+  JPEGPointTransforms = 518,
+  JPEGQTables = 519,
+  JPEGDCTables = 520,
+  JPEGACTables = 521,
+  YCbCrCoefficients = 529,
+  YCbCrSubSampling = 530,
+  YCbCrPositioning = 531,
+  ReferenceBlackWhite = 532,
+  XmlPacket = 700,
+  Copyright = 33432,
+  IptcNaa = 33723,
+  ImageResources = 34377,
+  ExifIfd = 34665,
+  IccProfile = 34675,
+};
+
+/// Thrown for coded failures inside the TIFF classes; the outer operations catch it.
+struct KX_API ErrCode {
+  int code;  ///< -7: the image is compressed
+};
+
+}  // namespace KX_Tiff_STL3
+
+#endif

@@ -1,0 +1,39 @@
+#ifndef KXCMS_UNITS_BASE_H
+#define KXCMS_UNITS_BASE_H
+
+#include "../interface/KxApi.h"
+
+namespace ICC40 {
+namespace ICC_UNIT {
+
+class Info;
+
+/// Root of the table classes. Field and slot order are interface. Tables are large objects for the
+/// heap, used by one thread at a time except where a conversion says otherwise.
+class KX_API Base {
+ public:
+  Base();
+  Base(const Base&) = delete;
+  Base& operator=(const Base&) = delete;
+  virtual ~Base();
+
+  /// Converts one sample set in place. This class does nothing. @return 0.
+  virtual int Conversion(unsigned short& c0, unsigned short& c1, unsigned short& c2,
+                         unsigned short& o0, unsigned short& o1, unsigned short& o2,
+                         unsigned short& o3);
+  /// Does nothing, in every table. @return 0.
+  virtual int Conversion(unsigned char* buffer, int count);
+  /// Converts the buffers that a run state describes. This class does nothing. @return 0.
+  ///
+  /// In every table: a null run state, a null buffer or a pixel count below 1 touches nothing, and
+  /// only whole pixels that fit into `info->workingSize` samples are converted. A `workingSize` of
+  /// 0 counts as unknown (the caller set `workingBuf` by hand): `workingCount` is then trusted.
+  virtual int Conversion(Info* info);
+
+  char const* name;  ///< borrowed constant: the class name
+};
+
+}  // namespace ICC_UNIT
+}  // namespace ICC40
+
+#endif

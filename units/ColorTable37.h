@@ -1,0 +1,26 @@
+#ifndef KXCMS_UNITS_COLORTABLE37_H
+#define KXCMS_UNITS_COLORTABLE37_H
+
+#include "ColorTable33.h"
+
+namespace ICC40 {
+namespace ICC_UNIT {
+
+/// `ColorTable33` with seven output channels, written to c0..c2 and o0..o3.
+class KX_API ColorTable37 : public ColorTable33 {
+ public:
+  ColorTable37();
+  ~ColorTable37() override;
+
+  using ColorTable33::Conversion;
+  int Conversion(unsigned short& c0, unsigned short& c1, unsigned short& c2, unsigned short& o0,
+                 unsigned short& o1, unsigned short& o2, unsigned short& o3) override;
+  /// 7 samples a pixel, the inputs in the first three. @return 0.
+  int Conversion(Info* info) override;
+  int Conversion(int& c0, int& c1, int& c2, int& o0, int& o1, int& o2, int& o3) override;
+};
+
+}  // namespace ICC_UNIT
+}  // namespace ICC40
+
+#endif

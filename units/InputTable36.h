@@ -1,0 +1,27 @@
+#ifndef KXCMS_UNITS_INPUTTABLE36_H
+#define KXCMS_UNITS_INPUTTABLE36_H
+
+#include "InputTable33.h"
+
+namespace ICC40 {
+namespace ICC_UNIT {
+
+/// `InputTable33` for a working buffer of 6 samples a pixel.
+class KX_API InputTable36 : public InputTable33 {
+ public:
+  InputTable36();
+  ~InputTable36() override;
+
+  using InputTable33::Conversion;
+  int Conversion(unsigned char* buffer, int count) override;
+  /// As `InputTable33`, for conversion types 261, 262 (8-bit) and 517, 518 (16-bit): three
+  /// looked-up values, then zeros up to 6. @return 0, or 65535 for any other type.
+  int Conversion(Info* info) override;
+
+  unsigned int extra;  ///< 0; no other use
+};
+
+}  // namespace ICC_UNIT
+}  // namespace ICC40
+
+#endif

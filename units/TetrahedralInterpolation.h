@@ -1,0 +1,110 @@
+#ifndef KXCMS_UNITS_TETRAHEDRALINTERPOLATION_H
+#define KXCMS_UNITS_TETRAHEDRALINTERPOLATION_H
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "units/ColorTable33.h"
+#include "units/StaticPartition.h"
+#include "units/Tetrahedra.h"
+#include "units/Truncation.h"
+#include "units/WorkingBuffer.h"
+
+namespace ICC40 {
+namespace ICC_UNIT {
+
+/// The conversions of the colour tables, by number of channels: 3, 4, 6 or 7. Everywhere the first
+/// three values of a pixel are the inputs, and all of them receive the outputs.
+
+/// The corners along a tetrahedron's path, in the cell whose base corner is `node`.
+inline std::array<const int*, 4> PathNodes(const ColorTable33& table, const int (&node)[3],
+                                           const Tetrahedron& tetrahedron) {
+  std::array<const int*, 4> nodes;
+  for (std::size_t p = 0; p < nodes.size(); ++p) {
+    const int corner = tetrahedron.path[p];
+    nodes[p] =
+        table.grid[node[0] + (corner >> 2)][node[1] + (corner >> 1 & 1)][node[2] + (corner & 1)];
+  }
+  return nodes;
+}
+
+/// Difference of two node values, which may be any int: it wraps.
+inline std::uint32_t Difference(int high, int low) {
+  return static_cast<std::uint32_t>(high) - static_cast<std::uint32_t>(low);
+}
+
+/// The 16-bit interpolation: wrapping 32-bit sums, shifted right arithmetically, stored modulo
+/// 65536. A table that was never filled (shift 0) changes nothing.
+template <std::size_t kChannels>
+void Interpolate(const ColorTable33& table, const std::array<unsigned short*, kChannels>& samples) {
+  if (table.shift == 0) return;
+  int node[3], fraction[3];
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    node[axis] = *samples[axis] >> table.shift;
+    fraction[axis] = *samples[axis] & table.mask;
+  }
+  const Tetrahedron& tetrahedron =
+      kTetrahedra[TetrahedronOf(fraction[0], fraction[1], fraction[2])];
+  const std::array<const int*, 4> path = PathNodes(table, node, tetrahedron);
+  for (std::size_t c = 0; c < kChannels; ++c) {
+    std::uint32_t sum = static_cast<std::uint32_t>(path[0][c]) << table.shift;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      const auto edge = static_cast<std::size_t>(tetrahedron.edge[axis]);
+      sum +=
+          Difference(path[edge + 1][c], path[edge][c]) * static_cast<std::uint32_t>(fraction[axis]);
+    }
+    *samples[c] = static_cast<unsigned short>(static_cast<std::int32_t>(sum) >> table.shift);
+  }
+}
+
+/// The reference interpolation in double precision, for inputs 0..65535: truncated toward zero, not
+/// limited. Other inputs, and a table without node positions, change nothing.
+template <std::size_t kChannels>
+void InterpolateReference(const ColorTable33& table, const std::array<int*, kChannels>& values) {
+  if (table.nodePositions == nullptr) return;
+  int node[3];
+  double fraction[3];
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    const int x = *values[axis];
+    if (x < 0 || x > 65535) return;
+    // At most 65535 * (n - 1) / 65536: always a node with a next one.
+    node[axis] = static_cast<int>(x / table.nodeStep);
+    fraction[axis] = (x - table.nodePositions[node[axis]]) / table.nodeStep;
+  }
+  const Tetrahedron& tetrahedron =
+      kTetrahedra[TetrahedronOf(fraction[0], fraction[1], fraction[2])];
+  const std::array<const int*, 4> path = PathNodes(table, node, tetrahedron);
+  for (std::size_t c = 0; c < kChannels; ++c) {
+    double product[3];
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      const auto edge = static_cast<std::size_t>(tetrahedron.edge[axis]);
+      product[axis] =
+          static_cast<std::int32_t>(Difference(path[edge + 1][c], path[edge][c])) * fraction[axis];
+    }
+    const auto rise =
+        static_cast<std::uint32_t>(TruncateToInt64(product[0] + product[1] + product[2]));
+    *values[c] = static_cast<std::int32_t>(static_cast<std::uint32_t>(path[0][c]) + rise);
+  }
+}
+
+/// Converts a run state's working buffer in place, pixel by pixel through the table's virtual
+/// 16-bit conversion, in one parallel region. The table is only read.
+template <int kSamplesPerPixel>
+void ConvertWorkingBuffer(ColorTable33& table, const Info* info) {
+  ForEachBlock(WorkingPixels(info, kSamplesPerPixel), [&](std::int64_t begin, std::int64_t end) {
+    for (std::int64_t p = begin; p < end; ++p) {
+      unsigned short* const pixel = info->workingBuf + p * kSamplesPerPixel;
+      unsigned short v[7] = {};
+      std::copy_n(pixel, kSamplesPerPixel, v);
+      table.Conversion(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+      std::copy_n(v, kSamplesPerPixel, pixel);
+    }
+  });
+}
+
+}  // namespace ICC_UNIT
+}  // namespace ICC40
+
+#endif
