@@ -1,0 +1,136 @@
+#include "units/InputTable33.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+#include <utility>
+
+#include "units/InputConversion.h"
+#include "units/ToneCurve.h"
+
+namespace ICC40 {
+namespace ICC_UNIT {
+
+using ICCFILE::CLut16Type;
+using ICCFILE::ColorSpaceSignature;
+
+namespace {
+
+constexpr int kInputs = 3;
+// Output classes of three-channel conversion types: 1 (8-bit) and 2 (16-bit).
+constexpr int kOutputClass = 1;
+
+void FillIdentity(InputTable33& table, int channels) {
+  table.step = kIdentityStep;
+  for (int c = 0; c < channels; ++c) {
+    FillIdentityCurve(table.curves[c]);
+    std::iota(table.lookup[c], table.lookup[c] + kLevels, 0u);
+  }
+}
+
+// Fills the lookups of all three channels, through the virtual conversion: a derived table's own
+// interpolation counts. The top level takes the last entry itself.
+void ExpandCurves(InputTable33& table, int entries) {
+  for (int v = 0; v < kTopLevel; ++v) {
+    unsigned short c[kInputs], unused[4] = {};
+    std::fill_n(c, kInputs, static_cast<unsigned short>(v));
+    table.Conversion(c[0], c[1], c[2], unused[0], unused[1], unused[2], unused[3]);
+    for (int channel = 0; channel < kInputs; ++channel) table.lookup[channel][v] = c[channel];
+  }
+  for (int c = 0; c < kInputs; ++c) table.lookup[c][kTopLevel] = table.curves[c][entries - 1];
+}
+
+}  // namespace
+
+InputTable33::InputTable33() : step(0.0), curves{}, lookup{}, depth(16) {
+  name = "InputTable33";
+}
+
+InputTable33::~InputTable33() = default;
+
+int InputTable33::Conversion(unsigned short& c0, unsigned short& c1, unsigned short& c2,
+                             unsigned short&, unsigned short&, unsigned short&, unsigned short&) {
+  if (step == 0.0) return 0;
+  unsigned short* const samples[kInputs] = {&c0, &c1, &c2};
+  for (int c = 0; c < kInputs; ++c) {
+    *samples[c] = static_cast<unsigned short>(InterpolateCurve(curves[c], step, step, *samples[c]));
+  }
+  return 0;
+}
+
+int InputTable33::Conversion(unsigned char*, int) {
+  return 0;
+}
+
+int InputTable33::Conversion(Info* info) {
+  return FillWorkingBuffer(lookup, info, kInputs, kOutputClass);
+}
+
+int InputTable33::Initial(CLut16Type* lut, ColorSpaceSignature inputColor) {
+  if (lut == nullptr) return 0;
+  const int channels = std::min<int>(lut->inputChannels, kInputs);
+  if (lut->inputEntries < kMinCurveEntries) {
+    FillIdentity(*this, channels);
+  } else {
+    if (lut->inputTables == nullptr) return 0;
+    const int entries = UsableEntries(lut->inputEntries);
+    step = CurveStep(entries);
+    CopyCurves(lut->inputTables, channels, lut->inputEntries, curves);
+    ExpandCurves(*this, entries);
+  }
+  switch (inputColor) {
+    case ICCFILE::RGB_16:
+      return 0;
+    case ICCFILE::Lab:
+      return Change_Lut16_To_Lab8();
+    case ICCFILE::Lab_16:
+      return Change_Lut16_To_Lab16();
+    default:
+      return Change_Lut16_To_Lut8();
+  }
+}
+
+int InputTable33::Initial(InputTable33* other) {
+  if (other == nullptr) return 0;
+  std::memmove(lookup, other->lookup, sizeof lookup);
+  depth = other->depth;
+  return 0;
+}
+
+int InputTable33::Change_Lut16_To_Lut8() {
+  for (auto& channel : lookup) {
+    for (int x = 0; x < 255; ++x) channel[x] = channel[x * 256];
+    channel[255] = channel[kTopLevel];
+  }
+  depth = 8;
+  return 0;
+}
+
+int InputTable33::Change_Lut16_To_Lab8() {
+  // Signed bytes: code x belongs at level (x ^ 128) * 256. The change is made in place with x
+  // rising, so that x = 128 reads what x = 0 wrote and ends at the unchanged middle value; the -1
+  // and +1, which may wrap, and the missing special case of L* 255 are kept as they are.
+  for (unsigned int x = 0; x < 256; ++x) {
+    const unsigned int level = (x ^ 128) * 256;
+    const unsigned int offset = x < 128 ? ~0u : 1u;
+    lookup[0][x] = lookup[0][x * 256];
+    lookup[1][x] = lookup[1][level] + offset;
+    lookup[2][x] = lookup[2][level] + offset;
+  }
+  depth = 8;
+  return 0;
+}
+
+int InputTable33::Change_Lut16_To_Lab16() {
+  // Signed words: code v belongs at v ^ 0x8000. The pair 32767 and 65535 stays unswapped on
+  // purpose.
+  for (int v = 0; v < 32767; ++v) {
+    std::swap(lookup[1][v], lookup[1][v ^ 0x8000]);
+    std::swap(lookup[2][v], lookup[2][v ^ 0x8000]);
+  }
+  depth = 16;
+  return 0;
+}
+
+}  // namespace ICC_UNIT
+}  // namespace ICC40
