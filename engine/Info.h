@@ -17,6 +17,8 @@ class KX_API Info {
  public:
   /// All codes 65535, conversion type 65534, no buffers, no names, `intent` 0.
   Info();
+  Info(const Info&) = delete;
+  Info& operator=(const Info&) = delete;
   ~Info();
 
   /// Forgets the selection and releases the working buffer. Keeps `engineStatus`, `intent` and
@@ -54,7 +56,7 @@ class KX_API Info {
   unsigned char* srcBuf;        ///< borrowed
   unsigned char* dstBuf;        ///< borrowed
   int workingCount;             ///< pixels
-  int workingSize;              ///< 16-bit samples in workingBuf
+  int workingSize;              ///< 16-bit samples asked for; workingBuf is null if that failed
   int adjustL;                  ///< L* offset, whole units
   int adjustC;                  ///< C* offset, whole units
   int adjustH;                  ///< hue offset, whole degrees

@@ -1,0 +1,262 @@
+#include "engine/CIccEngineS.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+
+#include "engine/EngineTables.h"
+#include "engine/LookupTag.h"
+#include "engine/PipelineTables.h"
+#include "iccfile/CXYZType.h"
+#include "interface/Diagnostics.h"
+#include "interface/ResultCodes.h"
+#include "units/ColorTable33.h"
+#include "units/InputTable33.h"
+#include "units/OutputTable33.h"
+
+namespace ICC40 {
+namespace ICC_ENG_S4 {
+
+using namespace ICCFILE;
+using ICC_UNIT::ColorTable33;
+using ICC_UNIT::InputTable33;
+using ICC_UNIT::OutputTable33;
+
+namespace {
+
+constexpr int kThreads = 8;
+constexpr std::size_t kLevels8 = 256;
+constexpr std::size_t kLevels16 = 65536;
+
+// Truncates an offset toward zero; NaN counts as 0, and what no int holds as the nearest that one
+// does.
+int WholeUnits(double offset) {
+  constexpr double kMost = std::numeric_limits<int>::max();
+  if (std::isnan(offset)) return 0;
+  return static_cast<int>(std::clamp(offset, -kMost, kMost));
+}
+
+void ReleaseInputTables(CIccEngineS& engine) {
+  for (unsigned int** table : {&engine.inLutAux0, &engine.inLut0, &engine.inLutAux1, &engine.inLut1,
+                               &engine.inLutAux2, &engine.inLut2}) {
+    delete[] * table;
+    *table = nullptr;
+  }
+}
+
+std::unique_ptr<unsigned int[]> PackChannel(const unsigned int* lookup, std::size_t levels) {
+  std::unique_ptr<unsigned int[]> packed(new unsigned int[levels]);
+  std::transform(lookup, lookup + levels, packed.get(), PackIndex);
+  return packed;
+}
+
+// @return whether there was memory for it; the cells are left as they were if not.
+bool BuildColorStage(CIccEngineS& engine, CLut16Type* lut, double L, double c, double h) {
+  if (lut == nullptr || !IsUsable(*lut)) return false;
+  try {
+    const auto table = std::make_unique<ColorTable33>();
+    table->Initial(lut);
+    // A NaN offset counts as one.
+    if (L != 0 || c != 0 || h != 0) table->Adjust_Lch(L, c, h);
+    table->TableResize(kCellGridPoints);
+    std::shared_ptr<iccTagBase> mediaWhite;
+    if (engine.intent == Absolute) mediaWhite = engine.iccFile.GetTag(ICC4_HEADER::wtpt);
+    table->Lab2RGB100_16(lut, static_cast<ColorSpaceSignature>(engine.outputColor),
+                         dynamic_cast<CXYZType*>(mediaWhite.get()));
+    BuildCells(*table, engine.cells);
+    return true;
+  } catch (const std::bad_alloc& failure) {
+    ReportBadAlloc(failure);
+    return false;
+  }
+}
+
+// Builds all three stages. Without memory for the colour stage the input tables go too: the
+// conversions then do nothing, rather than mix old tables with new ones.
+int BuildPipeline(CIccEngineS& engine, CLut16Type* lut, double L, double c, double h) {
+  engine.Set1DLutIn(lut);
+  if (!BuildColorStage(engine, lut, L, c, h)) ReleaseInputTables(engine);
+  engine.Set1DLutOut(lut);
+  return engine.outputColor;
+}
+
+void CopyOutputTables(const OutputTable33& table, unsigned int (&outLut)[3][65536]) {
+  for (int c = 0; c < 3; ++c) std::copy_n(table.lookup[c], kLevels16, outLut[c]);
+}
+
+}  // namespace
+
+CIccEngineS::CIccEngineS()
+    : inLutAux0(nullptr),
+      inLut0(nullptr),
+      inLutAux1(nullptr),
+      inLut1(nullptr),
+      inLutAux2(nullptr),
+      inLut2(nullptr),
+      fractionBits(kFractionBits) {
+  omp_set_num_threads(kThreads);
+  omp_set_dynamic(kThreads);
+}
+
+CIccEngineS::~CIccEngineS() {
+  Reset();
+}
+
+void CIccEngineS::Reset() {
+  Info::Reset();
+  ReleaseInputTables(*this);
+}
+
+int CIccEngineS::Initial(int) {
+  return IccResultUnused;
+}
+
+int CIccEngineS::DeleteWorkingBuf() {
+  return IccResultUnused;
+}
+
+int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignature in,
+                            ColorSpaceSignature out, double L, double c, double h) {
+  try {
+    const bool newPath = CheckCurrentProfile(path, nullptr) != 0;
+    if (!newPath && outputColor != kNoColorCode && intent == newIntent && inputColor == in &&
+        outputColor == out) {
+      return IccResultOk;
+    }
+    Reset();
+    intent = newIntent;
+    inputColor = in;
+    outputColor = out;
+    iccFile.Reset();
+    profileState = 0;
+    if (in != RGB && in != RGB_16) {
+      engineStatus = outputColor = IccResultNotSet;
+      return IccResultInputColor;
+    }
+    if (iccFile.ReadFile(path) != 0) {
+      engineStatus = outputColor = IccResultNotSet;
+      return IccResultProfileRead;
+    }
+  } catch (const std::bad_alloc& failure) {
+    ReportBadAlloc(failure);
+    engineStatus = outputColor = IccResultNotSet;
+    return IccResultProfileRead;
+  }
+  engineStatus = ConstructEngine(L, c, h);
+  CheckConversionType();
+  return IccResultOk;
+}
+
+int CIccEngineS::SetProfile(char const* path, char const*, Intent newIntent, ColorSpaceSignature in,
+                            ColorSpaceSignature out, double L, double c, double h) {
+  return SetProfile(path, newIntent, in, out, L, c, h);
+}
+
+int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceSignature out,
+                           double, double, double) {
+  if (inputColor == in && intent == newIntent && outputColor == out) return outputColor;
+  // No check of the input code, no new conversion type: as applications know it.
+  inputColor = in;
+  outputColor = out;
+  intent = newIntent;
+  const LookupTag tag(GetMft2());
+  if (tag.Get() == nullptr) return IccResultNotSet;
+  return BuildPipeline(*this, tag.Get(), adjustL, adjustC, adjustH);
+}
+
+int CIccEngineS::ConstructEngine(double L, double c, double h) {
+  if (profileState == IccResultNotSet) return IccResultNotSet;
+  return InputColorSpace2RGB(L, c, h);
+}
+
+int CIccEngineS::InputColorSpace2RGB(double L, double c, double h) {
+  const LookupTag tag(GetMft2());
+  if (tag.Get() == nullptr) return IccResultNotSet;
+  return BuildPipeline(*this, tag.Get(), L, c, h);
+}
+
+iccTagBase* CIccEngineS::GetMft2() {
+  auto signature = ICC4_HEADER::A2B0;
+  if (intent == Relative || intent == Absolute) signature = ICC4_HEADER::A2B1;
+  if (intent == Saturation) signature = ICC4_HEADER::A2B2;
+  // The profile keeps the tag alive.
+  iccTagBase* tag = iccFile.GetTag(signature).get();
+  return tag != nullptr ? tag : iccFile.GetTag(ICC4_HEADER::A2B0).get();
+}
+
+void CIccEngineS::Set1DLutIn(CLut16Type* lut) {
+  if (lut == nullptr || !IsUsable(*lut)) return;
+  try {
+    const auto table = std::make_unique<InputTable33>();
+    table->Initial(lut, static_cast<ColorSpaceSignature>(inputColor));
+    ReleaseInputTables(*this);
+    const std::size_t levels = inputColor == RGB_16 ? kLevels16 : kLevels8;
+    // The table is indexed by 8-bit levels already. Indexing it once more is kept so that results
+    // stay identical bit for bit.
+    if (inputColor != RGB_16) table->Change_Lut16_To_Lut8();
+    std::unique_ptr<unsigned int[]> extra(new unsigned int[kEngineTableWords]);
+    extra[kInputLevelsWord] = static_cast<unsigned int>(levels);
+    auto channel0 = PackChannel(table->lookup[0], levels);
+    auto channel1 = PackChannel(table->lookup[1], levels);
+    auto channel2 = PackChannel(table->lookup[2], levels);
+    inLutAux0 = extra.release();
+    inLut0 = channel0.release();
+    inLut1 = channel1.release();
+    inLut2 = channel2.release();
+  } catch (const std::bad_alloc& failure) {
+    ReleaseInputTables(*this);
+    ReportBadAlloc(failure);
+  }
+}
+
+void CIccEngineS::Set3DLut(CLut16Type* lut, double L, double c, double h) {
+  BuildColorStage(*this, lut, L, c, h);
+}
+
+int CIccEngineS::Set1DLutOut(CLut16Type*) {
+  try {
+    const auto table = std::make_unique<OutputTable33>();
+    engineStatus = BuildOutputCurve(*table, static_cast<ColorSpaceSignature>(outputColor));
+    if (engineStatus == IccResultNotSet) outputColor = IccResultNotSet;
+    CopyOutputTables(*table, outLut);
+  } catch (const std::bad_alloc& failure) {
+    ReportBadAlloc(failure);
+    engineStatus = outputColor = IccResultNotSet;
+  }
+  return engineStatus;
+}
+
+int CIccEngineS::Adjust_Lch(double L, double c, double h) {
+  const int previous[3] = {adjustL, adjustC, adjustH};
+  if (CheckLch(WholeUnits(L), WholeUnits(c), WholeUnits(h)) == 0) return outputColor;
+  const LookupTag tag(GetMft2());
+  if (tag.Get() == nullptr) return IccResultNotSet;
+  // Without memory the old colours stay, and so do their offsets: the next call tries again.
+  if (!BuildColorStage(*this, tag.Get(), L, c, h)) CheckLch(previous[0], previous[1], previous[2]);
+  return outputColor;
+}
+
+int CIccEngineS::Adjust_Output(unsigned char* R, unsigned char* G, unsigned char* B, int count) {
+  if (count == 0 || R == nullptr || G == nullptr || B == nullptr) return outputColor;
+  const LookupTag tag(GetMft2());
+  if (tag.Get() == nullptr) return IccResultNotSet;
+  try {
+    const auto table = std::make_unique<OutputTable33>();
+    table->Initial(tag.Get());
+    table->Initial(R, G, B, count);
+    // Only 8-bit input gets its curves reduced to 8 bits.
+    if (inputColor == RGB) {
+      engineStatus = table->OutputGamma100(static_cast<ColorSpaceSignature>(outputColor));
+    }
+    CopyOutputTables(*table, outLut);
+  } catch (const std::bad_alloc& failure) {
+    ReportBadAlloc(failure);
+  }
+  return outputColor;
+}
+
+}  // namespace ICC_ENG_S4
+}  // namespace ICC40

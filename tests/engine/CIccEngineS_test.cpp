@@ -1,0 +1,571 @@
+#include "engine/CIccEngineS.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+#include "engine/LookupTag.h"
+#include "engine/PipelineTables.h"
+#include "iccfile/CLut.h"
+#include "interface/ResultCodes.h"
+#include "tests/engine/TemporaryFile.h"
+#include "tests/reference/RandomProfile.h"
+
+using namespace ICC40::ICCFILE;
+using namespace ICC40::ICC_ENG_S4;
+using reference::PlainSpec;
+using reference::ProfileSpec;
+using reference::WriteProfile;
+
+namespace {
+
+constexpr unsigned int kA2B0 = ICC40::ICC4_HEADER::A2B0;
+constexpr unsigned int kA2B1 = ICC40::ICC4_HEADER::A2B1;
+constexpr unsigned int kA2B2 = ICC40::ICC4_HEADER::A2B2;
+constexpr unsigned int kManufacturerNone = 0x6E6F6E65;
+
+std::unique_ptr<CIccEngineS> MakeEngine() {
+  return std::make_unique<CIccEngineS>();
+}
+
+ProfileSpec PlainProfile() {
+  return PlainSpec(9, 256, 256);
+}
+
+ProfileSpec WithTags(std::initializer_list<unsigned int> signatures) {
+  ProfileSpec spec = PlainProfile();
+  const reference::TagSpec tag = spec.tags.front();
+  spec.tags.clear();
+  for (const unsigned int signature : signatures) {
+    spec.tags.push_back(tag);
+    spec.tags.back().signature = signature;
+  }
+  return spec;
+}
+
+int Select(CIccEngineS& engine, const char* path, int out = sRGB, int in = RGB,
+           int intent = Percepture) {
+  return engine.SetProfile(path, static_cast<Intent>(intent), static_cast<ColorSpaceSignature>(in),
+                           static_cast<ColorSpaceSignature>(out), 0, 0, 0);
+}
+
+int SetIntent(CIccEngineS& engine, int intent, int in, int out) {
+  return engine.SetIntent(static_cast<Intent>(intent), static_cast<ColorSpaceSignature>(in),
+                          static_cast<ColorSpaceSignature>(out), 1, 2, 3);
+}
+
+}  // namespace
+
+TEST(CIccEngineS, AFreshEngineIsUnusable) {
+  const auto engine = MakeEngine();
+  EXPECT_EQ(engine->outputColor, 65535);
+  EXPECT_EQ(engine->conversionType, 65534);
+  EXPECT_EQ(engine->fractionBits, 12);
+  for (const unsigned int* table : {engine->inLutAux0, engine->inLut0, engine->inLutAux1,
+                                    engine->inLut1, engine->inLutAux2, engine->inLut2}) {
+    EXPECT_EQ(table, nullptr);
+  }
+  EXPECT_EQ(engine->iccFile.header.manufacturer, 0u);
+}
+
+TEST(CIccEngineS, ConstructionSetsTheThreadCountAndDynamicAdjustment) {
+  omp_set_num_threads(3);
+  omp_set_dynamic(0);
+  const auto engine = MakeEngine();
+  EXPECT_EQ(omp_get_max_threads(), 8);
+  EXPECT_NE(omp_get_dynamic(), 0);
+}
+
+TEST(CIccEngineS, UnusedOperationsReturnTheirCode) {
+  const auto engine = MakeEngine();
+  EXPECT_EQ(engine->Initial(7), 65533);
+  EXPECT_EQ(engine->DeleteWorkingBuf(), 65533);
+}
+
+TEST(CIccEngineS, SelectionByCodes) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const struct {
+    const char* what;
+    int in, out, result, outputColor, status, type;
+  } kRows[] = {
+      {"8-bit sRGB", RGB, sRGB, 0, 12, 12, 257},
+      {"8 to 16 bits", RGB, sRGB_16, 0, 13, 13, 258},
+      {"16 to 8-bit code", RGB_16, sRGB, 0, 12, 12, 513},
+      {"16-bit linear", RGB_16, sRGB100_16, 0, 11, 11, 514},
+      {"Kodak", RGB, sRGB_KodakMix, 0, 36, 36, 257},
+      {"Lab input is refused", Lab, sRGB, 65530, 65535, 65535, 65534},
+      {"input 65535 is refused", 65535, sRGB, 65530, 65535, 65535, 65534},
+      {"a negative input is refused", -1, sRGB, 65530, 65535, 65535, 65534},
+      {"CMYK has a class but no curve", RGB, CMYK, 0, 65535, 65535, 256},
+      {"device RGB has no curve", RGB, RGB, 0, 65535, 65535, 256},
+      {"Lab has no curve", RGB_16, Lab_16, 0, 65535, 65535, 512},
+      {"Ycc has no curve", RGB, Ycc, 0, 65535, 65535, 256},
+      {"output 40 is none", RGB, 40, 0, 65535, 65535, 256},
+      {"a negative output is none", RGB, -3, 0, 65535, 65535, 256},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    const auto engine = MakeEngine();
+    EXPECT_EQ(Select(*engine, profile.Path(), row.out, row.in), row.result);
+    EXPECT_EQ(engine->outputColor, row.outputColor);
+    EXPECT_EQ(engine->engineStatus, row.status);
+    EXPECT_EQ(engine->conversionType, row.type);
+  }
+}
+
+TEST(CIccEngineS, APathThatCannotBeOpenedIs65531) {
+  const auto engine = MakeEngine();
+  EXPECT_EQ(Select(*engine, "/nonexistent/scan.icc"), 65531);
+  EXPECT_EQ(engine->outputColor, 65535);
+  EXPECT_EQ(Select(*engine, nullptr), 65531);
+  EXPECT_EQ(engine->engineStatus, 65535);
+}
+
+TEST(CIccEngineS, TheSecondPathIsIgnored) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  EXPECT_EQ(
+      engine->SetProfile(profile.Path(), "/nonexistent/other.icc", Relative, RGB, sRGB, 0, 0, 0),
+      0);
+  EXPECT_EQ(engine->outputColor, 12);
+  EXPECT_TRUE(engine->currentProfile2.empty());
+}
+
+TEST(CIccEngineS, TheSameSelectionReadsTheFileOnce) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  const unsigned int* table = engine->inLut0;
+  engine->cells[0][0][0][0][0] = 0xABCD;
+  profile.Write({});
+  EXPECT_EQ(Select(*engine, profile.Path()), 0);
+  EXPECT_EQ(engine->inLut0, table);
+  EXPECT_EQ(engine->cells[0][0][0][0][0], 0xABCDu);
+}
+
+TEST(CIccEngineS, AfterAFailureTheSameSelectionReadsAgain) {
+  const TemporaryFile profile("late.icc");
+  const auto engine = MakeEngine();
+  EXPECT_EQ(Select(*engine, profile.Path()), 65531);
+  profile.Write(WriteProfile(PlainProfile()));
+  EXPECT_EQ(Select(*engine, profile.Path()), 0);
+  EXPECT_EQ(engine->outputColor, 12);
+}
+
+TEST(CIccEngineS, AnUnreadableProfileForgetsTheTables) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  EXPECT_EQ(Select(*engine, "/nonexistent/scan.icc"), 65531);
+  EXPECT_EQ(engine->inLut0, nullptr);
+  EXPECT_EQ(engine->iccFile.tags.size(), 0u);
+}
+
+TEST(CIccEngineS, TheLookupTagFollowsTheIntent) {
+  const struct {
+    const char* what;
+    std::initializer_list<unsigned int> tags;
+    int intent;
+    unsigned int found;
+  } kRows[] = {
+      {"perceptual", {kA2B0, kA2B1, kA2B2}, Percepture, kA2B0},
+      {"relative", {kA2B0, kA2B1, kA2B2}, Relative, kA2B1},
+      {"saturation", {kA2B0, kA2B1, kA2B2}, Saturation, kA2B2},
+      {"absolute reads the relative tag", {kA2B0, kA2B1, kA2B2}, Absolute, kA2B1},
+      {"any other intent", {kA2B0, kA2B1, kA2B2}, 4, kA2B0},
+      {"A2B0 alone serves perceptual", {kA2B0}, Percepture, kA2B0},
+      {"A2B0 alone serves relative", {kA2B0}, Relative, kA2B0},
+      {"A2B0 alone serves saturation", {kA2B0}, Saturation, kA2B0},
+      {"A2B0 alone serves absolute", {kA2B0}, Absolute, kA2B0},
+      {"no fall-back to another tag", {kA2B1}, Percepture, 0},
+      {"nor from saturation to relative", {kA2B1}, Saturation, 0},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    const TemporaryFile profile("tags.icc", WriteProfile(WithTags(row.tags)));
+    const auto engine = MakeEngine();
+    ASSERT_EQ(Select(*engine, profile.Path(), sRGB, RGB, row.intent), 0);
+    const iccTagBase* tag = engine->GetMft2();
+    EXPECT_EQ(tag == nullptr ? 0u : static_cast<unsigned int>(tag->tagSignature), row.found);
+  }
+}
+
+TEST(CIccEngineS, WithoutALookupTagTheOutputCodeStaysAndNothingConverts) {
+  const TemporaryFile profile("none.icc", WriteProfile(WithTags({kA2B1})));
+  const auto engine = MakeEngine();
+  EXPECT_EQ(Select(*engine, profile.Path()), 0);
+  EXPECT_EQ(engine->outputColor, 12);
+  EXPECT_EQ(engine->engineStatus, 65535);
+  unsigned char in[3] = {1, 2, 3}, out[3] = {9, 9, 9};
+  EXPECT_EQ(engine->Conversion(in, out, 1), 0);
+  EXPECT_EQ(out[0] + out[1] + out[2], 27);
+  unsigned short wide[3] = {9, 9, 9};
+  EXPECT_EQ(engine->Conversion(in, wide, 1), 0);
+  EXPECT_EQ(wide[0] + wide[1] + wide[2], 27);
+  EXPECT_EQ(engine->Adjust_Lch(5, 0, 0), 65535);
+  unsigned char curve[256] = {};
+  EXPECT_EQ(engine->Adjust_Output(curve, curve, curve, 256), 65535);
+  EXPECT_EQ(SetIntent(*engine, Percepture, RGB, Adobe), 65535);
+  EXPECT_EQ(engine->outputColor, 22) << "the new output code is stored";
+}
+
+TEST(CIccEngineS, TheFillWorkerNeedsTablesToo) {
+  ProfileSpec spec = WithTags({kA2B1});
+  spec.manufacturer = kManufacturerNone;
+  const TemporaryFile profile("none.icc", WriteProfile(spec));
+  const auto engine = MakeEngine();
+  EXPECT_EQ(Select(*engine, profile.Path()), 0);
+  unsigned char in[3] = {1, 2, 3}, out[3] = {9, 9, 9};
+  EXPECT_EQ(engine->Conversion(in, out, 1), 0);
+  EXPECT_EQ(out[0], 9);
+}
+
+TEST(CIccEngineS, SetIntentStatusIsTheBuildersAndSetProfilesTheOutputCode) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  EXPECT_EQ(engine->engineStatus, sRGB);
+  const struct {
+    int out, status;
+  } kRows[] = {
+      {sRGB220, 8},
+      {sRGB, 8},
+      {sRGB_16, 9},
+      {sRGB100, 10},
+      {sRGB100_16, 11},
+      {Adobe100, 20},
+      {Adobe100_16, 21},
+      {Adobe, 22},
+      {Adobe_16, 23},
+      {Apple100_16, 25},
+      {ColorMatch_16, 31},
+      {sRGB_KodakPhoto, 34},
+      {sRGB_KodakText_16, 39},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(SetIntent(*engine, Percepture, RGB, row.out), row.out);
+    EXPECT_EQ(engine->engineStatus, row.status) << "output code " << row.out;
+  }
+  EXPECT_EQ(SetIntent(*engine, Percepture, RGB, CMYK_16), 65535);
+  EXPECT_EQ(engine->outputColor, 65535);
+}
+
+TEST(CIccEngineS, SetIntentChecksNeitherInputNorConversionType) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  EXPECT_EQ(SetIntent(*engine, Percepture, Lab, sRGB_16), 13);
+  EXPECT_EQ(engine->inputColor, Lab);
+  EXPECT_EQ(engine->conversionType, 257) << "the type of the selection stays";
+}
+
+TEST(CIccEngineS, SixteenBitSamplesOverShortTablesAreBounded) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  // Input code 2 makes 256-entry tables that are then read with 16-bit samples.
+  ASSERT_EQ(SetIntent(*engine, Percepture, Lab, sRGB100_16), 11);
+  const unsigned short samples[] = {0, 128, 255, 256, 32768, 65535};
+  for (const unsigned short sample : samples) {
+    unsigned short in[3] = {sample, sample, sample}, out[3] = {};
+    EXPECT_EQ(engine->Conversion(reinterpret_cast<unsigned char*>(in),
+                                 reinterpret_cast<unsigned char*>(out), 1),
+              0);
+    unsigned short clamped[3], expected[3] = {};
+    std::fill_n(clamped, 3, std::min<unsigned short>(sample, 255));
+    EXPECT_EQ(engine->Conversion(reinterpret_cast<unsigned char*>(clamped),
+                                 reinterpret_cast<unsigned char*>(expected), 1),
+              0);
+    EXPECT_EQ(out[0], expected[0]) << sample << " reads the last entry";
+  }
+}
+
+TEST(CIccEngineS, InputEntriesAreCellAndFraction) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainSpec(17, 2, 2)));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path(), sRGB100_16, RGB_16), 0);
+  const struct {
+    unsigned int sample, cell, fraction;
+  } kRows[] = {{0, 0, 0},    {1, 0, 1},     {4095, 0, 4095},
+               {4096, 1, 0}, {32768, 8, 0}, {65535, 15, 4095}};
+  for (const auto& row : kRows) {
+    for (const unsigned int* table : {engine->inLut0, engine->inLut1, engine->inLut2}) {
+      EXPECT_EQ(table[row.sample] >> 16, row.cell) << row.sample;
+      EXPECT_EQ(table[row.sample] & 0xFFFF, row.fraction) << row.sample;
+    }
+  }
+}
+
+TEST(CIccEngineS, EightBitTablesAreIndexedTwiceOnPurpose) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainSpec(17, 2, 2)));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  // Identity: first x * 256 and 65535 at 255. Indexing again reads position x * 256 of that table:
+  // 0 for x = 0, and beyond the first 256 entries still the 16-bit values.
+  const struct {
+    int sample;
+    unsigned int coordinate;
+  } kRows[] = {{0, 0}, {1, 256}, {2, 512}, {254, 65024}, {255, 65535}};
+  for (const auto& row : kRows) {
+    EXPECT_EQ(engine->inLut1[row.sample], PackIndex(row.coordinate)) << row.sample;
+  }
+}
+
+TEST(CIccEngineS, AbsoluteIntentTakesTheMediaWhite) {
+  ProfileSpec spec = PlainProfile();
+  const TemporaryFile without("nowhite.icc", WriteProfile(spec));
+  spec.wtpt = {50000, 52000, 40000};
+  const TemporaryFile with("white.icc", WriteProfile(spec));
+  const auto a = MakeEngine(), b = MakeEngine(), c = MakeEngine(), d = MakeEngine();
+  ASSERT_EQ(Select(*a, without.Path(), sRGB, RGB, Absolute), 0);
+  ASSERT_EQ(Select(*b, with.Path(), sRGB, RGB, Absolute), 0);
+  ASSERT_EQ(Select(*c, without.Path(), sRGB, RGB, Percepture), 0);
+  ASSERT_EQ(Select(*d, with.Path(), sRGB, RGB, Percepture), 0);
+  EXPECT_NE(std::memcmp(a->cells, b->cells, sizeof a->cells), 0);
+  EXPECT_EQ(std::memcmp(a->cells, c->cells, sizeof a->cells), 0) << "without wtpt: D50";
+  EXPECT_EQ(std::memcmp(c->cells, d->cells, sizeof a->cells), 0) << "absolute only";
+}
+
+TEST(CIccEngineS, OffsetsBelowOneUnitAreNoChange) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  engine->cells[0][0][0][0][0] = 0xABCD;
+  EXPECT_EQ(engine->Adjust_Lch(0, 0, 0), 12);
+  EXPECT_EQ(engine->Adjust_Lch(0.4, 0, 0), 12);
+  EXPECT_EQ(engine->Adjust_Lch(-0.9, 0.9, 0.5), 12);
+  EXPECT_EQ(engine->Adjust_Lch(std::nan(""), 0, 0), 12) << "NaN truncates to 0";
+  EXPECT_EQ(engine->cells[0][0][0][0][0], 0xABCDu) << "not rebuilt";
+  EXPECT_EQ(engine->Adjust_Lch(1.5, 0, 0), 12);
+  EXPECT_EQ(engine->adjustL, 1);
+  EXPECT_NE(engine->cells[0][0][0][0][0], 0xABCDu) << "rebuilt";
+}
+
+TEST(CIccEngineS, HugeOffsetsAreBounded) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  const double kInfinity = std::numeric_limits<double>::infinity();
+  const double kNan = std::nan("");
+  const double kOffsets[][3] = {{1e300, 0, 0},      {-1e300, 5, 5}, {kInfinity, 0, 0},
+                                {0, -kInfinity, 0}, {0, 0, 1e300},  {7, kNan, kNan},
+                                {0, 0, kInfinity},  {9, 0, -1e18}};
+  for (const auto& offset : kOffsets) {
+    EXPECT_EQ(engine->Adjust_Lch(offset[0], offset[1], offset[2]), 12);
+    unsigned char pixel[3] = {10, 100, 200};
+    EXPECT_EQ(engine->Conversion(pixel, pixel, 1), 0);
+  }
+  engine->SetProfile(profile.Path(), Relative, RGB, sRGB, kNan, kInfinity, -kInfinity);
+  EXPECT_EQ(engine->outputColor, 12);
+}
+
+TEST(CIccEngineS, OutputCurvesAreReplacedByTheCallers) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  unsigned char curve[256];
+  for (int i = 0; i < 256; ++i) curve[i] = static_cast<unsigned char>(255 - i);
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  const unsigned int before = engine->outLut[0][1000];
+  EXPECT_EQ(engine->Adjust_Output(curve, curve, curve, 0), 12);
+  EXPECT_EQ(engine->Adjust_Output(nullptr, curve, curve, 256), 12);
+  EXPECT_EQ(engine->Adjust_Output(curve, nullptr, curve, 256), 12);
+  EXPECT_EQ(engine->Adjust_Output(curve, curve, nullptr, 256), 12);
+  EXPECT_EQ(engine->outLut[0][1000], before) << "nothing changed";
+  EXPECT_EQ(engine->Adjust_Output(curve, curve, curve, 256), 12);
+  EXPECT_EQ(engine->outLut[0][0], 255u) << "255 * 256 reduced to 8 bits";
+  EXPECT_EQ(engine->outLut[2][257 * 100], 155u);
+  EXPECT_EQ(engine->engineStatus, 12);
+
+  const auto wide = MakeEngine();
+  ASSERT_EQ(Select(*wide, profile.Path(), sRGB_16, RGB_16), 0);
+  EXPECT_EQ(wide->Adjust_Output(curve, curve, curve, 256), 13);
+  EXPECT_EQ(wide->outLut[0][0], 65280u) << "no reduction for 16-bit input";
+}
+
+TEST(CIccEngineS, ConversionsWithNothingToDo) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  unsigned char in[3] = {1, 2, 3}, out[3] = {9, 9, 9};
+  for (const int pixels : {0, -1, std::numeric_limits<int>::min()}) {
+    EXPECT_EQ(engine->Conversion(in, out, pixels), 0);
+  }
+  EXPECT_EQ(engine->Conversion(nullptr, out, 1), 0);
+  EXPECT_EQ(engine->Conversion(in, static_cast<unsigned char*>(nullptr), 1), 0);
+  EXPECT_EQ(engine->Conversion(in, static_cast<unsigned short*>(nullptr), 1), 0);
+  EXPECT_EQ(out[0], 9);
+  engine->conversionType = 259;
+  EXPECT_EQ(engine->Conversion(in, out, 1), 0) << "8-bit input with a class-3 output";
+  EXPECT_EQ(out[0], 9);
+}
+
+TEST(CIccEngineS, TheNoneManufacturerYieldsTheOutputTables) {
+  ProfileSpec spec = PlainProfile();
+  spec.manufacturer = kManufacturerNone;
+  const TemporaryFile profile("none.icc", WriteProfile(spec));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  // More pixels than the tables have positions: the rest of the buffer is left alone.
+  const int pixels = 22000;
+  std::vector<unsigned char> in(3 * pixels, 7), out(3 * pixels, 201);
+  EXPECT_EQ(engine->Conversion(in.data(), out.data(), pixels), 0);
+  for (int p = 0; p < 3 * pixels; ++p) {
+    const unsigned int expected = p < 65536 ? engine->outLut[p % 3][p] & 0xFF : 201;
+    ASSERT_EQ(out[p], expected) << p;
+  }
+  // The overload with a 16-bit destination never looks at the manufacturer.
+  ASSERT_EQ(Select(*engine, profile.Path(), sRGB100_16), 0);
+  std::vector<unsigned short> a(30), b(30);
+  EXPECT_EQ(engine->Conversion(in.data(), a.data(), 10), 0);
+  engine->iccFile.header.manufacturer = 0;
+  EXPECT_EQ(engine->Conversion(in.data(), b.data(), 10), 0);
+  EXPECT_EQ(a, b);
+}
+
+TEST(CIccEngineS, ResetKeepsTheProfile) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  engine->Reset();
+  EXPECT_EQ(engine->inLut0, nullptr);
+  EXPECT_EQ(engine->outputColor, 65535);
+  EXPECT_FALSE(engine->iccFile.tags.empty());
+  EXPECT_EQ(engine->ConstructEngine(0, 0, 0), 65535) << "no profile selected";
+}
+
+TEST(LookupTag, ShapesThatThePipelineCannotUse) {
+  const struct {
+    const char* what;
+    int in, out, grid, inEntries, outEntries;
+    bool usable;
+  } kRows[] = {
+      {"plain", 3, 3, 17, 256, 256, true},
+      {"two grid points", 3, 3, 2, 256, 256, true},
+      {"33 grid points, 7 outputs", 3, 7, 33, 256, 256, true},
+      {"no curve entries", 3, 3, 17, 0, 0, true},
+      {"four inputs", 4, 3, 9, 256, 256, false},
+      {"one input", 1, 3, 9, 256, 256, false},
+      {"two outputs", 3, 2, 9, 256, 256, false},
+      {"eight outputs", 3, 8, 9, 256, 256, false},
+      {"one grid point", 3, 3, 1, 256, 256, false},
+      {"34 grid points", 3, 3, 34, 256, 256, false},
+  };
+  for (const auto& row : kRows) {
+    ProfileSpec spec = PlainSpec(row.grid, row.inEntries, row.outEntries);
+    spec.tags.front().in = row.in;
+    spec.tags.front().out = row.out;
+    const TemporaryFile profile("shape.icc", WriteProfile(spec));
+    const auto engine = MakeEngine();
+    EXPECT_EQ(Select(*engine, profile.Path()), 0);
+    EXPECT_EQ(engine->engineStatus, row.usable ? 12 : 65535) << row.what;
+    EXPECT_EQ(engine->inLut0 != nullptr, row.usable) << row.what;
+  }
+}
+
+TEST(LookupTag, CurvesAndClutThatCannotBeConverted) {
+  reference::TagSpec good = PlainSpec(9, 256, 256).tags.front();
+  good.form = reference::TagForm::kMab;
+  const struct {
+    const char* what;
+    reference::TagSpec tag;
+    bool usable;
+  } kRows[] = {
+      {"16-bit CLUT and curves", good, true},
+      {"8-bit CLUT",
+       [=] {
+         auto t = good;
+         t.precision = 1;
+         return t;
+       }(),
+       false},
+      {"no A curves",
+       [=] {
+         auto t = good;
+         t.hasA = false;
+         return t;
+       }(),
+       false},
+      {"no B curves",
+       [=] {
+         auto t = good;
+         t.hasB = false;
+         return t;
+       }(),
+       false},
+      {"no CLUT",
+       [=] {
+         auto t = good;
+         t.hasClut = false;
+         return t;
+       }(),
+       false},
+      {"fewer points on the third axis",
+       [=] {
+         auto t = good;
+         t.gridPerAxis = {9, 9, 5};
+         return t;
+       }(),
+       false},
+      {"more points on the third axis",
+       [=] {
+         auto t = good;
+         t.gridPerAxis = {5, 5, 9};
+         return t;
+       }(),
+       true},
+      {"lut8",
+       [=] {
+         auto t = good;
+         t.form = reference::TagForm::kLut8;
+         return t;
+       }(),
+       false},
+  };
+  for (const auto& row : kRows) {
+    ProfileSpec spec = PlainProfile();
+    spec.tags = {row.tag};
+    const TemporaryFile profile("mab.icc", WriteProfile(spec));
+    const auto engine = MakeEngine();
+    EXPECT_EQ(Select(*engine, profile.Path()), 0);
+    EXPECT_EQ(engine->engineStatus, row.usable ? 12 : 65535) << row.what;
+  }
+}
+
+TEST(PipelineTables, PackIndex) {
+  const struct {
+    unsigned int coordinate, entry;
+  } kRows[] = {{0, 0}, {0xFFF, 0xFFF}, {0x1000, 0x10000}, {0xFFFF, 0xF0FFF}, {0x12345, 0x20345}};
+  for (const auto& row : kRows) EXPECT_EQ(PackIndex(row.coordinate), row.entry);
+}
+
+TEST(PipelineTables, CellCoefficients) {
+  // A linear table: node (i, j, k) holds 1000 i + 100 j + 10 k + channel.
+  const auto table = std::make_unique<ICC40::ICC_UNIT::ColorTable33>();
+  table->gridPoints = 17;
+  for (int i = 0; i < 17; ++i) {
+    for (int j = 0; j < 17; ++j) {
+      for (int k = 0; k < 17; ++k) {
+        for (int c = 0; c < 3; ++c) table->grid[i][j][k][c] = 1000 * i + 100 * j + 10 * k + c;
+      }
+    }
+  }
+  const auto engine = MakeEngine();
+  BuildCells(*table, engine->cells);
+  for (int t = 0; t < 6; ++t) {
+    for (int c = 0; c < 3; ++c) {
+      const unsigned int* k = engine->cells[3][5][7][t] + 4 * c;
+      EXPECT_EQ(k[0], static_cast<unsigned int>(3570 + c) << 12) << t;
+      EXPECT_EQ(k[1], 1000u) << t;
+      EXPECT_EQ(k[2], 100u) << t;
+      EXPECT_EQ(k[3], 10u) << t;
+    }
+  }
+  // Slopes may be negative, as two's complement.
+  table->grid[4][5][7][0] = 0;
+  BuildCells(*table, engine->cells);
+  EXPECT_EQ(engine->cells[3][5][7][0][1], static_cast<unsigned int>(-3570));
+}

@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+#include "engine/CIccEngineS.h"
+#include "tests/engine/TemporaryFile.h"
+#include "tests/reference/RandomProfile.h"
+#include "tiff/CTiff.h"
+
+using namespace ICC40::ICCFILE;
+using ICC40::ICC_ENG_S4::CIccEngineS;
+using KX_Tiff_STL3::CTiff;
+
+namespace {
+
+constexpr int kWidth = 7;
+constexpr int kLength = 5;
+
+// An image of `samples` x `bits` whose bytes count up, with an embedded profile of four bytes.
+void WriteImage(const char* path, int samples, int bits) {
+  CTiff image;
+  image.CreateNew(kWidth, kLength, 72, samples, bits, 1);
+  for (int i = 0; i < image.RowBytes * kLength; ++i) {
+    image.GetImageBuf()[i] = static_cast<unsigned char>(37 * i);
+  }
+  const auto icc = image.GetTag(KX_Tiff_STL3::IccProfile);
+  icc->count = 5;
+  icc->data = new unsigned char[5]{1, 2, 3, 4, 5};
+  ASSERT_EQ(image.SaveFile(path), 0);
+}
+
+std::unique_ptr<CIccEngineS> EngineWith(int in, int out) {
+  const TemporaryFile profile("plain.icc",
+                              reference::WriteProfile(reference::PlainSpec(9, 256, 256)));
+  auto engine = std::make_unique<CIccEngineS>();
+  engine->SetProfile(profile.Path(), Percepture, static_cast<ColorSpaceSignature>(in),
+                     static_cast<ColorSpaceSignature>(out), 0, 0, 0);
+  return engine;
+}
+
+// The three lines with the count of seconds that both end with, which a loaded machine may raise.
+void ExpectStopwatchLines(const std::string& printed) {
+  const std::size_t at = printed.find("count : ") + 8;
+  const std::string seconds = printed.substr(at, printed.find(')', at) - at);
+  EXPECT_EQ(printed,
+            "Start Conversion(Start) : New ID\n"
+            "Start Conversion(Pause) : End Conversion(count : " +
+                seconds +
+                ")\n"
+                "Start Conversion(Stop) :  End Conversion(count : " +
+                seconds + ")\n");
+}
+
+}  // namespace
+
+TEST(FileConversion, EightBitImagesAreConvertedInPlaceAndLoseTheirProfile) {
+  const TemporaryFile in("in.tif"), out("out.tif");
+  WriteImage(in.Path(), 3, 8);
+  const auto engine = EngineWith(RGB, sRGB);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(engine->Conversion(in.Path(), out.Path()), 0);
+  ExpectStopwatchLines(testing::internal::GetCapturedStdout());
+
+  CTiff source(in.Path()), converted(out.Path());
+  std::vector<unsigned char> expected(3 * kWidth * kLength);
+  engine->Conversion(source.GetImageBuf(), expected.data(), kWidth * kLength);
+  ASSERT_NE(converted.GetImageBuf(), nullptr);
+  EXPECT_EQ(std::memcmp(converted.GetImageBuf(), expected.data(), expected.size()), 0);
+  EXPECT_NE(source.GetTag(KX_Tiff_STL3::IccProfile), nullptr);
+  EXPECT_EQ(converted.GetTag(KX_Tiff_STL3::IccProfile), nullptr);
+  EXPECT_EQ(converted.tags.size(), source.tags.size() - 1);
+  EXPECT_EQ(converted.Resolution, 72) << "the source's own tags are kept";
+}
+
+TEST(FileConversion, SixteenBitImagesBecomeNewOnes) {
+  const TemporaryFile in("in.tif"), out("out.tif");
+  WriteImage(in.Path(), 3, 16);
+  const auto engine = EngineWith(RGB_16, sRGB_16);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(engine->Conversion(in.Path(), out.Path()), 0);
+  ExpectStopwatchLines(testing::internal::GetCapturedStdout());
+
+  CTiff source(in.Path()), converted(out.Path());
+  std::vector<unsigned char> expected(6 * kWidth * kLength);
+  engine->Conversion(source.GetImageBuf(), expected.data(), kWidth * kLength);
+  ASSERT_NE(converted.GetImageBuf(), nullptr);
+  EXPECT_EQ(std::memcmp(converted.GetImageBuf(), expected.data(), expected.size()), 0);
+  EXPECT_EQ(converted.Width, kWidth);
+  EXPECT_EQ(converted.Length, kLength);
+  EXPECT_EQ(converted.Samples, 3);
+  EXPECT_EQ(converted.Bits, 16);
+  EXPECT_EQ(converted.Resolution, 300);
+  EXPECT_EQ(converted.tags.size(), 15u);
+  EXPECT_EQ(converted.GetTag(KX_Tiff_STL3::IccProfile)->count, 0u) << "an empty placeholder";
+}
+
+TEST(FileConversion, AnUnreadableInputLeavesTheOutputUntouched) {
+  const TemporaryFile out("out.tif", {1, 2, 3}), big("big.tif", {'M', 'M', 0, 42, 0, 0, 0, 8});
+  const auto engine = EngineWith(RGB, sRGB);
+  const struct {
+    const char* what;
+    const char* path;
+    std::string printed;  // by the reader; the stopwatch does not start
+  } kRows[] = {
+      {"missing", "/nonexistent/a.tif", "/nonexistent/a.tif Open fail.\n"},
+      {"big-endian", big.Path(), "***  *** Tiff is not PC version. ***  Open Error. ***\n"},
+  };
+  for (const auto& row : kRows) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(engine->Conversion(row.path, out.Path()), -1) << row.what;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), row.printed);
+    EXPECT_EQ(std::filesystem::file_size(out.Path()), 3u);
+  }
+  EXPECT_EQ(engine->Conversion(nullptr, out.Path()), -1);
+}
+
+TEST(FileConversion, ABufferTooSmallForThePixelsCountsAsUnreadable) {
+  const struct {
+    const char* what;
+    int samples, bits, in, out, result;
+  } kRows[] = {
+      {"8-bit RGB", 3, 8, RGB, sRGB, 0},
+      {"8-bit grey", 1, 8, RGB, sRGB, -1},
+      {"two samples", 2, 8, RGB, sRGB, -1},
+      {"8-bit CMYK holds three samples and more", 4, 8, RGB, sRGB, 0},
+      {"8 bits into a 16-bit pipeline", 3, 8, RGB, sRGB_16, -1},
+      {"8 bits through a 16-bit input", 3, 8, RGB_16, sRGB_16, -1},
+      {"seven 8-bit samples hold three of 16 bits", 7, 8, RGB_16, sRGB_16, 0},
+      {"16-bit RGB", 3, 16, RGB_16, sRGB_16, 0},
+      {"16-bit grey", 1, 16, RGB_16, sRGB_16, -1},
+      {"16 bits through an 8-bit input", 3, 16, RGB, sRGB_16, 0},
+      {"1-bit RGB", 3, 1, RGB, sRGB, -1},
+  };
+  for (const auto& row : kRows) {
+    const TemporaryFile in("in.tif"), out("out.tif");
+    WriteImage(in.Path(), row.samples, row.bits);
+    const auto engine = EngineWith(row.in, row.out);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(engine->Conversion(in.Path(), out.Path()), row.result) << row.what;
+    const bool ran = !testing::internal::GetCapturedStdout().empty();
+    EXPECT_EQ(ran, row.result == 0) << row.what;
+    EXPECT_EQ(out.Exists(), row.result == 0) << row.what;
+  }
+}
+
+TEST(FileConversion, AnOutputThatCannotBeWrittenIsNotAResult) {
+  const TemporaryFile in("in.tif");
+  WriteImage(in.Path(), 3, 8);
+  const auto engine = EngineWith(RGB, sRGB);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(engine->Conversion(in.Path(), "/nonexistent/out.tif"), 0);
+  const std::string printed = testing::internal::GetCapturedStdout();
+  EXPECT_NE(printed.find("*** File(Save) Open Error. ***\n"), std::string::npos);
+}
