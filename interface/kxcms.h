@@ -138,10 +138,10 @@ KX_C_API int KX_Icc_SetProfileF(const char* path, const char* second, int intent
 
 /* ---- Intent and adjustment ------------------------------------------------------------------ */
 
-/** Rebuilds the pipeline of the profile that the slot holds, for another intent or other codes,
- * with the offsets in force. The codes are stored without a check of the input code, even where no
- *  profile is held; the older tables then stay in use. The sample width of the output buffer stays
- *  that of the last KX_Icc_SetProfile.
+/** Rebuilds the pipeline of the profile in the slot for another intent or other codes, with the
+ *  offsets in force. The codes are stored without a check of the input code, even where no profile
+ *  is held; the older tables then stay in use. The sample width of the output buffer stays that of
+ *  the last KX_Icc_SetProfile.
  *  @param input  KX_COLOR_NONE stands for KX_COLOR_RGB.
  *  @return the output code. */
 KX_C_API int KX_Icc_SetIntent(int intent, int input, int output);
@@ -155,7 +155,7 @@ KX_C_API int KX_Icc_SetIntent_3rd(int intent, int input, int output);
  *  and _3rd forms ask nothing.
  *
  *  The curves hold `count` output levels of 8 bits each and are only read; a null curve or a count
- *  below 1 leaves the output curves as they are. L and c are offsets in L* and C* (the results are
+ *  of 0 leaves the output curves as they are. L and c are offsets in L* and C* (the results are
  *  limited to 0..100), h in degrees of hue; they take effect when their whole parts change.
  *  @return the output code. */
 KX_C_API int KX_Icc_Adjust(unsigned char* curveR, unsigned char* curveG, unsigned char* curveB,
