@@ -33,7 +33,8 @@ class KX_API CCurveType : public iccTagBase {
   int Save(FILE* stream) override;
 
   unsigned int count;       ///< entries, as the tag states it
-  unsigned short* entries;  ///< owned, new[]: `count` values in host order, or the 12 raw bytes
+  unsigned short* entries;  ///< owned, new[]: `count` values in host order, or the 12 raw bytes;
+                            ///< null when absent
 };
 
 }  // namespace ICCFILE

@@ -1,6 +1,8 @@
 #ifndef KXCMS_ICCFILE_ICCHEADER_H
 #define KXCMS_ICCFILE_ICCHEADER_H
 
+#include "../interface/KxApi.h"
+
 namespace ICC40 {
 namespace ICC4_HEADER {
 
@@ -35,7 +37,7 @@ enum icTagTypeSignature : unsigned int {
 };
 
 /// The first two words of every tag type (ICC.1:2010 10.1), in host order.
-struct icTagBase {
+struct KX_API icTagBase {
   icTagTypeSignature typeSignature;  ///< e.g. 0x63757276 for 'curv'
   unsigned int reserved;             ///< always 0 after `Initial`
 };
