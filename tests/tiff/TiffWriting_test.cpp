@@ -1,0 +1,338 @@
+#include <algorithm>
+
+#include "TiffBytes.h"
+#include "tiff/CTiff.h"
+#include "tiff/Exif_IFD_Tag.h"
+
+namespace {
+
+using namespace KX_Tiff_STL3;
+using namespace tiff_test;
+
+TiffBytes SmallImage() {
+  return ImageEntries(2, 2, 3, 8, 2, 1).AddStrips({Ramp(12)});
+}
+
+std::shared_ptr<TiffTag> NewTag(unsigned tag, unsigned type, unsigned count, unsigned value,
+                                const Bytes& data = {}) {
+  unsigned char* owned = data.empty() ? nullptr : new unsigned char[data.size()];
+  std::copy(data.begin(), data.end(), owned);
+  return std::make_shared<TiffTag>(static_cast<TiffTagSignature>(tag), static_cast<FieldType>(type),
+                                   count, value, owned);
+}
+
+struct Entry {
+  unsigned tag, type, count, value;
+  bool operator==(const Entry&) const = default;
+  friend std::ostream& operator<<(std::ostream& out, const Entry& e) {
+    return out << e.tag << " type " << e.type << " x " << e.count << " = " << e.value;
+  }
+};
+
+/// The directory of a file, read at offset 8.
+std::vector<Entry> EntriesOf(const Bytes& file) {
+  std::vector<Entry> entries;
+  const unsigned count = LongAt(file, 8) & 0xFFFF;
+  for (unsigned i = 0; i < count; ++i) {
+    const std::size_t at = 10 + 12 * i;
+    const unsigned word = LongAt(file, at);
+    entries.push_back({word & 0xFFFF, word >> 16, LongAt(file, at + 4), LongAt(file, at + 8)});
+  }
+  return entries;
+}
+
+Bytes Saved(Tiff& image) {
+  const ScratchFile scratch;
+  EXPECT_EQ(image.SaveFile(scratch.path()), 0);
+  return scratch.Read();
+}
+
+TEST(TiffWriting, ANewImageByteForByte) {
+  CTiff image(100, 50, 300, 3, 16, 1);
+  const Bytes pixels = Ramp(30000, 3, 5);
+  std::copy(pixels.begin(), pixels.end(), image.GetImageBuf());
+
+  // List order, deliberately not sorted by number: 279 before 273 and 296 before 284.
+  const std::vector<Entry> kEntries = {
+      {254, 4, 1, 0},   {256, 4, 1, 100}, {257, 4, 1, 50}, {258, 3, 3, 194},   {259, 3, 1, 1},
+      {262, 3, 1, 2},   {277, 3, 1, 3},   {278, 4, 1, 50}, {279, 4, 1, 30000}, {273, 4, 1, 216},
+      {282, 5, 1, 200}, {283, 5, 1, 208}, {296, 3, 1, 2},  {284, 3, 1, 1},     {34675, 7, 0, 216},
+  };
+  Bytes expected = {'I', 'I', 42, 0, 8, 0, 0, 0, 15, 0};
+  for (const Entry& e : kEntries) Append(expected, Longs({e.type << 16 | e.tag, e.count, e.value}));
+  ASSERT_EQ(expected.size(), 190u);
+  Append(expected, Longs({0}));
+  Append(expected, Shorts({16, 16, 16}));
+  Append(expected, Longs({30000, 100, 30000, 100}));
+  ASSERT_EQ(expected.size(), 216u);
+  Append(expected, pixels);
+
+  const Bytes saved = Saved(image);
+  EXPECT_EQ(EntriesOf(saved), kEntries);
+  EXPECT_EQ(saved, expected);
+  EXPECT_EQ(Saved(image), expected) << "saving again changes nothing";
+}
+
+TEST(TiffWriting, EveryReadingFormComesBackAsOneStrip) {
+  const struct {
+    const char* what;
+    Bytes file;
+    Bytes pixels;
+  } kRows[] = {
+      {"single strip", SmallImage().Build(), Ramp(12)},
+      {"two LONG strips", ImageEntries(2, 2, 3, 8, 1, 1).AddStrips({Ramp(6), Ramp(6, 7)}).Build(),
+       Ramp(12)},
+      {"two SHORT strips",
+       ImageEntries(2, 2, 3, 8, 1, 1).AddStrips({Ramp(6), Ramp(6, 7)}, kShort, kShort).Build(),
+       Ramp(12)},
+      {"planes",
+       ImageEntries(2, 1, 3, 8, 1, 2).AddStrips({Ramp(2, 1), Ramp(2, 11), Ramp(2, 21)}).Build(),
+       {1, 11, 21, 2, 12, 22}},
+      {"no RowsPerStrip", ImageEntries(2, 2, 3, 8, 0, 1).AddStrips({Ramp(12)}).Build(), Ramp(12)},
+  };
+  for (const auto& row : kRows) {
+    const ScratchFile scratch(row.file);
+    CTiff image;
+    ASSERT_EQ(image.ReadFile(scratch.path()), 0) << row.what;
+    const Bytes saved = Saved(image);
+    const ScratchFile again(saved);
+    CTiff second;
+    ASSERT_EQ(second.ReadFile(again.path()), 0) << row.what;
+    EXPECT_EQ(second.Width, image.Width) << row.what;
+    EXPECT_EQ(second.Bits, 8) << row.what;
+    EXPECT_EQ(CopyOf(second.GetImageBuf(), row.pixels.size()), row.pixels) << row.what;
+  }
+}
+
+TEST(TiffWriting, AReadFileKeepsAllTagsInFileOrder) {
+  const Bytes description = {'a', ' ', 's', 'c', 'a', 'n', 0};
+  const ScratchFile scratch(SmallImage()
+                                .AddData(60000, kByte, 5, {9, 8, 7, 6, 5})
+                                .AddData(270, kAscii, 7, description)
+                                .Add(37, kShort, 1, 4)
+                                .Build());
+  CTiff image(scratch.path());
+  const Bytes saved = Saved(image);
+  // 12 entries end at 158: BitsPerSample 6, the unknown tag 5, the description 7 bytes, pixels.
+  const std::vector<Entry> kEntries = {
+      {256, 4, 1, 2},  {257, 4, 1, 2},     {258, 3, 3, 158}, {259, 3, 1, 1},
+      {277, 3, 1, 3},  {278, 4, 1, 2},     {284, 3, 1, 1},   {273, 4, 1, 176},
+      {279, 4, 1, 12}, {60000, 1, 5, 164}, {270, 2, 7, 169}, {37, 3, 1, 4},
+  };
+  EXPECT_EQ(EntriesOf(saved), kEntries);
+  EXPECT_EQ(Slice(saved, 164, 5), (Bytes{9, 8, 7, 6, 5}));
+  EXPECT_EQ(Slice(saved, 169, 7), description);
+  EXPECT_EQ(Slice(saved, 176, 12), Ramp(12));
+  EXPECT_EQ(saved.size(), 188u);
+}
+
+TEST(TiffWriting, TypesSixToNineDeliberatelyReserveRoomForInlineData) {
+  // Two entries end at 38.
+  const struct {
+    const char* what;
+    unsigned type, count;
+    unsigned value;   // the tag's own, 77 before
+    unsigned nextAt;  // where the next tag says that its data are
+  } kRows[] = {
+      {"four SBYTEs", 6, 4, 38, 42},    {"one UNDEFINED", 7, 1, 38, 39},
+      {"no UNDEFINED", 7, 0, 38, 38},   {"one SSHORT", 8, 1, 38, 40},
+      {"one SLONG", 9, 1, 38, 42},      {"four BYTEs", 1, 4, 77, 38},
+      {"two SHORTs", 3, 2, 77, 38},     {"one LONG", 4, 1, 77, 38},
+      {"one SRATIONAL", 10, 1, 77, 38}, {"four DOUBLEs", 12, 4, 77, 38},
+  };
+  for (const auto& row : kRows) {
+    Tiff tiff;
+    tiff.tags = {NewTag(60000, row.type, row.count, 77), NewTag(270, kAscii, 5, 0, Ramp(5))};
+    const Bytes saved = Saved(tiff);
+    EXPECT_EQ(EntriesOf(saved), (std::vector<Entry>{{60000, row.type, row.count, row.value},
+                                                    {270, 2, 5, row.nextAt}}))
+        << row.what;
+    EXPECT_EQ(Slice(saved, 38, 5), Ramp(5)) << row.what << ": the room is never written";
+    EXPECT_EQ(saved.size(), 43u) << row.what;
+  }
+}
+
+TEST(TiffWriting, AbsentDataTakeRoomUpTo64KiB) {
+  const struct {
+    const char* what;
+    unsigned count;
+    unsigned room;
+  } kRows[] = {
+      {"five bytes", 5, 5}, {"64 KiB", 65536, 65536}, {"more", 65537, 0}, {"2 GiB", 0x80000000, 0}};
+  for (const auto& row : kRows) {
+    Tiff tiff;
+    tiff.tags = {NewTag(270, kAscii, row.count, 0), NewTag(305, kAscii, 5, 0, Ramp(5))};
+    const Bytes saved = Saved(tiff);
+    EXPECT_EQ(EntriesOf(saved),
+              (std::vector<Entry>{{270, 2, row.count, 38}, {305, 2, 5, 38 + row.room}}))
+        << row.what;
+    EXPECT_EQ(Slice(saved, 38 + row.room, 5), Ramp(5)) << row.what;
+  }
+}
+
+TEST(TiffWriting, TheExifBlockFollowsThePixels) {
+  Bytes exif = Ramp(300, 50);
+  TiffBytes tiff = SmallImage().Add(34665, kLong, 1, 0);
+  const auto blockAt = static_cast<unsigned>(tiff.Build().size());
+  Bytes file = tiff.Change(34665, kLong, 1, blockAt).Build();
+  Append(file, exif);
+  const ScratchFile scratch(file);
+  CTiff image(scratch.path());
+  const Bytes saved = Saved(image);
+  // 10 entries end at 134, 6 bytes of tag data, 12 of pixels.
+  EXPECT_EQ(EntriesOf(saved).back(), (Entry{34665, 4, 1, 152}));
+  EXPECT_EQ(LongAt(saved, 10 + 12 * 7 + 8), 140u);
+  EXPECT_EQ(Slice(saved, 152, 256), Slice(exif, 0, 256));
+  EXPECT_EQ(saved.size(), 152u + 256u);
+}
+
+TEST(TiffWriting, AnExifTagWithoutItsBlockIsPadded) {
+  const struct {
+    const char* what;
+    std::shared_ptr<TiffTag> tag;
+    Bytes block;
+    std::size_t tagData;
+  } kRows[] = {
+      {"no block", NewTag(34665, kLong, 1, 0), Bytes(256), 0},
+      {"a caller's block", NewTag(34665, kLong, 1, 0, Ramp(256)), Ramp(256), 0},
+      {"ten bytes", NewTag(34665, kUndefined, 10, 0, Ramp(10)),
+       [] {
+         Bytes b = Ramp(10);
+         b.resize(256);
+         return b;
+       }(),
+       10},
+  };
+  for (const auto& row : kRows) {
+    Tiff tiff;
+    tiff.tags = {row.tag};
+    const Bytes saved = Saved(tiff);
+    ASSERT_EQ(saved.size(), 26 + row.tagData + 256) << row.what;
+    EXPECT_EQ(Slice(saved, 26 + row.tagData, 256), row.block) << row.what;
+    EXPECT_EQ(LongAt(saved, 18), 26 + row.tagData) << row.what;
+  }
+}
+
+TEST(TiffWriting, SetTagReplacesInPlaceOrAppends) {
+  CTiff image(4, 2, 72, 3, 8, 1);
+  EXPECT_EQ(image.Tiff::SetTag(nullptr), 0);
+  EXPECT_EQ(image.tags.size(), 15u);
+  EXPECT_EQ(image.Tiff::SetTag(NewTag(254, kShort, 1, 9)), 0);
+  EXPECT_EQ(image.tags.size(), 15u);
+  EXPECT_EQ(image.Tiff::SetTag(NewTag(100, kShort, 1, 3)), 0);
+  EXPECT_EQ(image.tags.size(), 16u);
+  const auto entries = EntriesOf(Saved(image));
+  EXPECT_EQ(entries.front(), (Entry{254, 3, 1, 9})) << "the replaced tag stays first";
+  EXPECT_EQ(entries.back(), (Entry{100, 3, 1, 3})) << "appended, not sorted in";
+}
+
+TEST(TiffWriting, SetTagValueChangesOnlyWhatIsThere) {
+  CTiff image(4, 2, 72, 3, 8, 1);
+  EXPECT_EQ(image.Tiff::SetTagValue(Orientation, 3), 0);
+  EXPECT_EQ(image.SetTagValue(Orientation, 3), 0);
+  EXPECT_EQ(image.tags.size(), 15u);
+  EXPECT_EQ(image.Tiff::SetTagValue(ResolutionUnit, 3), 0);
+  EXPECT_EQ(image.GetTagValue(ResolutionUnit), 3u);
+  EXPECT_EQ(image.SetTagValue(ResolutionUnit, 1), 0);
+  EXPECT_EQ(image.GetTagValue(ResolutionUnit), 1u);
+  EXPECT_EQ(image.SetTagValue(BitsPerSample, 12), 0);
+  EXPECT_EQ(image.GetTagValue(BitsPerSample), 8u) << "out-of-line data stay";
+}
+
+TEST(TiffWriting, FailuresArePrinted) {
+  const ScratchFile target({1, 2, 3});
+  const struct {
+    const char* what;
+    bool tags;
+    const char* path;
+    const char* printed;
+  } kRows[] = {
+      {"no directory", true, "no/such/dir/x.tif", "*** File(Save) Open Error. ***\n"},
+      {"null path", true, nullptr, "*** File(Save) Open Error. ***\n"},
+      {"no tags", false, target.path(), "*** Tiff::SaveFile() --> TiffTag EntryCounts is 0. ***\n"},
+  };
+  for (const auto& row : kRows) {
+    Tiff tiff;
+    if (row.tags) tiff.tags = {NewTag(256, kLong, 1, 1)};
+    int result = 0;
+    EXPECT_EQ(PrintedBy([&] { result = tiff.SaveFile(row.path); }), row.printed) << row.what;
+    EXPECT_EQ(result, -1) << row.what;
+    EXPECT_EQ(PrintedBy([&] { result = tiff.SaveRaw(row.path); }), row.printed) << row.what;
+    EXPECT_EQ(result, -1) << row.what;
+  }
+  EXPECT_TRUE(target.Exists());
+  EXPECT_TRUE(target.Read().empty()) << "the file is left empty";
+}
+
+TEST(TiffWriting, OnlyCStringsAreCaught) {
+  struct Throwing : Tiff {
+    int SaveTiff(FILE*) override {
+      if (text) throw "text";
+      throw ErrCode{-5};
+    }
+    bool text = true;
+  } tiff;
+  tiff.tags = {NewTag(256, kLong, 1, 1)};
+  const ScratchFile target;
+  int result = 0;
+  EXPECT_EQ(PrintedBy([&] { result = tiff.SaveFile(target.path()); }), "text\n");
+  EXPECT_EQ(result, -1);
+  tiff.text = false;
+  EXPECT_THROW(tiff.SaveFile(target.path()), ErrCode);
+}
+
+TEST(TiffWriting, SaveRawWritesThePixelsOnly) {
+  CTiff image(10, 2, 300, 3, 8, 1);
+  const Bytes pixels = Ramp(60);
+  std::copy(pixels.begin(), pixels.end(), image.GetImageBuf());
+  const ScratchFile target;
+  int result = -1;
+  EXPECT_EQ(PrintedBy([&] { result = image.SaveRaw(target.path()); }),
+            "\nWidth:10 Length:2 Samples:3 Bits:8\n");
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(target.Read(), pixels);
+}
+
+TEST(TiffWriting, WithoutPixelsNoneAreWritten) {
+  CTiff image(10, 2, 300, 3, 8, 0);
+  EXPECT_EQ(Saved(image).size(), 216u);
+  image.tags.clear();
+  image.tags.push_back(NewTag(279, kLong, 1, 1000));
+  EXPECT_EQ(Saved(image).size(), 26u) << "no StripOffsets";
+}
+
+TEST(TiffWriting, StripArraysAreNeverTakenForPixels) {
+  // Compressed: the strip arrays stay as read, and the byte counts are not those of a buffer.
+  const ScratchFile scratch(ImageEntries(2, 2, 3, 8, 1, 1)
+                                .AddStrips({Ramp(6), Ramp(6)})
+                                .Change(259, kShort, 1, 5)
+                                .Change(279, kLong, 1, 4000000)
+                                .Build());
+  CTiff image;
+  PrintedBy([&] { ASSERT_EQ(image.ReadFile(scratch.path()), -7); });
+  const Bytes saved = Saved(image);
+  EXPECT_EQ(saved.size(), 14u + 12 * 9 + 6 + 8);
+}
+
+TEST(TiffWriting, AByteCountThatSavingWouldReplaceBecomesALong) {
+  // SLONG values become offsets when saved; the number of pixel bytes must not.
+  const ScratchFile scratch(SmallImage().Change(279, 9, 1, 12).Build());
+  CTiff image;
+  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  const Bytes saved = Saved(image);
+  EXPECT_EQ(EntriesOf(saved)[8], (Entry{279, 4, 1, 12}));
+  EXPECT_EQ(Slice(saved, 128, 99), Bytes());
+  EXPECT_EQ(Slice(saved, 128, 12), Ramp(12));
+}
+
+TEST(TiffWriting, WriteHeaderIsEightBytes) {
+  Tiff tiff;
+  tiff.tags = {NewTag(256, kLong, 1, 1)};
+  const Bytes saved = Saved(tiff);
+  EXPECT_EQ(Slice(saved, 0, 8), (Bytes{'I', 'I', 42, 0, 8, 0, 0, 0}));
+  EXPECT_EQ(Slice(saved, 8, 2), (Bytes{1, 0}));
+  EXPECT_EQ(LongAt(saved, 22), 0u) << "no next directory";
+  EXPECT_EQ(saved.size(), 26u);
+}
+
+}  // namespace

@@ -1,0 +1,33 @@
+#include "ResolutionTag.h"
+
+#include "LittleEndian.h"
+#include "TagData.h"
+
+namespace KX_Tiff_STL3 {
+namespace {
+
+constexpr unsigned kDenominator = 100;
+
+}  // namespace
+
+ResolutionTag::ResolutionTag(unsigned tagAndType, unsigned itemCount, unsigned dotsPerUnit,
+                             FILE* file)
+    : TiffTag(tagAndType, itemCount, dotsPerUnit,
+              IsSmallEntry(tagAndType, itemCount) ? file : nullptr) {
+  if (file || TagDataBytes(*this) > kZeroFilledTagBytes) return;
+  data = NewTagData(tag, TagDataBytes(*this)).release();
+  StoreU32(data, value * kDenominator);
+  StoreU32(data + 4, kDenominator);
+}
+
+ResolutionTag::~ResolutionTag() = default;
+
+unsigned ResolutionTag::GetValue() const {
+  if (!data) return 0;
+  LittleEndianReader rational(data, kRationalBytes);
+  const unsigned numerator = rational.U32();
+  const unsigned denominator = rational.U32();
+  return denominator ? numerator / denominator : 0;
+}
+
+}  // namespace KX_Tiff_STL3

@@ -1,0 +1,402 @@
+#include "Tiff.h"
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+
+#include "../interface/Diagnostics.h"
+#include "../interface/Limits.h"
+#include "BitsPerSampleTag.h"
+#include "Exif_IFD_Tag.h"
+#include "FileStream.h"
+#include "ImageBytes.h"
+#include "LittleEndian.h"
+#include "PixelData.h"
+#include "ResolutionTag.h"
+#include "TagData.h"
+#include "TiffResults.h"
+
+namespace KX_Tiff_STL3 {
+namespace {
+
+constexpr char const* kNoFileName = " *** Tiff::ReadFile() --> FileName is nullptr. *** ";
+constexpr char const* kNotPcVersion = " *** Tiff is not PC version. *** ";
+constexpr char const* kSaveOpenError = "*** File(Save) Open Error. ***";
+constexpr char const* kNoTags = "*** Tiff::SaveFile() --> TiffTag EntryCounts is 0. ***";
+
+// "II", then 42 (TIFF 6.0, section 2).
+constexpr std::uint32_t kLittleEndianMark = 0x002A4949;
+constexpr unsigned kHeaderBytes = 8;
+constexpr unsigned kEntryBytes = 12;
+constexpr unsigned kMaxEntries = 39;
+
+constexpr unsigned kUncompressed = 1;
+enum Planar : unsigned { kPlanarMissing = 0, kChunky = 1, kSeparatePlanes = 2 };
+
+/// Tags with a class of their own. Without a file they would take the entry's value for that of a
+/// new image, so they always get the file; they limit what they hold by themselves.
+bool HasOwnClass(unsigned tag) {
+  return tag == BitsPerSample || tag == XResolution || tag == YResolution || tag == ExifIfd;
+}
+
+/// What tags may hold for a file; the other half is for the pixels.
+std::uint64_t TagLimit(FILE* file) {
+  return ReaderLimit(FileBytes(file)) / 2;
+}
+
+/// What the pixel buffers may take while these tags are held.
+std::uint64_t PixelLimit(const Tiff& image, FILE* file) {
+  const std::uint64_t limit = ReaderLimit(FileBytes(file));
+  return limit - std::min(limit, HeldBytes(image.tags));
+}
+
+/// Saving replaces the value of an inline tag of type 6..9 by an offset, which would then count as
+/// the size of the pixel buffer. Such a StripByteCounts becomes a LONG.
+void SettleByteCountType(Tiff& image) {
+  const auto byteCounts = image.GetTag(StripByteCounts);
+  if (!byteCounts || !AlwaysGetsOffset(byteCounts->type) || IsOutOfLine(*byteCounts)) return;
+  byteCounts->type = TIFF_LONG;
+  byteCounts->count = 1;
+}
+
+/// Reads `stripBytes` bytes at the StripOffsets value into a new pixel buffer.
+int ReadSingleStrip(Tiff& image, FILE* file, std::uint64_t stripBytes) {
+  const std::uint64_t bufferBytes =
+      std::max(stripBytes, PixelBufferBytes(GeometryOf(image), image.GetTagValue(StripByteCounts)));
+  if (bufferBytes > PixelLimit(image, file)) return kUnreadableImage;
+  const auto strips = image.GetTag(StripOffsets);
+  auto pixels = std::make_unique<unsigned char[]>(bufferBytes);
+  ReadAt(file, strips->GetValue(), pixels.get(), stripBytes);
+  delete[] strips->data;
+  HoldPixels(*strips, pixels.release());
+  return 0;
+}
+
+int ReadChunkyStrip(Tiff& image, FILE* file) {
+  const std::uint64_t stripBytes = ChunkyBytes(GeometryOf(image));
+  if (stripBytes > std::numeric_limits<std::uint32_t>::max()) return kUnreadableImage;
+  SettleByteCountType(image);
+  if (image.GetTagValue(StripByteCounts) != stripBytes) {
+    image.SetTagValue(StripByteCounts, static_cast<unsigned>(stripBytes));
+  }
+  return ReadSingleStrip(image, file, stripBytes);
+}
+
+// One-bit planes are not interleaved: they stay one after another as in the file.
+int ReadBitPlanes(Tiff& image, FILE* file) {
+  const ImageGeometry geometry = GeometryOf(image);
+  SettleByteCountType(image);
+  return ReadSingleStrip(
+      image, file,
+      ChunkyBytes({geometry.width / 8, geometry.length, geometry.samples, /*bits=*/8}));
+}
+
+int ReadPlanes(Tiff& image, FILE* file) {
+  const auto byteCounts = image.GetTag(StripByteCounts);
+  if (!byteCounts) return kUnreadableImage;
+  const ImageGeometry geometry = GeometryOf(image);
+  const std::uint64_t gatheredBytes =
+      PixelBufferBytes(geometry, StripTable(*image.GetTag(StripOffsets), *byteCounts).totalBytes);
+  const std::uint64_t planarBytes =
+      PlanarBytes(std::uint64_t{geometry.width} * geometry.length, geometry.samples,
+                  geometry.bits == 8 ? sizeof(unsigned char) : sizeof(unsigned short));
+  // Gathered and interleaved pixels are held side by side for a moment.
+  const std::uint64_t limit = PixelLimit(image, file);
+  if (gatheredBytes > limit || std::max(gatheredBytes, planarBytes) > limit - gatheredBytes) {
+    return kUnreadableImage;
+  }
+  if (const int result = image.ReadMultiStripOffset(file)) return result;
+  const auto width = static_cast<int>(geometry.width);
+  const auto length = static_cast<int>(geometry.length);
+  if (geometry.bits == 8) {
+    image.Pack<unsigned char>(width, length);
+  } else {
+    image.Pack<unsigned short>(width, length);
+  }
+  image.SetTagValue(PlanarConfiguration, kChunky);
+  return 0;
+}
+
+/// A stream for saving an image with these tags. Throws a C string.
+OwnedStream OpenForSaving(char const* path, const Tiff& image) {
+  OwnedStream file = OpenStream(path, "wb+");
+  if (!file) throw kSaveOpenError;
+  if (image.tags.empty()) throw kNoTags;
+  return file;
+}
+
+int ReportSaveFailure(char const* message) {
+  std::cout << message << std::endl;
+  return kOpenFailed;
+}
+
+}  // namespace
+
+Tiff::Tiff() : IFDOffset(0) {}
+
+Tiff::Tiff(char const* path) : Tiff() {
+  Tiff::ReadFile(path);
+}
+
+Tiff::~Tiff() = default;
+
+void Tiff::Reset() {
+  tags.clear();
+}
+
+int Tiff::CheckFile(FILE* file) {
+  return file ? 0 : -1;
+}
+
+int Tiff::ReadFile(char const* path) {
+  Reset();
+  if (!path) throw kNoFileName;
+  const OwnedStream file = OpenStream(path, "rb");
+  if (CheckFile(file.get()) != 0) throw path;
+  return ReadTiff(file.get());
+}
+
+int Tiff::ReadTiff(FILE* file) {
+  unsigned char header[kHeaderBytes];
+  ReadAt(file, 0, header, sizeof header);
+  LittleEndianReader headerWords(header, sizeof header);
+  if (headerWords.U32() != kLittleEndianMark) throw kNotPcVersion;
+  IFDOffset = headerWords.U32();
+
+  unsigned char countBytes[2];
+  ReadAt(file, IFDOffset, countBytes, sizeof countBytes);
+  const unsigned entryCount = LittleEndianReader(countBytes, sizeof countBytes).U16();
+  if (entryCount > kMaxEntries) return kTooManyEntries;
+  unsigned char entries[kMaxEntries * kEntryBytes];
+  ReadAt(file, std::uint64_t{IFDOffset} + sizeof countBytes, entries, entryCount * kEntryBytes);
+
+  const std::uint64_t tagLimit = TagLimit(file);
+  LittleEndianReader words(entries, entryCount * kEntryBytes);
+  for (unsigned i = 0; i < entryCount; ++i) {
+    const std::uint32_t tagAndType = words.U32();
+    const std::uint32_t count = words.U32();
+    const std::uint32_t valueOrOffset = words.U32();
+    // A plain tag made without a file holds no data.
+    const bool fits = HeldBytes(tags) + ItemBytes(tagAndType >> 16, count) <= tagLimit;
+    const bool getsFile = fits || HasOwnClass(tagAndType & 0xFFFF);
+    AddTags(tagAndType, count, valueOrOffset, getsFile ? file : nullptr);
+  }
+  return ReadImage(file);
+}
+
+std::shared_ptr<TiffTag> Tiff::CreateTag(unsigned tagAndType, unsigned count,
+                                         unsigned valueOrOffset, FILE* file) {
+  try {
+    switch (tagAndType & 0xFFFF) {
+      case BitsPerSample:
+        return std::make_shared<BitsPerSampleTag>(tagAndType, count, valueOrOffset, file);
+      case XResolution:
+      case YResolution:
+        return std::make_shared<ResolutionTag>(tagAndType, count, valueOrOffset, file);
+      case ExifIfd:
+        return std::make_shared<Exif_IFD_Tag>(tagAndType, count, valueOrOffset, file);
+      default:
+        return std::make_shared<TiffTag>(tagAndType, count, valueOrOffset, file);
+    }
+  } catch (const std::bad_alloc& failure) {
+    ReportBadAlloc(failure);
+    return nullptr;
+  }
+}
+
+int Tiff::AddTags(unsigned tagAndType, unsigned count, unsigned valueOrOffset, FILE* file) {
+  if (auto tag = CreateTag(tagAndType, count, valueOrOffset, file)) tags.push_back(std::move(tag));
+  return 0;
+}
+
+int Tiff::ReadImage(FILE* file) {
+  if (GetTagValue(Compression) != kUncompressed) throw ErrCode{kCompressedImage};
+  const auto strips = GetTag(StripOffsets);
+  if (!strips) return kUnreadableImage;
+
+  const unsigned length = GetTagValue(ImageLength);
+  const unsigned rowsPerStrip = GetTagValue(RowsPerStrip);
+  if (rowsPerStrip == 0) {
+    tags.push_back(std::make_shared<TiffTag>(RowsPerStrip, TIFF_SHORT, 1, length, nullptr));
+  } else if (rowsPerStrip != length && strips->count != 1) {
+    // On purpose whatever the planar configuration: planes in several strips stay one after
+    // another.
+    return ReadMultiStripOffset(file);
+  }
+  switch (GetTagValue(PlanarConfiguration)) {
+    case kPlanarMissing:
+    case kChunky:
+      return ReadChunkyStrip(*this, file);
+    case kSeparatePlanes:
+      return GetTagValue(BitsPerSample) == 1 ? ReadBitPlanes(*this, file) : ReadPlanes(*this, file);
+    default:
+      return kUnreadableImage;
+  }
+}
+
+int Tiff::ReadMultiStripOffset(FILE* file) {
+  const auto offsets = GetTag(StripOffsets);
+  const auto byteCounts = GetTag(StripByteCounts);
+  if (!offsets || !byteCounts) return kUnreadableImage;
+  const StripTable strips(*offsets, *byteCounts);
+  const std::uint64_t bufferBytes = PixelBufferBytes(GeometryOf(*this), strips.totalBytes);
+  if (!strips.IsUsable() || strips.totalBytes > std::numeric_limits<std::uint32_t>::max() ||
+      bufferBytes > PixelLimit(*this, file)) {
+    return kUnreadableImage;
+  }
+  auto pixels = std::make_unique<unsigned char[]>(bufferBytes);
+  GatherStrips(file, strips, pixels.get());
+
+  delete[] offsets->data;
+  offsets->type = TIFF_LONG;
+  offsets->count = 1;
+  HoldPixels(*offsets, pixels.release());
+
+  delete[] byteCounts->data;
+  byteCounts->data = nullptr;
+  // SHORT although the total is a 32-bit number, on purpose: the entry keeps all 32 bits, and files
+  // must stay identical byte for byte.
+  byteCounts->type = TIFF_SHORT;
+  byteCounts->count = 1;
+  byteCounts->value = static_cast<unsigned>(strips.totalBytes);
+  SetTagValue(RowsPerStrip, GetTagValue(ImageLength));
+  return 0;
+}
+
+template <typename T>
+void Tiff::Pack(int width, int length) {
+  const auto strips = GetTag(StripOffsets);
+  if (!strips || !HoldsPixels(*strips)) return;
+  const unsigned samples = GetTagValue(SamplesPerPixel);
+  const std::uint64_t planeBytes = GetTagValue(StripByteCounts);
+  const std::uint64_t pixelCount = BytesOfRows(width, length);
+  const std::uint64_t packedBytes = std::max(PlanarBytes(pixelCount, samples, sizeof(T)),
+                                             PixelBufferBytes(GeometryOf(*this), planeBytes));
+  auto packed = std::make_unique<unsigned char[]>(packedBytes);
+  InterleavePlanes<T>(strips->data, planeBytes, pixelCount, samples == 3 ? 3 : 4, packed.get());
+  delete[] strips->data;
+  strips->data = packed.release();
+}
+
+template void Tiff::Pack<unsigned char>(int width, int length);
+template void Tiff::Pack<unsigned short>(int width, int length);
+
+std::shared_ptr<TiffTag> Tiff::GetTag(TiffTagSignature number) {
+  const auto found = std::find_if(tags.begin(), tags.end(),
+                                  [number](const auto& tag) { return tag->tag == number; });
+  return found == tags.end() ? nullptr : *found;
+}
+
+unsigned Tiff::GetTagValue(TiffTagSignature number) {
+  const auto tag = GetTag(number);
+  return tag ? tag->GetValue() : 0;
+}
+
+int Tiff::SetTag(std::shared_ptr<TiffTag> tag) {
+  if (!tag) return 0;
+  const auto same = std::find_if(tags.begin(), tags.end(),
+                                 [&tag](const auto& held) { return held->tag == tag->tag; });
+  if (same == tags.end()) {
+    tags.push_back(std::move(tag));
+  } else {
+    *same = std::move(tag);
+  }
+  return 0;
+}
+
+int Tiff::SetTagValue(TiffTagSignature number, unsigned value) {
+  if (const auto tag = GetTag(number)) tag->value = value;
+  return 0;
+}
+
+int Tiff::SaveFile(char const* path) {
+  try {
+    return SaveTiff(OpenForSaving(path, *this).get());
+  } catch (char const* message) {
+    return ReportSaveFailure(message);
+  }
+}
+
+int Tiff::SaveRaw(char const* path) {
+  try {
+    const OwnedStream file = OpenForSaving(path, *this);
+    std::cout << "\nWidth:" << GetTagValue(ImageWidth) << " Length:" << GetTagValue(ImageLength)
+              << " Samples:" << GetTagValue(SamplesPerPixel)
+              << " Bits:" << GetTagValue(BitsPerSample) << std::endl;
+    return WriteImageData(file.get());
+  } catch (char const* message) {
+    return ReportSaveFailure(message);
+  }
+}
+
+int Tiff::SaveTiff(FILE* file) {
+  WriteHeader(file);
+  WriteIFD(file);
+  WriteTagData(file);
+  WriteImageData(file);
+  return WriteData_Exif_IFD_Tag(file);
+}
+
+int Tiff::WriteHeader(FILE* file) {
+  unsigned char header[kHeaderBytes];
+  StoreU32(header, kLittleEndianMark);
+  StoreU32(header + 4, kHeaderBytes);
+  WriteBytes(file, header, sizeof header);
+  return 0;
+}
+
+int Tiff::WriteIFD(FILE* file) {
+  const auto entryCount = static_cast<unsigned>(tags.size());
+  unsigned next = kEntryBytes * entryCount + 14;
+  for (const auto& tag : tags) {
+    // Types 6..9 reserve room for inline data too, which WriteTagData never writes; the data after
+    // them are shifted. Kept so that files stay identical byte for byte.
+    if (!AlwaysGetsOffset(tag->type) && !IsOutOfLine(*tag)) continue;
+    tag->value = next;
+    next += static_cast<unsigned>(ReservedBytes(*tag));
+  }
+  SetTagValue(StripOffsets, next);
+  SetTagValue(ExifIfd, next + GetTagValue(StripByteCounts));
+
+  std::vector<unsigned char> directory(2 + std::size_t{kEntryBytes} * entryCount + 4);
+  StoreU16(directory.data(), entryCount);
+  unsigned char* entry = directory.data() + 2;
+  for (const auto& tag : tags) {
+    StoreU32(entry, tag->tag | tag->type << 16);
+    StoreU32(entry + 4, tag->count);
+    StoreU32(entry + 8, tag->value);
+    entry += kEntryBytes;
+  }
+  if (file) static_cast<void>(std::fseek(file, kHeaderBytes, SEEK_SET));
+  WriteBytes(file, directory.data(), directory.size());
+  return 0;
+}
+
+int Tiff::WriteTagData(FILE* file) {
+  for (const auto& tag : tags) tag->SaveFile(file);
+  return 0;
+}
+
+int Tiff::WriteImageData(FILE* file) {
+  const auto strips = GetTag(StripOffsets);
+  if (strips && HoldsPixels(*strips)) {
+    WriteBytes(file, strips->data, GetTagValue(StripByteCounts));
+  }
+  return 0;
+}
+
+int Tiff::WriteData_Exif_IFD_Tag(FILE* file) {
+  const auto exif = GetTag(ExifIfd);
+  if (!exif) return 0;
+  // A plain tag with out-of-line data holds just those.
+  const bool holdsBlock = dynamic_cast<Exif_IFD_Tag*>(exif.get()) || !IsOutOfLine(*exif);
+  const std::uint64_t heldBytes = !exif->data  ? 0
+                                  : holdsBlock ? kExifBlockBytes
+                                               : std::min(kExifBlockBytes, TagDataBytes(*exif));
+  unsigned char block[kExifBlockBytes] = {};
+  std::copy_n(exif->data, heldBytes, block);
+  WriteBytes(file, block, sizeof block);
+  return 0;
+}
+
+}  // namespace KX_Tiff_STL3

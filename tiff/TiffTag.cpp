@@ -1,0 +1,107 @@
+#include "TiffTag.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "FileStream.h"
+#include "LittleEndian.h"
+#include "TagData.h"
+
+namespace KX_Tiff_STL3 {
+namespace {
+
+/// A copy (new[]) of a tag's out-of-line data, or null.
+unsigned char* CloneData(const TiffTag& tag) {
+  if (!tag.data || !IsOutOfLine(tag)) return nullptr;
+  auto copy = NewTagData(tag.tag, TagDataBytes(tag));
+  std::copy_n(tag.data, TagDataBytes(tag), copy.get());
+  return copy.release();
+}
+
+}  // namespace
+
+TiffTag::TiffTag() : TiffTag(static_cast<TiffTagSignature>(0)) {}
+
+TiffTag::TiffTag(TiffTagSignature number)
+    : TiffTag(number, static_cast<FieldType>(0), 0, 0, nullptr) {}
+
+TiffTag::TiffTag(TiffTagSignature number, FieldType fieldType, unsigned itemCount,
+                 unsigned valueOrOffset, unsigned char* ownedData)
+    : tag(number), type(fieldType), count(itemCount), value(valueOrOffset), data(ownedData) {}
+
+TiffTag::TiffTag(unsigned tagAndType, unsigned itemCount, unsigned valueOrOffset, FILE* file)
+    : tag(tagAndType & 0xFFFF),
+      type(tagAndType >> 16 & 15),
+      count(itemCount),
+      value(valueOrOffset),
+      data(nullptr) {
+  const std::uint64_t sizeBytes = TagDataBytes(*this);
+  if (!file || !IsOutOfLine(*this) || !MayHoldTagData(file, value, sizeBytes)) return;
+  auto bytes = NewTagData(tag, sizeBytes);
+  ReadAt(file, value, bytes.get(), sizeBytes);
+  data = bytes.release();
+}
+
+// Copying and move assignment leave `value` alone on purpose: it belongs to one place in one file.
+TiffTag::TiffTag(const TiffTag& other)
+    : tag(other.tag), type(other.type), count(other.count), value(0), data(CloneData(other)) {}
+
+TiffTag& TiffTag::operator=(const TiffTag& other) {
+  if (this == &other) return *this;
+  unsigned char* copy = CloneData(other);
+  delete[] data;
+  data = copy;
+  tag = other.tag;
+  type = other.type;
+  count = other.count;
+  return *this;
+}
+
+TiffTag::TiffTag(TiffTag&& other)
+    : tag(other.tag),
+      type(other.type),
+      count(other.count),
+      value(other.value),
+      data(std::exchange(other.data, nullptr)) {}
+
+TiffTag& TiffTag::operator=(TiffTag&& other) {
+  if (this == &other) return *this;
+  delete[] data;
+  data = std::exchange(other.data, nullptr);
+  tag = other.tag;
+  type = other.type;
+  count = other.count;
+  return *this;
+}
+
+TiffTag::~TiffTag() {
+  delete[] data;
+}
+
+// Out-of-line data are always taken as SHORTs: a LONG array gives the low half of its first
+// element and a RATIONAL the low half of its numerator, on purpose.
+unsigned TiffTag::GetValue() const {
+  if (!IsOutOfLine(*this)) return value;
+  return data ? LittleEndianReader(data, TagDataBytes(*this)).U16() : 0;
+}
+
+int TiffTag::SaveFile(FILE* file) {
+  if (!file || !IsOutOfLine(*this)) return 0;
+  const std::size_t itemBytes = DataType[type & 15];
+  if (data) return static_cast<int>(std::fwrite(data, itemBytes, count, file));
+  const std::vector<unsigned char> zeros(ReservedBytes(*this));
+  if (zeros.empty()) return 0;
+  return static_cast<int>(std::fwrite(zeros.data(), itemBytes, zeros.size() / itemBytes, file));
+}
+
+unsigned char* TiffTag::GetData() const {
+  return data;
+}
+
+// A 32-bit signed size, unlike everywhere else: from 2 GiB on the answer is false on purpose.
+bool TiffTag::ValueIsOffset() const {
+  return static_cast<int>(DataType[type & 15] * count) > static_cast<int>(kInlineBytes);
+}
+
+}  // namespace KX_Tiff_STL3
