@@ -2,6 +2,7 @@
 
 #include "engine/CIccEngineS.h"
 #include "engine/EngineTables.h"
+#include "engine/kernels/Kernels.h"
 #include "engine/kernels/ScalarWorker.h"
 #include "interface/ResultCodes.h"
 #include "units/StaticPartition.h"
@@ -25,35 +26,75 @@ bool HasTables(const CIccEngineS& engine) {
          engine.inLut2 != nullptr;
 }
 
-PixelTables TablesOf(const CIccEngineS& engine) {
+PixelTables ContractTables(const CIccEngineS& engine) {
   return {{engine.inLut0, engine.inLut1, engine.inLut2},
-          engine.inLutAux0[kInputLevelsWord],
+          InputLevels(engine),
           engine.cells,
           engine.outLut};
 }
 
-template <typename Source, typename Destination>
-void RunStandard(const CIccEngineS& engine, const unsigned char* source, unsigned char* destination,
-                 int pixels) {
-  const PixelTables tables = TablesOf(engine);
-  ICC_UNIT::ForEachBlock(pixels, [&](std::int64_t begin, std::int64_t end) {
-    ConvertPixels<Source, Destination>(tables, source, destination, begin, end);
+// Below this many pixels a parallel region costs more than it saves.
+constexpr int kMinParallelPixels = 32768;
+
+template <typename Work>
+void ForEachShare(int pixels, const Work& work) {
+  if (pixels < kMinParallelPixels) {
+    work(0, pixels);
+  } else {
+    ICC_UNIT::ForEachBlock(pixels, work);
+  }
+}
+
+void RunScalar(const CIccEngineS& engine, PixelFormat format, const unsigned char* source,
+               unsigned char* destination, int pixels) {
+  const PixelTables tables = ContractTables(engine);
+  ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
+    switch (format) {
+      case PixelFormat::k8To8:
+        return ConvertPixels<std::uint8_t, std::uint8_t>(tables, source, destination, begin, end);
+      case PixelFormat::k8To16:
+        return ConvertPixels<std::uint8_t, std::uint16_t>(tables, source, destination, begin, end);
+      case PixelFormat::k16To16:
+        return ConvertPixels<std::uint16_t, std::uint16_t>(tables, source, destination, begin, end);
+    }
+  });
+}
+
+PixelKernel KernelOf(const KernelSet& kernels, PixelFormat format) {
+  switch (format) {
+    case PixelFormat::k8To8:
+      return kernels.convert8To8;
+    case PixelFormat::k8To16:
+      return kernels.convert8To16;
+    case PixelFormat::k16To16:
+      break;
+  }
+  return kernels.convert16To16;
+}
+
+void RunStandard(CIccEngineS& engine, PixelFormat format, const unsigned char* source,
+                 unsigned char* destination, int pixels) {
+  const KernelSet* kernels = ChosenKernels();
+  const WorkerTables* tables = kernels == nullptr ? nullptr : CurrentWorkerTables(engine, format);
+  if (tables == nullptr) return RunScalar(engine, format, source, destination, pixels);
+  const PixelKernel convert = KernelOf(*kernels, format);
+  ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
+    convert(*tables, source, destination, begin, end);
+  });
+}
+
+template <typename Sample>
+void RunFill(const CIccEngineS& engine, unsigned char* destination, int pixels) {
+  const PixelTables tables = ContractTables(engine);
+  ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
+    FillPixels<Sample>(tables, destination, begin, end);
   });
 }
 
 // A profile whose manufacturer is "none" yields the output tables' own contents: kept so that
 // results stay identical bit for bit.
-template <typename Sample>
-void RunByManufacturer(const CIccEngineS& engine, const unsigned char* source,
-                       unsigned char* destination, int pixels) {
-  if (engine.iccFile.header.manufacturer != kManufacturerNone) {
-    RunStandard<Sample, Sample>(engine, source, destination, pixels);
-    return;
-  }
-  const PixelTables tables = TablesOf(engine);
-  ICC_UNIT::ForEachBlock(pixels, [&](std::int64_t begin, std::int64_t end) {
-    FillPixels<Sample>(tables, destination, begin, end);
-  });
+bool IsFilled(const CIccEngineS& engine) {
+  return engine.iccFile.header.manufacturer == kManufacturerNone;
 }
 
 bool CanConvert(const CIccEngineS& engine, const void* source, const void* destination,
@@ -66,19 +107,26 @@ bool CanConvert(const CIccEngineS& engine, const void* source, const void* desti
 int CIccEngineS::Conversion(unsigned char* src, unsigned char* dst, int pixels) {
   if (!CanConvert(*this, src, dst, pixels)) return IccResultOk;
   if (inputColor != RGB) {
-    RunByManufacturer<std::uint16_t>(*this, src, dst, pixels);
+    if (IsFilled(*this)) {
+      RunFill<std::uint16_t>(*this, dst, pixels);
+    } else {
+      RunStandard(*this, PixelFormat::k16To16, src, dst, pixels);
+    }
   } else if (conversionType == kType8To8) {
-    RunByManufacturer<std::uint8_t>(*this, src, dst, pixels);
+    if (IsFilled(*this)) {
+      RunFill<std::uint8_t>(*this, dst, pixels);
+    } else {
+      RunStandard(*this, PixelFormat::k8To8, src, dst, pixels);
+    }
   } else if (conversionType == kType8To16) {
-    RunStandard<std::uint8_t, std::uint16_t>(*this, src, dst, pixels);
+    RunStandard(*this, PixelFormat::k8To16, src, dst, pixels);
   }
   return IccResultOk;
 }
 
 int CIccEngineS::Conversion(unsigned char* src, unsigned short* dst, int pixels) {
   if (CanConvert(*this, src, dst, pixels)) {
-    RunStandard<std::uint8_t, std::uint16_t>(*this, src, reinterpret_cast<unsigned char*>(dst),
-                                             pixels);
+    RunStandard(*this, PixelFormat::k8To16, src, reinterpret_cast<unsigned char*>(dst), pixels);
   }
   return IccResultOk;
 }

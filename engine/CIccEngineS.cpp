@@ -67,6 +67,7 @@ bool BuildColorStage(CIccEngineS& engine, CLut16Type* lut, double L, double c, d
     table->Lab2RGB100_16(lut, static_cast<ColorSpaceSignature>(engine.outputColor),
                          dynamic_cast<CXYZType*>(mediaWhite.get()));
     BuildCells(*table, engine.cells);
+    CellsChanged(engine);
     return true;
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
@@ -83,8 +84,9 @@ int BuildPipeline(CIccEngineS& engine, CLut16Type* lut, double L, double c, doub
   return engine.outputColor;
 }
 
-void CopyOutputTables(const OutputTable33& table, unsigned int (&outLut)[3][65536]) {
-  for (int c = 0; c < 3; ++c) std::copy_n(table.lookup[c], kLevels16, outLut[c]);
+void CopyOutputTables(const OutputTable33& table, CIccEngineS& engine) {
+  for (int c = 0; c < 3; ++c) std::copy_n(table.lookup[c], kLevels16, engine.outLut[c]);
+  OutputTablesChanged(engine);
 }
 
 }  // namespace
@@ -197,8 +199,7 @@ void CIccEngineS::Set1DLutIn(CLut16Type* lut) {
     // The table is indexed by 8-bit levels already. Indexing it once more is kept so that results
     // stay identical bit for bit.
     if (inputColor != RGB_16) table->Change_Lut16_To_Lut8();
-    std::unique_ptr<unsigned int[]> extra(new unsigned int[kEngineTableWords]);
-    extra[kInputLevelsWord] = static_cast<unsigned int>(levels);
+    std::unique_ptr<unsigned int[]> extra(NewEngineTables(static_cast<std::uint32_t>(levels)));
     auto channel0 = PackChannel(table->lookup[0], levels);
     auto channel1 = PackChannel(table->lookup[1], levels);
     auto channel2 = PackChannel(table->lookup[2], levels);
@@ -221,7 +222,7 @@ int CIccEngineS::Set1DLutOut(CLut16Type*) {
     const auto table = std::make_unique<OutputTable33>();
     engineStatus = BuildOutputCurve(*table, static_cast<ColorSpaceSignature>(outputColor));
     if (engineStatus == IccResultNotSet) outputColor = IccResultNotSet;
-    CopyOutputTables(*table, outLut);
+    CopyOutputTables(*table, *this);
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
     engineStatus = outputColor = IccResultNotSet;
@@ -251,7 +252,7 @@ int CIccEngineS::Adjust_Output(unsigned char* R, unsigned char* G, unsigned char
     if (inputColor == RGB) {
       engineStatus = table->OutputGamma100(static_cast<ColorSpaceSignature>(outputColor));
     }
-    CopyOutputTables(*table, outLut);
+    CopyOutputTables(*table, *this);
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
   }

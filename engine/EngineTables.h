@@ -3,16 +3,36 @@
 
 #include <cstdint>
 
+#include "engine/CIccEngineS.h"
+#include "engine/kernels/Kernels.h"
+#include "engine/kernels/WorkerTables.h"
+
+// What the engine needs beyond its fixed fields: compact forms of its tables for the fast workers.
+// They stand behind `CIccEngineS::inLutAux0`, an array of 32-bit words that lives and dies with the
+// input tables, and are made from the contract tables when a conversion first needs them.
+
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
-// What the engine needs to know about its tables beyond its fixed fields stands behind
-// `CIccEngineS::inLutAux0`, an array of 32-bit words that lives and dies with the input tables.
+/// Sample widths of a conversion.
+enum class PixelFormat { k8To8, k8To16, k16To16 };
 
-/// Word of that array: number of entries of each input table, 256 or 65536.
-constexpr int kInputLevelsWord = 0;
-/// Its length in words.
-constexpr int kEngineTableWords = 1;
+/// Gives the engine room for the compact forms of tables with `inputLevels` entries per channel,
+/// 256 or 65536. To be called whenever its input tables were made. May throw bad_alloc.
+/// @return an array for `inLutAux0`.
+unsigned int* NewEngineTables(std::uint32_t inputLevels);
+
+/// Entries of each of the engine's input tables. The engine must have tables.
+std::uint32_t InputLevels(const CIccEngineS& engine);
+
+/// To be called when the cells or the output tables changed: the compact forms are out of date.
+void CellsChanged(CIccEngineS& engine);
+void OutputTablesChanged(CIccEngineS& engine);
+
+/// The tables of a fast worker, brought up to date; null where the contract tables have no compact
+/// form (they always have when the engine built them), or 16-bit samples meet 256-entry tables. The
+/// engine must have tables. Not for several threads at once.
+const WorkerTables* CurrentWorkerTables(CIccEngineS& engine, PixelFormat format);
 
 }  // namespace ICC_ENG_S4
 }  // namespace ICC40

@@ -5,7 +5,6 @@
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
-using ICCFILE::CCurveType;
 using ICCFILE::CLut;
 using ICCFILE::CLut16Type;
 
@@ -25,9 +24,6 @@ bool ShapeIsUsable(int inputs, int outputs, int gridPoints) {
          gridPoints >= kMinGridPoints && gridPoints <= kMaxGridPoints;
 }
 
-bool IsPresent(const CCurveType* curve) {
-  return curve != nullptr && (curve->entries != nullptr || curve->count == 0);
-}
 
 }  // namespace
 
@@ -45,7 +41,7 @@ bool IsConvertible(const CLut& lut) {
   if (points[1] * points[2] < points[0] * points[0]) return false;
   // With three inputs, either side has at least three curves.
   for (int c = 0; c < kInputs; ++c) {
-    if (!IsPresent(lut.curvesA[c]) || !IsPresent(lut.curvesB[c])) return false;
+    if (lut.curvesA[c] == nullptr || lut.curvesB[c] == nullptr) return false;
   }
   return true;
 }

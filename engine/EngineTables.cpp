@@ -1,0 +1,238 @@
+#include "engine/EngineTables.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <type_traits>
+
+#include "engine/PipelineTables.h"
+#include "units/Tetrahedra.h"
+
+namespace ICC40 {
+namespace ICC_ENG_S4 {
+
+namespace {
+
+constexpr int kLevels8 = 256;
+constexpr int kLevels16 = 65536;
+
+// One array of words holds this record, aligned, with the tables behind it. Pages that a format
+// never touches cost nothing.
+struct alignas(64) EngineTables {
+  std::uint32_t inputLevels;
+  // What is out of date is made anew when a conversion needs it.
+  bool coordinatesAreCurrent;
+  bool gridIsCurrent;
+  bool gridIsCompact;  // every node is a byte times 256, as the engine makes them
+  bool output8IsCurrent;
+  bool output16IsCurrent;
+  WorkerTables tables;
+
+  StepCurve steps;
+  std::uint8_t coordinateBytes[3][2][256];
+  TetrahedronRecord records[kCells * 6];
+  std::uint64_t nodes[kGridNodes];
+  std::uint8_t output8[3][kLevels16];
+  std::uint16_t output16[3][kLevels16];
+  std::uint16_t coordinates[3][kLevels16];
+};
+static_assert(std::is_trivially_destructible_v<EngineTables>, "freed as an array of words");
+
+EngineTables* TablesBehind(unsigned int* words) {
+  void* at = words;
+  std::size_t space = sizeof(EngineTables) + alignof(EngineTables);
+  return static_cast<EngineTables*>(
+      std::align(alignof(EngineTables), sizeof(EngineTables), at, space));
+}
+
+// The 16-bit grid coordinate that an input entry was packed from.
+std::uint16_t UnpackIndex(std::uint32_t entry) {
+  return static_cast<std::uint16_t>((entry >> 16) << kFractionBits | (entry & 0xFFF));
+}
+
+void BuildCoordinates(const CIccEngineS& engine, EngineTables& compact) {
+  const std::uint32_t* const input[3] = {engine.inLut0, engine.inLut1, engine.inLut2};
+  for (int c = 0; c < 3; ++c) {
+    std::transform(input[c], input[c] + compact.inputLevels, compact.coordinates[c], UnpackIndex);
+    for (int level = 0; level < kLevels8; ++level) {
+      const std::uint16_t coordinate = compact.coordinates[c][level];
+      compact.coordinateBytes[c][0][level] = static_cast<std::uint8_t>(coordinate);
+      compact.coordinateBytes[c][1][level] = static_cast<std::uint8_t>(coordinate >> 8);
+    }
+    compact.tables.coordinates[c] = compact.coordinates[c];
+  }
+  compact.tables.coordinateBytes = compact.coordinateBytes;
+}
+
+// Value of one corner of a cell, from the base and the slopes of a path that passes it.
+std::uint32_t CornerValue(const std::uint32_t (&cell)[6][12], int corner, int channel) {
+  for (int t = 0; t < 6; ++t) {
+    const ICC_UNIT::Tetrahedron& tetrahedron = ICC_UNIT::kTetrahedra[t];
+    const std::uint32_t* coefficient = cell[t] + 4 * channel;
+    std::uint32_t slopeOfEdge[3];
+    for (int axis = 0; axis < 3; ++axis) {
+      slopeOfEdge[tetrahedron.edge[axis]] = coefficient[1 + axis];
+    }
+    std::uint32_t value = coefficient[0] >> kFractionBits;
+    for (int n = 0; n < 4; ++n) {
+      if (tetrahedron.path[n] == corner) return value;
+      if (n < 3) value += slopeOfEdge[n];
+    }
+  }
+  return 0;
+}
+
+constexpr int kFieldBits = 21;
+// Distances between neighbouring nodes along the three axes.
+constexpr int kStride[3] = {kCellGridPoints * kCellGridPoints, kCellGridPoints, 1};
+
+// A grid node is the base corner of its own cell; at the far ends of the axes, another corner of
+// the last cell.
+// @return whether all nodes are bytes times 256.
+bool BuildNodes(const CIccEngineS& engine, std::uint64_t (&nodes)[kGridNodes]) {
+  for (int index = 0; index < kGridNodes; ++index) {
+    int cellAt[3], corner = 0;
+    for (int axis = 0; axis < 3; ++axis) {
+      const int at = index / kStride[axis] % kCellGridPoints;
+      cellAt[axis] = std::min(at, kCellsPerAxis - 1);
+      corner = 2 * corner + at - cellAt[axis];
+    }
+    nodes[index] = 0;
+    for (int c = 0; c < 3; ++c) {
+      const std::uint32_t value =
+          CornerValue(engine.cells[cellAt[0]][cellAt[1]][cellAt[2]], corner, c);
+      if ((value & 0xFFFF00FF) != 0) return false;
+      nodes[index] |= std::uint64_t{value >> 8} << (kFieldBits * c);
+    }
+  }
+  return true;
+}
+
+int NodeOffset(int corner) {
+  return (corner >> 2) * kStride[0] + (corner >> 1 & 1) * kStride[1] + (corner & 1) * kStride[2];
+}
+
+void BuildRecords(const std::uint64_t (&nodes)[kGridNodes], TetrahedronRecord* record) {
+  // The vector workers find a record by how many of their comparisons hold: five for tetrahedron 0.
+  constexpr int kLast = 5;
+  for (int cell = 0; cell < kCells; ++cell, record += 6) {
+    const std::uint64_t* base =
+        nodes + (cell >> 8) * kStride[0] + (cell >> 4 & 15) * kStride[1] + (cell & 15) * kStride[2];
+    for (int t = 0; t < 6; ++t) {
+      for (int n = 0; n < 4; ++n) {
+        const std::uint64_t node = base[NodeOffset(ICC_UNIT::kTetrahedra[t].path[n])];
+        for (int c = 0; c < 4; ++c) {
+          record[kLast - t].value[c][n] = static_cast<std::uint8_t>(node >> (kFieldBits * c));
+        }
+      }
+    }
+  }
+}
+
+// The segments of a step curve: see StepCurve.
+constexpr struct {
+  int begin, end, length;
+} kSegments[3] = {{256, 4096, 16}, {4096, 16384, 64}, {16384, 65536, 256}};
+
+bool BuildSegment(const std::uint8_t* bytes, int length, std::uint8_t& base, std::uint8_t& last) {
+  base = bytes[0];
+  int position = 1;
+  while (position < length && bytes[position] == base) ++position;
+  last = static_cast<std::uint8_t>(position - 1);
+  for (; position < length; ++position) {
+    if (bytes[position] != base + 1) return false;
+  }
+  return true;
+}
+
+bool BuildSteps(const std::uint8_t* bytes, StepCurve& steps) {
+  std::copy_n(bytes, 256, steps.first);
+  for (int s = 0; s < 3; ++s) {
+    for (int v = kSegments[s].begin; v < kSegments[s].end; v += kSegments[s].length) {
+      const int segment = v / kSegments[s].length;
+      if (!BuildSegment(bytes + v, kSegments[s].length, steps.base[s][segment],
+                        steps.last[s][segment])) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+// Copies the output tables in a narrower form; equal channels share one.
+template <typename Sample>
+void BuildOutput(const CIccEngineS& engine, Sample (&narrow)[3][kLevels16],
+                 const Sample* (&tables)[3]) {
+  for (int c = 0; c < 3; ++c) {
+    tables[c] = narrow[c];
+    for (int shared = 0; shared < c && tables[c] == narrow[c]; ++shared) {
+      if (std::equal(engine.outLut[c], engine.outLut[c] + kLevels16, engine.outLut[shared])) {
+        tables[c] = narrow[shared];
+      }
+    }
+    if (tables[c] != narrow[c]) continue;
+    std::transform(engine.outLut[c], engine.outLut[c] + kLevels16, narrow[c],
+                   [](unsigned int value) { return static_cast<Sample>(value); });
+  }
+}
+
+}  // namespace
+
+unsigned int* NewEngineTables(std::uint32_t inputLevels) {
+  constexpr std::size_t kBytes = sizeof(EngineTables) + alignof(EngineTables);
+  std::unique_ptr<unsigned int[]> words(new unsigned int[kBytes / sizeof(unsigned int)]);
+  auto* compact = new (TablesBehind(words.get())) EngineTables;
+  compact->inputLevels = inputLevels;
+  compact->coordinatesAreCurrent = false;
+  compact->gridIsCurrent = false;
+  compact->output8IsCurrent = false;
+  compact->output16IsCurrent = false;
+  return words.release();
+}
+
+std::uint32_t InputLevels(const CIccEngineS& engine) {
+  return TablesBehind(engine.inLutAux0)->inputLevels;
+}
+
+void CellsChanged(CIccEngineS& engine) {
+  if (engine.inLutAux0 != nullptr) TablesBehind(engine.inLutAux0)->gridIsCurrent = false;
+}
+
+void OutputTablesChanged(CIccEngineS& engine) {
+  if (engine.inLutAux0 == nullptr) return;
+  TablesBehind(engine.inLutAux0)->output8IsCurrent = false;
+  TablesBehind(engine.inLutAux0)->output16IsCurrent = false;
+}
+
+const WorkerTables* CurrentWorkerTables(CIccEngineS& engine, PixelFormat format) {
+  EngineTables& compact = *TablesBehind(engine.inLutAux0);
+  if (format == PixelFormat::k16To16 && compact.inputLevels != kLevels16) return nullptr;
+  if (!compact.coordinatesAreCurrent) {
+    BuildCoordinates(engine, compact);
+    compact.coordinatesAreCurrent = true;
+  }
+  if (!compact.gridIsCurrent) {
+    compact.gridIsCompact = BuildNodes(engine, compact.nodes);
+    if (compact.gridIsCompact) BuildRecords(compact.nodes, compact.records);
+    compact.tables.nodes = compact.nodes;
+    compact.tables.records = compact.records;
+    compact.gridIsCurrent = true;
+  }
+  if (!compact.gridIsCompact) return nullptr;
+  if (format == PixelFormat::k8To8 && !compact.output8IsCurrent) {
+    BuildOutput(engine, compact.output8, compact.tables.output8);
+    const bool isShared = compact.tables.output8[1] == compact.output8[0] &&
+                          compact.tables.output8[2] == compact.output8[0];
+    compact.tables.steps =
+        isShared && BuildSteps(compact.output8[0], compact.steps) ? &compact.steps : nullptr;
+    compact.output8IsCurrent = true;
+  }
+  if (format != PixelFormat::k8To8 && !compact.output16IsCurrent) {
+    BuildOutput(engine, compact.output16, compact.tables.output16);
+    compact.output16IsCurrent = true;
+  }
+  return &compact.tables;
+}
+
+}  // namespace ICC_ENG_S4
+}  // namespace ICC40

@@ -1,0 +1,78 @@
+// The block loop of the vector levels. A level's source includes this file inside its own unnamed
+// namespace, after it has defined, for a multiple of kStepPixels pixels each:
+//
+//   Coordinates8(tables, samples, pixels, block)  interleaved bytes -> block.x, y, z
+//   Interpolate(tables, block, pixels)            block.x, y, z -> block.values
+//   Output8(tables, block, pixels, samples)       block.values -> interleaved bytes
+//
+// Every phase works on arrays that stay in the first-level cache.
+
+constexpr int RoundUp(int pixels) { return (pixels + kStepPixels - 1) / kStepPixels * kStepPixels; }
+
+// Grid coordinates by 16-bit sample. Scalar reads of a table beat gathers.
+void Coordinates16(const WorkerTables& tables, const unsigned char* samples, int pixels,
+                   PixelBlock& block) {
+  for (int p = 0; p < pixels; ++p) {
+    std::uint16_t sample[3];
+    __builtin_memcpy(sample, samples + 6 * p, sizeof sample);
+    block.x[p] = tables.coordinates[0][sample[0]];
+    block.y[p] = tables.coordinates[1][sample[1]];
+    block.z[p] = tables.coordinates[2][sample[2]];
+  }
+}
+
+void Output16(const WorkerTables& tables, const PixelBlock& block, int pixels,
+              unsigned char* samples) {
+  for (int p = 0; p < pixels; ++p) {
+    const std::uint16_t* value = block.values + kValueStride * p;
+    const std::uint16_t sample[3] = {tables.output16[0][value[0]], tables.output16[1][value[1]],
+                                     tables.output16[2][value[2]]};
+    __builtin_memcpy(samples + 6 * p, sample, sizeof sample);
+  }
+}
+
+template <int kSourceBytes, int kDestinationBytes>
+void ConvertBlock(const WorkerTables& tables, const unsigned char* source,
+                  unsigned char* destination, int pixels, PixelBlock& block) {
+  if constexpr (kSourceBytes == 1) {
+    Coordinates8(tables, source, pixels, block);
+  } else {
+    Coordinates16(tables, source, pixels, block);
+  }
+  Interpolate(tables, block, pixels);
+  if constexpr (kDestinationBytes == 1) {
+    Output8(tables, block, pixels, destination);
+  } else {
+    Output16(tables, block, pixels, destination);
+  }
+}
+
+template <int kSourceBytes, int kDestinationBytes>
+void Convert(const WorkerTables& tables, const unsigned char* source, unsigned char* destination,
+             std::int64_t begin, std::int64_t end) {
+  constexpr int kSourcePixel = 3 * kSourceBytes;
+  constexpr int kDestinationPixel = 3 * kDestinationBytes;
+  PixelBlock block;
+  source += begin * kSourcePixel;
+  destination += begin * kDestinationPixel;
+  std::int64_t left = end - begin;
+  for (; left >= kBlockPixels; left -= kBlockPixels) {
+    for (int line = 0; line < kBlockPixels * kSourcePixel; line += 64) {
+      __builtin_prefetch(source + kPrefetchBytes + line);
+    }
+    ConvertBlock<kSourceBytes, kDestinationBytes>(tables, source, destination, kBlockPixels, block);
+    source += kBlockPixels * kSourcePixel;
+    destination += kBlockPixels * kDestinationPixel;
+  }
+  if (left == 0) return;
+  // The same phases on a copy, padded with zeros to whole steps.
+  const int pixels = static_cast<int>(left);
+  const int padded = RoundUp(pixels);
+  alignas(64) unsigned char in[kBlockPixels * kSourcePixel];
+  alignas(64) unsigned char out[kBlockPixels * kDestinationPixel];
+  __builtin_memcpy(in, source, static_cast<unsigned>(pixels * kSourcePixel));
+  __builtin_memset(in + pixels * kSourcePixel, 0,
+                   static_cast<unsigned>((padded - pixels) * kSourcePixel));
+  ConvertBlock<kSourceBytes, kDestinationBytes>(tables, in, out, padded, block);
+  __builtin_memcpy(destination, out, static_cast<unsigned>(pixels * kDestinationPixel));
+}
