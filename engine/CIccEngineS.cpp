@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <numeric>
 
 #include "engine/EngineTables.h"
 #include "engine/LookupTag.h"
@@ -14,7 +15,6 @@
 #include "interface/Diagnostics.h"
 #include "interface/ResultCodes.h"
 #include "units/ColorTable33.h"
-#include "units/InputTable33.h"
 #include "units/OutputTable33.h"
 
 namespace ICC40 {
@@ -22,14 +22,11 @@ namespace ICC_ENG_S4 {
 
 using namespace ICCFILE;
 using ICC_UNIT::ColorTable33;
-using ICC_UNIT::InputTable33;
 using ICC_UNIT::OutputTable33;
 
 namespace {
 
 constexpr int kThreads = 8;
-constexpr std::size_t kLevels8 = 256;
-constexpr std::size_t kLevels16 = 65536;
 
 // Truncates an offset toward zero; NaN counts as 0, and what no int holds as the nearest that one
 // does.
@@ -45,12 +42,6 @@ void ReleaseInputTables(CIccEngineS& engine) {
     delete[] * table;
     *table = nullptr;
   }
-}
-
-std::unique_ptr<unsigned int[]> PackChannel(const unsigned int* lookup, std::size_t levels) {
-  std::unique_ptr<unsigned int[]> packed(new unsigned int[levels]);
-  std::transform(lookup, lookup + levels, packed.get(), PackIndex);
-  return packed;
 }
 
 // @return whether there was memory for it; the cells are left as they were if not.
@@ -192,21 +183,17 @@ iccTagBase* CIccEngineS::GetMft2() {
 void CIccEngineS::Set1DLutIn(CLut16Type* lut) {
   if (lut == nullptr || !IsUsable(*lut)) return;
   try {
-    const auto table = std::make_unique<InputTable33>();
-    table->Initial(lut, static_cast<ColorSpaceSignature>(inputColor));
     ReleaseInputTables(*this);
-    const std::size_t levels = inputColor == RGB_16 ? kLevels16 : kLevels8;
-    // The table is indexed by 8-bit levels already. Indexing it once more is kept so that results
-    // stay identical bit for bit.
-    if (inputColor != RGB_16) table->Change_Lut16_To_Lut8();
+    const int levels = InputLevelsOf(inputColor);
     std::unique_ptr<unsigned int[]> extra(NewEngineTables(static_cast<std::uint32_t>(levels)));
-    auto channel0 = PackChannel(table->lookup[0], levels);
-    auto channel1 = PackChannel(table->lookup[1], levels);
-    auto channel2 = PackChannel(table->lookup[2], levels);
+    std::unique_ptr<unsigned int[]> tables[3];
+    for (auto& table : tables) table.reset(new unsigned int[static_cast<std::size_t>(levels)]);
+    BuildInputTables(*lut, static_cast<ColorSpaceSignature>(inputColor),
+                     {tables[0].get(), tables[1].get(), tables[2].get()});
     inLutAux0 = extra.release();
-    inLut0 = channel0.release();
-    inLut1 = channel1.release();
-    inLut2 = channel2.release();
+    inLut0 = tables[0].release();
+    inLut1 = tables[1].release();
+    inLut2 = tables[2].release();
   } catch (const std::bad_alloc& failure) {
     ReleaseInputTables(*this);
     ReportBadAlloc(failure);
@@ -219,14 +206,21 @@ void CIccEngineS::Set3DLut(CLut16Type* lut, double L, double c, double h) {
 
 int CIccEngineS::Set1DLutOut(CLut16Type*) {
   try {
-    const auto table = std::make_unique<OutputTable33>();
-    engineStatus = BuildOutputCurve(*table, static_cast<ColorSpaceSignature>(outputColor));
-    if (engineStatus == IccResultNotSet) outputColor = IccResultNotSet;
-    CopyOutputTables(*table, *this);
+    const OutputCurve* curve = OutputCurveOf(static_cast<ColorSpaceSignature>(outputColor));
+    for (auto& table : outLut) {
+      if (curve != nullptr) {
+        std::copy_n(curve->levels, kLevels16, table);
+      } else {
+        std::iota(std::begin(table), std::end(table), 0u);
+      }
+    }
+    OutputTablesChanged(*this);
+    engineStatus = curve != nullptr ? curve->status : IccResultNotSet;
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
-    engineStatus = outputColor = IccResultNotSet;
+    engineStatus = IccResultNotSet;
   }
+  if (engineStatus == IccResultNotSet) outputColor = IccResultNotSet;
   return engineStatus;
 }
 

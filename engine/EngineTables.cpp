@@ -13,9 +13,6 @@ namespace ICC_ENG_S4 {
 
 namespace {
 
-constexpr int kLevels8 = 256;
-constexpr int kLevels16 = 65536;
-
 // One array of words holds this record, aligned, with the tables behind it. Pages that a format
 // never touches cost nothing.
 struct alignas(64) EngineTables {

@@ -24,7 +24,6 @@ bool ShapeIsUsable(int inputs, int outputs, int gridPoints) {
          gridPoints >= kMinGridPoints && gridPoints <= kMaxGridPoints;
 }
 
-
 }  // namespace
 
 bool IsUsable(const CLut16Type& lut) {

@@ -1,6 +1,13 @@
 #include "engine/PipelineTables.h"
 
+#include <algorithm>
+#include <memory>
+#include <mutex>
+
 #include "interface/ResultCodes.h"
+#include "units/InputTable33.h"
+#include "units/LutCurves.h"
+#include "units/OutputTable33.h"
 #include "units/Tetrahedra.h"
 
 namespace ICC40 {
@@ -10,36 +17,8 @@ using namespace ICCFILE;
 
 namespace {
 
-void BuildCell(const int* const corners[8], std::uint32_t (&cell)[6][12]) {
-  for (int t = 0; t < 6; ++t) {
-    const ICC_UNIT::Tetrahedron& tetrahedron = ICC_UNIT::kTetrahedra[t];
-    std::uint32_t* coefficient = cell[t];
-    for (int c = 0; c < 3; ++c) {
-      *coefficient++ = static_cast<std::uint32_t>(corners[0][c]) << kFractionBits;
-      for (const int edge : tetrahedron.edge) {
-        *coefficient++ = static_cast<std::uint32_t>(corners[tetrahedron.path[edge + 1]][c] -
-                                                    corners[tetrahedron.path[edge]][c]);
-      }
-    }
-  }
-}
-
-}  // namespace
-
-void BuildCells(const ICC_UNIT::ColorTable33& table, std::uint32_t (*cells)[16][16][6][12]) {
-  for (int i = 0; i < kCellsPerAxis; ++i) {
-    for (int j = 0; j < kCellsPerAxis; ++j) {
-      for (int k = 0; k < kCellsPerAxis; ++k) {
-        const int* corners[8];
-        for (int corner = 0; corner < 8; ++corner) {
-          corners[corner] = table.grid[i + (corner >> 2)][j + (corner >> 1 & 1)][k + (corner & 1)];
-        }
-        BuildCell(corners, cells[i][j][k]);
-      }
-    }
-  }
-}
-
+// Runs the builder of an output code on fresh identity lookups.
+// @return the code that it reports, or 65535 for a code without a curve.
 int BuildOutputCurve(ICC_UNIT::OutputTable33& table, ColorSpaceSignature outputColor) {
   switch (outputColor) {
     case sRGB220:
@@ -87,6 +66,75 @@ int BuildOutputCurve(ICC_UNIT::OutputTable33& table, ColorSpaceSignature outputC
     default:
       return IccResultNotSet;
   }
+}
+
+void BuildCell(const int* const corners[8], std::uint32_t (&cell)[6][12]) {
+  for (int t = 0; t < 6; ++t) {
+    const ICC_UNIT::Tetrahedron& tetrahedron = ICC_UNIT::kTetrahedra[t];
+    std::uint32_t* coefficient = cell[t];
+    for (int c = 0; c < 3; ++c) {
+      *coefficient++ = static_cast<std::uint32_t>(corners[0][c]) << kFractionBits;
+      for (const int edge : tetrahedron.edge) {
+        *coefficient++ = static_cast<std::uint32_t>(corners[tetrahedron.path[edge + 1]][c] -
+                                                    corners[tetrahedron.path[edge]][c]);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+void BuildInputTables(CLut16Type& lut, ColorSpaceSignature inputColor,
+                      std::uint32_t* const (&tables)[3]) {
+  const int levels = InputLevelsOf(inputColor);
+  if (inputColor == Lab || inputColor == Lab_16) {
+    // Indexed by signed levels first, and by 8-bit levels after that: kept so that results stay
+    // identical bit for bit.
+    const auto table = std::make_unique<ICC_UNIT::InputTable33>();
+    table->Initial(&lut, inputColor);
+    table->Change_Lut16_To_Lut8();
+    for (int c = 0; c < 3; ++c) {
+      std::transform(table->lookup[c], table->lookup[c] + levels, tables[c], PackIndex);
+    }
+    return;
+  }
+  // An 8-bit level x stands for the 16-bit level x * 256, and 255 for the highest: what indexing an
+  // input table by 8-bit levels comes to, done once or twice.
+  const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Input(lut);
+  const int spacing = kLevels16 / levels;
+  const auto pack = [&](int entry, int level) {
+    const ICC_UNIT::CurvePosition position = curves.PositionOf(level);
+    for (int c = 0; c < 3; ++c) tables[c][entry] = PackIndex(curves.At(c, level, position));
+  };
+  for (int x = 0; x < levels - 1; ++x) pack(x, x * spacing);
+  pack(levels - 1, kLevels16 - 1);
+}
+
+void BuildCells(const ICC_UNIT::ColorTable33& table, std::uint32_t (*cells)[16][16][6][12]) {
+  for (int i = 0; i < kCellsPerAxis; ++i) {
+    for (int j = 0; j < kCellsPerAxis; ++j) {
+      for (int k = 0; k < kCellsPerAxis; ++k) {
+        const int* corners[8];
+        for (int corner = 0; corner < 8; ++corner) {
+          corners[corner] = table.grid[i + (corner >> 2)][j + (corner >> 1 & 1)][k + (corner & 1)];
+        }
+        BuildCell(corners, cells[i][j][k]);
+      }
+    }
+  }
+}
+
+const OutputCurve* OutputCurveOf(ColorSpaceSignature outputColor) {
+  static OutputCurve curves[kColorCodeCount];
+  static std::once_flag made[kColorCodeCount];
+  if (outputColor < 0 || outputColor >= kColorCodeCount) return nullptr;
+  OutputCurve& curve = curves[outputColor];
+  std::call_once(made[outputColor], [&] {
+    const auto table = std::make_unique<ICC_UNIT::OutputTable33>();
+    curve.status = BuildOutputCurve(*table, outputColor);
+    std::copy_n(table->lookup[0], kLevels16, curve.levels);
+  });
+  return curve.status == IccResultNotSet ? nullptr : &curve;
 }
 
 }  // namespace ICC_ENG_S4

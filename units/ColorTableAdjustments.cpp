@@ -1,8 +1,7 @@
-#include <memory>
-
 #include "colormath/CLCH.h"
 #include "units/ColorTable33.h"
 #include "units/LabEncoding.h"
+#include "units/LutCurves.h"
 #include "units/OutputTable33.h"
 
 // The operations of ColorTable33 that rewrite the nodes of a Lab table in place.
@@ -70,6 +69,28 @@ WorkingSpace WorkingSpaceOf(int cs) {
   return {ColorLch::kColorSpaceSRgb, cs};
 }
 
+// Replaces every node by RGB; outputLevel(channel, level) is the output curves' value.
+template <typename OutputLevel>
+int LabToRgb(ColorTable33& table, ColorSpaceSignature cs, const CXYZType* white,
+             const OutputLevel& outputLevel) {
+  const WorkingSpace target = WorkingSpaceOf(cs);
+  CLCH color = D50Color();
+  color.SetColorSpace(target.space);
+  // s15Fixed16 words as plain numbers: 1.0 comes as 65536 on a scale that ends at 65535.
+  if (white != nullptr) color.SetWhite(white->fixedX, white->fixedY, white->fixedZ);
+  ForEachNode(table, [&](int* node) {
+    color.L = DecodeL(outputLevel(0, LowWord(node[0])));
+    color.a = DecodeAb(outputLevel(1, LowWord(node[1])));
+    color.b = DecodeAb(outputLevel(2, LowWord(node[2])));
+    color.LAB2XYZ();
+    color.XYZ2RGB();
+    node[0] = EncodeRgb(color.R);
+    node[1] = EncodeRgb(color.G);
+    node[2] = EncodeRgb(color.B);
+  });
+  return target.code;
+}
+
 }  // namespace
 
 int ColorTable33::Adjust_Lch(double L, double c, double h) {
@@ -97,28 +118,16 @@ int ColorTable33::Adjust_WhitePoint(CXYZType* white) {
 }
 
 int ColorTable33::Lab2RGB100_16_1D(OutputTable33* out, ColorSpaceSignature cs, CXYZType* white) {
-  const WorkingSpace target = WorkingSpaceOf(cs);
-  if (out == nullptr) return target.code;
-  CLCH color = D50Color();
-  color.SetColorSpace(target.space);
-  // s15Fixed16 words as plain numbers: 1.0 comes as 65536 on a scale that ends at 65535.
-  if (white != nullptr) color.SetWhite(white->fixedX, white->fixedY, white->fixedZ);
-  ForEachNode(*this, [&](int* node) {
-    int lab[3];
-    for (int c = 0; c < 3; ++c) lab[c] = static_cast<int>(out->lookup[c][LowWord(node[c])]);
-    DecodeNode(lab, color);
-    node[0] = EncodeRgb(color.R);
-    node[1] = EncodeRgb(color.G);
-    node[2] = EncodeRgb(color.B);
-  });
-  return target.code;
+  if (out == nullptr) return WorkingSpaceOf(cs).code;
+  return LabToRgb(*this, cs, white,
+                  [&](int c, int level) { return static_cast<int>(out->lookup[c][level]); });
 }
 
 int ColorTable33::Lab2RGB100_16(CLut16Type* lut, ColorSpaceSignature cs, CXYZType* white) {
-  if (lut == nullptr) return Lab2RGB100_16_1D(nullptr, cs, white);
-  const auto out = std::make_unique<OutputTable33>();
-  out->Initial(lut);
-  return Lab2RGB100_16_1D(out.get(), cs, white);
+  if (lut == nullptr) return WorkingSpaceOf(cs).code;
+  // The values that an output table made from the tag would hold, at the nodes' levels only.
+  const LutCurves curves = LutCurves::Output(*lut);
+  return LabToRgb(*this, cs, white, [&](int c, int level) { return curves.At(c, level); });
 }
 
 }  // namespace ICC_UNIT

@@ -24,8 +24,6 @@ constexpr int kMaxChannels = 7;
 constexpr int kRgbChannels = 3;
 constexpr int kByteLevels = 256;
 
-// Divisor of the stand-in for an identity curve: 15, where the step is 16.0036.
-constexpr double kIdentityDivisor = 15.0;
 // Curves of 256 bytes have a step of 65535 / 255 and the divisor 65536 / 256.
 constexpr double kByteCurveStep = 257.0;
 constexpr double kByteCurveDivisor = 256.0;
@@ -134,8 +132,7 @@ int OutputTable33::Initial(CLut16Type* lut) {
   } else {
     entries = UsableEntries(lut->outputEntries);
     step = CurveStep(entries);
-    // Not the step, on purpose: results stay identical bit for bit.
-    divisor = static_cast<double>(kLevels) / entries;
+    divisor = OutputDivisor(entries);
     CopyCurves(lut->outputTables, used, lut->outputEntries, curves);
   }
   for (int c = 0; c < used; ++c) Interpolation1D(c);

@@ -1,7 +1,10 @@
 #ifndef KXCMS_UNITS_TONECURVE_H
 #define KXCMS_UNITS_TONECURVE_H
 
+#include <algorithm>
 #include <cstdint>
+
+#include "units/Truncation.h"
 
 namespace ICC40 {
 namespace ICC_UNIT {
@@ -24,6 +27,13 @@ constexpr double CurveStep(int entries) {
 /// Spacing of the stand-in for an identity curve, 16 * i for i = 0..4095: 16.0036..., not 16.
 constexpr double kIdentityStep = CurveStep(kCurveEntries);
 
+/// The output side divides the position within an interval by these, not by the step: kept so that
+/// results stay identical bit for bit.
+constexpr double OutputDivisor(int entries) {
+  return static_cast<double>(kLevels) / entries;
+}
+constexpr double kIdentityDivisor = 15.0;
+
 /// The entries of a lookup tag's tables that a curve can take.
 constexpr int UsableEntries(int entries) {
   return entries < kCurveEntries ? entries : kCurveEntries;
@@ -37,12 +47,37 @@ void FillIdentityCurve(ToneCurve& curve);
 /// @param curves      at least `channels`, each filled up to UsableEntries(tableEntries)
 void CopyCurves(const unsigned short* tables, int channels, int tableEntries, ToneCurve* curves);
 
-/// Value of a curve at a 16-bit level, linearly interpolated, rounded by +0.5 and truncation.
-///
-/// The position within an interval is divided by `divisor`, which the output tables choose smaller
-/// than `step`: the result can overshoot the next entry and even be negative. Callers keep the low
-/// bits that they need. Nothing outside the curve is read, whatever the step.
-std::int64_t InterpolateCurve(const ToneCurve& curve, double step, double divisor, int level);
+/// Where a 16-bit level stands between the entries of a curve.
+struct CurvePosition {
+  int entry;        ///< 0 .. kCurveEntries - 1
+  double fraction;  ///< of the interval to the next entry, in units of the divisor
+};
+
+/// The position within an interval is divided by `divisor`, which the output side chooses smaller
+/// than `step`: the fraction can exceed 1.
+inline CurvePosition PositionOn(double step, double divisor, int level) {
+  constexpr std::int64_t kLast = kCurveEntries - 1;
+  const std::int64_t i = std::clamp<std::int64_t>(TruncateToInt64(level / step), 0, kLast);
+  return {static_cast<int>(i), (level - static_cast<double>(i) * step) / divisor};
+}
+
+/// The interpolated value, before its truncation: linear, plus 0.5. It can overshoot the next entry
+/// and even be negative. Nothing outside the curve of `entries` entries is read.
+template <typename Entry>
+double RoundedAt(const Entry* curve, int entries, const CurvePosition& position) {
+  // Only the top level of a full curve has no next entry, and there the fraction is 0.
+  const int last = entries - 1;
+  const Entry here = curve[std::min(position.entry, last)];
+  const Entry next = curve[std::min(position.entry + 1, last)];
+  return here * (1 - position.fraction) + next * position.fraction + 0.5;
+}
+
+/// Value of a table class's curve at a 16-bit level, truncated; callers keep the low bits that they
+/// need.
+inline std::int64_t InterpolateCurve(const ToneCurve& curve, double step, double divisor,
+                                     int level) {
+  return TruncateToInt64(RoundedAt(curve, kCurveEntries, PositionOn(step, divisor, level)));
+}
 
 }  // namespace ICC_UNIT
 }  // namespace ICC40

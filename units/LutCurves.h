@@ -1,0 +1,53 @@
+#ifndef KXCMS_UNITS_LUTCURVES_H
+#define KXCMS_UNITS_LUTCURVES_H
+
+#include <cstdint>
+
+#include "iccfile/CLut16Type.h"
+#include "units/ToneCurve.h"
+
+namespace ICC40 {
+namespace ICC_UNIT {
+
+/// The curves on one side of a lookup tag, evaluated level by level where a whole table is not
+/// worth its making: the values are those of `InputTable33::lookup` (before any indexing by 8-bit
+/// levels) and `OutputTable33::lookup`, low 16 bits. Borrows the tag.
+class LutCurves {
+ public:
+  /// Fewer than 3 entries mean exact identity.
+  static LutCurves Input(const ICCFILE::CLut16Type& lut);
+  /// Fewer than 3 entries mean the interpolated 16 * i curve. Channels that the tag lacks, or whose
+  /// tables are absent, are identity.
+  static LutCurves Output(const ICCFILE::CLut16Type& lut);
+
+  /// Where a level 0..65535 stands on the curves of all channels.
+  CurvePosition PositionOf(int level) const {
+    const int entry = static_cast<int>(level / step_);
+    return {entry, (level - entry * step_) / divisor_};
+  }
+
+  /// Value of a channel at a level, given the level's position.
+  std::uint16_t At(int channel, int level, const CurvePosition& position) const {
+    if (channel >= channels_) return static_cast<std::uint16_t>(level);
+    const unsigned short* curve = tables_ + static_cast<std::ptrdiff_t>(channel) * stride_;
+    if (level == kTopLevel) return curve[entries_ - 1];
+    // A 16-bit curve keeps the value within an int, whatever the fraction (at most 1.5).
+    return static_cast<std::uint16_t>(static_cast<int>(RoundedAt(curve, entries_, position)));
+  }
+  std::uint16_t At(int channel, int level) const { return At(channel, level, PositionOf(level)); }
+
+ private:
+  LutCurves(const unsigned short* tables, int channels, int tableEntries, double divisor);
+
+  const unsigned short* tables_;
+  int channels_;  // those with a curve of their own
+  int stride_;
+  int entries_;
+  double step_;
+  double divisor_;
+};
+
+}  // namespace ICC_UNIT
+}  // namespace ICC40
+
+#endif
