@@ -1,0 +1,39 @@
+#!/usr/bin/env python3
+"""The sample scan comes back as the colours that it was made of.
+
+Environment: KXCMS (the command), KXCMS_SAMPLE (maker and judge of the sample).
+"""
+
+import os
+import re
+import subprocess
+import tempfile
+import unittest
+
+KXCMS = os.environ["KXCMS"]
+SAMPLE = os.environ["KXCMS_SAMPLE"]
+
+
+class Sample(unittest.TestCase):
+    def test_differences(self):
+        """The pipeline's grid has 256 linear levels, which are coarse in the dark: single pixels
+        may be several units off, the mean may not."""
+        with tempfile.TemporaryDirectory(prefix="kxcms-sample-") as folder:
+            run = lambda *arguments: subprocess.run(
+                arguments, cwd=folder, check=True, capture_output=True, text=True).stdout
+            run(SAMPLE, "make", ".")
+            for bits, largest_mean, largest in [(8, 0.8, 7), (16, 0.6, 6)]:
+                with self.subTest(bits=bits):
+                    run(SAMPLE, "convert", ".", str(bits), "library.tif")
+                    run(KXCMS, "convert", f"scan-{bits}.tif", "command.tif")
+                    lines = {run(SAMPLE, "compare", f"{by}.tif") for by in ("library", "command")}
+                    self.assertEqual(len(lines), 1, "library and command differ")
+                    line = lines.pop()
+                    print(f"{bits} bits: {line}", end="")
+                    figures = re.search(r"within sRGB .* mean ([\d.]+), max ([\d.]+)", line)
+                    self.assertLess(float(figures[1]), largest_mean)
+                    self.assertLess(float(figures[2]), largest)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,391 @@
+#include "TiffCheck.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+
+#include "ByteReader.h"
+#include "Refusal.h"
+#include "tiff/TiffCodes.h"
+
+// Layouts and tag values: TIFF 6.0, section 2 and the baseline and extension sections.
+
+namespace {
+
+using namespace KX_Tiff_STL3;
+
+constexpr unsigned kMostEntries = 39;  // that the library reads
+constexpr std::uint64_t kEntrySize = 12;
+constexpr unsigned kMostImages = 1000;
+constexpr std::uint32_t kExifBlock = 256;  // bytes of an Exif directory that are carried over
+
+// Pointers to directories elsewhere in the file; beside ExifIfd, which the library knows.
+constexpr unsigned kSubIfds = 330;
+constexpr unsigned kGpsIfd = 34853;
+constexpr unsigned kInteroperabilityIfd = 40965;
+
+/// Bytes per item; 0 for types that the standard does not have.
+std::uint32_t ItemSize(unsigned type) {
+  constexpr std::array<std::uint8_t, 14> kSizes = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
+  return type < kSizes.size() ? kSizes[type] : 0;
+}
+
+struct Entry {
+  unsigned tag;
+  unsigned type;
+  std::uint32_t count;
+  std::uint32_t value;          ///< the four bytes as one number
+  std::uint64_t valuePosition;  ///< of those four bytes in the file
+
+  std::uint64_t Size() const { return std::uint64_t{ItemSize(type)} * count; }
+  std::uint64_t DataPosition() const { return Size() <= 4 ? valuePosition : value; }
+};
+
+std::string CompressionName(std::uint32_t compression) {
+  switch (compression) {
+    case 2:
+    case 3:
+    case 4:
+      return "CCITT";
+    case 5:
+      return "LZW";
+    case 6:
+    case 7:
+      return "JPEG";
+    case 8:
+    case 32946:
+      return "Deflate";
+    case 32773:
+      return "PackBits";
+    default:
+      return "method " + std::to_string(compression);
+  }
+}
+
+std::string PhotometricName(std::uint32_t photometric) {
+  switch (photometric) {
+    case 0:
+    case 1:
+      return "grey";
+    case 3:
+      return "palette colours";
+    case 4:
+      return "a mask";
+    case 5:
+      return "CMYK or other inks";
+    case 6:
+      return "YCbCr";
+    case 8:
+    case 9:
+    case 10:
+      return "Lab";
+    default:
+      return "photometric interpretation " + std::to_string(photometric);
+  }
+}
+
+class TiffChecker {
+ public:
+  TiffChecker(int fd, const std::string& name) : fd_(fd), name_(name) {
+    struct stat status;
+    if (fstat(fd, &status) != 0) Damaged(std::strerror(errno));
+    if (S_ISDIR(status.st_mode)) Unreadable("is a directory");
+    if (!S_ISREG(status.st_mode)) Unreadable("not a regular file");
+    fileSize_ = static_cast<std::uint64_t>(status.st_size);
+    if (fileSize_ == 0) Unreadable("empty file");
+  }
+
+  TiffForm Check() {
+    ReadDirectory(HeaderAndFirstDirectory());
+    CheckSingleImage();
+    CheckForm();
+    TiffForm form;
+    CheckPixels(form);
+    CheckStrips(form);
+    for (const Entry& entry : entries_) {
+      if (IsLeftOut(entry)) form.leftOut.push_back(static_cast<std::uint16_t>(entry.tag));
+    }
+    if (const Entry* profile = Find(IccProfile)) {
+      form.profile = Read(profile->DataPosition(), profile->Size());
+    }
+    return form;
+  }
+
+ private:
+  [[noreturn]] void Unreadable(const std::string& reason) const {
+    throw Refusal(Exit::InputUnreadable, name_ + ": " + reason);
+  }
+  [[noreturn]] void Damaged(const std::string& reason) const { Unreadable("damaged: " + reason); }
+  [[noreturn]] void Unsupported(const std::string& reason) const {
+    throw Refusal(Exit::WouldBeWrong, name_ + ": " + reason);
+  }
+
+  bool Holds(std::uint64_t offset, std::uint64_t size) const {
+    return offset <= fileSize_ && size <= fileSize_ - offset;
+  }
+
+  std::vector<unsigned char> Read(std::uint64_t offset, std::uint64_t size) const {
+    if (!Holds(offset, size)) Damaged("cut off");
+    std::vector<unsigned char> bytes(size);
+    std::uint64_t done = 0;
+    while (done < size) {
+      const ssize_t got =
+          pread(fd_, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
+      if (got < 0 && errno == EINTR) continue;
+      if (got < 0) Unreadable(std::strerror(errno));
+      if (got == 0) Damaged("cut off");
+      done += static_cast<std::uint64_t>(got);
+    }
+    return bytes;
+  }
+
+  std::uint32_t HeaderAndFirstDirectory() const {
+    if (fileSize_ < 8) Unreadable("not a TIFF file");
+    const std::vector<unsigned char> header = Read(0, 8);
+    const auto begins = [&header](const char(&magic)[5]) {
+      return std::memcmp(header.data(), magic, 4) == 0;
+    };
+    if (begins("MM\0*")) Unsupported("big-endian TIFF (MM); only little-endian files (II) work");
+    if (begins("II+\0") || begins("MM\0+")) Unsupported("BigTIFF; only classic TIFF files work");
+    if (!begins("II*\0")) Unreadable("not a TIFF file");
+    return LittleEndianBytes(header).U32(4);
+  }
+
+  void ReadDirectory(std::uint32_t position) {
+    const unsigned count = LittleEndianBytes(Read(position, 2)).U16(0);
+    if (count == 0) Damaged("an image without tags");
+    if (count > kMostEntries) {
+      Unsupported(std::to_string(count) + " tags; up to 39 can be read");
+    }
+    const std::uint64_t first = position + std::uint64_t{2};
+    const std::vector<unsigned char> bytes = Read(first, count * kEntrySize + 4);
+    const LittleEndianBytes table(bytes);
+    for (unsigned i = 0; i < count; ++i) {
+      const std::uint64_t at = i * kEntrySize;
+      entries_.push_back(
+          {table.U16(at), table.U16(at + 2), table.U32(at + 4), table.U32(at + 8), first + at + 8});
+      const Entry& entry = entries_.back();
+      if (!Holds(entry.DataPosition(), entry.Size())) {
+        Damaged("the data of tag " + std::to_string(entry.tag) + " lie outside the file");
+      }
+    }
+    nextDirectory_ = table.U32(count * kEntrySize);
+  }
+
+  /// Only the first image is converted, so there must be no other one but reduced copies.
+  void CheckSingleImage() const {
+    std::uint32_t position = nextDirectory_;
+    for (unsigned images = 0; position != 0; ++images) {
+      if (images == kMostImages) Damaged("its directories go round in a circle");
+      const unsigned count = LittleEndianBytes(Read(position, 2)).U16(0);
+      const std::vector<unsigned char> bytes =
+          Read(position + std::uint64_t{2}, count * kEntrySize + 4);
+      const LittleEndianBytes table(bytes);
+      bool reduced = false;
+      for (unsigned i = 0; i < count; ++i) {
+        if (table.U16(i * kEntrySize) == NewSubfileType) {
+          reduced = (table.U32(i * kEntrySize + 8) & 1) != 0;
+        }
+      }
+      if (!reduced) Unsupported("more than one image; only single images can be converted");
+      position = table.U32(count * kEntrySize);
+    }
+  }
+
+  const Entry* Find(unsigned tag) const {
+    const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                    [tag](const Entry& entry) { return entry.tag == tag; });
+    return found == entries_.end() ? nullptr : &*found;
+  }
+
+  /// All items of a SHORT or LONG tag.
+  std::vector<std::uint32_t> Numbers(const Entry& entry) const {
+    if ((entry.type != TIFF_SHORT && entry.type != TIFF_LONG) || entry.count == 0) {
+      Damaged("tag " + std::to_string(entry.tag) + " is not a number");
+    }
+    const std::vector<unsigned char> bytes = Read(entry.DataPosition(), entry.Size());
+    const LittleEndianBytes data(bytes);
+    std::vector<std::uint32_t> numbers(entry.count);
+    for (std::uint32_t i = 0; i < entry.count; ++i) {
+      numbers[i] = entry.type == TIFF_SHORT ? data.U16(2ull * i) : data.U32(4ull * i);
+    }
+    return numbers;
+  }
+
+  std::optional<std::uint32_t> Number(unsigned tag) const {
+    const Entry* entry = Find(tag);
+    if (entry == nullptr) return std::nullopt;
+    const std::uint32_t number = Numbers(*entry).front();
+    // The library takes all four bytes of the field, so that those past a SHORT must be zero.
+    if (entry->count != 1 || number != entry->value) {
+      Damaged("tag " + std::to_string(tag) + " is not a single number");
+    }
+    return number;
+  }
+
+  std::uint32_t Required(unsigned tag, const char* what) const {
+    const std::optional<std::uint32_t> number = Number(tag);
+    if (!number) Damaged(std::string("no ") + what);
+    return *number;
+  }
+
+  void CheckForm() const {
+    const std::uint32_t compression = Required(Compression, "Compression");
+    if (compression != 1) {
+      Unsupported("compressed (" + CompressionName(compression) +
+                  "); only uncompressed images work");
+    }
+    if (Find(TileWidth) != nullptr || Find(TileOffsets) != nullptr) {
+      Unsupported("tiled; only images in strips work");
+    }
+    if (Number(FillOrder).value_or(1) != 1) Unsupported("reversed bit order (FillOrder 2)");
+  }
+
+  void CheckPixels(TiffForm& form) const {
+    const std::uint32_t photometric =
+        Required(PhotometricInterpretation, "PhotometricInterpretation");
+    if (photometric != 2) Unsupported("holds " + PhotometricName(photometric) + ", not RGB");
+    const std::uint32_t samples = Number(SamplesPerPixel).value_or(1);
+    if (samples != 3 || Find(ExtraSamples) != nullptr) {
+      Unsupported(std::to_string(samples) + " samples per pixel" +
+                  (samples == 3 ? ", not all of them colours" : "; only 3 work"));
+    }
+    CheckDepth(form);
+    if (const Entry* format = Find(SampleFormat)) {
+      for (const std::uint32_t code : Numbers(*format)) {
+        if (code != 1) Unsupported("its samples are not unsigned integers (SampleFormat)");
+      }
+    }
+    form.width = Required(ImageWidth, "ImageWidth");
+    form.length = Required(ImageLength, "ImageLength");
+    if (form.width == 0 || form.length == 0) Damaged("no pixels");
+    // The library counts bytes in 32-bit integers.
+    const std::uint64_t rowBytes = std::uint64_t{form.width} * 3 * (form.bits / 8);
+    if (rowBytes > std::numeric_limits<std::int32_t>::max() / form.length) {
+      Unsupported("more than 2 GiB of pixels");
+    }
+    const std::uint32_t orientation = Number(Orientation).value_or(1);
+    form.orientation = static_cast<std::uint16_t>(orientation);
+  }
+
+  void CheckDepth(TiffForm& form) const {
+    const Entry* entry = Find(BitsPerSample);
+    if (entry == nullptr) Unsupported("1 bit per sample; only 8 and 16 work");
+    const std::vector<std::uint32_t> depths = Numbers(*entry);
+    if (entry->type != TIFF_SHORT || (entry->count != 1 && entry->count != 3)) {
+      Damaged("BitsPerSample does not fit three samples");
+    }
+    if (std::adjacent_find(depths.begin(), depths.end(), std::not_equal_to<>()) != depths.end()) {
+      Unsupported("samples of different depths");
+    }
+    if (depths[0] != 8 && depths[0] != 16) {
+      Unsupported(std::to_string(depths[0]) + " bits per sample; only 8 and 16 work");
+    }
+    form.bits = static_cast<int>(depths[0]);
+    if (entry->count == 1) Number(BitsPerSample);
+  }
+
+  /// Every strip lies in the file and holds exactly its rows, so that strung together they are the
+  /// image, or its three planes.
+  void CheckStrips(const TiffForm& form) const {
+    const std::uint32_t planar = Number(PlanarConfiguration).value_or(1);
+    if (planar != 1 && planar != 2) {
+      Damaged("planar configuration " + std::to_string(planar));
+    }
+    const std::uint32_t rowsPerStrip = Number(RowsPerStrip).value_or(form.length);
+    if (rowsPerStrip == 0) Damaged("no rows per strip");
+    const Entry* offsetsEntry = Find(StripOffsets);
+    const Entry* countsEntry = Find(StripByteCounts);
+    if (offsetsEntry == nullptr || countsEntry == nullptr) Damaged("no strips");
+    const std::vector<std::uint32_t> offsets = Numbers(*offsetsEntry);
+    const std::vector<std::uint32_t> counts = Numbers(*countsEntry);
+
+    const std::uint32_t rows = std::min(rowsPerStrip, form.length);
+    const std::uint64_t perPlane = (form.length + std::uint64_t{rows} - 1) / rows;
+    const std::uint64_t strips = planar == 2 ? 3 * perPlane : perPlane;
+    if (offsets.size() != strips || counts.size() != strips) {
+      Damaged(std::to_string(offsets.size()) + " strips where " + std::to_string(strips) +
+              " make the image");
+    }
+    const std::uint64_t rowBytes = form.PixelBytes() / form.length / (planar == 2 ? 3 : 1);
+    for (std::uint64_t i = 0; i < strips; ++i) {
+      const std::uint64_t firstRow = i % perPlane * rows;
+      const std::uint64_t needed = std::min<std::uint64_t>(rows, form.length - firstRow) * rowBytes;
+      if (!Holds(offsets[i], needed) || counts[i] < needed) {
+        Damaged("strip " + std::to_string(i + 1) + " of " + std::to_string(strips) + " is cut off");
+      }
+      // Bytes past the rows do no harm only behind the last pixel.
+      const bool last = planar == 1 && i + 1 == strips;
+      if (counts[i] > needed && !last) {
+        Unsupported("strip " + std::to_string(i + 1) + " holds more than its rows");
+      }
+      if (!Holds(offsets[i], counts[i])) Damaged("the last strip is cut off");
+    }
+  }
+
+  bool IsLeftOut(const Entry& entry) const {
+    switch (entry.tag) {
+      case IccProfile:
+      case TransferFunction:
+      case WhitePoint:
+      case PrimaryChromaticities:
+      case ReferenceBlackWhite:
+      case TransferRange:
+        return true;  // they describe the colours before the conversion
+      case FreeOffsets:
+      case FreeByteCounts:
+      case kSubIfds:
+      case kGpsIfd:
+      case kInteroperabilityIfd:
+        return true;
+      case ExifIfd:
+        return !IsExifSelfContained(entry);
+      default:
+        break;
+    }
+    // The library's writer gives data of these types an offset even where they fit into the entry,
+    // and then does not store them.
+    const bool offsetType = entry.type == TIFF_SBYTE || entry.type == TIFF_UNDEFINED ||
+                            entry.type == TIFF_SSHORT || entry.type == TIFF_SLONG;
+    if (offsetType) return entry.Size() <= 4;
+    // It has other sizes for these (see DataType), or none.
+    return entry.type == TIFF_SRATIONAL || entry.type == TIFF_FLOAT || entry.type == TIFF_DOUBLE ||
+           entry.type > TIFF_DOUBLE || entry.type == 0;
+  }
+
+  /// The Exif directory moves as a block, so nothing in it may point elsewhere.
+  bool IsExifSelfContained(const Entry& pointer) const {
+    if (pointer.type != TIFF_LONG || pointer.count != 1 || !Holds(pointer.value, 2)) return false;
+    const std::uint64_t size = std::min<std::uint64_t>(kExifBlock, fileSize_ - pointer.value);
+    const std::vector<unsigned char> bytes = Read(pointer.value, size);
+    const LittleEndianBytes block(bytes);
+    const unsigned count = block.U16(0);
+    if (2 + count * kEntrySize + 4 > size) return false;
+    for (unsigned i = 0; i < count; ++i) {
+      const std::uint64_t at = 2 + i * kEntrySize;
+      const std::uint32_t itemSize = ItemSize(block.U16(at + 2));
+      const bool pointsAway = block.U16(at) == kInteroperabilityIfd;
+      if (itemSize == 0 || std::uint64_t{itemSize} * block.U32(at + 4) > 4 || pointsAway) {
+        return false;
+      }
+    }
+    return block.U32(2 + count * kEntrySize) == 0;
+  }
+
+  int fd_;
+  const std::string& name_;
+  std::uint64_t fileSize_ = 0;
+  std::vector<Entry> entries_;
+  std::uint32_t nextDirectory_ = 0;
+};
+
+}  // namespace
+
+TiffForm CheckTiff(int fd, const std::string& name) {
+  return TiffChecker(fd, name).Check();
+}
