@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include "engine/CIccEngineS.h"
+#include "engine/ConversionTypes.h"
 #include "engine/EngineTables.h"
 #include "engine/kernels/Kernels.h"
 #include "engine/kernels/ScalarWorker.h"
@@ -17,13 +18,8 @@ namespace {
 // The device manufacturer "none" as a signature.
 constexpr unsigned int kManufacturerNone = 0x6E6F6E65;
 
-// Conversion types (see Info::CheckConversionType) of 8-bit input to three channels.
-constexpr int kType8To8 = 257;
-constexpr int kType8To16 = 258;
-
 bool HasTables(const CIccEngineS& engine) {
-  return engine.inLutAux0 != nullptr && engine.inLut0 != nullptr && engine.inLut1 != nullptr &&
-         engine.inLut2 != nullptr;
+  return engine.inLut0 != nullptr && engine.inLut1 != nullptr && engine.inLut2 != nullptr;
 }
 
 PixelTables ContractTables(const CIccEngineS& engine) {
@@ -72,7 +68,7 @@ PixelKernel KernelOf(const KernelSet& kernels, PixelFormat format) {
   return kernels.convert16To16;
 }
 
-void RunStandard(CIccEngineS& engine, PixelFormat format, const unsigned char* source,
+void RunStandard(const CIccEngineS& engine, PixelFormat format, const unsigned char* source,
                  unsigned char* destination, int pixels) {
   const KernelSet* kernels = ChosenKernels();
   const WorkerTables* tables = kernels == nullptr ? nullptr : CurrentWorkerTables(engine, format);

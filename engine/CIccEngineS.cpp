@@ -44,9 +44,15 @@ void ReleaseInputTables(CIccEngineS& engine) {
   }
 }
 
+// Whether the tables are those of the codes that the engine holds: a build that ran out of memory
+// leaves none, and the next selection of the same codes has to build again.
+bool IsBuilt(CIccEngineS& engine) {
+  return engine.inLut0 != nullptr || LookupTag(engine.GetMft2()).Get() == nullptr;
+}
+
 // @return whether there was memory for it; the cells are left as they were if not.
 bool BuildColorStage(CIccEngineS& engine, CLut16Type* lut, double L, double c, double h) {
-  if (lut == nullptr || !IsUsable(*lut)) return false;
+  if (lut == nullptr || lut->colorTable == nullptr) return false;
   try {
     const auto table = std::make_unique<ColorTable33>();
     table->Initial(lut);
@@ -116,7 +122,7 @@ int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignat
   try {
     const bool newPath = CheckCurrentProfile(path, nullptr) != 0;
     if (!newPath && outputColor != kNoColorCode && intent == newIntent && inputColor == in &&
-        outputColor == out) {
+        outputColor == out && IsBuilt(*this)) {
       return IccResultOk;
     }
     Reset();
@@ -135,6 +141,8 @@ int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignat
     }
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
+    Reset();
+    iccFile.Reset();
     engineStatus = outputColor = IccResultNotSet;
     return IccResultProfileRead;
   }
@@ -150,7 +158,9 @@ int CIccEngineS::SetProfile(char const* path, char const*, Intent newIntent, Col
 
 int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceSignature out,
                            double, double, double) {
-  if (inputColor == in && intent == newIntent && outputColor == out) return outputColor;
+  if (inputColor == in && intent == newIntent && outputColor == out && IsBuilt(*this)) {
+    return outputColor;
+  }
   // No check of the input code, no new conversion type: as applications know it.
   inputColor = in;
   outputColor = out;
@@ -181,8 +191,9 @@ iccTagBase* CIccEngineS::GetMft2() {
 }
 
 void CIccEngineS::Set1DLutIn(CLut16Type* lut) {
-  if (lut == nullptr || !IsUsable(*lut)) return;
+  if (lut == nullptr) return;
   try {
+    // First of all, so that a failure leaves no tables of other codes.
     ReleaseInputTables(*this);
     const int levels = InputLevelsOf(inputColor);
     std::unique_ptr<unsigned int[]> extra(NewEngineTables(static_cast<std::uint32_t>(levels)));

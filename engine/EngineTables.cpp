@@ -16,6 +16,9 @@ namespace {
 // One array of words holds this record, aligned, with the tables behind it. Pages that a format
 // never touches cost nothing.
 struct alignas(64) EngineTables {
+  // Programs can set the engine's public pointers to arrays of their own; ours says so first.
+  std::uint64_t mark;
+  const void* self;
   std::uint32_t inputLevels;
   // What is out of date is made anew when a conversion needs it.
   bool coordinatesAreCurrent;
@@ -33,13 +36,21 @@ struct alignas(64) EngineTables {
   std::uint16_t output16[3][kLevels16];
   std::uint16_t coordinates[3][kLevels16];
 };
+constexpr std::uint64_t kMark = 0x4B58434D53746162;  // "KXCMStab"
 static_assert(std::is_trivially_destructible_v<EngineTables>, "freed as an array of words");
 
-EngineTables* TablesBehind(unsigned int* words) {
-  void* at = words;
-  std::size_t space = sizeof(EngineTables) + alignof(EngineTables);
-  return static_cast<EngineTables*>(
-      std::align(alignof(EngineTables), sizeof(EngineTables), at, space));
+EngineTables* Align(unsigned int* words) {
+  constexpr auto kMask = static_cast<std::uintptr_t>(alignof(EngineTables) - 1);
+  return reinterpret_cast<EngineTables*>((reinterpret_cast<std::uintptr_t>(words) + kMask) &
+                                         ~kMask);
+}
+
+// The engine's own tables, or null where `inLutAux0` is null or some program's array (which, like
+// every input table, has 256 words at least).
+EngineTables* TablesBehind(const CIccEngineS& engine) {
+  if (engine.inLutAux0 == nullptr) return nullptr;
+  EngineTables* tables = Align(engine.inLutAux0);
+  return tables->mark == kMark && tables->self == tables ? tables : nullptr;
 }
 
 // The 16-bit grid coordinate that an input entry was packed from.
@@ -109,21 +120,37 @@ int NodeOffset(int corner) {
   return (corner >> 2) * kStride[0] + (corner >> 1 & 1) * kStride[1] + (corner & 1) * kStride[2];
 }
 
-void BuildRecords(const std::uint64_t (&nodes)[kGridNodes], TetrahedronRecord* record) {
+// @return whether every cell has just these nodes at its corners.
+bool BuildRecords(const CIccEngineS& engine, const std::uint64_t (&nodes)[kGridNodes],
+                  TetrahedronRecord* record) {
   // The vector workers find a record by how many of their comparisons hold: five for tetrahedron 0.
   constexpr int kLast = 5;
-  for (int cell = 0; cell < kCells; ++cell, record += 6) {
-    const std::uint64_t* base =
-        nodes + (cell >> 8) * kStride[0] + (cell >> 4 & 15) * kStride[1] + (cell & 15) * kStride[2];
+  const std::uint32_t(*cell)[12] = engine.cells[0][0][0];
+  std::uint32_t disagreement = 0;
+  for (int index = 0; index < kCells; ++index, record += 6, cell += 6) {
+    const std::uint64_t* base = nodes + (index >> 8) * kStride[0] + (index >> 4 & 15) * kStride[1] +
+                                (index & 15) * kStride[2];
     for (int t = 0; t < 6; ++t) {
+      const ICC_UNIT::Tetrahedron& tetrahedron = ICC_UNIT::kTetrahedra[t];
+      auto& value = record[kLast - t].value;
       for (int n = 0; n < 4; ++n) {
-        const std::uint64_t node = base[NodeOffset(ICC_UNIT::kTetrahedra[t].path[n])];
+        const std::uint64_t node = base[NodeOffset(tetrahedron.path[n])];
         for (int c = 0; c < 4; ++c) {
-          record[kLast - t].value[c][n] = static_cast<std::uint8_t>(node >> (kFieldBits * c));
+          value[c][n] = static_cast<std::uint8_t>(node >> (kFieldBits * c));
+        }
+      }
+      for (int c = 0; c < 3; ++c) {
+        const std::uint32_t* coefficient = cell[t] + 4 * c;
+        disagreement |= coefficient[0] ^ (std::uint32_t{value[c][0]} << (8 + kFractionBits));
+        for (int axis = 0; axis < 3; ++axis) {
+          const int edge = tetrahedron.edge[axis];
+          const int slope = value[c][edge + 1] - value[c][edge];
+          disagreement |= coefficient[1 + axis] ^ static_cast<std::uint32_t>(slope * 256);
         }
       }
     }
   }
+  return disagreement == 0;
 }
 
 // The segments of a step curve: see StepCurve.
@@ -178,7 +205,9 @@ void BuildOutput(const CIccEngineS& engine, Sample (&narrow)[3][kLevels16],
 unsigned int* NewEngineTables(std::uint32_t inputLevels) {
   constexpr std::size_t kBytes = sizeof(EngineTables) + alignof(EngineTables);
   std::unique_ptr<unsigned int[]> words(new unsigned int[kBytes / sizeof(unsigned int)]);
-  auto* compact = new (TablesBehind(words.get())) EngineTables;
+  auto* compact = new (Align(words.get())) EngineTables;
+  compact->mark = kMark;
+  compact->self = compact;
   compact->inputLevels = inputLevels;
   compact->coordinatesAreCurrent = false;
   compact->gridIsCurrent = false;
@@ -188,29 +217,34 @@ unsigned int* NewEngineTables(std::uint32_t inputLevels) {
 }
 
 std::uint32_t InputLevels(const CIccEngineS& engine) {
-  return TablesBehind(engine.inLutAux0)->inputLevels;
+  const EngineTables* tables = TablesBehind(engine);
+  return tables != nullptr ? tables->inputLevels
+                           : static_cast<std::uint32_t>(InputLevelsOf(engine.inputColor));
 }
 
-void CellsChanged(CIccEngineS& engine) {
-  if (engine.inLutAux0 != nullptr) TablesBehind(engine.inLutAux0)->gridIsCurrent = false;
+void CellsChanged(const CIccEngineS& engine) {
+  if (EngineTables* tables = TablesBehind(engine)) tables->gridIsCurrent = false;
 }
 
-void OutputTablesChanged(CIccEngineS& engine) {
-  if (engine.inLutAux0 == nullptr) return;
-  TablesBehind(engine.inLutAux0)->output8IsCurrent = false;
-  TablesBehind(engine.inLutAux0)->output16IsCurrent = false;
+void OutputTablesChanged(const CIccEngineS& engine) {
+  EngineTables* tables = TablesBehind(engine);
+  if (tables == nullptr) return;
+  tables->output8IsCurrent = false;
+  tables->output16IsCurrent = false;
 }
 
-const WorkerTables* CurrentWorkerTables(CIccEngineS& engine, PixelFormat format) {
-  EngineTables& compact = *TablesBehind(engine.inLutAux0);
+const WorkerTables* CurrentWorkerTables(const CIccEngineS& engine, PixelFormat format) {
+  EngineTables* const tables = TablesBehind(engine);
+  if (tables == nullptr) return nullptr;
+  EngineTables& compact = *tables;
   if (format == PixelFormat::k16To16 && compact.inputLevels != kLevels16) return nullptr;
   if (!compact.coordinatesAreCurrent) {
     BuildCoordinates(engine, compact);
     compact.coordinatesAreCurrent = true;
   }
   if (!compact.gridIsCurrent) {
-    compact.gridIsCompact = BuildNodes(engine, compact.nodes);
-    if (compact.gridIsCompact) BuildRecords(compact.nodes, compact.records);
+    compact.gridIsCompact =
+        BuildNodes(engine, compact.nodes) && BuildRecords(engine, compact.nodes, compact.records);
     compact.tables.nodes = compact.nodes;
     compact.tables.records = compact.records;
     compact.gridIsCurrent = true;

@@ -22,17 +22,19 @@ enum class PixelFormat { k8To8, k8To16, k16To16 };
 /// @return an array for `inLutAux0`.
 unsigned int* NewEngineTables(std::uint32_t inputLevels);
 
-/// Entries of each of the engine's input tables. The engine must have tables.
+/// Entries of each of the engine's input tables. Where a program has put its own arrays into the
+/// engine's fields, those that the input code asks for.
 std::uint32_t InputLevels(const CIccEngineS& engine);
 
 /// To be called when the cells or the output tables changed: the compact forms are out of date.
-void CellsChanged(CIccEngineS& engine);
-void OutputTablesChanged(CIccEngineS& engine);
+void CellsChanged(const CIccEngineS& engine);
+void OutputTablesChanged(const CIccEngineS& engine);
 
-/// The tables of a fast worker, brought up to date; null where the contract tables have no compact
-/// form (they always have when the engine built them), or 16-bit samples meet 256-entry tables. The
-/// engine must have tables. Not for several threads at once.
-const WorkerTables* CurrentWorkerTables(CIccEngineS& engine, PixelFormat format);
+/// The tables of a fast worker, brought up to date; null where there are none: for arrays that a
+/// program has put into the engine's fields, for cells that are not bytes times 256 or whose
+/// corners disagree (the engine makes none such), and for 16-bit samples over 256-entry tables. Not
+/// for several threads at once.
+const WorkerTables* CurrentWorkerTables(const CIccEngineS& engine, PixelFormat format);
 
 }  // namespace ICC_ENG_S4
 }  // namespace ICC40

@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "engine/CIccEngineS.h"
+#include "engine/ConversionTypes.h"
 #include "engine/Stopwatch.h"
 #include "interface/ResultCodes.h"
 #include "tiff/CTiff.h"
@@ -20,22 +21,22 @@ constexpr int kSamples = 3;
 constexpr int kBits16 = 16;
 constexpr int kAllocate = 1;
 
-// Bytes that a conversion in the source image's own buffer reads and writes per sample.
-int InPlaceSampleBytes(const CIccEngineS& engine) {
-  const bool is8To8 = engine.inputColor == RGB && (engine.conversionType & 0xFF) == 1;
-  return is8To8 ? 1 : 2;
-}
-
-int SourceSampleBytes(const CIccEngineS& engine) {
-  return engine.inputColor == RGB ? 1 : 2;
+// Bytes per sample of the source image that a conversion touches: reads, and in place also writes.
+// An engine without tables, or with a pair of codes that it does not convert, touches none.
+int TouchedSampleBytes(const CIccEngineS& engine, bool inPlace) {
+  if (engine.inLut0 == nullptr) return 0;
+  if (engine.inputColor != RGB) return 2;
+  const bool widens = engine.conversionType == kType8To16;
+  if (!widens && engine.conversionType != kType8To8) return 0;
+  return widens && inPlace ? 2 : 1;
 }
 
 // Whether the image's buffer holds width x length three-sample pixels of this depth, and their
 // number is one that a conversion takes.
 bool HoldsPixels(CTiff& image, unsigned width, unsigned length, int sampleBytes) {
   const std::uint64_t pixels = std::uint64_t{width} * length;
-  return pixels <= std::numeric_limits<int>::max() && image.GetImageBuf() != nullptr &&
-         pixels * kSamples * sampleBytes <= KX_Tiff_STL3::ImageBytes(image);
+  return pixels <= std::numeric_limits<int>::max() &&
+         pixels * kSamples * static_cast<unsigned>(sampleBytes) <= KX_Tiff_STL3::ImageBytes(image);
 }
 
 }  // namespace
@@ -48,8 +49,7 @@ int CIccEngineS::Conversion(char const* inPath, char const* outPath) {
   const unsigned length = source.GetTagValue(KX_Tiff_STL3::ImageLength);
   const unsigned bits = source.GetTagValue(KX_Tiff_STL3::BitsPerSample);
   const bool inPlace = bits == 8;
-  if (!HoldsPixels(source, width, length,
-                   inPlace ? InPlaceSampleBytes(*this) : SourceSampleBytes(*this))) {
+  if (!HoldsPixels(source, width, length, TouchedSampleBytes(*this, inPlace))) {
     return IccResultFail;
   }
   const int pixels = static_cast<int>(width * length);

@@ -166,7 +166,12 @@ int Info::CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count) {
   workingCount = count;
   workingSize = 0;
   const int channels = ChannelCount(conversionType);
-  if (channels == 0) return IccResultNoConversionType;
+  if (channels == 0) {
+    // The buffer that is kept has another size: nobody may convert with it.
+    reserved = IccResultNoConversionType;
+    return IccResultNoConversionType;
+  }
+  reserved = ICCFILE::kNoColorCode;
 
   const std::int64_t sampleCount = std::int64_t{count} * channels;
   if (sampleCount >= INT_MIN && sampleCount <= INT_MAX) {

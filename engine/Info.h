@@ -35,23 +35,25 @@ class KX_API Info {
   /// Stores the adjustment, in whole units of L*, C* and degrees. @return 1 if any value differed.
   int CheckLch(int L, int c, int h);
 
-  /// Sets `conversionType` = (input class << 8) + output class from the two colour codes.
+  /// Sets `conversionType` = (input class << 8) + output class from the two colour codes. Input
+  /// classes: 1 for 8-bit RGB or Lab, 2 for 16-bit. Output classes: 1, 2 for three channels of 8,
+  /// 16 bits, 3, 4 for four, 5, 6 for six, 7, 8 for seven. 0 stands for any other code.
   void CheckConversionType();
 
-  /// Remembers both buffers and sizes `workingBuf` for `count` pixels of the conversion type's
-  /// channel count. Nothing is allocated when `count` equals the count of the last call.
+  /// Remembers both buffers (borrowed) and sizes `workingBuf` for `count` pixels of the conversion
+  /// type's channel count. Nothing is allocated when `count` equals the count of the last call.
   /// A failed allocation prints "bad_alloc caught: ..." on standard error and leaves
   /// `workingBuf` null.
   /// @return 0, or 65534 if the conversion type is none of the sixteen known ones
   ///         (`workingCount` is stored, `workingSize` 0, the old buffer kept).
   int CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count);
 
-  int profileState;             ///< 65535 = no profile selected, else 0
-  int reserved;                 ///< 65535
-  int inputColor;               ///< ColorSpaceSignature, 65535 = none
-  int outputColor;              ///< ColorSpaceSignature, 65535 = engine unusable
-  int engineStatus;             ///< result of the last pipeline build
-  int intent;                   ///< Intent
+  int profileState;  ///< 65535 = no profile selected, else 0
+  int reserved;      ///< 65535; 65534 while `workingBuf` does not belong to `workingCount`
+  int inputColor;    ///< ColorSpaceSignature, 65535 = none
+  int outputColor;   ///< ColorSpaceSignature, 65535 = engine unusable
+  int engineStatus;  ///< result of the last pipeline build
+  int intent;        ///< Intent
   unsigned short* workingBuf;   ///< owned, new[]: workingSize samples
   unsigned char* srcBuf;        ///< borrowed
   unsigned char* dstBuf;        ///< borrowed

@@ -1,6 +1,7 @@
 #include "engine/PipelineTables.h"
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -68,6 +69,12 @@ int BuildOutputCurve(ICC_UNIT::OutputTable33& table, ColorSpaceSignature outputC
   }
 }
 
+void MakeOutputCurve(ColorSpaceSignature outputColor, OutputCurve& curve) {
+  const auto table = std::make_unique<ICC_UNIT::OutputTable33>();
+  curve.status = BuildOutputCurve(*table, outputColor);
+  std::copy_n(table->lookup[0], kLevels16, curve.levels);
+}
+
 void BuildCell(const int* const corners[8], std::uint32_t (&cell)[6][12]) {
   for (int t = 0; t < 6; ++t) {
     const ICC_UNIT::Tetrahedron& tetrahedron = ICC_UNIT::kTetrahedra[t];
@@ -104,7 +111,11 @@ void BuildInputTables(CLut16Type& lut, ColorSpaceSignature inputColor,
   const int spacing = kLevels16 / levels;
   const auto pack = [&](int entry, int level) {
     const ICC_UNIT::CurvePosition position = curves.PositionOf(level);
-    for (int c = 0; c < 3; ++c) tables[c][entry] = PackIndex(curves.At(c, level, position));
+    for (int c = 0; c < 3; ++c) {
+      // A channel that the tag lacks has no curve, which is a curve of zeros.
+      const bool isThere = c < lut.inputChannels;
+      tables[c][entry] = isThere ? PackIndex(curves.At(c, level, position)) : 0;
+    }
   };
   for (int x = 0; x < levels - 1; ++x) pack(x, x * spacing);
   pack(levels - 1, kLevels16 - 1);
@@ -126,14 +137,17 @@ void BuildCells(const ICC_UNIT::ColorTable33& table, std::uint32_t (*cells)[16][
 
 const OutputCurve* OutputCurveOf(ColorSpaceSignature outputColor) {
   static OutputCurve curves[kColorCodeCount];
-  static std::once_flag made[kColorCodeCount];
+  static std::atomic<bool> made[kColorCodeCount];
+  static std::mutex making;
   if (outputColor < 0 || outputColor >= kColorCodeCount) return nullptr;
   OutputCurve& curve = curves[outputColor];
-  std::call_once(made[outputColor], [&] {
-    const auto table = std::make_unique<ICC_UNIT::OutputTable33>();
-    curve.status = BuildOutputCurve(*table, outputColor);
-    std::copy_n(table->lookup[0], kLevels16, curve.levels);
-  });
+  if (!made[outputColor].load(std::memory_order_acquire)) {
+    const std::lock_guard lock(making);
+    if (!made[outputColor].load(std::memory_order_relaxed)) {
+      MakeOutputCurve(outputColor, curve);
+      made[outputColor].store(true, std::memory_order_release);
+    }
+  }
   return curve.status == IccResultNotSet ? nullptr : &curve;
 }
 

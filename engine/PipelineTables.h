@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "engine/kernels/ScalarWorker.h"
 #include "iccfile/CLut16Type.h"
 #include "interface/ColorCodes.h"
 #include "units/ColorTable33.h"
@@ -10,8 +11,6 @@
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
-/// Bits of the fraction within a cell.
-constexpr int kFractionBits = 12;
 /// Cells per axis of the interpolation table, and the grid points that bound them.
 constexpr int kCellsPerAxis = 16;
 constexpr int kCellGridPoints = kCellsPerAxis + 1;

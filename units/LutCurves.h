@@ -20,7 +20,8 @@ class LutCurves {
   /// tables are absent, are identity.
   static LutCurves Output(const ICCFILE::CLut16Type& lut);
 
-  /// Where a level 0..65535 stands on the curves of all channels.
+  /// Where a level 0..65535 stands on the curves of all channels. As `PositionOn`, without its
+  /// guards: a curve of a lookup tag has 3 to 4096 entries.
   CurvePosition PositionOf(int level) const {
     const int entry = static_cast<int>(level / step_);
     return {entry, (level - entry * step_) / divisor_};

@@ -10,7 +10,6 @@ namespace ICC_ENG_S4 {
 
 namespace {
 
-constexpr int kFractionBits = 12;
 constexpr std::int64_t kOutputLevels = 65536;
 
 template <typename Sample>

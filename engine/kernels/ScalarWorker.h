@@ -7,6 +7,9 @@
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
+/// Bits of the fraction within a cell.
+constexpr int kFractionBits = 12;
+
 /// Coefficients of one cell: six tetrahedra of three output channels of (base, three slopes).
 using Cell = std::uint32_t[6][12];
 

@@ -437,6 +437,89 @@ TEST(CIccEngineS, ResetKeepsTheProfile) {
   EXPECT_EQ(engine->ConstructEngine(0, 0, 0), 65535) << "no profile selected";
 }
 
+TEST(CIccEngineS, TablesSetByAProgramFollowTheRule) {
+  // Cell 3 along each axis, fraction 1024; the base 1000 and slopes 4, 8, 12: value 1000 + 6.
+  for (const bool withAuxiliaries : {false, true}) {
+    const auto engine = MakeEngine();
+    for (unsigned int** table : {&engine->inLut0, &engine->inLut1, &engine->inLut2}) {
+      *table = new unsigned int[256];
+      std::fill_n(*table, 256, 3u << 16 | 1024u);
+    }
+    if (withAuxiliaries) {
+      for (unsigned int** table : {&engine->inLutAux0, &engine->inLutAux1, &engine->inLutAux2}) {
+        *table = new unsigned int[256];
+        std::fill_n(*table, 256, 0xFFFFFFFFu);
+      }
+    }
+    for (int t = 0; t < 6; ++t) {
+      for (int c = 0; c < 3; ++c) {
+        unsigned int* k = engine->cells[3][3][3][t] + 4 * c;
+        k[0] = 1000u << 12;
+        k[1] = 4;
+        k[2] = 8;
+        k[3] = 12;
+      }
+    }
+    for (int c = 0; c < 3; ++c) engine->outLut[c][1006] = static_cast<unsigned int>(50 + c);
+    engine->inputColor = RGB;
+    engine->outputColor = sRGB;
+    engine->conversionType = 257;
+    unsigned char pixel[3] = {7, 8, 9};
+    EXPECT_EQ(engine->Conversion(pixel, pixel, 1), 0);
+    EXPECT_EQ(pixel[0], 50) << withAuxiliaries;
+    EXPECT_EQ(pixel[1], 51) << withAuxiliaries;
+    EXPECT_EQ(pixel[2], 52) << withAuxiliaries;
+  }
+}
+
+TEST(CIccEngineS, CellsThatDisagreeFollowTheRule) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path(), sRGB100_16, RGB), 0);
+  // The far corner of one tetrahedron alone, which a grid of nodes cannot say.
+  unsigned int* k = engine->cells[0][0][0][5];
+  std::fill_n(k, 12, 0u);
+  for (int c = 0; c < 3; ++c) k[4 * c + 3] = 25600;
+  unsigned char in[3] = {1, 1, 1};
+  unsigned short out[3] = {};
+  EXPECT_EQ(engine->Conversion(in, out, 1), 0);
+  const unsigned int fraction = engine->inLut2[1] & 0xFFFF;
+  EXPECT_EQ(out[0], engine->outLut[0][25600 * fraction >> 12]);
+}
+
+TEST(CIccEngineS, StageBuildersAskOnlyForWhatTheyRead) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  CLut16Type curvesOnly;
+  curvesOnly.inputChannels = 2;
+  curvesOnly.outputChannels = 3;
+  curvesOnly.gridPoints = 9;
+  curvesOnly.inputEntries = 3;
+  curvesOnly.outputEntries = 0;
+  curvesOnly.inputTables = new unsigned short[6]{0, 32768, 65535, 65535, 65535, 65535};
+  engine->Set1DLutIn(&curvesOnly);
+  EXPECT_EQ(engine->inLut0[255], PackIndex(65535));
+  EXPECT_EQ(engine->inLut1[0], PackIndex(65535));
+  EXPECT_EQ(engine->inLut2[255], 0u) << "a channel without a curve";
+  const unsigned int cell = engine->cells[1][2][3][0][0];
+  engine->Set3DLut(&curvesOnly, 0, 0, 0);
+  engine->Set3DLut(nullptr, 0, 0, 0);
+  engine->Set1DLutIn(nullptr);
+  EXPECT_EQ(engine->cells[1][2][3][0][0], cell) << "no grid, no change";
+  EXPECT_EQ(engine->inLut0[255], PackIndex(65535));
+}
+
+TEST(CIccEngineS, AdjustOutputOfSixteenBitInputKeepsTheStatus) {
+  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  unsigned char curve[256] = {};
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path(), sRGB_16, RGB_16), 0);
+  engine->engineStatus = 4711;
+  EXPECT_EQ(engine->Adjust_Output(curve, curve, curve, 256), 13);
+  EXPECT_EQ(engine->engineStatus, 4711);
+}
+
 TEST(LookupTag, ShapesThatThePipelineCannotUse) {
   const struct {
     const char* what;

@@ -144,6 +144,30 @@ TEST(FileConversion, ABufferTooSmallForThePixelsCountsAsUnreadable) {
   }
 }
 
+TEST(FileConversion, AnEngineThatConvertsNothingWritesTheImageAsItIs) {
+  const struct {
+    const char* what;
+    int firstIn, firstOut;  // codes of the selection, then 8-bit sRGB by intent alone
+  } kRows[] = {
+      {"the type of a 16-bit selection", RGB_16, sRGB_16},
+      {"no selection at all", -1, -1},
+  };
+  for (const auto& row : kRows) {
+    const TemporaryFile in("in.tif"), out("out.tif");
+    WriteImage(in.Path(), 3, 8);
+    const auto engine =
+        row.firstIn < 0 ? std::make_unique<CIccEngineS>() : EngineWith(row.firstIn, row.firstOut);
+    engine->SetIntent(Percepture, RGB, sRGB, 0, 0, 0);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(engine->Conversion(in.Path(), out.Path()), 0) << row.what;
+    ExpectStopwatchLines(testing::internal::GetCapturedStdout());
+    CTiff source(in.Path()), written(out.Path());
+    ASSERT_NE(written.GetImageBuf(), nullptr);
+    EXPECT_EQ(std::memcmp(source.GetImageBuf(), written.GetImageBuf(), 3 * kWidth * kLength), 0);
+    EXPECT_EQ(written.GetTag(KX_Tiff_STL3::IccProfile), nullptr);
+  }
+}
+
 TEST(FileConversion, AnOutputThatCannotBeWrittenIsNotAResult) {
   const TemporaryFile in("in.tif");
   WriteImage(in.Path(), 3, 8);

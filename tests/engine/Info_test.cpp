@@ -245,6 +245,12 @@ TEST(InfoWorkingBuf, UnknownTypeKeepsTheOldBuffer) {
   EXPECT_EQ(info.workingBuf, kept);
   EXPECT_EQ(info.workingCount, 20);
   EXPECT_EQ(info.workingSize, 0);
+  EXPECT_EQ(info.reserved, 65534) << "tables must not take 20 pixels from a buffer for 10";
+  info.conversionType = 257;
+  EXPECT_EQ(info.CheckWorkingBuf(nullptr, nullptr, 20), 0) << "the count matches";
+  EXPECT_EQ(info.reserved, 65534);
+  EXPECT_EQ(info.CheckWorkingBuf(nullptr, nullptr, 30), 0);
+  EXPECT_EQ(info.reserved, 65535);
 }
 
 TEST(InfoWorkingBuf, DeleteLeavesTheCount) {

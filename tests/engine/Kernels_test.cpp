@@ -78,7 +78,7 @@ class Tables {
             coordinate = dice.Between(0, 65535);
             break;
           case Curves::kLine:
-            coordinate = i * 65535 / (levels - 1);
+            coordinate = static_cast<int>(std::int64_t{i} * 65535 / (levels - 1));
             break;
           case Curves::kSteep:  // cell boundaries and ties
             coordinate = std::min(65535, dice.Between(0, 16) * 4096 + dice.Between(-1, 1));

@@ -434,3 +434,18 @@ TEST(InputTableBuffers, ByteConversionDoesNothing) {
     EXPECT_EQ(bytes[0] + bytes[1] + bytes[2], 6) << row.name;
   }
 }
+
+TEST(InputTable33, ARefusedWorkingBufferIsNotWritten) {
+  const auto table = std::make_unique<ICC40::ICC_UNIT::InputTable33>();
+  ICC40::ICC_UNIT::Info info;
+  std::vector<unsigned char> source(3000, 1);
+  info.conversionType = 257;
+  info.CheckWorkingBuf(source.data(), nullptr, 1);
+  std::fill_n(info.workingBuf, 3, static_cast<unsigned short>(7));
+  info.conversionType = 256;
+  ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, 1000), 65534);
+  info.conversionType = 257;
+  ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, 1000), 0) << "the count matches";
+  EXPECT_EQ(table->Conversion(&info), 0);
+  EXPECT_EQ(info.workingBuf[0], 7) << "a buffer for one pixel";
+}
