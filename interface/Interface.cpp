@@ -1,3 +1,5 @@
+#include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <string>
 
@@ -26,13 +28,19 @@ int DefaultToRgb(int input) {
 
 // ---- Profile selection
 
-// One line, put together first: neither the stream's number format nor a null path can spoil it.
+// Written in pieces of bytes: the stream's format, a null path or the lack of memory cannot spoil
+// it.
 void PrintRequest(const char* path, int intent, int input, int output) {
-  const std::string line = std::string("SetProfile : ") + (path == nullptr ? "" : path) +
-                           ", intent : " + std::to_string(intent) +
-                           ", Input : " + std::to_string(input) +
-                           ", Output : " + std::to_string(output);
-  std::cout << line << std::endl;
+  const auto print = [](const char* text) {
+    std::cout.write(text, static_cast<std::streamsize>(std::strlen(text)));
+  };
+  char codes[80];  // three ints take 33 characters at most
+  std::snprintf(codes, sizeof codes, ", intent : %d, Input : %d, Output : %d", intent, input,
+                output);
+  print("SetProfile : ");
+  if (path != nullptr) print(path);
+  print(codes);
+  std::cout << std::endl;
 }
 
 void ReportRequest(const char* section, const char* path, int intent, int input, int output) {
