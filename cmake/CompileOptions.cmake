@@ -23,12 +23,15 @@ if(KXCMS_SANITIZE)
 endif()
 
 # Doubles are the same with every compiler: no contraction, and no call of the maths library that
-# one compiler folds or rewrites and another does not.
+# one compiler folds or rewrites and another does not. Every build has debug information, without
+# machine paths: the exported interface is compared with its baseline through it. Packages do not
+# carry it.
 function(kxcms_library_options target)
   target_compile_options(${target} PRIVATE
     -ffp-contract=off
     -fno-builtin-pow -fno-builtin-exp10 -fno-builtin-sin -fno-builtin-cos -fno-builtin-atan2
-    -fno-builtin-log10)
+    -fno-builtin-log10
+    -g -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
   set_target_properties(${target} PROPERTIES
     CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     INTERPROCEDURAL_OPTIMIZATION OFF)

@@ -1,11 +1,11 @@
 # Debian packages, and how to get them. Sourced by the scripts beside it.
 
-build_packages=(g++ cmake ninja-build libcli11-dev)
+build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
 # Manual pages, Debian packages, and their checks.
 packaging_packages=(scdoc dpkg-dev file fakeroot lintian man-db pkg-config)
 # Peers and readers to compare with, and material that nobody here made.
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
-  argyll argyll-ref liblcms2-utils libtiff-tools netpbm
+  argyll argyll-ref liblcms2-utils libtiff-tools netpbm qemu-user clang libomp-dev
   python3 python3-numpy python3-tifffile python-matplotlib-data)
 
 # Installs what is missing of the named packages, as root or with sudo; where neither is there,

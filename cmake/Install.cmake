@@ -1,0 +1,96 @@
+# What `cmake --install` puts where GNUInstallDirs says, in the components that Packaging.cmake makes
+# packages of: runtime (the shared library), development (what a compiler needs), tools (the
+# command).
+
+include(CMakePackageConfigHelpers)
+
+# ---- The library --------------------------------------------------------------------------------
+
+install(TARGETS KXCMS EXPORT KXCMSTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+target_include_directories(KXCMS INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+
+# ---- Headers ------------------------------------------------------------------------------------
+
+# Those that declare the exported interface. They find one another by relative paths, so the rooms
+# keep their places below kxcms/.
+set(public_headers
+  colormath/CLCH.h colormath/ColorFormulas.h colormath/RgbMatrices.h
+  engine/CIccEngineS.h engine/Info.h
+  iccfile/CChad.h iccfile/CCurveType.h iccfile/CDataType.h iccfile/CLut.h iccfile/CLut16Type.h
+  iccfile/CLut8Type.h iccfile/CTextDescriptionType.h iccfile/CTextType.h iccfile/CXYZType.h
+  iccfile/IccFile4.h iccfile/IccHeader.h iccfile/iccTagBase.h
+  interface/ColorCodes.h interface/EngineSlots.h interface/KxApi.h interface/ResultCodes.h
+  tiff/BitsPerSampleTag.h tiff/CTiff.h tiff/Exif_IFD_Tag.h tiff/ResolutionTag.h tiff/Tiff.h
+  tiff/TiffCodes.h tiff/TiffTag.h
+  units/Base.h units/ColorTable33.h units/ColorTable34.h units/ColorTable36.h units/ColorTable37.h
+  units/InputTable33.h units/InputTable34.h units/InputTable36.h units/InputTable37.h
+  units/InputTable43.h units/OutputTable33.h)
+foreach(header IN LISTS public_headers)
+  cmake_path(GET header PARENT_PATH room)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms/${room}
+    COMPONENT development)
+endforeach()
+install(FILES interface/kxcms.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms
+  COMPONENT development)
+
+# ---- pkg-config and CMake -----------------------------------------------------------------------
+
+# Paths are relative to the file itself, so that an installed tree can be moved.
+file(RELATIVE_PATH KXCMS_PC_PREFIX
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH KXCMS_PC_LIBDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH KXCMS_PC_INCLUDEDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+string(REGEX REPLACE "/$" "" KXCMS_PC_PREFIX "${KXCMS_PC_PREFIX}")
+configure_file(cmake/kxcms.pc.in kxcms.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kxcms.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
+
+set(cmake_package ${CMAKE_INSTALL_LIBDIR}/cmake/KXCMS)
+install(EXPORT KXCMSTargets NAMESPACE KXCMS:: DESTINATION ${cmake_package} COMPONENT development)
+write_basic_package_version_file(KXCMSConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES cmake/KXCMSConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/KXCMSConfigVersion.cmake
+  DESTINATION ${cmake_package} COMPONENT development)
+
+# ---- The command --------------------------------------------------------------------------------
+
+if(TARGET kxcms)
+  install(TARGETS kxcms RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+endif()
+
+# ---- Manual pages -------------------------------------------------------------------------------
+
+find_program(KXCMS_SCDOC scdoc)
+find_program(KXCMS_GZIP gzip)
+mark_as_advanced(KXCMS_SCDOC KXCMS_GZIP)
+
+# Makes man/PAGE.scd a compressed manual page, with a link for every further name.
+function(kxcms_man_page page component)
+  cmake_path(GET page EXTENSION LAST_ONLY extension)
+  string(SUBSTRING ${extension} 1 -1 section)
+  set(folder ${CMAKE_CURRENT_BINARY_DIR}/man)
+  set(pages ${folder}/${page}.gz)
+  file(MAKE_DIRECTORY ${folder})
+  add_custom_command(OUTPUT ${folder}/${page}.gz
+    COMMAND ${KXCMS_SCDOC} < ${CMAKE_CURRENT_SOURCE_DIR}/man/${page}.scd > ${folder}/${page}
+    COMMAND ${KXCMS_GZIP} -9nf ${folder}/${page}
+    DEPENDS man/${page}.scd
+    VERBATIM)
+  add_custom_target(man_${page} ALL DEPENDS ${folder}/${page}.gz)
+  foreach(name IN LISTS ARGN)
+    file(CREATE_LINK ${page}.gz ${folder}/${name}.${section}.gz SYMBOLIC)
+    list(APPEND pages ${folder}/${name}.${section}.gz)
+  endforeach()
+  install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+endfunction()
+
+if(KXCMS_SCDOC AND KXCMS_GZIP)
+  file(STRINGS interface/kxcms.h declarations REGEX "^KX_C_API int KX_Icc_")
+  list(TRANSFORM declarations REPLACE "^KX_C_API int (KX_Icc_[A-Za-z0-9_]+).*" "\\1")
+  kxcms_man_page(kxcms.3 development ${declarations})
+  if(TARGET kxcms)
+    kxcms_man_page(kxcms.1 tools)
+  endif()
+else()
+  message(STATUS "Manual pages left out: scdoc or gzip not found")
+endif()

@@ -1,0 +1,32 @@
+#!/bin/bash
+# The installed headers are those that declare the exported interface; each compiles alone, as C++17,
+# and kxcms.h as C99 too.
+set -euo pipefail
+
+failed=0
+cd "$KXCMS_SOURCE"
+expected="$( (
+  grep -lw KX_API -- colormath/*.h engine/*.h iccfile/*.h interface/*.h tiff/*.h units/*.h
+  echo kxcms.h
+) | sort)"
+installed="$(cd "$KXCMS_STAGE/usr/include/kxcms" && find . -type f -printf '%P\n' | sort)"
+if ! diff <(echo "$expected") <(echo "$installed"); then
+  echo "^ headers: expected and installed differ"
+  failed=1
+fi
+
+warnings=(-Wall -Wextra -Wpedantic -Wshadow -Werror)
+while read -r header; do
+  echo "#include <kxcms/$header>" |
+    "$CXX" -std=c++17 "${warnings[@]}" "-I$KXCMS_STAGE/usr/include" -fsyntax-only -x c++ - || {
+    echo "$header does not compile alone"
+    failed=1
+  }
+done <<<"$installed"
+echo "#include <kxcms/kxcms.h>" |
+  "$CC" -std=c99 "${warnings[@]}" "-I$KXCMS_STAGE/usr/include" -fsyntax-only -x c - || {
+  echo "kxcms.h does not compile as C99"
+  failed=1
+}
+echo "$(wc -l <<<"$installed") headers"
+exit "$failed"

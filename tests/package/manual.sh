@@ -1,0 +1,45 @@
+#!/bin/bash
+# The manual pages: each is well-formed, every C function has one, and they tell every option, output
+# space and code that there is.
+set -euo pipefail
+
+failed=0
+complain() {
+  echo "$*"
+  failed=1
+}
+cd "$KXCMS_STAGE/usr"
+declare -A text
+for page in man1/kxcms.1 man3/kxcms.3; do
+  warnings="$(LC_ALL=C.UTF-8 MANWIDTH=100 MANROFFSEQ='' man --warnings -E UTF-8 -l -Tutf8 -Z \
+    "share/man/$page.gz" 2>&1 >/dev/null)"
+  [[ -z "$warnings" ]] || complain "$page: $warnings"
+  lexgrog "share/man/$page.gz" >/dev/null || complain "$page: no usable NAME section"
+  # Wide, without hyphens, so that no name is broken.
+  text[$page]="$(LC_ALL=C.UTF-8 MANWIDTH=10000 man --no-hyphenation -l "share/man/$page.gz" |
+    col -b)"
+done
+tells() { grep -qF -- "$2" <<<"${text[$1]}" || complain "$1 does not tell $2"; }
+
+header="$KXCMS_SOURCE/interface/kxcms.h"
+functions="$(grep -oE 'KX_C_API int KX_Icc_\w+' "$header" | grep -oE 'KX_Icc_\w+')"
+(($(wc -l <<<"$functions") >= 19)) || complain "functions are missing in kxcms.h"
+for function in $functions; do
+  [[ -e "share/man/man3/$function.3.gz" ]] || complain "$function has no page"
+  tells man3/kxcms.3 "$function("
+done
+codes="$(grep -oE '^ +KX_(COLOR|INTENT|RESULT)_\w+' "$header" | tr -d ' ')"
+for code in $codes; do
+  # 16-bit codes are told by a rule; spaces that are not accepted, not at all.
+  [[ "$code" == *_16 ]] ||
+    [[ "$code" =~ _(LAB|CMYK|XYZ|CMY|CLR6|CLR7|YCC)$ ]] || tells man3/kxcms.3 "$code"
+done
+
+export LD_LIBRARY_PATH="$KXCMS_LIBDIR"
+for option in $(bin/kxcms convert --help | grep -oE -- '--[a-z]+' | sort -u); do
+  tells man1/kxcms.1 "$option"
+done
+spaces="$(bin/kxcms convert --list | cut -d' ' -f1)"
+(($(wc -l <<<"$spaces") >= 12)) || complain "output spaces are missing"
+for space in $spaces; do tells man1/kxcms.1 "$space"; done
+exit "$failed"

@@ -1,0 +1,32 @@
+#!/bin/bash
+# Installs the build into a staging folder, and moves it, so that no path within it can be meant to
+# be absolute. Leaves the sample profile beside it for the programs of the other tests.
+set -euo pipefail
+
+rm -rf "$KXCMS_STAGE" "$KXCMS_STAGE.first"
+mkdir -p "$KXCMS_STAGE"
+"$CMAKE" --install "$KXCMS_BUILD" --prefix "$KXCMS_STAGE.first" >/dev/null
+mv "$KXCMS_STAGE.first" "$KXCMS_STAGE/usr"
+"$KXCMS_SAMPLE" make "$KXCMS_STAGE"
+
+cd "$KXCMS_STAGE/usr"
+fail() {
+  echo "$*" >&2
+  exit 1
+}
+major="${KXCMS_VERSION%%.*}"
+for path in bin/kxcms include/kxcms/kxcms.h share/man/man1/kxcms.1.gz share/man/man3/kxcms.3.gz \
+  "$KXCMS_LIBDIR"/{libKXCMS.so,pkgconfig/kxcms.pc,cmake/KXCMS/KXCMSConfig.cmake}; do
+  [[ -e "$path" ]] || fail "$path is not installed"
+done
+[[ "$(readlink "$KXCMS_LIBDIR/libKXCMS.so")" == "libKXCMS.so.$major" ]] || fail "development link"
+[[ "$(readlink "$KXCMS_LIBDIR/libKXCMS.so.$major")" == "libKXCMS.so.$KXCMS_VERSION" ]] ||
+  fail "SONAME link"
+for folder in "$KXCMS_SOURCE" "$KXCMS_BUILD" "$KXCMS_STAGE"; do
+  if grep -rlF "$folder" .; then fail "these name $folder"; fi
+done
+for binary in bin/kxcms "$KXCMS_LIBDIR/libKXCMS.so"; do
+  if readelf -d "$binary" | grep -E 'RPATH|RUNPATH'; then fail "$binary has a search path"; fi
+done
+[[ "$(LD_LIBRARY_PATH="$KXCMS_LIBDIR" bin/kxcms --version)" == "kxcms $KXCMS_VERSION" ]] ||
+  fail "kxcms --version"
