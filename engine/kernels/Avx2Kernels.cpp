@@ -22,13 +22,11 @@ struct alignas(32) PixelBlock {
   std::uint16_t values[kBlockPixels * kValueStride];
 };
 
+#include "engine/kernels/BlockLookups.inl"
+
 void Coordinates8(const WorkerTables& tables, const unsigned char* samples, int pixels,
                   PixelBlock& block) {
-  for (int p = 0; p < pixels; ++p) {
-    block.x[p] = tables.coordinates[0][samples[3 * p]];
-    block.y[p] = tables.coordinates[1][samples[3 * p + 1]];
-    block.z[p] = tables.coordinates[2][samples[3 * p + 2]];
-  }
+  LookUpCoordinates<std::uint8_t>(tables, samples, pixels, block);
 }
 
 __m256i PackBytes(__m256i even, __m256i odd) {
@@ -126,10 +124,7 @@ void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
 
 void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,
              unsigned char* samples) {
-  for (int p = 0; p < pixels; ++p) {
-    const std::uint16_t* value = block.values + kValueStride * p;
-    for (int c = 0; c < 3; ++c) samples[3 * p + c] = tables.output8[c][value[c]];
-  }
+  LookUpBytes(tables.output8, block, pixels, samples);
 }
 
 #include "engine/kernels/BlockKernel.inl"

@@ -22,6 +22,8 @@ struct alignas(64) PixelBlock {
   std::uint16_t values[kBlockPixels * kValueStride];
 };
 
+#include "engine/kernels/BlockLookups.inl"
+
 // Index vectors of the permutations, worked out at compile time.
 struct alignas(64) ByteIndex {
   std::uint8_t at[64];
@@ -247,12 +249,7 @@ __m512i StepOutput(const StepCurve& curve, __m512i low, __m512i high) {
 
 void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,
              unsigned char* samples) {
-  if (tables.steps == nullptr) {
-    for (int i = 0; i < 3 * pixels; i += 3) {
-      for (int c = 0; c < 3; ++c) samples[i + c] = tables.output8[c][block.values[i + c]];
-    }
-    return;
-  }
+  if (tables.steps == nullptr) return LookUpBytes(tables.output8, block, pixels, samples);
   const __m512i lowBytes = kLowBytes.Load();
   const __m512i highBytes = kHighBytes.Load();
   for (int i = 0; i < 3 * pixels; i += 64) {

@@ -5,31 +5,10 @@
 //   Interpolate(tables, block, pixels)            block.x, y, z -> block.values
 //   Output8(tables, block, pixels, samples)       block.values -> interleaved bytes
 //
-// Every phase works on arrays that stay in the first-level cache.
+// (what the level has no better way for, it takes from BlockLookups.inl). Every phase works on
+// arrays that stay in the first-level cache.
 
 constexpr int RoundUp(int pixels) { return (pixels + kStepPixels - 1) / kStepPixels * kStepPixels; }
-
-// Grid coordinates by 16-bit sample. Scalar reads of a table beat gathers.
-void Coordinates16(const WorkerTables& tables, const unsigned char* samples, int pixels,
-                   PixelBlock& block) {
-  for (int p = 0; p < pixels; ++p) {
-    std::uint16_t sample[3];
-    __builtin_memcpy(sample, samples + 6 * p, sizeof sample);
-    block.x[p] = tables.coordinates[0][sample[0]];
-    block.y[p] = tables.coordinates[1][sample[1]];
-    block.z[p] = tables.coordinates[2][sample[2]];
-  }
-}
-
-void Output16(const WorkerTables& tables, const PixelBlock& block, int pixels,
-              unsigned char* samples) {
-  for (int p = 0; p < pixels; ++p) {
-    const std::uint16_t* value = block.values + kValueStride * p;
-    const std::uint16_t sample[3] = {tables.output16[0][value[0]], tables.output16[1][value[1]],
-                                     tables.output16[2][value[2]]};
-    __builtin_memcpy(samples + 6 * p, sample, sizeof sample);
-  }
-}
 
 template <int kSourceBytes, int kDestinationBytes>
 void ConvertBlock(const WorkerTables& tables, const unsigned char* source,
@@ -37,13 +16,13 @@ void ConvertBlock(const WorkerTables& tables, const unsigned char* source,
   if constexpr (kSourceBytes == 1) {
     Coordinates8(tables, source, pixels, block);
   } else {
-    Coordinates16(tables, source, pixels, block);
+    LookUpCoordinates<std::uint16_t>(tables, source, pixels, block);
   }
   Interpolate(tables, block, pixels);
   if constexpr (kDestinationBytes == 1) {
     Output8(tables, block, pixels, destination);
   } else {
-    Output16(tables, block, pixels, destination);
+    LookUpWords(tables.output16, block, pixels, destination);
   }
 }
 
