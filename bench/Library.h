@@ -1,0 +1,60 @@
+#ifndef KXCMS_BENCH_LIBRARY_H
+#define KXCMS_BENCH_LIBRARY_H
+
+#include <memory>
+#include <new>
+#include <string>
+
+#include "engine/CIccEngineS.h"
+#include "interface/CpuLevel.h"
+#include "interface/kxcms.h"
+
+namespace Bench {
+
+using ICC40::CpuLevel;
+
+/// An engine slot of one copy of the library.
+struct Slot {
+  decltype(&KX_Icc_SetProfile_2nd) setProfile;
+  decltype(&KX_Icc_Adjust_2nd) adjust;
+  decltype(&KX_Icc_Convert2_2nd) convert;
+  const ICC40::ICC_ENG_S4::CIccEngineS* engine;
+};
+
+/// A copy of the shared library in this process, its workers held to one instruction-set level.
+/// Copies know nothing of each other but share the OpenMP runtime. Never unloaded.
+class Library {
+ public:
+  /// @param path     the shared library; copied into `folder`, since a file is loaded only once.
+  /// @param profile  any profile that converts. Throws runtime_error when loading fails.
+  Library(const std::string& path, CpuLevel level, const std::string& folder,
+          const std::string& profile);
+
+  const char* LevelName() const { return ICC40::NameOf(level_); }
+
+  // Slots that print nothing. Two, since curves and offsets stay in force for the next case.
+  Slot conversion;
+  Slot selection;
+
+  /// A table object of this copy. `Name` is its class in ICC40::ICC_UNIT; virtual slots lead into
+  /// the copy, all other methods to this program's own.
+  template <typename Table>
+  std::unique_ptr<Table> MakeTable(const std::string& name) const {
+    const auto construct = reinterpret_cast<void (*)(void*)>(Constructor(name));
+    void* memory = ::operator new(sizeof(Table));
+    construct(memory);
+    return std::unique_ptr<Table>(static_cast<Table*>(memory));
+  }
+
+ private:
+  Slot MakeSlot(const std::string& suffix) const;
+  void* Symbol(const std::string& name) const;
+  void* Constructor(const std::string& name) const;
+
+  CpuLevel level_;
+  void* handle_;
+};
+
+}  // namespace Bench
+
+#endif
