@@ -13,7 +13,7 @@ namespace ICC_ENG_S4 {
 /// The conversion engine: one profile, the pipeline built from it, and the run state.
 ///
 /// The tables are inline (about 1.9 MB): static or heap objects only. One thread at a time; a
-/// conversion opens its own parallel region, during which the engine must not be reconfigured.
+/// conversion may open its own parallel region, during which the engine must not be reconfigured.
 /// Allocation failures are reported on standard error as "bad_alloc caught: ..."; nothing converts
 /// with tables that are half old, half new. The field order is interface.
 class KX_API CIccEngineS : public ICC_UNIT::Info {
@@ -60,13 +60,13 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
   int ConstructEngine(double L, double c, double h);
   /// Builds all three stages. @return the output code, or 65535 without a usable lookup tag.
   int InputColorSpace2RGB(double L, double c, double h);
-  /// The lookup tag for the intent, else A2B0, else null. Borrowed from `iccFile`.
+  /// @return the lookup tag for the intent, else A2B0, else null. Borrowed from `iccFile`.
   ICCFILE::iccTagBase* GetMft2();
-  /// Builds the input index tables from a lookup tag (borrowed), for the input code. An unusable
-  /// tag changes nothing.
+  /// Builds the input index tables from a lookup tag (borrowed), for the input code. Null
+  /// changes nothing.
   void Set1DLutIn(ICCFILE::CLut16Type* lut);
   /// Builds the cells from a lookup tag (borrowed), for intent and output code, with offsets as in
-  /// `SetProfile`. An unusable tag changes nothing.
+  /// `SetProfile`. A tag that is null or has no colour table changes nothing.
   void Set3DLut(ICCFILE::CLut16Type* lut, double L, double c, double h);
   /// Builds the output tables for the output code; `lut` is not read. A code without an output
   /// curve gets identity tables and leaves the engine unusable. @return the engine status that it

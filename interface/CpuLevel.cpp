@@ -1,11 +1,10 @@
-#include "engine/kernels/CpuLevel.h"
+#include "interface/CpuLevel.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 namespace ICC40 {
-namespace ICC_ENG_S4 {
 
 namespace {
 
@@ -57,5 +56,4 @@ const char* NameOf(CpuLevel level) {
   return "";
 }
 
-}  // namespace ICC_ENG_S4
 }  // namespace ICC40

@@ -1,8 +1,7 @@
-#ifndef KXCMS_ENGINE_KERNELS_CPULEVEL_H
-#define KXCMS_ENGINE_KERNELS_CPULEVEL_H
+#ifndef KXCMS_INTERFACE_CPULEVEL_H
+#define KXCMS_INTERFACE_CPULEVEL_H
 
 namespace ICC40 {
-namespace ICC_ENG_S4 {
 
 /// Instruction-set levels of the pixel workers, in rising order.
 enum class CpuLevel { kScalar, kPortable, kAvx2, kAvx512 };
@@ -18,7 +17,6 @@ CpuLevel ChosenCpuLevel();
 /// "scalar", "portable", "avx2", "avx512".
 const char* NameOf(CpuLevel level);
 
-}  // namespace ICC_ENG_S4
 }  // namespace ICC40
 
 #endif

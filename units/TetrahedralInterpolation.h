@@ -5,12 +5,14 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <typeinfo>
 
 #include "units/ColorTable33.h"
 #include "units/StaticPartition.h"
 #include "units/Tetrahedra.h"
 #include "units/Truncation.h"
 #include "units/WorkingBuffer.h"
+#include "units/kernels/GridKernels.h"
 
 namespace ICC40 {
 namespace ICC_UNIT {
@@ -89,13 +91,22 @@ void InterpolateReference(const ColorTable33& table, const std::array<int*, kCha
   }
 }
 
-/// Converts a run state's working buffer in place, pixel by pixel through the table's virtual
-/// 16-bit conversion, in one parallel region. The table is only read.
-template <int kSamplesPerPixel>
-void ConvertWorkingBuffer(ColorTable33& table, const Info* info) {
+/// Converts a run state's working buffer in place, in one parallel region; the table is only read.
+/// Pixel by pixel through the table's virtual 16-bit conversion, but for a table of class `Table`
+/// itself, whose conversion is known, with the worker of the processor's level.
+template <int kSamplesPerPixel, typename Table>
+void ConvertWorkingBuffer(Table& table, const Info* info) {
+  const bool isDerived = typeid(table) != typeid(Table);
+  const GridKernel kernel = isDerived ? nullptr : ChosenGridKernel(kSamplesPerPixel);
+  if (kernel != nullptr && table.shift == 0) return;  // never filled
   ForEachBlock(WorkingPixels(info, kSamplesPerPixel), [&](std::int64_t begin, std::int64_t end) {
-    for (std::int64_t p = begin; p < end; ++p) {
-      unsigned short* const pixel = info->workingBuf + p * kSamplesPerPixel;
+    unsigned short* const first = info->workingBuf + begin * kSamplesPerPixel;
+    if (kernel != nullptr) {
+      kernel({table.grid[0][0][0], table.shift, table.mask}, first, end - begin);
+      return;
+    }
+    for (std::int64_t p = 0; p < end - begin; ++p) {
+      unsigned short* const pixel = first + p * kSamplesPerPixel;
       unsigned short v[7] = {};
       std::copy_n(pixel, kSamplesPerPixel, v);
       table.Conversion(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);

@@ -1,6 +1,6 @@
 #include "engine/kernels/Kernels.h"
 
-#include "engine/kernels/CpuLevel.h"
+#include "interface/CpuLevel.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {

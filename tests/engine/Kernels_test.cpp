@@ -11,12 +11,13 @@
 #include "engine/CIccEngineS.h"
 #include "engine/EngineTables.h"
 #include "engine/PipelineTables.h"
-#include "engine/kernels/CpuLevel.h"
 #include "engine/kernels/ScalarWorker.h"
+#include "interface/CpuLevel.h"
 #include "tests/reference/RandomProfile.h"
 
 // Every fast worker against the scalar one, which defines the result.
 
+using namespace ICC40;
 using namespace ICC40::ICC_ENG_S4;
 using reference::Dice;
 
