@@ -32,6 +32,9 @@ PixelTables ContractTables(const CIccEngineS& engine) {
 // Below this many pixels a parallel region costs more than it saves.
 constexpr int kMinParallelPixels = 32768;
 
+// Below this many pixels the scalar worker is done before a fast one has filled its registers.
+constexpr int kMinKernelPixels = 8;
+
 template <typename Work>
 void ForEachShare(int pixels, const Work& work) {
   if (pixels < kMinParallelPixels) {
@@ -70,7 +73,7 @@ PixelKernel KernelOf(const KernelSet& kernels, PixelFormat format) {
 
 void RunStandard(const CIccEngineS& engine, PixelFormat format, const unsigned char* source,
                  unsigned char* destination, int pixels) {
-  const KernelSet* kernels = ChosenKernels();
+  const KernelSet* kernels = pixels < kMinKernelPixels ? nullptr : ChosenKernels();
   const WorkerTables* tables = kernels == nullptr ? nullptr : CurrentWorkerTables(engine, format);
   if (tables == nullptr) return RunScalar(engine, format, source, destination, pixels);
   const PixelKernel convert = KernelOf(*kernels, format);
