@@ -1,6 +1,7 @@
 #include "CLut.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "LutShape.h"

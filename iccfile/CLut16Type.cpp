@@ -1,6 +1,7 @@
 #include "CLut16Type.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <span>
@@ -37,10 +38,12 @@ unsigned short FirstEntryCount(Curves curves) {
 }
 
 /// Whether the entries of a curve whose own array is absent are taken from the bytes of its tag. A
-/// curve larger than all that a file of that size may ever take counts as absent for good.
+/// curve larger than all that a file of that size may ever take counts as absent for good. What a
+/// reader may hold would be too tight a bound: behind a padded curve of 256 entries, the next one
+/// is misread to 2^24 entries or a little more, and those 32 MiB just pass it.
 bool IsInBytes(const CLut& lut, const CCurveType& curve) {
   if (lut.data == nullptr || lut.size <= 0) return false;
-  return curve.count <= ReaderLimit(static_cast<unsigned>(lut.size));
+  return std::uint64_t{curve.count} * 2 <= OperationLimit(static_cast<unsigned>(lut.size));
 }
 
 /// `entries` values per channel, from the channel's own curve; `offset` is where the first of the
@@ -72,15 +75,17 @@ std::unique_ptr<unsigned short[]> JoinCurves(const CLut& lut, Curves curves, std
 /// The colour table: all grid points of the source, taken as if every axis had those of the first.
 /// Deliberately bytes, not values, are copied: a CLUT of another precision than 2 comes out wrong.
 /// What it lacks is 0. With fewer than three inputs, zeros fill the table up to the cube that
-/// its users and `Save` take it for.
+/// its users and `Save` take it for. A count beyond any array throws, whether or not the values are
+/// held.
 std::unique_ptr<unsigned short[]> CopyGrid(const CLut& source, ReadBudget& budget) {
-  if (source.grid == nullptr || source.grid->values == nullptr) return nullptr;
+  if (source.grid == nullptr) return nullptr;
   const unsigned gridPoints = source.grid->gridPoints[0];
   const std::uint64_t count =
       TableValueCount(gridPoints, source.inputChannels, source.outputChannels);
   if (count > std::numeric_limits<std::ptrdiff_t>::max() / sizeof(unsigned short)) {
     throw std::bad_array_new_length();
   }
+  if (source.grid->values == nullptr) return nullptr;
   auto table = NewTable<unsigned short>(
       std::max(count, CubeValueCount(gridPoints, source.outputChannels)), budget);
   if (!table) return nullptr;

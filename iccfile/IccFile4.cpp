@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "../interface/OwnedStream.h"
 #include "TagParsing.h"
 
 namespace ICC40 {
@@ -31,11 +32,6 @@ struct TagEntry {
   std::uint32_t size;
 };
 
-struct FileCloser {
-  void operator()(FILE* stream) const { std::fclose(stream); }
-};
-using OpenFile = std::unique_ptr<FILE, FileCloser>;
-
 std::uint64_t BytesAhead(FILE* stream, std::uint64_t fileSize) {
   const off_t position = ftello(stream);
   if (position < 0) return 0;
@@ -47,8 +43,7 @@ std::uint64_t BytesAhead(FILE* stream, std::uint64_t fileSize) {
 std::vector<unsigned char> ReadBytes(FILE* stream, std::uint64_t offset, std::uint64_t count) {
   std::vector<unsigned char> bytes(static_cast<std::size_t>(count));
   if (count > 0 && fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0) {
-    const std::size_t read = std::fread(bytes.data(), 1, bytes.size(), stream);
-    std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(read), bytes.end(), std::uint8_t{0});
+    static_cast<void>(std::fread(bytes.data(), 1, bytes.size(), stream));
   }
   return bytes;
 }
@@ -113,12 +108,12 @@ std::shared_ptr<iccTagBase> ReadTag(FILE* stream, std::uint64_t fileSize, const 
                                     ReadBudget& budget) {
   if (!budget.Take(kObjectOverheadBytes)) return nullptr;
 
-  // Sizes of 2 GiB and more have no place in an int: such a tag is kept, with a size that is not
-  // positive, but nothing of it is read.
+  // Sizes of 2 GiB and more have no place in an int: such a tag has a size that is not positive,
+  // and for want of one no copy of its bytes.
   const std::uint64_t padded = (std::uint64_t{entry.size} + 3) & ~std::uint64_t{3};
   const int size = static_cast<int>(static_cast<std::uint32_t>(padded));
-  const bool readable = size > 0 && entry.offset < fileSize;
-  const std::uint64_t present = readable ? std::min(padded, fileSize - entry.offset) : 0;
+  const std::uint64_t present =
+      entry.offset < fileSize ? std::min(padded, fileSize - entry.offset) : 0;
 
   const auto signature = static_cast<icTagSignature>(entry.signature);
   if (budget.Take(present)) {
@@ -144,7 +139,7 @@ IccFile4::~IccFile4() = default;
 int IccFile4::ReadFile(char const* path) {
   constexpr int kCannotOpen = -2;
   if (path == nullptr) return kCannotOpen;
-  const OpenFile stream(std::fopen(path, "rb"));
+  const OwnedStream stream(std::fopen(path, "rb"));
   if (!stream) return kCannotOpen;
   ReadFile(stream.get());
   return 0;
@@ -153,7 +148,6 @@ int IccFile4::ReadFile(char const* path) {
 int IccFile4::ReadFile(FILE* stream) {
   if (stream == nullptr) return 0;
   const std::uint64_t fileSize = StreamSize(stream);
-  ReadBudget budget(ReaderLimit(fileSize));
 
   ReadHeader(stream);
   unsigned char countBytes[4] = {};
@@ -164,12 +158,10 @@ int IccFile4::ReadFile(FILE* stream) {
   const std::uint64_t there =
       (BytesAhead(stream, fileSize) + kTableEntryBytes - 1) / kTableEntryBytes;
   const std::uint64_t count = std::min({claimed, there, kMaxTagCount});
-  auto table = NewTable<unsigned char>(count * kTableEntryBytes, budget);
-  if (!table) return 0;
-  const std::size_t tableRead =
-      std::fread(table.get(), 1, static_cast<std::size_t>(count) * kTableEntryBytes, stream);
+  std::vector<unsigned char> table(static_cast<std::size_t>(count) * kTableEntryBytes);
+  ByteReader reader(table.data(), std::fread(table.data(), 1, table.size(), stream));
 
-  ByteReader reader(table.get(), tableRead);
+  ReadBudget budget(ReaderLimit(fileSize) - table.size());
   for (std::uint64_t i = 0; i < count; ++i) {
     TagEntry entry;
     entry.signature = reader.U32();

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 
+#include "../interface/SaturatingMath.h"
 #include "CLut.h"
 
 // The direction of a lookup tag, and how many values its tables have. Counts saturate at the
@@ -16,12 +16,6 @@ namespace ICCFILE {
 /// Whether a lookup tag leads from device to PCS: 'A2B' and any fourth character.
 constexpr bool IsAToB(ICC4_HEADER::icTagSignature signature) {
   return (static_cast<std::uint32_t>(signature) & 0xFFFFFF00) == 0x41324200;
-}
-
-inline std::uint64_t SaturatingProduct(std::uint64_t a, std::uint64_t b) {
-  std::uint64_t product = 0;
-  return __builtin_mul_overflow(a, b, &product) ? std::numeric_limits<std::uint64_t>::max()
-                                                : product;
 }
 
 /// Values of a colour table with as many axes as there are input channels, all of `gridPoints`.

@@ -20,6 +20,11 @@ constexpr std::uint64_t ReaderLimit(std::uint64_t sourceBytes) {
   return kReaderFloorBytes + kReaderTimesFileSize * sourceBytes;
 }
 
+/// Bytes that everything which happens in one operation may hold for such a source.
+constexpr std::uint64_t OperationLimit(std::uint64_t sourceBytes) {
+  return 2 * ReaderLimit(sourceBytes);
+}
+
 /// Size of the file behind a stream; 0 when it cannot be told. The position is kept.
 std::uint64_t StreamSize(FILE* stream);
 

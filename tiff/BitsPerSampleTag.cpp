@@ -15,8 +15,7 @@ constexpr unsigned kMaxSamples = 65535;
 
 BitsPerSampleTag::BitsPerSampleTag(unsigned tagAndType, unsigned sampleCount, unsigned bitDepth,
                                    FILE* file)
-    : TiffTag(tagAndType, sampleCount, bitDepth,
-              IsSmallEntry(tagAndType, sampleCount) ? file : nullptr) {
+    : TiffTag(tagAndType, sampleCount, bitDepth, file) {
   if (file || count < 2 || count > kMaxSamples) return;
   auto entries = NewTagData(tag, std::max<std::uint64_t>(2 * count, TagDataBytes(*this)));
   for (unsigned i = 0; i < count; ++i) StoreU16(entries.get() + 2 * i, value);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iostream>
 #include <limits>
+#include <memory>
 #include <span>
 
 #include "../interface/Limits.h"
@@ -189,7 +190,7 @@ int CTiff::ReadFile(char const* path) {
   try {
     Reset();
     ImageBuf = nullptr;
-    const OwnedStream file = OpenStream(path, "rb");
+    const OwnedStream file = OpenForReading(path);
     if (!file) throw path;
     return ReadTiff(file.get());
   } catch (char const* message) {
@@ -258,7 +259,7 @@ int CTiff::CreateNew(int width, int length, int resolution, int samples, int bit
 
 int CTiff::CreateNew(int width, int length, int resolution, int samples, int bits,
                      char const* rawPath) {
-  const OwnedStream file = OpenStream(rawPath, "rb");
+  const OwnedStream file = OpenForReading(rawPath);
   if (!file) {
     std::cout << "*** CTiff::CreateNew() --> Create File Fail *** " << std::endl;
     return kOpenFailed;
@@ -357,7 +358,7 @@ unsigned char* CTiff::GetXY_MQ(int x, int y) {
 }
 
 int CTiff::SetIccProfile(char* path) {
-  const OwnedStream file = OpenStream(path, "rb");
+  const OwnedStream file = OpenForReading(path);
   if (!file) throw kNoProfileFile;
   unsigned char size[4];
   ReadAt(file.get(), 0, size, sizeof size);
@@ -383,7 +384,7 @@ int CTiff::SetIccProfile(char* path) {
 int CTiff::SaveIccProfile(char* path) {
   const auto profile = GetTag(IccProfile);
   if (!profile) return 0;
-  const OwnedStream file = OpenStream(path, "wb+");
+  const OwnedStream file = OpenForWriting(path);
   WriteBytes(file.get(), profile->data, profile->count);
   return 0;
 }

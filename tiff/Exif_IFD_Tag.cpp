@@ -9,8 +9,7 @@ namespace KX_Tiff_STL3 {
 
 Exif_IFD_Tag::Exif_IFD_Tag(unsigned tagAndType, unsigned itemCount, unsigned offset, FILE* file)
     : TiffTag(tagAndType, itemCount, offset, nullptr) {
-  const std::uint64_t sizeBytes = std::max(TagDataBytes(*this), kExifBlockBytes);
-  if (sizeBytes > kZeroFilledTagBytes) return;
+  const std::uint64_t sizeBytes = std::max(HeldDataBytes(*this), kExifBlockBytes);
   auto block = std::make_unique<unsigned char[]>(sizeBytes);
   ReadAt(file, offset, block.get(), sizeBytes);
   data = block.release();

@@ -6,8 +6,12 @@
 
 namespace KX_Tiff_STL3 {
 
-OwnedStream OpenStream(char const* path, char const* mode) {
-  return OwnedStream(path ? std::fopen(path, mode) : nullptr);
+OwnedStream OpenForReading(char const* path) {
+  return OwnedStream(path ? std::fopen(path, "rb") : nullptr);
+}
+
+OwnedStream OpenForWriting(char const* path) {
+  return OwnedStream(path ? std::fopen(path, "wb+") : nullptr);
 }
 
 std::uint64_t FileBytes(FILE* file) {

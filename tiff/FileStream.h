@@ -3,18 +3,15 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <memory>
+
+#include "../interface/OwnedStream.h"
 
 namespace KX_Tiff_STL3 {
 
-struct StreamCloser {
-  void operator()(FILE* stream) const { std::fclose(stream); }
-};
-/// A stream that is closed once, whichever way its owner is left.
-using OwnedStream = std::unique_ptr<FILE, StreamCloser>;
-
 /// @return null when the file cannot be opened or `path` is null.
-OwnedStream OpenStream(char const* path, char const* mode);
+OwnedStream OpenForReading(char const* path);
+/// An emptied file, or a new one. @return null when it cannot be opened or `path` is null.
+OwnedStream OpenForWriting(char const* path);
 
 /// Size of the file behind a stream; 0 when it cannot be told or `file` is null.
 std::uint64_t FileBytes(FILE* file);

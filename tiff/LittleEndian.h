@@ -7,7 +7,7 @@
 
 namespace KX_Tiff_STL3 {
 
-/// Little-endian cursor over borrowed bytes. A read past the end gives 0 and clears ok().
+/// Little-endian cursor over borrowed bytes. A read past the end gives 0, and nothing is left then.
 class LittleEndianReader {
  public:
   LittleEndianReader(const unsigned char* bytes, std::uint64_t sizeBytes)
@@ -23,14 +23,11 @@ class LittleEndianReader {
                    std::uint32_t{b[3]} << 24
              : 0;
   }
-  void Skip(std::uint64_t sizeBytes) { Take(sizeBytes); }
-  bool ok() const { return ok_; }
 
  private:
   const unsigned char* Take(std::uint64_t sizeBytes) {
     if (sizeBytes > left_) {
       left_ = 0;
-      ok_ = false;
       return nullptr;
     }
     left_ -= sizeBytes;
@@ -39,7 +36,6 @@ class LittleEndianReader {
 
   const unsigned char* next_;
   std::uint64_t left_;
-  bool ok_ = true;
 };
 
 inline void StoreU16(unsigned char* to, std::uint32_t value) {

@@ -3,31 +3,22 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <limits>
+#include <vector>
 
+#include "../interface/SaturatingMath.h"
 #include "FileStream.h"
 #include "LittleEndian.h"
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {
-namespace {
-
-/// a * b, or 2^64 - 1 when that is too large.
-std::uint64_t BoundedProduct(std::uint64_t a, std::uint64_t b) {
-  std::uint64_t product = 0;
-  if (__builtin_mul_overflow(a, b, &product)) return std::numeric_limits<std::uint64_t>::max();
-  return product;
-}
-
-}  // namespace
 
 std::uint64_t ChunkyBytes(const ImageGeometry& geometry) {
   const std::uint64_t pixelCount = std::uint64_t{geometry.length} * geometry.width;
-  return BoundedProduct(BoundedProduct(pixelCount, geometry.bits), geometry.samples) >> 3;
+  return SaturatingProduct(SaturatingProduct(pixelCount, geometry.bits), geometry.samples) >> 3;
 }
 
 std::uint64_t PlanarBytes(std::uint64_t pixelCount, unsigned samples, unsigned sampleBytes) {
-  return BoundedProduct(pixelCount, (samples == 3 ? 3u : 4u) * sampleBytes);
+  return SaturatingProduct(pixelCount, (samples == 3 ? 3u : 4u) * sampleBytes);
 }
 
 int BytesPerRow(int bits, int width, int samples) {
@@ -50,7 +41,7 @@ std::uint64_t PixelBufferBytes(const ImageGeometry& geometry, std::uint64_t stri
 }
 
 StripArray::StripArray(const TiffTag& tag)
-    : bytes_(tag.data), itemBytes_(tag.type == TIFF_SHORT ? 2 : 4) {
+    : bytes_(tag.data), itemBytes_(tag.type == TIFF_SHORT && tag.count != 1 ? 2 : 4) {
   std::uint64_t sizeBytes = TagDataBytes(tag);
   if (!IsOutOfLine(tag)) {
     StoreU32(inline_, tag.value);
@@ -74,11 +65,36 @@ StripTable::StripTable(const TiffTag& stripOffsets, const TiffTag& stripByteCoun
   for (std::uint64_t i = 0; i < stripCount; ++i) totalBytes += byteCounts[i];
 }
 
+namespace {
+
+/// A file with more strips than one to this many bytes is read as a whole: a seek and a read for
+/// each of some million strips would take minutes.
+constexpr std::uint64_t kFileBytesPerSeek = 512;
+
+/// As `ReadAt` of a file, from its bytes.
+void CopyAt(const std::vector<unsigned char>& bytes, std::uint64_t offset, unsigned char* to,
+            std::uint64_t sizeBytes) {
+  const std::uint64_t from = std::min<std::uint64_t>(offset, bytes.size());
+  const std::uint64_t present = std::min(sizeBytes, bytes.size() - from);
+  std::copy_n(bytes.data() + from, present, to);
+  std::fill_n(to + present, sizeBytes - present, static_cast<unsigned char>(0));
+}
+
+}  // namespace
+
 void GatherStrips(FILE* file, const StripTable& strips, unsigned char* pixels) {
+  const std::uint64_t fileBytes = FileBytes(file);
+  const bool copiesFile = strips.stripCount > fileBytes / kFileBytesPerSeek;
+  std::vector<unsigned char> bytes(copiesFile ? fileBytes : 0);
+  if (copiesFile) ReadAt(file, 0, bytes.data(), bytes.size());
   for (std::uint64_t i = 0; i < strips.stripCount; ++i) {
     const std::uint32_t stripBytes = strips.byteCounts[i];
     if (stripBytes == 0) continue;
-    ReadAt(file, strips.offsets[i], pixels, stripBytes);
+    if (copiesFile) {
+      CopyAt(bytes, strips.offsets[i], pixels, stripBytes);
+    } else {
+      ReadAt(file, strips.offsets[i], pixels, stripBytes);
+    }
     pixels += stripBytes;
   }
 }

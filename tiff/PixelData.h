@@ -37,7 +37,8 @@ std::uint64_t BytesOfRows(int rowBytes, int length);
 std::uint64_t PixelBufferBytes(const ImageGeometry& geometry, std::uint64_t stripBytes);
 
 /// The numbers of a StripOffsets or StripByteCounts tag (borrowed): 16-bit for SHORT, otherwise
-/// 32-bit whatever the type. A number past the end of the array is 0.
+/// 32-bit whatever the type. A single SHORT is 32-bit too: the total of gathered strips is kept in
+/// one. A number past the end of the array is 0.
 class StripArray {
  public:
   explicit StripArray(const TiffTag& tag);
@@ -70,7 +71,8 @@ struct StripTable {
   std::uint64_t totalBytes;
 };
 
-/// Appends strip after strip to `pixels`, which holds `strips.totalBytes`.
+/// Appends strip after strip to `pixels`, which holds `strips.totalBytes`. While it does so for
+/// more strips than the file has blocks of 512 bytes, it holds a copy of the file.
 void GatherStrips(FILE* file, const StripTable& strips, unsigned char* pixels);
 
 /// Writes sample i of every plane to pixel i. Planes follow one another in `planes`; what lies past

@@ -12,9 +12,8 @@ constexpr unsigned kDenominator = 100;
 
 ResolutionTag::ResolutionTag(unsigned tagAndType, unsigned itemCount, unsigned dotsPerUnit,
                              FILE* file)
-    : TiffTag(tagAndType, itemCount, dotsPerUnit,
-              IsSmallEntry(tagAndType, itemCount) ? file : nullptr) {
-  if (file || TagDataBytes(*this) > kZeroFilledTagBytes) return;
+    : TiffTag(tagAndType, itemCount, dotsPerUnit, file) {
+  if (file || TagDataBytes(*this) > kStandInTagBytes) return;
   data = NewTagData(tag, TagDataBytes(*this)).release();
   StoreU32(data, value * kDenominator);
   StoreU32(data + 4, kDenominator);

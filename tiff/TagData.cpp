@@ -2,26 +2,31 @@
 
 #include <algorithm>
 
+#include "../interface/Limits.h"
 #include "FileStream.h"
 
 namespace KX_Tiff_STL3 {
+
+std::uint64_t HeldDataBytes(const TiffTag& tag) {
+  const std::uint64_t sizeBytes = TagDataBytes(tag);
+  const bool blockOnly = tag.tag == ExifIfd && sizeBytes > kStandInTagBytes;
+  return blockOnly ? kExifBlockBytes : sizeBytes;
+}
 
 std::unique_ptr<unsigned char[]> NewTagData(unsigned tag, std::uint64_t sizeBytes) {
   const std::uint64_t leastBytes = tag == ExifIfd ? kExifBlockBytes : kRationalBytes;
   return std::make_unique<unsigned char[]>(std::max(sizeBytes, leastBytes));
 }
 
-bool MayHoldTagData(FILE* file, std::uint64_t offset, std::uint64_t sizeBytes) {
-  const std::uint64_t fileBytes = FileBytes(file);
-  const std::uint64_t presentBytes = fileBytes > offset ? fileBytes - offset : 0;
-  return sizeBytes <= kZeroFilledTagBytes || sizeBytes - kZeroFilledTagBytes <= presentBytes;
+std::uint64_t TagLimit(FILE* file) {
+  return ReaderLimit(FileBytes(file)) / 2;
 }
 
 std::uint64_t HeldBytes(const std::vector<std::shared_ptr<TiffTag>>& tags) {
   std::uint64_t heldBytes = 0;
   for (const auto& tag : tags) {
     if (!tag->data) continue;
-    heldBytes += std::max(TagDataBytes(*tag), kExifBlockBytes);
+    heldBytes += std::max(HeldDataBytes(*tag), kExifBlockBytes);
   }
   return heldBytes;
 }
@@ -32,8 +37,8 @@ bool AlwaysGetsOffset(unsigned type) {
 
 std::uint64_t ReservedBytes(const TiffTag& tag) {
   const std::uint64_t sizeBytes = TagDataBytes(tag);
-  const bool tooLarge = !tag.data && sizeBytes > kZeroFilledTagBytes;
-  return tooLarge ? 0 : sizeBytes;
+  const std::uint64_t heldBytes = tag.data ? HeldDataBytes(tag) : 0;
+  return sizeBytes > std::max(heldBytes, kStandInTagBytes) ? 0 : sizeBytes;
 }
 
 }  // namespace KX_Tiff_STL3

@@ -19,9 +19,9 @@ constexpr std::uint64_t kInlineBytes = 4;
 constexpr std::uint64_t kRationalBytes = 8;
 /// What is carried of an Exif directory.
 constexpr std::uint64_t kExifBlockBytes = 256;
-/// How many bytes of a tag may be missing in the file and still be held as zeros. It is also the
-/// most that a tag with a class of its own may hold, and the most zeros written for absent data.
-constexpr std::uint64_t kZeroFilledTagBytes = 64 << 10;
+/// Most zeros written for absent data, most bytes of a new rational's tag, and the largest size
+/// that an Exif tag holds beyond its block.
+constexpr std::uint64_t kStandInTagBytes = 64 << 10;
 
 /// Size of `count` items; only the low four bits of `type` count.
 inline std::uint64_t ItemBytes(unsigned type, unsigned count) {
@@ -35,25 +35,25 @@ inline bool IsOutOfLine(const TiffTag& tag) {
   return TagDataBytes(tag) > kInlineBytes;
 }
 
+/// Bytes of out-of-line data that a tag holds when its `data` are not null: its size, but of 34665
+/// with a size out of all proportion only the Exif block.
+std::uint64_t HeldDataBytes(const TiffTag& tag);
+
 /// Zeroed bytes for a tag's data, at least as many as its class reads at fixed places: a rational,
 /// or for 34665 the Exif block.
 std::unique_ptr<unsigned char[]> NewTagData(unsigned tag, std::uint64_t sizeBytes);
 
-/// Whether a directory entry is small enough for the tags with a class of their own, which stand
-/// outside the reader's common limit.
-inline bool IsSmallEntry(unsigned tagAndType, unsigned count) {
-  return ItemBytes(tagAndType >> 16, count) <= kZeroFilledTagBytes;
-}
-/// Whether out-of-line data at `offset` are in proportion to the file.
-bool MayHoldTagData(FILE* file, std::uint64_t offset, std::uint64_t sizeBytes);
+/// What the data of all tags together may take for a file: half of what its reader may hold. The
+/// other half is for the pixels.
+std::uint64_t TagLimit(FILE* file);
 
 /// Bytes held by tags, as their types and counts tell. A pixel buffer is not counted.
 std::uint64_t HeldBytes(const std::vector<std::shared_ptr<TiffTag>>& tags);
 
 /// Types 6..9: saving always replaces their value by an offset, even for data that fit the entry.
 bool AlwaysGetsOffset(unsigned type);
-/// Bytes that a tag takes in the data area of a saved file: its size, but nothing for absent data
-/// (null) that are too large to be written as zeros.
+/// Bytes that a tag takes in the data area of a saved file: its size, but nothing when more is
+/// missing than is written as zeros.
 std::uint64_t ReservedBytes(const TiffTag& tag);
 
 }  // namespace KX_Tiff_STL3

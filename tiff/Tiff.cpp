@@ -33,17 +33,6 @@ constexpr unsigned kMaxEntries = 39;
 constexpr unsigned kUncompressed = 1;
 enum Planar : unsigned { kPlanarMissing = 0, kChunky = 1, kSeparatePlanes = 2 };
 
-/// Tags with a class of their own. Without a file they would take the entry's value for that of a
-/// new image, so they always get the file; they limit what they hold by themselves.
-bool HasOwnClass(unsigned tag) {
-  return tag == BitsPerSample || tag == XResolution || tag == YResolution || tag == ExifIfd;
-}
-
-/// What tags may hold for a file; the other half is for the pixels.
-std::uint64_t TagLimit(FILE* file) {
-  return ReaderLimit(FileBytes(file)) / 2;
-}
-
 /// What the pixel buffers may take while these tags are held.
 std::uint64_t PixelLimit(const Tiff& image, FILE* file) {
   const std::uint64_t limit = ReaderLimit(FileBytes(file));
@@ -100,11 +89,9 @@ int ReadPlanes(Tiff& image, FILE* file) {
   const std::uint64_t planarBytes =
       PlanarBytes(std::uint64_t{geometry.width} * geometry.length, geometry.samples,
                   geometry.bits == 8 ? sizeof(unsigned char) : sizeof(unsigned short));
-  // Gathered and interleaved pixels are held side by side for a moment.
-  const std::uint64_t limit = PixelLimit(image, file);
-  if (gatheredBytes > limit || std::max(gatheredBytes, planarBytes) > limit - gatheredBytes) {
-    return kUnreadableImage;
-  }
+  // Gathered and interleaved pixels are held side by side for a moment, in which nothing else of
+  // the operation is: each may take what a reader may.
+  if (std::max(gatheredBytes, planarBytes) > PixelLimit(image, file)) return kUnreadableImage;
   if (const int result = image.ReadMultiStripOffset(file)) return result;
   const auto width = static_cast<int>(geometry.width);
   const auto length = static_cast<int>(geometry.length);
@@ -119,7 +106,7 @@ int ReadPlanes(Tiff& image, FILE* file) {
 
 /// A stream for saving an image with these tags. Throws a C string.
 OwnedStream OpenForSaving(char const* path, const Tiff& image) {
-  OwnedStream file = OpenStream(path, "wb+");
+  OwnedStream file = OpenForWriting(path);
   if (!file) throw kSaveOpenError;
   if (image.tags.empty()) throw kNoTags;
   return file;
@@ -151,7 +138,7 @@ int Tiff::CheckFile(FILE* file) {
 int Tiff::ReadFile(char const* path) {
   Reset();
   if (!path) throw kNoFileName;
-  const OwnedStream file = OpenStream(path, "rb");
+  const OwnedStream file = OpenForReading(path);
   if (CheckFile(file.get()) != 0) throw path;
   return ReadTiff(file.get());
 }
@@ -176,10 +163,13 @@ int Tiff::ReadTiff(FILE* file) {
     const std::uint32_t tagAndType = words.U32();
     const std::uint32_t count = words.U32();
     const std::uint32_t valueOrOffset = words.U32();
-    // A plain tag made without a file holds no data.
-    const bool fits = HeldBytes(tags) + ItemBytes(tagAndType >> 16, count) <= tagLimit;
-    const bool getsFile = fits || HasOwnClass(tagAndType & 0xFFFF);
-    AddTags(tagAndType, count, valueOrOffset, getsFile ? file : nullptr);
+    // An Exif tag bounds what it holds by itself. Any other that does not fit is made without
+    // items, so that it reads no data, and is told their number afterwards.
+    const bool fits = (tagAndType & 0xFFFF) == ExifIfd ||
+                      HeldBytes(tags) + ItemBytes(tagAndType >> 16, count) <= tagLimit;
+    const std::size_t tagsBefore = tags.size();
+    AddTags(tagAndType, fits ? count : 0, valueOrOffset, file);
+    if (!fits && tags.size() > tagsBefore) tags.back()->count = count;
   }
   return ReadImage(file);
 }

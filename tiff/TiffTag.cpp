@@ -14,8 +14,9 @@ namespace {
 /// A copy (new[]) of a tag's out-of-line data, or null.
 unsigned char* CloneData(const TiffTag& tag) {
   if (!tag.data || !IsOutOfLine(tag)) return nullptr;
-  auto copy = NewTagData(tag.tag, TagDataBytes(tag));
-  std::copy_n(tag.data, TagDataBytes(tag), copy.get());
+  const std::uint64_t heldBytes = HeldDataBytes(tag);
+  auto copy = NewTagData(tag.tag, heldBytes);
+  std::copy_n(tag.data, heldBytes, copy.get());
   return copy.release();
 }
 
@@ -37,13 +38,13 @@ TiffTag::TiffTag(unsigned tagAndType, unsigned itemCount, unsigned valueOrOffset
       value(valueOrOffset),
       data(nullptr) {
   const std::uint64_t sizeBytes = TagDataBytes(*this);
-  if (!file || !IsOutOfLine(*this) || !MayHoldTagData(file, value, sizeBytes)) return;
+  if (!file || !IsOutOfLine(*this) || sizeBytes > TagLimit(file)) return;
   auto bytes = NewTagData(tag, sizeBytes);
   ReadAt(file, value, bytes.get(), sizeBytes);
   data = bytes.release();
 }
 
-// Copying and move assignment leave `value` alone on purpose: it belongs to one place in one file.
+// Copying and move assignment leave `value` alone on purpose, so that results stay identical.
 TiffTag::TiffTag(const TiffTag& other)
     : tag(other.tag), type(other.type), count(other.count), value(0), data(CloneData(other)) {}
 
@@ -83,16 +84,15 @@ TiffTag::~TiffTag() {
 // element and a RATIONAL the low half of its numerator, on purpose.
 unsigned TiffTag::GetValue() const {
   if (!IsOutOfLine(*this)) return value;
-  return data ? LittleEndianReader(data, TagDataBytes(*this)).U16() : 0;
+  return data ? LittleEndianReader(data, HeldDataBytes(*this)).U16() : 0;
 }
 
 int TiffTag::SaveFile(FILE* file) {
-  if (!file || !IsOutOfLine(*this)) return 0;
+  if (!file || !IsOutOfLine(*this) || ReservedBytes(*this) == 0) return 0;
   const std::size_t itemBytes = DataType[type & 15];
   if (data) return static_cast<int>(std::fwrite(data, itemBytes, count, file));
   const std::vector<unsigned char> zeros(ReservedBytes(*this));
-  if (zeros.empty()) return 0;
-  return static_cast<int>(std::fwrite(zeros.data(), itemBytes, zeros.size() / itemBytes, file));
+  return static_cast<int>(std::fwrite(zeros.data(), itemBytes, count, file));
 }
 
 unsigned char* TiffTag::GetData() const {

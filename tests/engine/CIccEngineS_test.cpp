@@ -12,7 +12,7 @@
 #include "engine/PipelineTables.h"
 #include "iccfile/CLut.h"
 #include "interface/ResultCodes.h"
-#include "tests/engine/TemporaryFile.h"
+#include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
 
 using namespace ICC40::ICCFILE;
@@ -87,7 +87,7 @@ TEST(CIccEngineS, UnusedOperationsReturnTheirCode) {
 }
 
 TEST(CIccEngineS, SelectionByCodes) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const struct {
     const char* what;
     int in, out, result, outputColor, status, type;
@@ -126,7 +126,7 @@ TEST(CIccEngineS, APathThatCannotBeOpenedIs65531) {
 }
 
 TEST(CIccEngineS, TheSecondPathIsIgnored) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   EXPECT_EQ(
       engine->SetProfile(profile.Path(), "/nonexistent/other.icc", Relative, RGB, sRGB, 0, 0, 0),
@@ -136,7 +136,7 @@ TEST(CIccEngineS, TheSecondPathIsIgnored) {
 }
 
 TEST(CIccEngineS, TheSameSelectionReadsTheFileOnce) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   const unsigned int* table = engine->inLut0;
@@ -148,7 +148,7 @@ TEST(CIccEngineS, TheSameSelectionReadsTheFileOnce) {
 }
 
 TEST(CIccEngineS, AfterAFailureTheSameSelectionReadsAgain) {
-  const TemporaryFile profile("late.icc");
+  const TemporaryFile profile;
   const auto engine = MakeEngine();
   EXPECT_EQ(Select(*engine, profile.Path()), 65531);
   profile.Write(WriteProfile(PlainProfile()));
@@ -157,7 +157,7 @@ TEST(CIccEngineS, AfterAFailureTheSameSelectionReadsAgain) {
 }
 
 TEST(CIccEngineS, AnUnreadableProfileForgetsTheTables) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   EXPECT_EQ(Select(*engine, "/nonexistent/scan.icc"), 65531);
@@ -186,7 +186,7 @@ TEST(CIccEngineS, TheLookupTagFollowsTheIntent) {
   };
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.what);
-    const TemporaryFile profile("tags.icc", WriteProfile(WithTags(row.tags)));
+    const TemporaryFile profile(WriteProfile(WithTags(row.tags)));
     const auto engine = MakeEngine();
     ASSERT_EQ(Select(*engine, profile.Path(), sRGB, RGB, row.intent), 0);
     const iccTagBase* tag = engine->GetMft2();
@@ -195,7 +195,7 @@ TEST(CIccEngineS, TheLookupTagFollowsTheIntent) {
 }
 
 TEST(CIccEngineS, WithoutALookupTagTheOutputCodeStaysAndNothingConverts) {
-  const TemporaryFile profile("none.icc", WriteProfile(WithTags({kA2B1})));
+  const TemporaryFile profile(WriteProfile(WithTags({kA2B1})));
   const auto engine = MakeEngine();
   EXPECT_EQ(Select(*engine, profile.Path()), 0);
   EXPECT_EQ(engine->outputColor, 12);
@@ -216,7 +216,7 @@ TEST(CIccEngineS, WithoutALookupTagTheOutputCodeStaysAndNothingConverts) {
 TEST(CIccEngineS, TheFillWorkerNeedsTablesToo) {
   ProfileSpec spec = WithTags({kA2B1});
   spec.manufacturer = kManufacturerNone;
-  const TemporaryFile profile("none.icc", WriteProfile(spec));
+  const TemporaryFile profile(WriteProfile(spec));
   const auto engine = MakeEngine();
   EXPECT_EQ(Select(*engine, profile.Path()), 0);
   unsigned char in[3] = {1, 2, 3}, out[3] = {9, 9, 9};
@@ -225,7 +225,7 @@ TEST(CIccEngineS, TheFillWorkerNeedsTablesToo) {
 }
 
 TEST(CIccEngineS, SetIntentStatusIsTheBuildersAndSetProfilesTheOutputCode) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   EXPECT_EQ(engine->engineStatus, sRGB);
@@ -255,7 +255,7 @@ TEST(CIccEngineS, SetIntentStatusIsTheBuildersAndSetProfilesTheOutputCode) {
 }
 
 TEST(CIccEngineS, SetIntentChecksNeitherInputNorConversionType) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   EXPECT_EQ(SetIntent(*engine, Percepture, Lab, sRGB_16), 13);
@@ -264,7 +264,7 @@ TEST(CIccEngineS, SetIntentChecksNeitherInputNorConversionType) {
 }
 
 TEST(CIccEngineS, SixteenBitSamplesOverShortTablesAreBounded) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   // Input code 2 makes 256-entry tables that are then read with 16-bit samples.
@@ -285,7 +285,7 @@ TEST(CIccEngineS, SixteenBitSamplesOverShortTablesAreBounded) {
 }
 
 TEST(CIccEngineS, InputEntriesAreCellAndFraction) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainSpec(17, 2, 2)));
+  const TemporaryFile profile(WriteProfile(PlainSpec(17, 2, 2)));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path(), sRGB100_16, RGB_16), 0);
   const struct {
@@ -301,7 +301,7 @@ TEST(CIccEngineS, InputEntriesAreCellAndFraction) {
 }
 
 TEST(CIccEngineS, EightBitTablesAreIndexedTwiceOnPurpose) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainSpec(17, 2, 2)));
+  const TemporaryFile profile(WriteProfile(PlainSpec(17, 2, 2)));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   // Identity: first x * 256 and 65535 at 255. Indexing again reads position x * 256 of that table:
@@ -317,9 +317,9 @@ TEST(CIccEngineS, EightBitTablesAreIndexedTwiceOnPurpose) {
 
 TEST(CIccEngineS, AbsoluteIntentTakesTheMediaWhite) {
   ProfileSpec spec = PlainProfile();
-  const TemporaryFile without("nowhite.icc", WriteProfile(spec));
+  const TemporaryFile without(WriteProfile(spec));
   spec.wtpt = {50000, 52000, 40000};
-  const TemporaryFile with("white.icc", WriteProfile(spec));
+  const TemporaryFile with(WriteProfile(spec));
   const auto a = MakeEngine(), b = MakeEngine(), c = MakeEngine(), d = MakeEngine();
   ASSERT_EQ(Select(*a, without.Path(), sRGB, RGB, Absolute), 0);
   ASSERT_EQ(Select(*b, with.Path(), sRGB, RGB, Absolute), 0);
@@ -331,7 +331,7 @@ TEST(CIccEngineS, AbsoluteIntentTakesTheMediaWhite) {
 }
 
 TEST(CIccEngineS, OffsetsBelowOneUnitAreNoChange) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   engine->cells[0][0][0][0][0] = 0xABCD;
@@ -346,7 +346,7 @@ TEST(CIccEngineS, OffsetsBelowOneUnitAreNoChange) {
 }
 
 TEST(CIccEngineS, HugeOffsetsAreBounded) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   const double kInfinity = std::numeric_limits<double>::infinity();
@@ -364,7 +364,7 @@ TEST(CIccEngineS, HugeOffsetsAreBounded) {
 }
 
 TEST(CIccEngineS, OutputCurvesAreReplacedByTheCallers) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   unsigned char curve[256];
   for (int i = 0; i < 256; ++i) curve[i] = static_cast<unsigned char>(255 - i);
   const auto engine = MakeEngine();
@@ -387,7 +387,7 @@ TEST(CIccEngineS, OutputCurvesAreReplacedByTheCallers) {
 }
 
 TEST(CIccEngineS, ConversionsWithNothingToDo) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   unsigned char in[3] = {1, 2, 3}, out[3] = {9, 9, 9};
@@ -406,7 +406,7 @@ TEST(CIccEngineS, ConversionsWithNothingToDo) {
 TEST(CIccEngineS, TheNoneManufacturerYieldsTheOutputTables) {
   ProfileSpec spec = PlainProfile();
   spec.manufacturer = kManufacturerNone;
-  const TemporaryFile profile("none.icc", WriteProfile(spec));
+  const TemporaryFile profile(WriteProfile(spec));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   // More pixels than the tables have positions: the rest of the buffer is left alone.
@@ -427,7 +427,7 @@ TEST(CIccEngineS, TheNoneManufacturerYieldsTheOutputTables) {
 }
 
 TEST(CIccEngineS, ResetKeepsTheProfile) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   engine->Reset();
@@ -473,7 +473,7 @@ TEST(CIccEngineS, TablesSetByAProgramFollowTheRule) {
 }
 
 TEST(CIccEngineS, CellsThatDisagreeFollowTheRule) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path(), sRGB100_16, RGB), 0);
   // The far corner of one tetrahedron alone, which a grid of nodes cannot say.
@@ -488,7 +488,7 @@ TEST(CIccEngineS, CellsThatDisagreeFollowTheRule) {
 }
 
 TEST(CIccEngineS, StageBuildersAskOnlyForWhatTheyRead) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
   CLut16Type curvesOnly;
@@ -511,7 +511,7 @@ TEST(CIccEngineS, StageBuildersAskOnlyForWhatTheyRead) {
 }
 
 TEST(CIccEngineS, AdjustOutputOfSixteenBitInputKeepsTheStatus) {
-  const TemporaryFile profile("plain.icc", WriteProfile(PlainProfile()));
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
   unsigned char curve[256] = {};
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path(), sRGB_16, RGB_16), 0);
@@ -541,7 +541,7 @@ TEST(LookupTag, ShapesThatThePipelineCannotUse) {
     ProfileSpec spec = PlainSpec(row.grid, row.inEntries, row.outEntries);
     spec.tags.front().in = row.in;
     spec.tags.front().out = row.out;
-    const TemporaryFile profile("shape.icc", WriteProfile(spec));
+    const TemporaryFile profile(WriteProfile(spec));
     const auto engine = MakeEngine();
     EXPECT_EQ(Select(*engine, profile.Path()), 0);
     EXPECT_EQ(engine->engineStatus, row.usable ? 12 : 65535) << row.what;
@@ -611,7 +611,7 @@ TEST(LookupTag, CurvesAndClutThatCannotBeConverted) {
   for (const auto& row : kRows) {
     ProfileSpec spec = PlainProfile();
     spec.tags = {row.tag};
-    const TemporaryFile profile("mab.icc", WriteProfile(spec));
+    const TemporaryFile profile(WriteProfile(spec));
     const auto engine = MakeEngine();
     EXPECT_EQ(Select(*engine, profile.Path()), 0);
     EXPECT_EQ(engine->engineStatus, row.usable ? 12 : 65535) << row.what;

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "engine/CIccEngineS.h"
-#include "tests/engine/TemporaryFile.h"
+#include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
 #include "tiff/CTiff.h"
 
@@ -31,8 +31,7 @@ void WriteImage(const char* path, int samples, int bits) {
 }
 
 std::unique_ptr<CIccEngineS> EngineWith(int in, int out) {
-  const TemporaryFile profile("plain.icc",
-                              reference::WriteProfile(reference::PlainSpec(9, 256, 256)));
+  const TemporaryFile profile(reference::WriteProfile(reference::PlainSpec(9, 256, 256)));
   auto engine = std::make_unique<CIccEngineS>();
   engine->SetProfile(profile.Path(), Percepture, static_cast<ColorSpaceSignature>(in),
                      static_cast<ColorSpaceSignature>(out), 0, 0, 0);
@@ -55,7 +54,7 @@ void ExpectStopwatchLines(const std::string& printed) {
 }  // namespace
 
 TEST(FileConversion, EightBitImagesAreConvertedInPlaceAndLoseTheirProfile) {
-  const TemporaryFile in("in.tif"), out("out.tif");
+  const TemporaryFile in, out;
   WriteImage(in.Path(), 3, 8);
   const auto engine = EngineWith(RGB, sRGB);
   testing::internal::CaptureStdout();
@@ -74,7 +73,7 @@ TEST(FileConversion, EightBitImagesAreConvertedInPlaceAndLoseTheirProfile) {
 }
 
 TEST(FileConversion, SixteenBitImagesBecomeNewOnes) {
-  const TemporaryFile in("in.tif"), out("out.tif");
+  const TemporaryFile in, out;
   WriteImage(in.Path(), 3, 16);
   const auto engine = EngineWith(RGB_16, sRGB_16);
   testing::internal::CaptureStdout();
@@ -96,7 +95,7 @@ TEST(FileConversion, SixteenBitImagesBecomeNewOnes) {
 }
 
 TEST(FileConversion, AnUnreadableInputLeavesTheOutputUntouched) {
-  const TemporaryFile out("out.tif", {1, 2, 3}), big("big.tif", {'M', 'M', 0, 42, 0, 0, 0, 8});
+  const TemporaryFile out({1, 2, 3}), big({'M', 'M', 0, 42, 0, 0, 0, 8});
   const auto engine = EngineWith(RGB, sRGB);
   const struct {
     const char* what;
@@ -133,7 +132,7 @@ TEST(FileConversion, ABufferTooSmallForThePixelsCountsAsUnreadable) {
       {"1-bit RGB", 3, 1, RGB, sRGB, -1},
   };
   for (const auto& row : kRows) {
-    const TemporaryFile in("in.tif"), out("out.tif");
+    const TemporaryFile in, out;
     WriteImage(in.Path(), row.samples, row.bits);
     const auto engine = EngineWith(row.in, row.out);
     testing::internal::CaptureStdout();
@@ -153,7 +152,7 @@ TEST(FileConversion, AnEngineThatConvertsNothingWritesTheImageAsItIs) {
       {"no selection at all", -1, -1},
   };
   for (const auto& row : kRows) {
-    const TemporaryFile in("in.tif"), out("out.tif");
+    const TemporaryFile in, out;
     WriteImage(in.Path(), 3, 8);
     const auto engine =
         row.firstIn < 0 ? std::make_unique<CIccEngineS>() : EngineWith(row.firstIn, row.firstOut);
@@ -169,7 +168,7 @@ TEST(FileConversion, AnEngineThatConvertsNothingWritesTheImageAsItIs) {
 }
 
 TEST(FileConversion, AnOutputThatCannotBeWrittenIsNotAResult) {
-  const TemporaryFile in("in.tif");
+  const TemporaryFile in;
   WriteImage(in.Path(), 3, 8);
   const auto engine = EngineWith(RGB, sRGB);
   testing::internal::CaptureStdout();

@@ -18,7 +18,6 @@
 #include "iccfile/LutShape.h"
 #include "interface/Limits.h"
 #include "tests/iccfile/ProfileBytes.h"
-#include "tests/iccfile/ScratchFile.h"
 
 namespace ICC40::ICCFILE {
 namespace {
@@ -232,10 +231,12 @@ TEST(HostileProfiles, OffsetsAndSizesThatTheFileDoesNotBack) {
       {"begins in the file, ends behind it", 144, 1000, 1000, true, Signature("XYZ ")},
       {"more than may be held", 144, 0x7FFFFFF0, 0x7FFFFFF0, false, Signature("XYZ ")},
       {"largest that fits an int", 144, 0x7FFFFFFC, 0x7FFFFFFC, false, Signature("XYZ ")},
-      {"2 GiB: nothing is read", 144, 0x80000000, -0x7FFFFFFF - 1, false, 0},
-      {"rounds up to 2 GiB", 144, 0x7FFFFFFD, -0x7FFFFFFF - 1, false, 0},
-      {"just below 4 GiB", 144, 0xFFFFFFFC, -4, false, 0},
-      {"rounds up to 4 GiB", 144, 0xFFFFFFFF, 0, false, 0},
+      {"2 GiB: no copy, but the bytes are looked at", 144, 0x80000000, -0x7FFFFFFF - 1, false,
+       Signature("XYZ ")},
+      {"rounds up to 2 GiB", 144, 0x7FFFFFFD, -0x7FFFFFFF - 1, false, Signature("XYZ ")},
+      {"just below 4 GiB", 144, 0xFFFFFFFC, -4, false, Signature("XYZ ")},
+      {"rounds up to 4 GiB", 144, 0xFFFFFFFF, 0, false, Signature("XYZ ")},
+      {"4 GiB past the end", 164, 0xFFFFFFFF, 0, false, 0},
       {"empty", 144, 0, 0, false, 0},
   };
   for (const auto& row : kRows) {
@@ -253,6 +254,35 @@ TEST(HostileProfiles, OffsetsAndSizesThatTheFileDoesNotBack) {
         EXPECT_EQ(white->Y, row.type != 0 ? 2.0 : 0.0) << row.what;
       }
     }
+  }
+}
+
+TEST(HostileProfiles, TablesOfATagThatClaims2GiBAreReadFromTheBytesThatAreThere) {
+  for (const std::uint32_t claimed : {0x80000000u, 0xFFFFFFFCu, 0xFFFFFFFFu}) {
+    Mft2 mft2;
+    mft2.colorTable[23] = 0x1234;
+    const auto profile =
+        ReadMemory(ProfileBytes().AddTag("A2B1", mft2.Tag(), claimed).AddLink("A2B0", 0).Build());
+    ASSERT_EQ(profile->tags.size(), 2u) << claimed;
+    const auto lut = std::dynamic_pointer_cast<CLut16Type>(profile->tags[0]);
+    ASSERT_NE(lut, nullptr) << claimed;
+    EXPECT_EQ(lut->size, static_cast<std::int32_t>((claimed + 3) & ~3u)) << claimed;
+    EXPECT_EQ(lut->data, nullptr) << claimed;
+    EXPECT_EQ(lut->gridPoints, 2) << claimed;
+    ASSERT_NE(lut->inputTables, nullptr) << claimed;
+    EXPECT_EQ(lut->inputTables[1], 65535) << claimed;
+    ASSERT_NE(lut->colorTable, nullptr) << claimed;
+    EXPECT_EQ(lut->colorTable[23], 0x1234) << claimed;
+
+    const auto curves =
+        ReadMemory(ProfileBytes().AddTag("A2B0", SmallMab().Tag(), claimed).Build());
+    const auto mab = std::dynamic_pointer_cast<CLut>(curves->tags[0]);
+    ASSERT_NE(mab, nullptr) << claimed;
+    EXPECT_EQ(mab->data, nullptr) << claimed;
+    EXPECT_EQ(mab->curvesB[0]->count, 3u) << claimed;
+    CLut16Type converted(mab.get());
+    ASSERT_NE(converted.colorTable, nullptr) << claimed;
+    EXPECT_EQ(converted.colorTable[0], 0x1234) << claimed;
   }
 }
 

@@ -11,8 +11,8 @@
 #include "iccfile/CTextDescriptionType.h"
 #include "iccfile/CXYZType.h"
 #include "iccfile/IccFile4.h"
+#include "tests/TemporaryFile.h"
 #include "tests/iccfile/ProfileBytes.h"
-#include "tests/iccfile/ScratchFile.h"
 
 namespace ICC40::ICCFILE {
 namespace {
@@ -43,8 +43,8 @@ Bytes InMemory(unsigned value, std::size_t bytes) {
 }
 
 void Read(IccFile4& profile, const Bytes& bytes) {
-  const ScratchFile file(bytes);
-  EXPECT_EQ(profile.ReadFile(file.path()), 0);
+  const TemporaryFile file(bytes);
+  EXPECT_EQ(profile.ReadFile(file.Path()), 0);
 }
 
 TEST(WriteHeader, WritesTheFieldsAndTheGivenSize) {
@@ -314,15 +314,15 @@ TEST(SaveLut16, ZerosForAHugeAbsentTableAreBounded) {
 
 // Deliberate: a successful open is what fails, and it leaves an empty file.
 TEST(SaveFile, ThrowsOnceTheFileIsOpen) {
-  const ScratchFile file(Bytes{1, 2, 3});
+  const TemporaryFile file(Bytes{1, 2, 3});
   IccFile4 profile;
   try {
-    profile.SaveFile(file.path());
+    profile.SaveFile(file.Path());
     ADD_FAILURE() << "did not throw";
   } catch (const char* message) {
     EXPECT_STREQ(message, "Icc File SaveFile Error, File open fail.");
   }
-  EXPECT_EQ(file.Contents(), Bytes());
+  EXPECT_EQ(file.Read(), Bytes());
 }
 
 TEST(SaveFile, ReturnsZeroWhenTheFileCannotBeOpened) {

@@ -14,8 +14,8 @@
 #include "iccfile/CTextDescriptionType.h"
 #include "iccfile/CTextType.h"
 #include "iccfile/CXYZType.h"
+#include "tests/TemporaryFile.h"
 #include "tests/iccfile/ProfileBytes.h"
-#include "tests/iccfile/ScratchFile.h"
 
 namespace ICC40::ICCFILE {
 namespace {
@@ -36,8 +36,8 @@ unsigned int InFileOrder(std::uint32_t value) {
 }
 
 void Read(IccFile4& profile, const Bytes& bytes) {
-  const ScratchFile file(bytes);
-  EXPECT_EQ(profile.ReadFile(file.path()), 0);
+  const TemporaryFile file(bytes);
+  EXPECT_EQ(profile.ReadFile(file.Path()), 0);
 }
 
 TEST(IccFile4, IsEmptyAtFirst) {
@@ -205,8 +205,8 @@ TEST(IccFile4, ReadsFromTheStreamsPositionAndTagsFromTheStartOfTheFile) {
   BigEndianBytes file;
   file.Append(XyzTag(0x30000, 0, 0)).Append(Bytes(80));
   file.Append(ProfileBytes().AddEntry("wtpt", 0, 20).Build());
-  const ScratchFile scratch(file.bytes());
-  FILE* stream = std::fopen(scratch.path(), "rb");
+  const TemporaryFile scratch(file.bytes());
+  FILE* stream = std::fopen(scratch.Path(), "rb");
   std::fseek(stream, 100, SEEK_SET);
   IccFile4 profile;
   EXPECT_EQ(profile.ReadFile(stream), 0);
@@ -219,8 +219,8 @@ TEST(IccFile4, ReadsFromTheStreamsPositionAndTagsFromTheStartOfTheFile) {
 TEST(IccFile4, AddIccTagDataTakesItsValuesInFileOrder) {
   BigEndianBytes bytes;
   bytes.U32(0).U32(0).Append(CurvTag({1, 2, 3}));
-  const ScratchFile file(bytes.bytes());
-  FILE* stream = std::fopen(file.path(), "rb");
+  const TemporaryFile file(bytes.bytes());
+  FILE* stream = std::fopen(file.Path(), "rb");
   IccFile4 profile;
   EXPECT_EQ(profile.AddIccTagData(InFileOrder(Signature("rTRC")), InFileOrder(8), InFileOrder(17),
                                   stream),

@@ -568,6 +568,22 @@ Values PlainRule(const Bytes& tag, std::size_t offset, int channels) {
   return tables;
 }
 
+// The second of two padded curves of 256 entries claims 0x01000000 entries and as many more as the
+// first entry of its own table says.
+TEST(ConvertedLut, PaddedCurvesOf256EntriesConvertWhateverTheFirstEntry) {
+  for (const unsigned first : {0u, 1u, 0x0203u, 0xFFFFu}) {
+    Mab mab = UsualMab();
+    mab.spacing = Mab::Spacing::kPadded;
+    mab.curvesA = Mab::Curves(3, Pattern(256, 4));
+    for (Values& curve : mab.curvesA) curve[0] = static_cast<std::uint16_t>(first);
+    Conversion from(mab);
+    EXPECT_EQ(from.source.curvesA[1]->count, 0x01000000 + first);
+    CLut16Type lut(&from.source);
+    EXPECT_EQ(ValuesOf(lut.inputTables, 768), PlainRule(mab.Tag(), from.source.offsetA, 3))
+        << first;
+  }
+}
+
 // Deliberate: of padded curves with even counts, only the first is read right.
 TEST(ConvertedLut, PaddedCurves) {
   const struct {
@@ -694,7 +710,13 @@ TEST(ConvertedLut, HugeColorTables) {
   absent.gridPoints = Bytes(16, 255);
   Conversion withoutGrid(absent);
   ASSERT_EQ(withoutGrid.source.grid->values, nullptr);
-  CLut16Type fromAbsent(&withoutGrid.source);
+  EXPECT_THROW(CLut16Type beyond(&withoutGrid.source), std::bad_array_new_length)
+      << "the count alone decides, whether or not the values are held";
+
+  absent.inputs = 4;
+  Conversion withoutValues(absent);
+  ASSERT_EQ(withoutValues.source.grid->values, nullptr);
+  CLut16Type fromAbsent(&withoutValues.source);
   EXPECT_EQ(fromAbsent.gridPoints, 255);
   EXPECT_EQ(fromAbsent.colorTable, nullptr);
 }

@@ -3,13 +3,19 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
+#include <memory>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "iccfile/CChad.h"
 #include "iccfile/CCurveType.h"
 #include "iccfile/CDataType.h"
+#include "iccfile/CLut.h"
+#include "iccfile/CLut16Type.h"
+#include "iccfile/CLut8Type.h"
 #include "iccfile/CTextDescriptionType.h"
 #include "iccfile/CTextType.h"
 #include "iccfile/CXYZType.h"
@@ -81,16 +87,53 @@ TEST(TagBase, TwoSignaturesMakeAnEmptyTag) {
   EXPECT_EQ(tag.data, nullptr);
 }
 
-TEST(TagBase, ReadDoesNothingAndSaveWritesNothing) {
+/// One object of every tag class.
+std::vector<std::unique_ptr<iccTagBase>> EveryClass() {
+  std::vector<std::unique_ptr<iccTagBase>> tags;
+  tags.push_back(std::make_unique<iccTagBase>());
+  tags.push_back(std::make_unique<CXYZType>());
+  tags.push_back(std::make_unique<CCurveType>());
+  tags.push_back(std::make_unique<CTextType>());
+  tags.push_back(std::make_unique<CTextDescriptionType>());
+  tags.push_back(std::make_unique<CDataType>());
+  tags.push_back(std::make_unique<CChad>());
+  tags.push_back(std::make_unique<CLut16Type>());
+  tags.push_back(std::make_unique<CLut8Type>());
+  tags.push_back(std::make_unique<CLut>());
+  return tags;
+}
+
+TEST(TagTypes, ReadDoesNothingInEveryClass) {
+  Bytes bytes = PlainTag("abcd", "efghijklmnop");
+  FILE* stream = std::tmpfile();
+  ASSERT_EQ(std::fwrite("0123456789012345678901234567890", 1, 31, stream), 31u);
+  std::rewind(stream);
+  for (const auto& tag : EveryClass()) {
+    const iccTagBase& type = *tag;
+    const char* name = typeid(type).name();
+    tag->Initial(kAnySignature, bytes.data(), 20);
+    EXPECT_EQ(tag->Read(nullptr), 0) << name;
+    EXPECT_EQ(tag->Read(stream), 0) << name;
+    EXPECT_EQ(std::ftell(stream), 0) << name;
+    EXPECT_EQ(tag->tagSignature, kAnySignature) << name;
+    EXPECT_EQ(tag->typeSignature, Signature("abcd")) << name;
+    EXPECT_EQ(tag->size, 20) << name;
+    EXPECT_EQ(Bytes(tag->data, tag->data + 20), bytes) << name;
+  }
+  std::fclose(stream);
+}
+
+TEST(TagTypes, SaveWritesNothingInClassesWithoutTheirOwn) {
   Bytes bytes = PlainTag("abcd", "efgh");
   iccTagBase base;
   CDataType data;
   CTextType text;
   CChad chad;
-  for (iccTagBase* tag : {&base, static_cast<iccTagBase*>(&data), static_cast<iccTagBase*>(&text),
-                          static_cast<iccTagBase*>(&chad)}) {
+  CLut8Type lut8;
+  CLut lut;
+  for (iccTagBase* tag :
+       std::initializer_list<iccTagBase*>{&base, &data, &text, &chad, &lut8, &lut}) {
     tag->Initial(kAnySignature, bytes.data(), 12);
-    EXPECT_EQ(tag->Read(nullptr), 0);
     EXPECT_EQ(Saved(*tag), Bytes());
   }
 }

@@ -1,35 +1,8 @@
 #ifndef KXCMS_TESTS_INTERFACE_TESTPROFILE_H
 #define KXCMS_TESTS_INTERFACE_TESTPROFILE_H
 
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <string>
 #include <vector>
-
-/// A file that goes away with the object.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::vector<unsigned char>& bytes) {
-    const char* folder = std::getenv("TMPDIR");
-    path_ = std::string(folder == nullptr ? "/tmp" : folder) + "/kxcms_XXXXXX";
-    const int descriptor = mkstemp(path_.data());
-    FILE* file = descriptor < 0 ? nullptr : fdopen(descriptor, "wb");
-    if (file == nullptr) std::abort();
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-    if (std::fclose(file) != 0 || !written) std::abort();
-  }
-  ~TemporaryFile() { std::remove(path_.c_str()); }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-  const char* Path() const { return path_.c_str(); }
-
- private:
-  std::string path_;
-};
 
 /// A scanner profile (ICC.1:2010 7.2, 10.8) whose only tag is an A2B0 of type lut16Type with two
 /// grid points: L* rises from 0 at black to 100 at white with the mean of R, G, B, and a* = b* = 0,

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "TiffBytes.h"
+#include "tests/TemporaryFile.h"
 #include "tiff/ImageBytes.h"
 
 namespace {
@@ -88,16 +89,16 @@ TEST(CTiffCreateNew, SizesAndBuffer) {
 }
 
 TEST(CTiffCreateNew, FromARawFile) {
-  const ScratchFile raw(Ramp(20));
+  const TemporaryFile raw(Ramp(20));
   CTiff image;
-  ASSERT_EQ(image.CreateNew(4, 2, 300, 3, 8, raw.path()), 0);
+  ASSERT_EQ(image.CreateNew(4, 2, 300, 3, 8, raw.Path()), 0);
   Bytes expected = Ramp(20);
   expected.resize(24);
   EXPECT_EQ(CopyOf(image.GetImageBuf(), 24), expected) << "a short file leaves the rest zero";
 
-  const ScratchFile tiff;
-  ASSERT_EQ(image.CreateNew(4, 2, 300, 3, 8, raw.path(), tiff.path()), 0);
-  CTiff again(tiff.path());
+  const TemporaryFile tiff;
+  ASSERT_EQ(image.CreateNew(4, 2, 300, 3, 8, raw.Path(), tiff.Path()), 0);
+  CTiff again(tiff.Path());
   EXPECT_EQ(CopyOf(again.GetImageBuf(), 24), expected);
 }
 
@@ -361,9 +362,9 @@ Bytes Profile() {
 }
 
 TEST(CTiffIcc, AttachSaveAndRemove) {
-  ScratchFile profile(Profile());
+  TemporaryFile profile(Profile());
   CTiff image(4, 2, 300, 3, 8, 1);
-  EXPECT_EQ(image.SetIccProfile(profile.mutablePath()), 0);
+  EXPECT_EQ(image.SetIccProfile(profile.MutablePath()), 0);
   const auto tag = image.GetTag(IccProfile);
   EXPECT_EQ(tag->type, 7u);
   EXPECT_EQ(tag->count, 560u);
@@ -371,8 +372,8 @@ TEST(CTiffIcc, AttachSaveAndRemove) {
   EXPECT_EQ(CopyOf(tag->GetData(), 560), Profile());
 
   // 15 entries end at 194; 22 bytes of other tag data, the profile, 24 bytes of pixels.
-  const ScratchFile saved;
-  ASSERT_EQ(image.SaveFile(saved.path()), 0);
+  const TemporaryFile saved;
+  ASSERT_EQ(image.SaveFile(saved.Path()), 0);
   Bytes file = saved.Read();
   EXPECT_EQ(LongAt(file, 10 + 12 * 14 + 4), 560u);
   EXPECT_EQ(LongAt(file, 10 + 12 * 14 + 8), 216u);
@@ -380,8 +381,8 @@ TEST(CTiffIcc, AttachSaveAndRemove) {
   EXPECT_EQ(LongAt(file, 10 + 12 * 9 + 8), 776u);
   EXPECT_EQ(file.size(), 800u);
 
-  ScratchFile extracted;
-  EXPECT_EQ(image.SaveIccProfile(extracted.mutablePath()), 0);
+  TemporaryFile extracted;
+  EXPECT_EQ(image.SaveIccProfile(extracted.MutablePath()), 0);
   EXPECT_EQ(extracted.Read(), Profile());
 
   EXPECT_EQ(image.RemoveIcc(), 0);
@@ -389,7 +390,7 @@ TEST(CTiffIcc, AttachSaveAndRemove) {
   EXPECT_EQ(image.tags.size(), 14u);
   EXPECT_EQ(image.RemoveIcc(), 0) << "twice is harmless";
   EXPECT_EQ(image.tags.size(), 14u);
-  ASSERT_EQ(image.SaveFile(saved.path()), 0);
+  ASSERT_EQ(image.SaveFile(saved.Path()), 0);
   file = saved.Read();
   EXPECT_EQ(file[8], 14);
   EXPECT_EQ(LongAt(file, 10 + 12 * 9 + 8), 204u) << "one entry less in front of the data";
@@ -397,12 +398,12 @@ TEST(CTiffIcc, AttachSaveAndRemove) {
 }
 
 TEST(CTiffIcc, RemoveIccTakesTheFirstAndMovesTheRestUp) {
-  const ScratchFile scratch(ImageEntries(2, 1, 3, 8, 1, 1)
-                                .AddData(34675, kUndefined, 5, Ramp(5))
-                                .AddStrips({Ramp(6)})
-                                .AddData(34675, kUndefined, 6, Ramp(6))
-                                .Build());
-  CTiff image(scratch.path());
+  const TemporaryFile scratch(ImageEntries(2, 1, 3, 8, 1, 1)
+                                  .AddData(34675, kUndefined, 5, Ramp(5))
+                                  .AddStrips({Ramp(6)})
+                                  .AddData(34675, kUndefined, 6, Ramp(6))
+                                  .Build());
+  CTiff image(scratch.Path());
   image.RemoveIcc();
   ASSERT_EQ(image.tags.size(), 10u);
   EXPECT_EQ(image.tags[7]->tag, 273u);
@@ -410,39 +411,39 @@ TEST(CTiffIcc, RemoveIccTakesTheFirstAndMovesTheRestUp) {
 }
 
 TEST(CTiffIcc, AttachingReplacesAndKeepsTheType) {
-  ScratchFile profile(Profile());
-  const ScratchFile scratch(ImageEntries(2, 1, 3, 8, 1, 1)
-                                .AddStrips({Ramp(6)})
-                                .AddData(34675, kLong, 2, Ramp(8))
-                                .Build());
-  CTiff image(scratch.path());
-  image.SetIccProfile(profile.mutablePath());
+  TemporaryFile profile(Profile());
+  const TemporaryFile scratch(ImageEntries(2, 1, 3, 8, 1, 1)
+                                  .AddStrips({Ramp(6)})
+                                  .AddData(34675, kLong, 2, Ramp(8))
+                                  .Build());
+  CTiff image(scratch.Path());
+  image.SetIccProfile(profile.MutablePath());
   EXPECT_EQ(image.GetTag(IccProfile)->type, 4u);
   EXPECT_EQ(image.GetTag(IccProfile)->count, 560u);
   // As LONGs the tag takes 2240 bytes, of which the profile fills the first 560.
-  const ScratchFile saved;
-  ASSERT_EQ(image.SaveFile(saved.path()), 0);
+  const TemporaryFile saved;
+  ASSERT_EQ(image.SaveFile(saved.Path()), 0);
   Bytes expected = Profile();
   expected.resize(2240);
   EXPECT_EQ(Slice(saved.Read(), 14 + 12 * 10 + 6, 2240), expected);
 }
 
 TEST(CTiffIcc, WithoutATagNothingIsAttached) {
-  ScratchFile profile(Profile());
-  const ScratchFile scratch(ImageEntries(2, 1, 3, 8, 1, 1).AddStrips({Ramp(6)}).Build());
-  CTiff image(scratch.path());
-  EXPECT_EQ(image.SetIccProfile(profile.mutablePath()), 0);
+  TemporaryFile profile(Profile());
+  const TemporaryFile scratch(ImageEntries(2, 1, 3, 8, 1, 1).AddStrips({Ramp(6)}).Build());
+  CTiff image(scratch.Path());
+  EXPECT_EQ(image.SetIccProfile(profile.MutablePath()), 0);
   EXPECT_FALSE(image.GetTag(IccProfile));
-  ScratchFile extracted;
-  EXPECT_EQ(image.SaveIccProfile(extracted.mutablePath()), 0);
+  TemporaryFile extracted;
+  EXPECT_EQ(image.SaveIccProfile(extracted.MutablePath()), 0);
   EXPECT_FALSE(extracted.Exists());
   EXPECT_EQ(image.RemoveIcc(), 0);
 }
 
 TEST(CTiffIcc, TheEmptyPlaceholderSavesAnEmptyFile) {
   CTiff image(2, 1, 300, 3, 8, 1);
-  ScratchFile extracted;
-  image.SaveIccProfile(extracted.mutablePath());
+  TemporaryFile extracted;
+  image.SaveIccProfile(extracted.MutablePath());
   EXPECT_TRUE(extracted.Exists());
   EXPECT_TRUE(extracted.Read().empty());
   char nowhere[] = "no/such/dir/p.icc";
@@ -477,20 +478,20 @@ TEST(CTiffIcc, SizesThatTheFileDoesNotBack) {
       {"4 GiB", {0xFF, 0xFF, 0xFF, 0xFF}, 0xFFFFFFFF, false, {}},
   };
   for (const auto& row : kRows) {
-    ScratchFile profile(row.file);
+    TemporaryFile profile(row.file);
     CTiff image(2, 1, 300, 3, 8, 1);
-    EXPECT_EQ(image.SetIccProfile(profile.mutablePath()), 0) << row.what;
+    EXPECT_EQ(image.SetIccProfile(profile.MutablePath()), 0) << row.what;
     const auto tag = image.GetTag(IccProfile);
     EXPECT_EQ(tag->count, row.count) << row.what;
     ASSERT_EQ(tag->GetData() != nullptr, row.held) << row.what;
     if (row.held) {
       EXPECT_EQ(CopyOf(tag->GetData(), row.start.size()), row.start) << row.what;
     }
-    const ScratchFile saved;
-    ScratchFile extracted;
-    EXPECT_EQ(image.SaveFile(saved.path()), 0) << row.what;
+    const TemporaryFile saved;
+    TemporaryFile extracted;
+    EXPECT_EQ(image.SaveFile(saved.Path()), 0) << row.what;
     EXPECT_LT(saved.Read().size(), 1000u) << row.what;
-    image.SaveIccProfile(extracted.mutablePath());
+    image.SaveIccProfile(extracted.MutablePath());
     EXPECT_EQ(extracted.Read().size(), row.held ? row.count : 0) << row.what;
   }
 }

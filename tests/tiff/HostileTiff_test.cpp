@@ -8,7 +8,9 @@
 
 #include "TiffBytes.h"
 #include "interface/Limits.h"
+#include "tests/TemporaryFile.h"
 #include "tiff/CTiff.h"
+#include "tiff/FileStream.h"
 #include "tiff/ImageBytes.h"
 
 // Files that claim what is not there. Run under the address sanitizer these tests also prove that
@@ -26,10 +28,13 @@
 namespace {
 std::size_t liveBytes = 0;
 std::size_t peakBytes = 0;
+/// Allocations that go well before one fails; a negative number lets all go well.
+int allocationsBeforeFailure = -1;
 }  // namespace
 
-// Counts what is held; the sanitizers keep their own functions.
+// Counts what is held, and fails when told; the sanitizers keep their own functions.
 static void* Allocate(std::size_t size) {
+  if (allocationsBeforeFailure >= 0 && allocationsBeforeFailure-- == 0) throw std::bad_alloc();
   void* block = std::malloc(size ? size : 1);
   if (!block) throw std::bad_alloc();
   liveBytes += malloc_usable_size(block);
@@ -239,6 +244,7 @@ TEST_F(HostileTiff, AbsurdStrips) {
     unsigned tag, type, count, value;
     int result;
   } kRows[] = {
+      {"100000 offsets, which the file does not have", 273, kLong, 100000, 8, 0},
       {"2^30 offsets", 273, kLong, 0x40000000, 8, -1},
       {"2^32 offsets", 273, kLong, 0xFFFFFFFF, 8, -1},
       {"2^32 byte counts", 279, kLong, 0xFFFFFFFF, 8, -1},
@@ -272,16 +278,16 @@ TEST_F(HostileTiff, StripsThatShareOneRegionAreLimitedTogether) {
 
 TEST_F(HostileTiff, SavingAnAbsentTagKeepsThePixels) {
   // A profile of 2 GiB is held as absent; it takes no room in the saved file.
-  const ScratchFile scratch(
+  const TemporaryFile scratch(
       Small({Ramp(18)}, 2, 1, kLong).Change(34675, kUndefined, 0x7FFFFFFF, 0).Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   EXPECT_EQ(image.GetTag(IccProfile)->GetData(), nullptr);
   EXPECT_EQ(image.GetTag(IccProfile)->count, 0x7FFFFFFFu);
-  const ScratchFile saved;
-  ASSERT_EQ(image.SaveFile(saved.path()), 0);
+  const TemporaryFile saved;
+  ASSERT_EQ(image.SaveFile(saved.Path()), 0);
   CTiff again;
-  ASSERT_EQ(again.ReadFile(saved.path()), 0);
+  ASSERT_EQ(again.ReadFile(saved.Path()), 0);
   EXPECT_EQ(CopyOf(again.GetImageBuf(), 18), Ramp(18));
 }
 
@@ -302,6 +308,7 @@ TEST_F(HostileTiff, MemoryStaysInProportionToTheFile) {
     const char* what;
     Bytes file;
     int result;
+    unsigned buffers = 1;  // pixel buffers of the most a reader may hold, side by side for a moment
   } kRows[] = {
       {"thirty tags that each claim the whole file", crowded(700), 0},
       {"thirty depths", crowded(258), 0},
@@ -312,19 +319,56 @@ TEST_F(HostileTiff, MemoryStaysInProportionToTheFile) {
       {"and one that is not", padded(ImageEntries(6000, 8500, 1, 8, 8500, 1).AddStrips({Ramp(18)})),
        -1},
       {"planes of one sample, which quadruple",
-       padded(ImageEntries(3000, 3200, 1, 8, 3200, 2).AddStrips({Ramp(18)})), 0},
-      {"too many of them", padded(ImageEntries(3000, 3400, 1, 8, 3400, 2).AddStrips({Ramp(18)})),
+       padded(ImageEntries(3000, 4190, 1, 8, 4190, 2).AddStrips({Ramp(18)})), 0, 2},
+      {"too many of them", padded(ImageEntries(3000, 4200, 1, 8, 4200, 2).AddStrips({Ramp(18)})),
        -1},
   };
   for (const auto& row : kRows) {
-    const ScratchFile scratch(row.file);
+    const TemporaryFile scratch(row.file);
     CTiff image;
     const std::size_t before = liveBytes;
     peakBytes = liveBytes;
-    EXPECT_EQ(image.ReadFile(scratch.path()), row.result) << row.what;
+    EXPECT_EQ(image.ReadFile(scratch.Path()), row.result) << row.what;
     // What the list of tags and the tag objects themselves take.
     constexpr std::size_t kObjects = 16 << 10;
-    EXPECT_LE(peakBytes - before, ReaderLimit(row.file.size()) + kObjects) << row.what;
+    EXPECT_LE(liveBytes - before, ReaderLimit(row.file.size()) + kObjects) << row.what;
+    EXPECT_LE(peakBytes - before, row.buffers * ReaderLimit(row.file.size()) + kObjects)
+        << row.what;
+  }
+}
+
+TEST(CreateTag, ReportsAnAllocationThatFails) {
+  const TemporaryFile scratch(Ramp(400));
+  const OwnedStream file = OpenForReading(scratch.Path());
+  const struct {
+    const char* what;
+    unsigned tag, type, count;
+    int allocations;  // the object with its reference count, and the data
+  } kRows[] = {
+      {"inline", 270, kAscii, 4, 1},         {"out of line", 270, kAscii, 5, 2},
+      {"depths", 258, kShort, 3, 2},         {"a resolution", 282, kRational, 1, 2},
+      {"an Exif block", 34665, kLong, 1, 2},
+  };
+  for (const auto& row : kRows) {
+    for (int i = 0; i < row.allocations; ++i) {
+      Tiff tiff;
+      std::shared_ptr<TiffTag> tag;
+      testing::internal::CaptureStderr();
+      allocationsBeforeFailure = i;
+      EXPECT_NO_THROW(tag = tiff.CreateTag(row.type << 16 | row.tag, row.count, 8, file.get()));
+      const bool failed = allocationsBeforeFailure < 0;
+      allocationsBeforeFailure = i;
+      EXPECT_NO_THROW(tiff.AddTags(row.type << 16 | row.tag, row.count, 8, file.get()));
+      allocationsBeforeFailure = -1;
+      EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                "bad_alloc caught: std::bad_alloc\nbad_alloc caught: std::bad_alloc\n")
+          << row.what << ' ' << i;
+      EXPECT_TRUE(failed) << row.what << ' ' << i;
+      EXPECT_FALSE(tag) << row.what << ' ' << i;
+      EXPECT_TRUE(tiff.tags.empty()) << row.what << ' ' << i;
+    }
+    Tiff tiff;
+    EXPECT_TRUE(tiff.CreateTag(row.type << 16 | row.tag, row.count, 8, file.get())) << row.what;
   }
 }
 #endif

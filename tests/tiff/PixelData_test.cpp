@@ -1,6 +1,7 @@
 #include "tiff/PixelData.h"
 
 #include "TiffBytes.h"
+#include "tests/TemporaryFile.h"
 #include "tiff/FileStream.h"
 
 namespace {
@@ -48,7 +49,7 @@ TEST(StripArray, ReadsInlineAndOutOfLineNumbers) {
     std::vector<unsigned> expected;
   } kRows[] = {
       {"one LONG", 4, 1, 70000, {}, {70000}},
-      {"one SHORT", 3, 1, 0xFFFF0007, {}, {7}},
+      {"one SHORT is one number of 32 bits, deliberately", 3, 1, 0x0001D4C0, {}, {120000}},
       {"two inline SHORTs", 3, 2, 0x00090007, {}, {7, 9}},
       {"three SHORTs", 3, 3, 0, Shorts({1, 2, 60000}), {1, 2, 60000}},
       {"two LONGs", 4, 2, 0, Longs({1, 0xFFFFFFFF}), {1, 0xFFFFFFFF}},
@@ -82,14 +83,38 @@ TEST(StripTable, StripsWithoutByteCountAddNothing) {
 }
 
 TEST(StripTable, GathersStripsInTheirOrder) {
-  const ScratchFile scratch({10, 11, 12, 13, 14, 15});
-  const OwnedStream file = OpenStream(scratch.path(), "rb");
-  const TiffTag offsets(StripOffsets, TIFF_SHORT, 2, 1u << 16 | 4u, nullptr);
-  const TiffTag byteCounts(StripByteCounts, TIFF_SHORT, 2, 2u << 16 | 3u, nullptr);
-  const StripTable strips(offsets, byteCounts);
-  Bytes pixels(strips.totalBytes, 0xEE);
-  GatherStrips(file.get(), strips, pixels.data());
-  EXPECT_EQ(pixels, (Bytes{14, 15, 0, 11, 12})) << "the byte past the end of the file is 0";
+  const struct {
+    const char* what;
+    unsigned fileBytes;
+    unsigned offsets[3], byteCounts[3];
+    Bytes expected;
+  } kRows[] = {
+      {"more strips than blocks of 512 bytes",
+       1535,
+       {1533, 0, 1},
+       {3, 0, 2},
+       {0xFE, 0xFF, 0, 2, 3}},
+      {"as many, read one by one", 1536, {1534, 0, 1}, {3, 0, 2}, {0xFF, 0, 0, 2, 3}},
+      {"past the end of a copy", 100, {100, 0xFFFFFFFF, 99}, {1, 2, 1}, {0, 0, 0, 100}},
+      {"past the end of a file", 2000, {2000, 0xFFFFFFFF, 99}, {1, 2, 1}, {0, 0, 0, 100}},
+      {"an empty file", 0, {0, 1, 2}, {1, 1, 1}, Bytes(3)},
+  };
+  for (const auto& row : kRows) {
+    const TemporaryFile scratch(Ramp(row.fileBytes));
+    const OwnedStream file = OpenForReading(scratch.Path());
+    const auto array = [](TiffTagSignature number, const unsigned(&numbers)[3]) {
+      const Bytes bytes = Longs({numbers[0], numbers[1], numbers[2]});
+      auto* data = new unsigned char[bytes.size()];
+      std::copy(bytes.begin(), bytes.end(), data);
+      return TiffTag(number, TIFF_LONG, 3, 0, data);
+    };
+    const TiffTag offsets = array(StripOffsets, row.offsets);
+    const TiffTag byteCounts = array(StripByteCounts, row.byteCounts);
+    const StripTable strips(offsets, byteCounts);
+    Bytes pixels(strips.totalBytes, 0xEE);
+    GatherStrips(file.get(), strips, pixels.data());
+    EXPECT_EQ(pixels, row.expected) << row.what;
+  }
 }
 
 TEST(InterleavePlanes, SampleIOfEveryPlaneGoesToPixelI) {

@@ -1,12 +1,8 @@
 #ifndef KXCMS_TESTS_TIFF_TIFFBYTES_H
 #define KXCMS_TESTS_TIFF_TIFFBYTES_H
 
-#include <unistd.h>
-
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -159,35 +155,6 @@ inline TiffBytes ImageEntries(unsigned width, unsigned length, unsigned samples,
   if (planar) tiff.Add(284, kShort, 1, planar);
   return tiff;
 }
-
-/// A file that exists as long as the object.
-class ScratchFile {
- public:
-  ScratchFile() : path_(NewPath()) {}
-  explicit ScratchFile(const Bytes& bytes) : path_(NewPath()) {
-    std::ofstream file(path_, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-  }
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
-  ~ScratchFile() { std::remove(path_.c_str()); }
-
-  const char* path() const { return path_.c_str(); }
-  char* mutablePath() { return path_.data(); }
-  Bytes Read() const {
-    std::ifstream file(path_, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(file), {});
-  }
-  bool Exists() const { return std::ifstream(path_).good(); }
-
- private:
-  static std::string NewPath() {
-    static int number = 0;
-    return testing::TempDir() + "kxcms_tiff_" + std::to_string(getpid()) + "_" +
-           std::to_string(number++);
-  }
-  std::string path_;
-};
 
 /// The lines that `call` prints on standard output.
 template <typename Call>

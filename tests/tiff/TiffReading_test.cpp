@@ -1,7 +1,10 @@
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 
 #include "TiffBytes.h"
+#include "tests/TemporaryFile.h"
 #include "tiff/BitsPerSampleTag.h"
 #include "tiff/CTiff.h"
 #include "tiff/Exif_IFD_Tag.h"
@@ -103,9 +106,9 @@ TEST(TiffReading, EveryFormBecomesOneInterleavedBuffer) {
        ImageEntries(16, 3, 3, 1, 3, 2).AddStrips({Ramp(18)}).Build(), Ramp(18), 2},
   };
   for (const auto& row : kRows) {
-    const ScratchFile scratch(row.file);
+    const TemporaryFile scratch(row.file);
     CTiff image;
-    ASSERT_EQ(image.ReadFile(scratch.path()), 0) << row.what;
+    ASSERT_EQ(image.ReadFile(scratch.Path()), 0) << row.what;
     EXPECT_EQ(CopyOf(image.GetImageBuf(), row.pixels.size()), row.pixels) << row.what;
     EXPECT_EQ(image.GetTagValue(PlanarConfiguration), row.planar) << row.what;
     EXPECT_EQ(image.GetTagValue(StripByteCounts), row.pixels.size()) << row.what;
@@ -131,30 +134,48 @@ TEST(TiffReading, FourPlanesForAnySampleCountButThree) {
       {"deliberate: one gives four, missing planes are 0", 1, {{1, 2}}, {1, 0, 0, 0, 2, 0, 0, 0}},
   };
   for (const auto& row : kRows) {
-    const ScratchFile scratch(
+    const TemporaryFile scratch(
         ImageEntries(2, 1, row.samples, 8, 1, 2).AddStrips(row.planes).Build());
     CTiff image;
-    ASSERT_EQ(image.ReadFile(scratch.path()), 0) << row.what;
+    ASSERT_EQ(image.ReadFile(scratch.Path()), 0) << row.what;
     EXPECT_EQ(CopyOf(image.GetImageBuf(), row.expected.size()), row.expected) << row.what;
   }
 }
 
+TEST(TiffReading, IntactPlanesOfOneSampleAreReadAtAnySize) {
+  // A sparse file of 35 MB, whose samples take 140 MB when they are interleaved with three absent
+  // planes, and 35 MB more while that happens.
+  constexpr unsigned kWidth = 7000, kLength = 5000, kPixels = kWidth * kLength;
+  constexpr unsigned kPixelsAt = 10 + 12 * 9 + 4;
+  const TemporaryFile scratch(ImageEntries(kWidth, kLength, 1, 8, kLength, 2)
+                                  .Add(273, kLong, 1, kPixelsAt)
+                                  .Add(279, kLong, 1, kPixels)
+                                  .Build());
+  std::filesystem::resize_file(scratch.Path(), kPixelsAt + kPixels - 1);
+  std::ofstream(scratch.Path(), std::ios::binary | std::ios::app).put(77);
+  CTiff image;
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
+  EXPECT_EQ(image.GetTagValue(PlanarConfiguration), 1u);
+  EXPECT_EQ(CopyOf(image.GetImageBuf(), 8), Bytes(8));
+  EXPECT_EQ(CopyOf(image.GetImageBuf() + 4 * (kPixels - 1), 4), (Bytes{77, 0, 0, 0}));
+}
+
 TEST(TiffReading, SeparateSamplesThatAreNot8BitsAreTakenAs16) {
   // 12 bits a sample: the strips hold 3 bytes a plane, the interleaver takes 4.
-  const ScratchFile scratch(
+  const TemporaryFile scratch(
       ImageEntries(2, 1, 3, 12, 1, 2).AddStrips({Ramp(4, 1), Ramp(4, 5), Ramp(4, 9)}).Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   EXPECT_EQ(CopyOf(image.GetImageBuf(), 12), (Bytes{1, 2, 5, 6, 9, 10, 3, 4, 7, 8, 11, 12}));
 }
 
 TEST(TiffReading, FieldsAfterASuccessfulRead) {
-  const ScratchFile scratch(ImageEntries(10, 2, 3, 8, 2, 1)
-                                .AddStrips({Ramp(60)})
-                                .AddData(282, kRational, 1, Longs({6000, 20}))
-                                .Build());
+  const TemporaryFile scratch(ImageEntries(10, 2, 3, 8, 2, 1)
+                                  .AddStrips({Ramp(60)})
+                                  .AddData(282, kRational, 1, Longs({6000, 20}))
+                                  .Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   EXPECT_EQ(image.Width, 10);
   EXPECT_EQ(image.Length, 2);
   EXPECT_EQ(image.Samples, 3);
@@ -163,8 +184,8 @@ TEST(TiffReading, FieldsAfterASuccessfulRead) {
   EXPECT_EQ(image.Resolution, 300);
   EXPECT_EQ(image.IFDOffset, 8u);
 
-  const ScratchFile bits(ImageEntries(10, 3, 1, 1, 3, 1).AddStrips({Ramp(6)}).Build());
-  ASSERT_EQ(image.ReadFile(bits.path()), 0);
+  const TemporaryFile bits(ImageEntries(10, 3, 1, 1, 3, 1).AddStrips({Ramp(6)}).Build());
+  ASSERT_EQ(image.ReadFile(bits.Path()), 0);
   EXPECT_EQ(image.RowBytes, 2);
   EXPECT_EQ(image.Resolution, 0);
   EXPECT_EQ(image.GetTagValue(StripByteCounts), 3u) << "30 bits rounded down, deliberately";
@@ -185,10 +206,10 @@ TEST(TiffReading, TheFactoryChoosesTheClassByNumber) {
 }
 
 TEST(TiffReading, TagsKeepFileOrderAndDuplicates) {
-  const ScratchFile scratch(
+  const TemporaryFile scratch(
       SmallImage().Add(60000, kLong, 1, 5).Add(60000, kLong, 1, 6).Add(33, kShort, 1, 7).Build());
   Tiff tiff;
-  ASSERT_EQ(tiff.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(tiff.ReadFile(scratch.Path()), 0);
   std::vector<unsigned> numbers;
   for (const auto& tag : tiff.tags) numbers.push_back(tag->tag);
   EXPECT_EQ(numbers,
@@ -204,21 +225,21 @@ TEST(TiffReading, DirectoryOfUpTo39Entries) {
     int result;
   } kRows[] = {{39, 0}, {40, -3}, {65535, -3}};
   for (const auto& row : kRows) {
-    const ScratchFile scratch(WithEntries(row.entries).Build());
+    const TemporaryFile scratch(WithEntries(row.entries).Build());
     CTiff image;
     int result = 0;
-    EXPECT_EQ(PrintedBy([&] { result = image.ReadFile(scratch.path()); }), "") << row.entries;
+    EXPECT_EQ(PrintedBy([&] { result = image.ReadFile(scratch.Path()); }), "") << row.entries;
     EXPECT_EQ(result, row.result) << row.entries;
     EXPECT_EQ(image.tags.size(), row.result ? 0u : row.entries) << row.entries;
     Tiff tiff;
-    EXPECT_EQ(tiff.ReadFile(scratch.path()), row.result) << row.entries;
+    EXPECT_EQ(tiff.ReadFile(scratch.Path()), row.result) << row.entries;
   }
 }
 
 TEST(TiffReading, MissingRowsPerStripIsAppended) {
-  const ScratchFile scratch(ImageEntries(2, 2, 3, 8, 0, 1).AddStrips({Ramp(12)}).Build());
+  const TemporaryFile scratch(ImageEntries(2, 2, 3, 8, 0, 1).AddStrips({Ramp(12)}).Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   const auto& last = image.tags.back();
   EXPECT_EQ(last->tag, 278u);
   EXPECT_EQ(last->type, 3u);
@@ -229,10 +250,10 @@ TEST(TiffReading, MissingRowsPerStripIsAppended) {
 
 TEST(TiffReading, WithoutRowsPerStripSeveralStripsAreDeliberatelyOneAtAHalfWordOffset) {
   // A LONG array counts as its first 16 bits: here the offset of its first strip.
-  const ScratchFile scratch(
+  const TemporaryFile scratch(
       ImageEntries(2, 2, 3, 8, 0, 1).AddStrips({Ramp(6), Ramp(6, 7)}).Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   EXPECT_EQ(CopyOf(image.GetImageBuf(), 12), Ramp(12));
   EXPECT_EQ(image.GetTag(StripOffsets)->type, 4u);
   EXPECT_EQ(image.GetTag(StripOffsets)->count, 1u);
@@ -250,25 +271,25 @@ TEST(TiffReading, SingleStripByteCountIsCorrected) {
     unsigned claimed;
   } kRows[] = {{"too small", 5}, {"too large", 4000000000}, {"right", 12}};
   for (const auto& row : kRows) {
-    const ScratchFile scratch(SmallImage().Change(279, kLong, 1, row.claimed).Build());
+    const TemporaryFile scratch(SmallImage().Change(279, kLong, 1, row.claimed).Build());
     CTiff image;
-    ASSERT_EQ(image.ReadFile(scratch.path()), 0) << row.what;
+    ASSERT_EQ(image.ReadFile(scratch.Path()), 0) << row.what;
     EXPECT_EQ(image.GetTagValue(StripByteCounts), 12u) << row.what;
     EXPECT_EQ(image.GetTag(StripByteCounts)->type, 4u) << row.what;
     EXPECT_EQ(CopyOf(image.GetImageBuf(), 12), Ramp(12)) << row.what;
   }
-  const ScratchFile without(SmallImage().Drop(279).Build());
+  const TemporaryFile without(SmallImage().Drop(279).Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(without.path()), 0);
+  ASSERT_EQ(image.ReadFile(without.Path()), 0);
   EXPECT_FALSE(image.GetTag(StripByteCounts)) << "a missing tag is not created";
   EXPECT_EQ(ImageBytes(image), 12u);
 }
 
 TEST(TiffReading, SeveralStripsLeaveOne) {
-  const ScratchFile scratch(
+  const TemporaryFile scratch(
       ImageEntries(2, 3, 3, 8, 1, 1).AddStrips({Ramp(6), Ramp(6, 7), Ramp(5, 13)}).Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   const auto strips = image.GetTag(StripOffsets);
   EXPECT_EQ(strips->type, 4u);
   EXPECT_EQ(strips->count, 1u);
@@ -284,13 +305,45 @@ TEST(TiffReading, SeveralStripsLeaveOne) {
   EXPECT_EQ(ImageBytes(image), 17u) << "but the image is good for the strips only";
 }
 
+// StripByteCounts decides, although the buffer is larger: it is what saving writes.
+TEST(ImageBytes, AreTheBytesThatSavingWrites) {
+  const struct {
+    const char* what;
+    Bytes file;
+    std::uint64_t expected;
+  } kRows[] = {
+      {"one strip", SmallImage().Build(), 12},
+      {"an array left on the single-strip path counts as its first 16 bits",
+       ImageEntries(2, 2, 3, 8, 0, 1).AddStrips({Ramp(5), Ramp(7)}).Build(), 5},
+      {"planes shorter than the image",
+       ImageEntries(4, 3, 3, 8, 3, 2).AddStrips({Ramp(12), Ramp(12), Ramp(5)}).Build(), 29},
+      {"planes longer than the image",
+       ImageEntries(2, 1, 3, 8, 1, 2).AddStrips({Ramp(2), Ramp(2), Ramp(9)}).Build(), 13},
+      {"one plane, interleaved with three absent ones",
+       ImageEntries(4, 3, 1, 8, 3, 2).AddStrips({Ramp(12)}).Build(), 12},
+      {"strips shorter than the image",
+       ImageEntries(2, 2, 3, 8, 1, 1).AddStrips({Ramp(6), Ramp(1)}).Build(), 7},
+      {"rows of bits, rounded down by the pixel",
+       ImageEntries(10, 3, 1, 1, 3, 1).AddStrips({Ramp(6)}).Build(), 3},
+  };
+  for (const auto& row : kRows) {
+    const TemporaryFile scratch(row.file);
+    CTiff image;
+    ASSERT_EQ(image.ReadFile(scratch.Path()), 0) << row.what;
+    EXPECT_EQ(ImageBytes(image), row.expected) << row.what;
+    const TemporaryFile raw;
+    PrintedBy([&] { EXPECT_EQ(image.SaveRaw(raw.Path()), 0); });
+    EXPECT_EQ(raw.Read(), CopyOf(image.GetImageBuf(), row.expected)) << row.what;
+  }
+}
+
 TEST(TiffReading, FewerByteCountsThanStripsReadZeroBytes) {
-  const ScratchFile scratch(ImageEntries(2, 2, 3, 8, 1, 1)
-                                .AddStrips({Ramp(6), Ramp(6, 7)})
-                                .Change(279, kLong, 1, 6)
-                                .Build());
+  const TemporaryFile scratch(ImageEntries(2, 2, 3, 8, 1, 1)
+                                  .AddStrips({Ramp(6), Ramp(6, 7)})
+                                  .Change(279, kLong, 1, 6)
+                                  .Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   EXPECT_EQ(image.GetTagValue(StripByteCounts), 6u);
   EXPECT_EQ(CopyOf(image.GetImageBuf(), 6), Ramp(6));
 }
@@ -311,16 +364,16 @@ TEST(TiffReading, ReadFileOfTiffThrows) {
     EXPECT_EQ(message, missing) << "the path itself";
   }
   EXPECT_THROW(Tiff("no/such/file.tif"), char const*);
-  const ScratchFile big({'M', 'M', 0, 42, 0, 0, 0, 8});
+  const TemporaryFile big({'M', 'M', 0, 42, 0, 0, 0, 8});
   try {
-    tiff.ReadFile(big.path());
+    tiff.ReadFile(big.Path());
     ADD_FAILURE() << "no exception";
   } catch (char const* message) {
     EXPECT_STREQ(message, " *** Tiff is not PC version. *** ");
   }
-  const ScratchFile compressed(SmallImage().Change(259, kShort, 1, 5).Build());
+  const TemporaryFile compressed(SmallImage().Change(259, kShort, 1, 5).Build());
   try {
-    tiff.ReadFile(compressed.path());
+    tiff.ReadFile(compressed.Path());
     ADD_FAILURE() << "no exception";
   } catch (const ErrCode& failure) {
     EXPECT_EQ(failure.code, -7);
@@ -357,10 +410,10 @@ TEST(TiffReading, ReadFileOfCTiffPrintsAndReturns) {
        ""},
   };
   for (const auto& row : kRows) {
-    const ScratchFile scratch(row.file);
+    const TemporaryFile scratch(row.file);
     CTiff image;
     int result = 1;
-    EXPECT_EQ(PrintedBy([&] { result = image.ReadFile(scratch.path()); }), row.printed) << row.what;
+    EXPECT_EQ(PrintedBy([&] { result = image.ReadFile(scratch.Path()); }), row.printed) << row.what;
     EXPECT_EQ(result, row.result) << row.what;
     EXPECT_EQ(image.GetImageBuf() != nullptr, row.result == 0) << row.what;
   }
@@ -383,10 +436,10 @@ TEST(TiffReading, ReadFileOfCTiffWithoutAFile) {
 }
 
 TEST(TiffReading, AFailedReadKeepsTheGeometryAndDropsThePixels) {
-  const ScratchFile good(SmallImage().Build());
-  const ScratchFile bad(ImageEntries(7, 7, 3, 8, 7, 1).AddStrips({Ramp(9)}).Drop(273).Build());
-  CTiff image(good.path());
-  ASSERT_EQ(image.ReadFile(bad.path()), -1);
+  const TemporaryFile good(SmallImage().Build());
+  const TemporaryFile bad(ImageEntries(7, 7, 3, 8, 7, 1).AddStrips({Ramp(9)}).Drop(273).Build());
+  CTiff image(good.Path());
+  ASSERT_EQ(image.ReadFile(bad.Path()), -1);
   EXPECT_EQ(image.Width, 2);
   EXPECT_EQ(image.Length, 2);
   EXPECT_EQ(image.RowBytes, 6);
@@ -422,14 +475,14 @@ TEST(TiffReading, CTiffReportsWhateverASubclassThrows) {
       {2, -9999, -1, "*** CTiff::ReadFile() --> unknown Error. ***\n",
        "Tiff Open fail, Unknown Error\n"},
   };
-  const ScratchFile good(SmallImage().Build());
+  const TemporaryFile good(SmallImage().Build());
   for (const auto& row : kRows) {
     Throwing inside(row.what);
     int result = 0;
-    EXPECT_EQ(PrintedBy([&] { result = inside.ReadFile(good.path()); }), row.readTiffLine);
+    EXPECT_EQ(PrintedBy([&] { result = inside.ReadFile(good.Path()); }), row.readTiffLine);
     EXPECT_EQ(result, row.readTiffResult);
     ThrowingLater outside(row.what);
-    EXPECT_EQ(PrintedBy([&] { result = outside.ReadFile(good.path()); }), row.readFileLine);
+    EXPECT_EQ(PrintedBy([&] { result = outside.ReadFile(good.Path()); }), row.readFileLine);
     EXPECT_EQ(result, row.readFileResult);
   }
 }
@@ -441,8 +494,8 @@ TEST(TiffReading, CheckFileIsAHook) {
   struct Refusing : Tiff {
     int CheckFile(FILE*) override { return -1; }
   } refusing;
-  const ScratchFile good(SmallImage().Build());
-  EXPECT_THROW(refusing.ReadFile(good.path()), char const*);
+  const TemporaryFile good(SmallImage().Build());
+  EXPECT_THROW(refusing.ReadFile(good.Path()), char const*);
 }
 
 TEST(TiffReading, AnAllocationFailureSkipsTheTag) {
@@ -456,8 +509,8 @@ TEST(TiffReading, AnAllocationFailureSkipsTheTag) {
 }
 
 TEST(TiffReading, ResetReleasesTheTags) {
-  const ScratchFile good(SmallImage().Build());
-  CTiff image(good.path());
+  const TemporaryFile good(SmallImage().Build());
+  CTiff image(good.Path());
   const std::weak_ptr<TiffTag> strips = image.GetTag(StripOffsets);
   EXPECT_FALSE(strips.expired());
   image.Reset();
@@ -467,8 +520,8 @@ TEST(TiffReading, ResetReleasesTheTags) {
 }
 
 TEST(TiffReading, TheStreamIsLeftOpenAndThePositionDoesNotMatter) {
-  const ScratchFile good(SmallImage().Build());
-  const OwnedStream file = OpenStream(good.path(), "rb");
+  const TemporaryFile good(SmallImage().Build());
+  const OwnedStream file = OpenForReading(good.Path());
   for (int i = 0; i < 2; ++i) {
     CTiff image;
     ASSERT_EQ(image.ReadTiff(file.get()), 0);
@@ -482,18 +535,18 @@ TEST(TiffReading, OnlyTheFirstDirectoryCounts) {
   const Bytes offset = Longs({unsigned(file.size())});
   std::copy(offset.begin(), offset.end(), file.begin() + next);
   Append(file, Shorts({65535}));
-  const ScratchFile scratch(file);
+  const TemporaryFile scratch(file);
   CTiff image;
-  EXPECT_EQ(image.ReadFile(scratch.path()), 0);
+  EXPECT_EQ(image.ReadFile(scratch.Path()), 0);
   EXPECT_EQ(image.tags.size(), 9u);
 }
 
 TEST(TiffReading, ALargeProfileLoadsInFull) {
   const Bytes profile = Ramp(3 << 20, 5, 7);
-  const ScratchFile scratch(
+  const TemporaryFile scratch(
       SmallImage().AddData(34675, kUndefined, unsigned(profile.size()), profile).Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   const auto tag = image.GetTag(IccProfile);
   ASSERT_NE(tag->GetData(), nullptr);
   EXPECT_EQ(CopyOf(tag->GetData(), profile.size()), profile);

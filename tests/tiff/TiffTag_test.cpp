@@ -1,9 +1,11 @@
 #include "tiff/TiffTag.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
 #include "TiffBytes.h"
+#include "tests/TemporaryFile.h"
 #include "tiff/BitsPerSampleTag.h"
 #include "tiff/Exif_IFD_Tag.h"
 #include "tiff/FileStream.h"
@@ -51,8 +53,8 @@ TEST(TiffTag, InMemoryConstructors) {
 
 TEST(TiffTag, FromADirectoryEntry) {
   // At offset 4: 11 01 12 01 13 01 ...
-  const ScratchFile scratch({0, 0, 0, 0, 0x11, 1, 0x12, 1, 0x13, 1, 0x14, 1, 0x15, 1, 0x16, 1});
-  const OwnedStream file = OpenStream(scratch.path(), "rb");
+  const TemporaryFile scratch({0, 0, 0, 0, 0x11, 1, 0x12, 1, 0x13, 1, 0x14, 1, 0x15, 1, 0x16, 1});
+  const OwnedStream file = OpenForReading(scratch.Path());
   const struct {
     const char* what;
     unsigned word, count, value;
@@ -107,8 +109,10 @@ TEST(TiffTag, ValueIsOffsetIsDeliberatelyASigned32BitTest) {
 }
 
 TEST(TiffTag, MissingBytesAreZeroAndDataOutOfProportionAreNull) {
-  const ScratchFile scratch(Bytes(100, 0xAA));
-  const OwnedStream file = OpenStream(scratch.path(), "rb");
+  // Tags may hold half of what a reader may: (32 MiB + 4 * 100 bytes) / 2.
+  constexpr unsigned kMostBytes = 16777416;
+  const TemporaryFile scratch(Bytes(100, 0xAA));
+  const OwnedStream file = OpenForReading(scratch.Path());
   const struct {
     const char* what;
     unsigned type, count, offset;
@@ -120,7 +124,8 @@ TEST(TiffTag, MissingBytesAreZeroAndDataOutOfProportionAreNull) {
       {"offset past the end", 1, 100, 5000, true, 0},
       {"offset 4 GiB", 1, 100, 0xFFFFFFFF, true, 0},
       {"64 KiB more than there are", 1, 65536 + 90, 10, true, 90},
-      {"one byte more than that", 1, 65536 + 91, 10, false, 0},
+      {"most that is held", 1, kMostBytes, 10, true, 90},
+      {"one byte more than that", 1, kMostBytes + 1, 10, false, 0},
       {"2 GiB", 1, 0x7FFFFFFF, 0, false, 0},
       {"4 GiB", 1, 0xFFFFFFFF, 0, false, 0},
       {"8 * 2^29 does not wrap to 0", 5, 0x20000000, 0, false, 0},
@@ -220,8 +225,8 @@ TEST(TiffTag, SaveFileWritesOutOfLineDataOnly) {
     unsigned char* data = row.data.empty() ? nullptr : new unsigned char[row.data.size()];
     std::copy(row.data.begin(), row.data.end(), data);
     TiffTag tag(Software, static_cast<FieldType>(row.type), row.count, 0, data);
-    const ScratchFile scratch;
-    OwnedStream file = OpenStream(scratch.path(), "wb+");
+    const TemporaryFile scratch;
+    OwnedStream file = OpenForWriting(scratch.Path());
     EXPECT_EQ(tag.SaveFile(file.get()), row.items) << row.what;
     file.reset();
     EXPECT_EQ(scratch.Read(), row.written) << row.what;
@@ -255,8 +260,10 @@ TEST(BitsPerSampleTag, ForANewImage) {
 }
 
 TEST(BitsPerSampleTag, FromAFile) {
-  const ScratchFile scratch(Shorts({12, 10, 8}));
-  const OwnedStream file = OpenStream(scratch.path(), "rb");
+  std::vector<unsigned> depths(40000, 7);
+  depths[0] = 12;
+  const TemporaryFile scratch(Shorts(depths));
+  const OwnedStream file = OpenForReading(scratch.Path());
   const struct {
     const char* what;
     unsigned type, count, value, expected;
@@ -264,6 +271,8 @@ TEST(BitsPerSampleTag, FromAFile) {
       {"one sample", 3, 1, 16, 16},
       {"two inline samples read 0", 3, 2, 0x00080008, 0},
       {"three samples give the first", 3, 3, 0, 12},
+      {"so do forty thousand", 3, 40000, 0, 12},
+      {"and a million, most of them missing", 3, 1000000, 0, 12},
       {"no sample", 3, 0, 5, 0},
       {"a count out of proportion", 3, 0x7FFFFFFF, 0, 0},
   };
@@ -296,11 +305,12 @@ TEST(ResolutionTag, FromAFile) {
       {"nothing there", {}, 5, 1, 0},
       {"inline type", Longs({300, 1}), 3, 1, 0},
       {"five bytes", Longs({300, 1}), 1, 5, 300},
+      {"ten thousand, of which the first is there", Longs({300, 1}), 5, 10000, 300},
       {"a count out of proportion", Longs({300, 1}), 5, 0xFFFFFFFF, 0},
   };
   for (const auto& row : kRows) {
-    const ScratchFile scratch(row.file);
-    const OwnedStream file = OpenStream(scratch.path(), "rb");
+    const TemporaryFile scratch(row.file);
+    const OwnedStream file = OpenForReading(scratch.Path());
     const ResolutionTag tag(Packed(282, row.type), row.count, 0, file.get());
     EXPECT_EQ(tag.GetValue(), row.expected) << row.what;
   }
@@ -308,8 +318,8 @@ TEST(ResolutionTag, FromAFile) {
 
 TEST(ExifTag, CarriesABlockOf256Bytes) {
   const Bytes file = Ramp(1000);
-  const ScratchFile scratch(file);
-  const OwnedStream stream = OpenStream(scratch.path(), "rb");
+  const TemporaryFile scratch(file);
+  const OwnedStream stream = OpenForReading(scratch.Path());
   const struct {
     const char* what;
     unsigned offset;
@@ -330,8 +340,8 @@ TEST(ExifTag, CarriesABlockOf256Bytes) {
 
 TEST(ExifTag, OddCountsNeverReadPastTheBlock) {
   const Bytes file = Ramp(1000);
-  const ScratchFile scratch(file);
-  const OwnedStream stream = OpenStream(scratch.path(), "rb");
+  const TemporaryFile scratch(file);
+  const OwnedStream stream = OpenForReading(scratch.Path());
   const struct {
     const char* what;
     unsigned type, count;
@@ -339,14 +349,19 @@ TEST(ExifTag, OddCountsNeverReadPastTheBlock) {
   } kRows[] = {
       {"100 bytes", 7, 100, 100},
       {"400 bytes, 300 of them there", 7, 400, 400},
+      {"largest", 7, 65536, 65536},
+      {"larger: the block alone is held, and written elsewhere", 7, 65537, 0},
       {"out of proportion", 5, 0xFFFFFFFF, 0},
   };
   for (const auto& row : kRows) {
     Exif_IFD_Tag tag(Packed(34665, row.type), row.count, 700, stream.get());
     Exif_IFD_Tag copy(tag);
     for (Exif_IFD_Tag* each : {&tag, &copy}) {
-      const ScratchFile saved;
-      OwnedStream out = OpenStream(saved.path(), "wb+");
+      ASSERT_NE(each->GetData(), nullptr) << row.what;
+      const auto shown = static_cast<std::size_t>(std::min<std::uint64_t>(TagDataBytes(tag), 256));
+      EXPECT_EQ(CopyOf(each->GetData(), shown), Slice(file, 700, shown)) << row.what;
+      const TemporaryFile saved;
+      OwnedStream out = OpenForWriting(saved.Path());
       each->SaveFile(out.get());
       out.reset();
       Bytes expected = Slice(file, 700, std::min<std::size_t>(row.written, 300));

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "TiffBytes.h"
+#include "tests/TemporaryFile.h"
 #include "tiff/CTiff.h"
 #include "tiff/Exif_IFD_Tag.h"
 
@@ -42,8 +43,8 @@ std::vector<Entry> EntriesOf(const Bytes& file) {
 }
 
 Bytes Saved(Tiff& image) {
-  const ScratchFile scratch;
-  EXPECT_EQ(image.SaveFile(scratch.path()), 0);
+  const TemporaryFile scratch;
+  EXPECT_EQ(image.SaveFile(scratch.Path()), 0);
   return scratch.Read();
 }
 
@@ -74,6 +75,15 @@ TEST(TiffWriting, ANewImageByteForByte) {
 }
 
 TEST(TiffWriting, EveryReadingFormComesBackAsOneStrip) {
+  // Planes of 40000 bytes in two strips each: the total takes more than 16 bits.
+  std::vector<Bytes> halves;
+  Bytes interleaved;
+  for (unsigned half = 0; half < 6; ++half) halves.push_back(Ramp(20000, half, 3));
+  for (std::size_t i = 0; i < 40000; ++i) {
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+      interleaved.push_back(halves[2 * plane + i / 20000][i % 20000]);
+    }
+  }
   const struct {
     const char* what;
     Bytes file;
@@ -89,15 +99,17 @@ TEST(TiffWriting, EveryReadingFormComesBackAsOneStrip) {
        ImageEntries(2, 1, 3, 8, 1, 2).AddStrips({Ramp(2, 1), Ramp(2, 11), Ramp(2, 21)}).Build(),
        {1, 11, 21, 2, 12, 22}},
       {"no RowsPerStrip", ImageEntries(2, 2, 3, 8, 0, 1).AddStrips({Ramp(12)}).Build(), Ramp(12)},
+      {"planes in several strips become one strip of planes, and then interleaved",
+       ImageEntries(200, 200, 3, 8, 100, 2).AddStrips(halves).Build(), interleaved},
   };
   for (const auto& row : kRows) {
-    const ScratchFile scratch(row.file);
+    const TemporaryFile scratch(row.file);
     CTiff image;
-    ASSERT_EQ(image.ReadFile(scratch.path()), 0) << row.what;
+    ASSERT_EQ(image.ReadFile(scratch.Path()), 0) << row.what;
     const Bytes saved = Saved(image);
-    const ScratchFile again(saved);
+    const TemporaryFile again(saved);
     CTiff second;
-    ASSERT_EQ(second.ReadFile(again.path()), 0) << row.what;
+    ASSERT_EQ(second.ReadFile(again.Path()), 0) << row.what;
     EXPECT_EQ(second.Width, image.Width) << row.what;
     EXPECT_EQ(second.Bits, 8) << row.what;
     EXPECT_EQ(CopyOf(second.GetImageBuf(), row.pixels.size()), row.pixels) << row.what;
@@ -106,12 +118,12 @@ TEST(TiffWriting, EveryReadingFormComesBackAsOneStrip) {
 
 TEST(TiffWriting, AReadFileKeepsAllTagsInFileOrder) {
   const Bytes description = {'a', ' ', 's', 'c', 'a', 'n', 0};
-  const ScratchFile scratch(SmallImage()
-                                .AddData(60000, kByte, 5, {9, 8, 7, 6, 5})
-                                .AddData(270, kAscii, 7, description)
-                                .Add(37, kShort, 1, 4)
-                                .Build());
-  CTiff image(scratch.path());
+  const TemporaryFile scratch(SmallImage()
+                                  .AddData(60000, kByte, 5, {9, 8, 7, 6, 5})
+                                  .AddData(270, kAscii, 7, description)
+                                  .Add(37, kShort, 1, 4)
+                                  .Build());
+  CTiff image(scratch.Path());
   const Bytes saved = Saved(image);
   // 12 entries end at 158: BitsPerSample 6, the unknown tag 5, the description 7 bytes, pixels.
   const std::vector<Entry> kEntries = {
@@ -170,14 +182,33 @@ TEST(TiffWriting, AbsentDataTakeRoomUpTo64KiB) {
   }
 }
 
+TEST(TiffWriting, MissingTagDataAreSavedAsZeros) {
+  const Bytes present = Ramp(100000, 9, 5);
+  TiffBytes tiff = SmallImage().Add(700, kUndefined, 300000, 0);
+  const auto dataAt = static_cast<unsigned>(tiff.Build().size());
+  Bytes file = tiff.Change(700, kUndefined, 300000, dataAt).Build();
+  Append(file, present);
+  const TemporaryFile scratch(file);
+  CTiff image;
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
+  const Bytes saved = Saved(image);
+  // 10 entries end at 134, 6 bytes of BitsPerSample.
+  EXPECT_EQ(EntriesOf(saved).back(), (Entry{700, 7, 300000, 140}));
+  Bytes expected = present;
+  expected.resize(300000);
+  EXPECT_EQ(Slice(saved, 140, 300000), expected);
+  EXPECT_EQ(LongAt(saved, 10 + 12 * 7 + 8), 300140u);
+  EXPECT_EQ(Slice(saved, 300140, 12), Ramp(12));
+}
+
 TEST(TiffWriting, TheExifBlockFollowsThePixels) {
   Bytes exif = Ramp(300, 50);
   TiffBytes tiff = SmallImage().Add(34665, kLong, 1, 0);
   const auto blockAt = static_cast<unsigned>(tiff.Build().size());
   Bytes file = tiff.Change(34665, kLong, 1, blockAt).Build();
   Append(file, exif);
-  const ScratchFile scratch(file);
-  CTiff image(scratch.path());
+  const TemporaryFile scratch(file);
+  CTiff image(scratch.Path());
   const Bytes saved = Saved(image);
   // 10 entries end at 134, 6 bytes of tag data, 12 of pixels.
   EXPECT_EQ(EntriesOf(saved).back(), (Entry{34665, 4, 1, 152}));
@@ -213,6 +244,38 @@ TEST(TiffWriting, AnExifTagWithoutItsBlockIsPadded) {
   }
 }
 
+TEST(TiffWriting, AnExifTagOutOfProportionKeepsItsBlockAndReservesNothing) {
+  const Bytes exif = Ramp(300, 50);
+  const struct {
+    const char* what;
+    unsigned type, count;
+    unsigned room;  // for the tag's own data, in front of the pixels
+  } kRows[] = {
+      {"in the entry", kLong, 1, 0},
+      {"largest that is held", kUndefined, 65536, 65536},
+      {"larger", kUndefined, 65537, 0},
+      {"32 GiB", kRational, 0xFFFFFFFF, 0},
+  };
+  for (const auto& row : kRows) {
+    TiffBytes tiff = SmallImage().Add(34665, row.type, row.count, 0);
+    tiff.AddData(270, kAscii, 5, Ramp(5));
+    const auto blockAt = static_cast<unsigned>(tiff.Build().size());
+    Bytes file = tiff.Change(34665, row.type, row.count, blockAt).Build();
+    Append(file, exif);
+    const TemporaryFile scratch(file);
+    CTiff image;
+    ASSERT_EQ(image.ReadFile(scratch.Path()), 0) << row.what;
+    const Bytes saved = Saved(image);
+    // 11 entries end at 146: BitsPerSample 6 bytes, the tag's room, 5 bytes of text, the pixels.
+    const std::size_t pixelsAt = 146 + 6 + row.room + 5;
+    EXPECT_EQ(LongAt(saved, 10 + 12 * 7 + 8), pixelsAt) << row.what;
+    EXPECT_EQ(Slice(saved, pixelsAt, 12), Ramp(12)) << row.what;
+    EXPECT_EQ(LongAt(saved, 10 + 12 * 9 + 8), pixelsAt + 12) << row.what;
+    EXPECT_EQ(Slice(saved, pixelsAt + 12, 256), Slice(exif, 0, 256)) << row.what;
+    EXPECT_EQ(saved.size(), pixelsAt + 12 + 256) << row.what;
+  }
+}
+
 TEST(TiffWriting, SetTagReplacesInPlaceOrAppends) {
   CTiff image(4, 2, 72, 3, 8, 1);
   EXPECT_EQ(image.Tiff::SetTag(nullptr), 0);
@@ -240,7 +303,7 @@ TEST(TiffWriting, SetTagValueChangesOnlyWhatIsThere) {
 }
 
 TEST(TiffWriting, FailuresArePrinted) {
-  const ScratchFile target({1, 2, 3});
+  const TemporaryFile target({1, 2, 3});
   const struct {
     const char* what;
     bool tags;
@@ -249,7 +312,7 @@ TEST(TiffWriting, FailuresArePrinted) {
   } kRows[] = {
       {"no directory", true, "no/such/dir/x.tif", "*** File(Save) Open Error. ***\n"},
       {"null path", true, nullptr, "*** File(Save) Open Error. ***\n"},
-      {"no tags", false, target.path(), "*** Tiff::SaveFile() --> TiffTag EntryCounts is 0. ***\n"},
+      {"no tags", false, target.Path(), "*** Tiff::SaveFile() --> TiffTag EntryCounts is 0. ***\n"},
   };
   for (const auto& row : kRows) {
     Tiff tiff;
@@ -273,21 +336,21 @@ TEST(TiffWriting, OnlyCStringsAreCaught) {
     bool text = true;
   } tiff;
   tiff.tags = {NewTag(256, kLong, 1, 1)};
-  const ScratchFile target;
+  const TemporaryFile target;
   int result = 0;
-  EXPECT_EQ(PrintedBy([&] { result = tiff.SaveFile(target.path()); }), "text\n");
+  EXPECT_EQ(PrintedBy([&] { result = tiff.SaveFile(target.Path()); }), "text\n");
   EXPECT_EQ(result, -1);
   tiff.text = false;
-  EXPECT_THROW(tiff.SaveFile(target.path()), ErrCode);
+  EXPECT_THROW(tiff.SaveFile(target.Path()), ErrCode);
 }
 
 TEST(TiffWriting, SaveRawWritesThePixelsOnly) {
   CTiff image(10, 2, 300, 3, 8, 1);
   const Bytes pixels = Ramp(60);
   std::copy(pixels.begin(), pixels.end(), image.GetImageBuf());
-  const ScratchFile target;
+  const TemporaryFile target;
   int result = -1;
-  EXPECT_EQ(PrintedBy([&] { result = image.SaveRaw(target.path()); }),
+  EXPECT_EQ(PrintedBy([&] { result = image.SaveRaw(target.Path()); }),
             "\nWidth:10 Length:2 Samples:3 Bits:8\n");
   EXPECT_EQ(result, 0);
   EXPECT_EQ(target.Read(), pixels);
@@ -303,22 +366,22 @@ TEST(TiffWriting, WithoutPixelsNoneAreWritten) {
 
 TEST(TiffWriting, StripArraysAreNeverTakenForPixels) {
   // Compressed: the strip arrays stay as read, and the byte counts are not those of a buffer.
-  const ScratchFile scratch(ImageEntries(2, 2, 3, 8, 1, 1)
-                                .AddStrips({Ramp(6), Ramp(6)})
-                                .Change(259, kShort, 1, 5)
-                                .Change(279, kLong, 1, 4000000)
-                                .Build());
+  const TemporaryFile scratch(ImageEntries(2, 2, 3, 8, 1, 1)
+                                  .AddStrips({Ramp(6), Ramp(6)})
+                                  .Change(259, kShort, 1, 5)
+                                  .Change(279, kLong, 1, 4000000)
+                                  .Build());
   CTiff image;
-  PrintedBy([&] { ASSERT_EQ(image.ReadFile(scratch.path()), -7); });
+  PrintedBy([&] { ASSERT_EQ(image.ReadFile(scratch.Path()), -7); });
   const Bytes saved = Saved(image);
   EXPECT_EQ(saved.size(), 14u + 12 * 9 + 6 + 8);
 }
 
 TEST(TiffWriting, AByteCountThatSavingWouldReplaceBecomesALong) {
   // SLONG values become offsets when saved; the number of pixel bytes must not.
-  const ScratchFile scratch(SmallImage().Change(279, 9, 1, 12).Build());
+  const TemporaryFile scratch(SmallImage().Change(279, 9, 1, 12).Build());
   CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.path()), 0);
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
   const Bytes saved = Saved(image);
   EXPECT_EQ(EntriesOf(saved)[8], (Entry{279, 4, 1, 12}));
   EXPECT_EQ(Slice(saved, 128, 99), Bytes());

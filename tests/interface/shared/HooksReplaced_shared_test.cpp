@@ -10,6 +10,7 @@
 
 #include "interface/EngineSlots.h"
 #include "interface/kxcms.h"
+#include "tests/TemporaryFile.h"
 #include "tests/interface/TestProfile.h"
 
 namespace {
