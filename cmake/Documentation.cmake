@@ -1,6 +1,6 @@
-# `docs`: the reference documentation, made from the public headers (see Install.cmake, to be included
-# before) into docs/html of the build folder. Any warning of Doxygen fails it; `docs.doxygen` is the
-# same as a test.
+# `docs`: the reference documentation, made from the public headers (Install.cmake, to be included
+# before, lists them) into docs/html of the build folder. Any warning of Doxygen fails it;
+# `docs.doxygen` is the same as a test.
 
 find_program(KXCMS_DOXYGEN doxygen)
 mark_as_advanced(KXCMS_DOXYGEN)
@@ -27,4 +27,6 @@ add_custom_target(docs
   COMMENT "Reference documentation: ${KXCMS_DOCS_DIR}/html/index.html"
   VERBATIM)
 add_test(NAME docs.doxygen COMMAND ${KXCMS_DOXYGEN} ${KXCMS_DOCS_DIR}/Doxyfile)
-set_tests_properties(docs.doxygen PROPERTIES TIMEOUT 300)
+add_test(NAME docs.reference COMMAND python3 -B
+  ${CMAKE_CURRENT_SOURCE_DIR}/tests/docs/reference_test.py ${KXCMS_DOCS_DIR}/Doxyfile)
+set_tests_properties(docs.doxygen docs.reference PROPERTIES TIMEOUT 300)

@@ -6,9 +6,10 @@
 namespace ICC40 {
 namespace ICCFILE {
 
-/// The chromatic adaptation matrix (ICC.1:2010 9.2.10, s15Fixed16ArrayType).
+/// The chromatic adaptation matrix (ICC.1:2010 chromaticAdaptationTag, s15Fixed16ArrayType).
 class KX_API CChad : public iccTagBase {
  public:
+  /// All elements 0.
   CChad();
   ~CChad() override;
 
@@ -16,7 +17,7 @@ class KX_API CChad : public iccTagBase {
   /// Reads nine s15Fixed16 words from byte 8 on. @return `size`.
   int Initial(ICC4_HEADER::icTagSignature signature, unsigned char* data, int size) override;
 
-  double matrix[3][3];  ///< row by row
+  double matrix[3][3];  ///< from the illuminant to the PCS white, row by row
 };
 
 }  // namespace ICCFILE

@@ -6,10 +6,11 @@
 namespace ICC40 {
 namespace ICCFILE {
 
-/// A tone curve (ICC.1:2010 10.5, curveType). Counts 0 (identity) and 1 (gamma, u8Fixed8) are kept
+/// A tone curve (ICC.1:2010 curveType). Counts 0 (identity) and 1 (gamma, u8Fixed8) are kept
 /// as they stand; the users interpret them.
 class KX_API CCurveType : public iccTagBase {
  public:
+  /// No entries: count 0, null.
   CCurveType();
   ~CCurveType() override;
 
@@ -19,9 +20,10 @@ class KX_API CCurveType : public iccTagBase {
   /// copy is kept. @return `size`.
   int Initial(ICC4_HEADER::icTagSignature signature, unsigned char* data, int size) override;
 
-  /// Parses one curve of a longer buffer, by the virtual `Initial` with size 0, and returns the
-  /// bytes to advance to the next one, 2 * count + 14 (deliberately 2 bytes past the padded curve
-  /// when the count is even). The caller guarantees that the curve lies within its buffer.
+  /// Parses one curve of a longer buffer, by the virtual `Initial` with size 0. The caller
+  /// guarantees that the curve lies within its buffer.
+  /// @return the bytes to advance to the next curve, 2 * count + 14 (deliberately 2 bytes past the
+  ///         padded curve when the count is even).
   int Initial(ICC4_HEADER::icTagSignature signature, unsigned char* data);
 
   /// Makes an identity curve ready to be written: size 12, count 0, and the 12 bytes of the tag in
@@ -32,9 +34,10 @@ class KX_API CCurveType : public iccTagBase {
   /// @return 0.
   int Save(FILE* stream) override;
 
-  unsigned int count;       ///< entries, as the tag states it
-  unsigned short* entries;  ///< owned, new[]: `count` values in host order, or the 12 raw bytes;
-                            ///< null when absent
+  unsigned int count;  ///< entries, as the tag states it; not limited
+  /// Owned, new[]: `count` values 0..65535 in host order, or the 12 raw bytes of an identity curve;
+  /// null when absent.
+  unsigned short* entries;
 };
 
 }  // namespace ICCFILE

@@ -6,9 +6,10 @@
 namespace ICC40 {
 namespace ICCFILE {
 
-/// A tag that is kept as raw bytes only.
+/// A tag without a class of its own, kept as raw bytes in `data`.
 class KX_API CDataType : public iccTagBase {
  public:
+  /// No data.
   CDataType();
   ~CDataType() override;
 

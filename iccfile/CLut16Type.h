@@ -8,10 +8,11 @@ namespace ICCFILE {
 
 class CLut;
 
-/// A lookup table with 16-bit entries (ICC.1:2010 10.10, lut16Type): the form that the curve and
+/// A lookup table with 16-bit entries (ICC.1:2010 lut16Type): the form that the curve and
 /// colour tables are built from. All table values are in host order, 0..65535.
 class KX_API CLut16Type : public iccTagBase {
  public:
+  /// Everything 0, no tables.
   CLut16Type();
   /// Converts a `CLut`: the A-to-B form takes its input tables from the A curves and its output
   /// tables from the B curves, the B-to-A form the other way round. Every channel takes the entry
@@ -28,15 +29,15 @@ class KX_API CLut16Type : public iccTagBase {
   /// the input channel count says. @return `size`.
   int Initial(ICC4_HEADER::icTagSignature signature, unsigned char* data, int size) override;
 
-  /// Writes an 'mft2' tag from the fields. Kept as applications know it: the matrix diagonal is
-  /// written as 1.0 and its other words in host byte order; input and colour tables are swapped to
-  /// file order in place before they are written (and stay swapped), output tables are written as
-  /// they lie in memory. An absent table is written as zeros, 32 MiB of them at most.
+  /// Writes an 'mft2' tag from the fields. Kept so that results stay identical: the matrix diagonal
+  /// is written as 1.0 and its other words in host byte order; input and colour tables are swapped
+  /// to file order in place before they are written (and stay swapped), output tables are written
+  /// as they lie in memory. An absent table is written as zeros, 32 MiB of them at most.
   /// @return 0.
   int Save(FILE* stream) override;
 
-  unsigned char inputChannels;
-  unsigned char outputChannels;
+  unsigned char inputChannels;   ///< as in the tag
+  unsigned char outputChannels;  ///< as in the tag
   unsigned char gridPoints;      ///< per input dimension
   unsigned char reservedByte;    ///< tag byte 11
   int matrix[9];                 ///< e00, e01, ..., e22 as s15Fixed16 words

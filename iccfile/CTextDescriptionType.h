@@ -6,10 +6,11 @@
 namespace ICC40 {
 namespace ICCFILE {
 
-/// A text description (ICC.1:2001-04 6.5.17, textDescriptionType) or an unlisted text tag; the
-/// inner structure is not parsed.
+/// The description tag (ICC.1:2001-04 textDescriptionType; any other type is taken alike) or text
+/// under a signature without a class of its own. The inner structure is not parsed.
 class KX_API CTextDescriptionType : public iccTagBase {
  public:
+  /// No text.
   CTextDescriptionType();
   ~CTextDescriptionType() override;
 

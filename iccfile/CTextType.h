@@ -6,9 +6,10 @@
 namespace ICC40 {
 namespace ICCFILE {
 
-/// Plain text (ICC.1:2010 10.22, textType), used for the copyright tag.
+/// Plain text (ICC.1:2010 textType), used for the copyright tag.
 class KX_API CTextType : public iccTagBase {
  public:
+  /// No text.
   CTextType();
   ~CTextType() override;
 

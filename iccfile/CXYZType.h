@@ -6,7 +6,7 @@
 namespace ICC40 {
 namespace ICCFILE {
 
-/// One XYZ value (ICC.1:2010 10.27, XYZType; only the first triple of the tag).
+/// One XYZ value (ICC.1:2010 XYZType; only the first triple of the tag).
 class KX_API CXYZType : public iccTagBase {
  public:
   /// Size 20, X = Y = Z = 0.
@@ -25,12 +25,18 @@ class KX_API CXYZType : public iccTagBase {
   /// disk only for a value set through `Initial(signature, X, Y, Z)`. @return 0.
   int Save(FILE* stream) override;
 
-  int fixedX;  ///< s15Fixed16 word; host order when parsed, file order when set from doubles
+  ///@{
+  /// s15Fixed16 word: 65536 is 1.0. Host order when parsed, file order when set from doubles.
+  int fixedX;
   int fixedY;
   int fixedZ;
-  double X;  ///< relative to 1.0
+  ///@}
+  ///@{
+  /// The value as a number; a perfect white has Y = 1.0.
+  double X;
   double Y;
   double Z;
+  ///@}
 };
 
 }  // namespace ICCFILE

@@ -3,13 +3,19 @@
 
 #include "../engine/CIccEngineS.h"
 
-// The three engine slots behind the C interface, constructed in this order when the library is
-// loaded and destroyed in the reverse order when it is unloaded.
+/// @file
+/// The three engine slots behind the C interface.
+
+///@{
+/// An engine slot. The three are constructed in this order when the library is loaded and destroyed
+/// in the reverse order when it is unloaded. One thread at a time each; they share nothing but the
+/// OpenMP runtime.
 extern KX_API ICC40::ICC_ENG_S4::CIccEngineS IccEngine;
 extern KX_API ICC40::ICC_ENG_S4::CIccEngineS IccEngine_2nd;
 extern KX_API ICC40::ICC_ENG_S4::CIccEngineS IccEngine_3rd;
+///@}
 
-/// Section name that `KX_Icc_Adjust` passes to `ConfigGetInt`: "Icc".
+/// Section name that `KX_Icc_Adjust` passes to `ConfigGetInt`. @return "Icc", static storage.
 KX_API char const* Name();
 
 #endif

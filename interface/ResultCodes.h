@@ -3,6 +3,9 @@
 
 #include "KxApi.h"
 
+/// @file
+/// Integer results, and the names under which they are reported.
+
 /// Selection succeeded or nothing changed; a conversion ran.
 constexpr int IccResultOk = 0;
 /// The engine is unusable, or the profile has no lookup tag that it can use.
@@ -18,7 +21,8 @@ constexpr int IccResultInputColor = 65530;
 /// All ones (0xFFFFFFFF): a conversion was refused, or its file could not be read.
 constexpr int IccResultFail = -1;
 
-/// Names of the results reported to the configuration hooks: 7 texts, then 33 nulls.
+/// Names of the results reported to the configuration hooks: 7 texts, then 33 nulls. Static
+/// storage.
 extern KX_API const char* const strErr[40];
 
 #endif

@@ -1,4 +1,5 @@
-/* KXCMS: colour management for RGB image data. The plain C interface.
+/** @file
+ * KXCMS: colour management for RGB image data. The plain C interface.
  *
  * Three independent engine slots each hold one ICC device profile and the pipeline made of it. Set
  * a slot up with KX_Icc_SetProfile, convert buffers or TIFF files with it as often as you like:
@@ -23,12 +24,13 @@
  * to be freed. Paths are the bytes that fopen takes.
  *
  * Threads. No function takes a lock. One slot must be used by one thread at a time; different slots
- * may be used at once. Conversions start an OpenMP parallel region of their own. Loading the
+ * may be used at once. Conversions may start an OpenMP parallel region of their own. Loading the
  * library sets OpenMP's thread count to 8 and turns its dynamic adjustment on, for the process.
  */
 #ifndef KXCMS_INTERFACE_KXCMS_H
 #define KXCMS_INTERFACE_KXCMS_H
 
+/** Marks what the library exports. */
 #if defined(__GNUC__)
 #define KX_C_API __attribute__((visibility("default")))
 #else
@@ -86,7 +88,7 @@ enum KX_ColorCode {
   KX_COLOR_NONE = 65535 /**< no colour code; as input code of some functions: the default, RGB */
 };
 
-/** Rendering intents (ICC.1:2010 0.7) and the lookup tag that each tries first; all fall back to
+/** Rendering intents (ICC.1:2010 6.2) and the lookup tag that each tries first; all fall back to
  *  A2B0. */
 enum KX_Intent {
   KX_INTENT_PERCEPTUAL = 0, /**< A2B0 */
@@ -123,31 +125,40 @@ enum KX_Result {
 KX_C_API int KX_Icc_SetProfile(const char* path, const char* second, int intent, int input,
                                int output);
 
+/**@{*/
 /** As KX_Icc_SetProfile for the other slots, with two differences: KX_COLOR_NONE is not replaced
  *  but refused, and instead of the line on standard output the request and its result go to the
- *  configuration hooks, sections "Current2" and "Current3". */
+ *  configuration hooks, sections "Current2" and "Current3".
+ *  @return the output code. */
 KX_C_API int KX_Icc_SetProfile_2nd(const char* path, const char* second, int intent, int input,
                                    int output);
 KX_C_API int KX_Icc_SetProfile_3rd(const char* path, const char* second, int intent, int input,
                                    int output);
+/**@}*/
 
 /** As KX_Icc_SetProfile (first slot), without replacement of KX_COLOR_NONE and without the line. A
- *  failure to read goes to the configuration hooks, under section "Current3". */
+ *  failure goes to the configuration hooks, under section "Current3".
+ *  @return the output code. */
 KX_C_API int KX_Icc_SetProfileF(const char* path, const char* second, int intent, int input,
                                 int output);
 
 /* ---- Intent and adjustment ------------------------------------------------------------------ */
 
+/**@{*/
 /** Rebuilds the pipeline of the profile in the slot for another intent or other codes, with the
  *  offsets in force. The codes are stored without a check of the input code, even where no profile
  *  is held; the older tables then stay in use. The sample width of the output buffer stays that of
  *  the last KX_Icc_SetProfile.
- *  @param input  KX_COLOR_NONE stands for KX_COLOR_RGB.
+ *  @param intent  a KX_Intent.
+ *  @param input   KX_COLOR_NONE stands for KX_COLOR_RGB.
+ *  @param output  a KX_ColorCode.
  *  @return the output code. */
 KX_C_API int KX_Icc_SetIntent(int intent, int input, int output);
 KX_C_API int KX_Icc_SetIntent_2nd(int intent, int input, int output);
 KX_C_API int KX_Icc_SetIntent_3rd(int intent, int input, int output);
+/**@}*/
 
+/**@{*/
 /** Shifts all colours and replaces the output curves.
  *
  *  With KX_Icc_Adjust, an application that answers 1 to the configuration hook's question ("Icc",
@@ -164,9 +175,11 @@ KX_C_API int KX_Icc_Adjust_2nd(unsigned char* curveR, unsigned char* curveG, uns
                                int count, double L, double c, double h);
 KX_C_API int KX_Icc_Adjust_3rd(unsigned char* curveR, unsigned char* curveG, unsigned char* curveB,
                                int count, double L, double c, double h);
+/**@}*/
 
 /* ---- Conversion ----------------------------------------------------------------------------- */
 
+/**@{*/
 /** Converts a pixel buffer.
  *  @param src     pixelCount pixels, 8-bit for input KX_COLOR_RGB, else 16-bit; only read.
  *  @param dst     pixelCount pixels of the output's sample width (16-bit whenever the input is);
@@ -176,10 +189,12 @@ KX_C_API int KX_Icc_Adjust_3rd(unsigned char* curveR, unsigned char* curveG, uns
 KX_C_API int KX_Icc_Convert2(unsigned char* src, unsigned char* dst, int pixelCount);
 KX_C_API int KX_Icc_Convert2_2nd(unsigned char* src, unsigned char* dst, int pixelCount);
 KX_C_API int KX_Icc_Convert2_3rd(unsigned char* src, unsigned char* dst, int pixelCount);
+/**@}*/
 
-/** The same as KX_Icc_Convert2. */
+/** The same as KX_Icc_Convert2. @return as there. */
 KX_C_API int KX_Icc_Convert(unsigned char* src, unsigned char* dst, int pixelCount);
 
+/**@{*/
 /** Converts a TIFF file (baseline, uncompressed, little-endian, three samples of 8 or 16 bits, like
  *  the slot's codes) and writes a new one; three stopwatch lines go to standard output. An unusable
  *  slot opens no file.
@@ -188,6 +203,7 @@ KX_C_API int KX_Icc_Convert(unsigned char* src, unsigned char* dst, int pixelCou
 KX_C_API int KX_Icc_ConvertFile(const char* inPath, const char* outPath);
 KX_C_API int KX_Icc_ConvertFile_2nd(const char* inPath, const char* outPath);
 KX_C_API int KX_Icc_ConvertFile_3rd(const char* inPath, const char* outPath);
+/**@}*/
 
 /* ---- Kept for compatibility ----------------------------------------------------------------- */
 
@@ -200,24 +216,25 @@ KX_C_API int KX_Icc_DeleteWorkingBuf(void);
 
 /* ---- Configuration hooks -------------------------------------------------------------------- */
 
-/* The library's own versions do nothing and return 0 (null for the string getters). An application
-   that defines functions of these names gets the calls instead. The library calls only
-   ConfigGetInt, ConfigSetInt and ConfigSetString, on the caller's thread; all strings are borrowed
-   and valid only during the call, and the value of "InputProfile" is null where the path was. */
-
+/**@{*/
+/** A hook. The library's own version does nothing. An application that defines a function of this
+ *  name gets the calls instead. The library calls only ConfigGetInt, ConfigSetInt and
+ *  ConfigSetString, on the caller's thread; all strings are borrowed and valid only during the
+ * call, and the value of "InputProfile" is null where the path was.
+ *  @return the library's own version: 0, null for the string getters. */
 KX_C_API int ConfigFile(const char* path);
 KX_C_API int ConfigGetInt(const char* section, const char* key, int defaultValue);
 KX_C_API const char* ConfigGetString(const char* section, const char* key,
                                      const char* defaultValue);
 KX_C_API int ConfigSetInt(const char* section, const char* key, int value);
 KX_C_API int ConfigSetString(const char* section, const char* key, const char* value);
-
 KX_C_API int ConfigFile2(const char* path);
 KX_C_API int ConfigGetInt2(const char* section, const char* key, int defaultValue);
 KX_C_API const char* ConfigGetString2(const char* section, const char* key,
                                       const char* defaultValue);
 KX_C_API int ConfigSetInt2(const char* section, const char* key, int value);
 KX_C_API int ConfigSetString2(const char* section, const char* key, const char* value);
+/**@}*/
 
 #ifdef __cplusplus
 }

@@ -14,9 +14,11 @@ namespace KX_Tiff_STL3 {
 /// StripOffsets owns the pixels as one interleaved buffer.
 ///
 /// Supported: "II" files, at most 39 directory entries, Compression 1, planar configuration 1 or 2.
-/// One thread at a time. Field and slot order are interface.
+/// All streams and paths are borrowed. Write errors are left to the stream's own error state. One
+/// thread at a time. Field and slot order are interface.
 class KX_API Tiff {
  public:
+  /// No tags.
   Tiff();
   /// `ReadFile(path)`; its exceptions pass.
   explicit Tiff(char const* path);
@@ -44,8 +46,14 @@ class KX_API Tiff {
   virtual int SaveFile(char const* path);
   /// Writes the pixels only, and prints the geometry. @return 0, or -1 after printing a line.
   virtual int SaveRaw(char const* path);
-  /// The tag object for a directory entry; an empty pointer (and "bad_alloc caught: ..." on
-  /// standard error) when memory is exhausted.
+  /// Makes the tag object for a directory entry: a `BitsPerSampleTag`, `ResolutionTag` or
+  /// `Exif_IFD_Tag` by its number, else a `TiffTag`.
+  /// @param tagAndType     tag number in the low, field type in the high 16 bits.
+  /// @param count          items.
+  /// @param valueOrOffset  the last word of the entry.
+  /// @param file           where out-of-line data are read from; may be null.
+  /// @return the object; an empty pointer (and "bad_alloc caught: ..." on standard error) when
+  ///         memory is exhausted.
   virtual std::shared_ptr<TiffTag> CreateTag(unsigned tagAndType, unsigned count,
                                              unsigned valueOrOffset, FILE* file);
   /// Writes the 8 header bytes. @return 0.
@@ -68,9 +76,9 @@ class KX_API Tiff {
   template <typename T>
   void Pack(int width, int length);
 
-  /// The first tag with this number, or an empty pointer.
+  /// @return the first tag with this number, or an empty pointer.
   std::shared_ptr<TiffTag> GetTag(TiffTagSignature tag);
-  /// Its value, or 0 when there is none.
+  /// @return the value of that tag, or 0 when there is none.
   unsigned GetTagValue(TiffTagSignature tag);
   /// Replaces the first tag with the same number, or appends. An empty pointer is ignored.
   /// @return 0.
@@ -78,11 +86,11 @@ class KX_API Tiff {
   /// Sets the value of the first tag with this number, if there is one. @return 0.
   int SetTagValue(TiffTagSignature tag, unsigned value);
 
-  /// Computes all offsets and writes the directory; tags get their new offsets in `value`. Absent
-  /// data (null) of more than 64 KiB take no room. @return 0.
+  /// Computes all offsets and writes the directory; tags get their new offsets in `value`. What
+  /// `TiffTag::SaveFile` does not write takes no room, but for the inline data of types 6 to 9.
+  /// @return 0.
   int WriteIFD(FILE* file);
-  /// Writes the out-of-line data of every tag; absent data as zeros, or not at all when larger than
-  /// 64 KiB. @return 0.
+  /// Writes the out-of-line data of every tag by its `SaveFile`. @return 0.
   int WriteTagData(FILE* file);
   /// Writes StripByteCounts bytes of the pixel buffer, nothing without a buffer. A caller who
   /// changes that tag sees to it that the buffer is as large. @return 0.

@@ -3,29 +3,31 @@
 
 #include "../interface/KxApi.h"
 
+/// TIFF images (TIFF 6.0, baseline) in memory and in files.
 namespace KX_Tiff_STL3 {
 
 /// Field types (TIFF 6.0, section 2). Only the low four bits of a type are kept from a file.
 enum FieldType : unsigned int {
-  TIFF_BYTE = 1,
-  TIFF_ASCII = 2,
-  TIFF_SHORT = 3,
-  TIFF_LONG = 4,
-  TIFF_RATIONAL = 5,
-  TIFF_SBYTE = 6,
-  TIFF_UNDEFINED = 7,
-  TIFF_SSHORT = 8,
-  TIFF_SLONG = 9,
-  TIFF_SRATIONAL = 10,
-  TIFF_FLOAT = 11,
-  TIFF_DOUBLE = 12,
+  TIFF_BYTE = 1,        ///< 8-bit unsigned
+  TIFF_ASCII = 2,       ///< 7-bit text, ended by a zero byte
+  TIFF_SHORT = 3,       ///< 16-bit unsigned
+  TIFF_LONG = 4,        ///< 32-bit unsigned
+  TIFF_RATIONAL = 5,    ///< two LONGs, numerator and denominator
+  TIFF_SBYTE = 6,       ///< 8-bit signed
+  TIFF_UNDEFINED = 7,   ///< bytes
+  TIFF_SSHORT = 8,      ///< 16-bit signed
+  TIFF_SLONG = 9,       ///< 32-bit signed
+  TIFF_SRATIONAL = 10,  ///< two SLONGs
+  TIFF_FLOAT = 11,      ///< 32-bit IEEE 754
+  TIFF_DOUBLE = 12,     ///< 64-bit IEEE 754
 };
 
 /// Bytes per item of each field type 0..15. The entries for 10, 11 and 12 (4, 8, 1) are kept so
 /// that files stay identical byte for byte.
 extern KX_API const unsigned int DataType[16];
 
-/// Tag numbers (TIFF 6.0) and extensions. Any other number is kept and written back.
+/// Tag numbers of TIFF 6.0, and of the extensions for Exif, ICC profiles, XMP, IPTC and image
+/// resources. Any other number is kept and written back.
 enum TiffTagSignature : unsigned int {
   NewSubfileType = 254,
   SubfileType = 255,

@@ -8,6 +8,10 @@
 /// All bytes of a profile file; refuses what cannot be read.
 std::vector<unsigned char> ReadProfileFile(const std::string& path);
 
+/// All bytes of an open file from its position on; refuses what cannot be read.
+/// @param name  how messages call it
+std::vector<unsigned char> ReadProfile(int fd, const std::string& name);
+
 /// A private copy of a profile that the library can open by path: what was checked is what is
 /// converted with, whatever happens to the file meanwhile. It lives in memory and leaves nothing
 /// behind, however the command ends.

@@ -6,7 +6,9 @@
 #include <string>
 #include <vector>
 
-/// What the check found out about an image that can be converted.
+#include "Finding.h"
+
+/// What the check found out about an image.
 struct TiffForm {
   std::uint32_t width = 0;
   std::uint32_t length = 0;
@@ -20,9 +22,19 @@ struct TiffForm {
   std::uint64_t PixelBytes() const { return std::uint64_t{width} * length * 3 * (bits / 8); }
 };
 
-/// Passes an RGB image that the library reads rightly, and refuses every other one, saying why.
+struct TiffReport {
+  TiffForm form;  ///< as far as it could be found out
+  std::vector<Finding> findings;
+};
+
+/// Everything that keeps the library from reading the image rightly. The embedded profile is not
+/// looked into. Refuses what is no file or cannot be read at all.
 /// @param fd    the open file, of which nothing is trusted; its position is left alone
 /// @param name  how messages call it
+TiffReport InspectTiff(int fd, const std::string& name);
+
+/// Passes an RGB image that the library reads rightly, and refuses every other one with the first
+/// error.
 TiffForm CheckTiff(int fd, const std::string& name);
 
 #endif

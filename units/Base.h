@@ -4,6 +4,7 @@
 #include "../interface/KxApi.h"
 
 namespace ICC40 {
+/// The tables that a conversion is made of, and its run state.
 namespace ICC_UNIT {
 
 class Info;
@@ -12,12 +13,15 @@ class Info;
 /// heap, used by one thread at a time except where a conversion says otherwise.
 class KX_API Base {
  public:
+  /// Named "Base".
   Base();
   Base(const Base&) = delete;
   Base& operator=(const Base&) = delete;
   virtual ~Base();
 
-  /// Converts one sample set in place. This class does nothing. @return 0.
+  /// Converts one sample set, 16-bit values 0..65535, in place: c0, c1, c2 are the first three
+  /// channels, o0 to o3 the fourth to seventh where a table has them. This class does nothing.
+  /// @return 0.
   virtual int Conversion(unsigned short& c0, unsigned short& c1, unsigned short& c2,
                          unsigned short& o0, unsigned short& o1, unsigned short& o2,
                          unsigned short& o3);
@@ -25,9 +29,10 @@ class KX_API Base {
   virtual int Conversion(unsigned char* buffer, int count);
   /// Converts the buffers that a run state describes. This class does nothing. @return 0.
   ///
-  /// In every table: a null run state, a null buffer or a pixel count below 1 touches nothing, and
-  /// only whole pixels that fit into `info->workingSize` samples are converted. A `workingSize` of
-  /// 0 counts as unknown (the caller set `workingBuf` by hand): `workingCount` is then trusted.
+  /// In every table: a null run state, a null buffer, a pixel count below 1 or one that
+  /// `Info::CheckWorkingBuf` refused touches nothing, and only whole pixels that fit into
+  /// `info->workingSize` samples are converted. A `workingSize` of 0 counts as unknown (the caller
+  /// set `workingBuf` by hand): `workingCount` is then trusted.
   virtual int Conversion(Info* info);
 
   char const* name;  ///< borrowed constant: the class name

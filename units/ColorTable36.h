@@ -6,9 +6,11 @@
 namespace ICC40 {
 namespace ICC_UNIT {
 
-/// `ColorTable33` with six output channels, written to c0..c2 and o0..o2.
+/// `ColorTable33` with six output channels, written to c0..c2 and o0..o2, in the 16-bit and the
+/// reference conversion alike.
 class KX_API ColorTable36 : public ColorTable33 {
  public:
+  /// As `ColorTable33`, with its own name.
   ColorTable36();
   ~ColorTable36() override;
 

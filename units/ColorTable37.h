@@ -6,9 +6,11 @@
 namespace ICC40 {
 namespace ICC_UNIT {
 
-/// `ColorTable33` with seven output channels, written to c0..c2 and o0..o3.
+/// `ColorTable33` with seven output channels, written to c0..c2 and o0..o3, in the 16-bit and the
+/// reference conversion alike.
 class KX_API ColorTable37 : public ColorTable33 {
  public:
+  /// As `ColorTable33`, with its own name.
   ColorTable37();
   ~ColorTable37() override;
 

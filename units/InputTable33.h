@@ -8,7 +8,8 @@
 namespace ICC40 {
 namespace ICC_UNIT {
 
-/// Input curves of three channels, expanded to one working value per input level.
+/// Input curves of three channels (ICC.1:2010 lut16Type input tables), expanded to one working
+/// value 0..65535 per input level.
 class KX_API InputTable33 : public Base {
  public:
   /// Curves and lookup 0, depth 16, step 0.
@@ -18,6 +19,7 @@ class KX_API InputTable33 : public Base {
   using Base::Conversion;
   /// Replaces c0, c1, c2 by the interpolated value of their channel's curve, rounded by +0.5 and
   /// truncation; o0..o3 are untouched. Needs `Initial(lut, ...)`; without it nothing changes.
+  /// @return 0.
   int Conversion(unsigned short& c0, unsigned short& c1, unsigned short& c2, unsigned short& o0,
                  unsigned short& o1, unsigned short& o2, unsigned short& o3) override;
   int Conversion(unsigned char* buffer, int count) override;
@@ -42,7 +44,7 @@ class KX_API InputTable33 : public Base {
   /// Re-indexes for 16-bit Lab samples with signed a*, b*. @return 0.
   int Change_Lut16_To_Lab16();
 
-  double step;                    ///< curve input spacing, 65535 / (entries - 1)
+  double step;                    ///< curve input spacing, 65535 / (entries - 1); 0 = no curves
   unsigned int curves[3][4096];   ///< curve of each channel, 16-bit values
   unsigned int lookup[3][65536];  ///< working value by input level (the first 256 when depth is 8)
   unsigned int depth;             ///< 16, or 8 after a change to 8-bit indexing

@@ -9,6 +9,7 @@ namespace ICC_UNIT {
 /// `InputTable33` for a working buffer of 4 samples a pixel.
 class KX_API InputTable34 : public InputTable33 {
  public:
+  /// As `InputTable33`, with its own name.
   InputTable34();
   ~InputTable34() override;
 

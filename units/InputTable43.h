@@ -27,9 +27,9 @@ class KX_API InputTable43 : public Base {
   /// change nothing. @return 0.
   int Initial(ICCFILE::CLut16Type* lut);
 
-  double step;  ///< curve input spacing, 65535 / (entries - 1)
-  unsigned int curves[4][4096];
-  unsigned int depth;  ///< 16
+  double step;                   ///< curve input spacing, 65535 / (entries - 1); 0 = no curves
+  unsigned int curves[4][4096];  ///< curve of each channel, 16-bit values
+  unsigned int depth;            ///< 16
 };
 
 }  // namespace ICC_UNIT

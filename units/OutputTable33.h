@@ -9,7 +9,8 @@
 namespace ICC40 {
 namespace ICC_UNIT {
 
-/// Output curves of up to seven channels, each expanded to 65,536 output values.
+/// Output curves of up to seven channels (ICC.1:2010 lut16Type output tables), each expanded to
+/// 65,536 output values.
 ///
 /// `Initial` fills the lookups from a lookup tag or from caller curves; a builder then reduces them
 /// to 8 bits or replaces them by a fixed encoding, and returns the colour code of the result.
@@ -48,47 +49,75 @@ class KX_API OutputTable33 : public Base {
   /// Identity curves and lookups in all seven channels. @return 65536.
   int ResetTable();
 
-  // Builders, to be called after `Initial`. Each sets `outputMode` and returns the colour code of
-  // the result; those that take a code return it.
+  /// @name Builders
+  /// To be called after `Initial`. Each sets `outputMode`.
+  /// @{
 
-  /// Reduces channels 0 to 2 to 8 bits: min(255, (value + 127) >> 8).
+  /// Reduces channels 0 to 2 to 8 bits: min(255, (value + 127) >> 8). @return `RGB`.
   int OutputRGB8();
-  /// The same as `OutputRGB8`.
+  /// The same as `OutputRGB8`. @return `cs`.
   int OutputGamma100(ICCFILE::ColorSpaceSignature cs);
-  /// The `_8` forms reduce their channels in the same way, the `_16` forms leave the lookups.
+  /// Reduces channels 0 to 3 in the same way. @return `CMYK`.
   int OutputCMYK_8();
+  /// Leaves the lookups at 16 bits. @return `CMYK_16`.
   int OutputCMYK_16();
+  /// Reduces channels 0 to 5 in the same way. @return `CLR6`.
   int OutputCLR6_8();
+  /// Leaves the lookups at 16 bits. @return `CLR6_16`.
   int OutputCLR6_16();
+  /// Reduces all seven channels in the same way. @return `CLR7`.
   int OutputCLR7_8();
+  /// Leaves the lookups at 16 bits. @return `CLR7_16`.
   int OutputCLR7_16();
-  /// 8-bit and 16-bit Lab with a*, b* as signed numbers.
+  /// 8-bit Lab: L* is min(255, (value + 128) >> 8), a* and b* become signed bytes (value >> 8, top
+  /// bit inverted). @return `Lab`.
   int OutputLab_8();
+  /// 16-bit Lab: a* and b* become signed words (top bit inverted). @return `Lab_16`.
   int OutputLab_16();
-  /// These replace channels 0 to 2 by a fixed encoding of linear values.
+  /// Replaces channels 0 to 2 by the sRGB encoding (IEC 61966-2-1 with the rounded constants of
+  /// `sRGB_Gamma_Encode`) of a linear level, in 8 bits. @return `sRGB220`.
   int OutputGamma_sRGB();
+  /// The same in 16 bits. @return `sRGB220_16`.
   int OutputGamma_sRGB_16();
+  /// Replaces channels 0 to 2 by the power 0.5556 (gamma 1.8) of a linear level, in 8 bits.
+  /// @return `cs`.
   int OutputGamma180(ICCFILE::ColorSpaceSignature cs);
+  /// The same in 16 bits. @return `cs`.
   int OutputGamma180_16(ICCFILE::ColorSpaceSignature cs);
+  /// `KodakCurve(0, 1024, 1.2, 0.0, 2.2)`, in 8 bits. @return `sRGB_KodakPhoto`.
   int OutputGamma_KodakPhoto();
+  /// The same curve in 16 bits. @return `sRGB_KodakPhoto_16`.
   int OutputGamma_KodakPhoto_16();
+  /// `KodakCurve(512, 2048, 1.5, 0.2, 2.2)`, in 8 bits. @return `sRGB_KodakMix`.
   int OutputGamma_KodakMix();
+  /// `KodakCurve(512, 2048, 1.5, 0.0, 2.2)`, in 16 bits: without the density offset of the 8-bit
+  /// form, kept so that results stay identical. @return `sRGB_KodakMix_16`.
   int OutputGamma_KodakMix_16();
+  /// `KodakCurve(2048, 10240, 2.0, 0.3, 2.2)`, in 8 bits. @return `sRGB_KodakText`.
   int OutputGamma_KodakText();
+  /// The same curve in 16 bits. @return `sRGB_KodakText_16`.
   int OutputGamma_KodakText_16();
+  /// @}
 
-  /// Writes a linear toe from x0 to x1 and a power curve above it to channels 0 to 2. Position
-  /// 65535 keeps its value. x0, x1 are 16-bit levels, g / gd the exponent, d a density offset.
+  /// Writes a tone curve to channels 0 to 2: 0 up to `x0`, a line to `x1`, a power curve above.
+  /// Position 65535 keeps its value. Arguments that make no curve give some defined values.
+  /// @param x0  16-bit level where the line begins.
+  /// @param x1  16-bit level where the line ends.
+  /// @param g   gamma of the tone curve; the exponent is `g` / `gd`.
+  /// @param d   density offset, which raises the power curve by `d` / `gd`.
+  /// @param gd  gamma of the display.
   /// @return 0.
   int KodakCurve(int x0, int x1, double g, double d, double gd);
 
-  double step;              ///< curve input spacing
-  double divisor;           ///< divisor of the interpolation fraction
-  int channels;             ///< output channels of the lookup tag
-  int entries;              ///< entries per output curve
-  unsigned int outputMode;  ///< packing chosen by the last builder, 0..7
-  unsigned int curves[7][4096];
-  unsigned int lookup[7][65536];
+  double step;     ///< curve input spacing, 65535 / (entries - 1)
+  double divisor;  ///< of the interpolation fraction: 65536 / entries, 15 for identity curves
+  int channels;    ///< output channels of the lookup tag, as it states them
+  int entries;     ///< entries per output curve, at most 4096
+  /// Packing chosen by the last builder: 0, 2, 4, 6 for 16 bits and three, four, six, seven
+  /// channels; one more for 8 bits.
+  unsigned int outputMode;
+  unsigned int curves[7][4096];   ///< curve of each channel, 16-bit values
+  unsigned int lookup[7][65536];  ///< output value by interpolated 16-bit value
 };
 
 }  // namespace ICC_UNIT

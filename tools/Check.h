@@ -1,0 +1,22 @@
+#ifndef KXCMS_TOOLS_CHECK_H
+#define KXCMS_TOOLS_CHECK_H
+
+#include <string>
+#include <vector>
+
+#include "Refusal.h"
+
+struct CheckRequest {
+  std::vector<std::string> files;
+  bool json = false;
+};
+
+/// Prints everything wrong with profiles and TIFF files on standard output, as one line for each
+/// finding or as one JSON document. Which of the two a file is, its contents tell. A file that
+/// cannot be read does not keep the others from being checked.
+/// @return `WouldBeWrong` if there is an error among the findings, `InputUnreadable` if a file
+/// could
+///         not be read or is neither
+Exit CheckFiles(const CheckRequest& request);
+
+#endif
