@@ -48,14 +48,20 @@ void SettleByteCountType(Tiff& image) {
   byteCounts->count = 1;
 }
 
+/// A pixel buffer that the file is about to fill: clearing it first would touch every page twice.
+std::unique_ptr<unsigned char[]> UnfilledPixels(std::uint64_t bytes) {
+  return std::unique_ptr<unsigned char[]>(new unsigned char[bytes]);
+}
+
 /// Reads `stripBytes` bytes at the StripOffsets value into a new pixel buffer.
 int ReadSingleStrip(Tiff& image, FILE* file, std::uint64_t stripBytes) {
   const std::uint64_t bufferBytes =
       std::max(stripBytes, PixelBufferBytes(GeometryOf(image), image.GetTagValue(StripByteCounts)));
   if (bufferBytes > PixelLimit(image, file)) return kUnreadableImage;
   const auto strips = image.GetTag(StripOffsets);
-  auto pixels = std::make_unique<unsigned char[]>(bufferBytes);
+  std::unique_ptr<unsigned char[]> pixels = UnfilledPixels(bufferBytes);
   ReadAt(file, strips->GetValue(), pixels.get(), stripBytes);
+  std::fill(pixels.get() + stripBytes, pixels.get() + bufferBytes, std::uint8_t{0});
   delete[] strips->data;
   HoldPixels(*strips, pixels.release());
   return 0;
@@ -234,8 +240,9 @@ int Tiff::ReadMultiStripOffset(FILE* file) {
       bufferBytes > PixelLimit(*this, file)) {
     return kUnreadableImage;
   }
-  auto pixels = std::make_unique<unsigned char[]>(bufferBytes);
+  std::unique_ptr<unsigned char[]> pixels = UnfilledPixels(bufferBytes);
   GatherStrips(file, strips, pixels.get());
+  std::fill(pixels.get() + strips.totalBytes, pixels.get() + bufferBytes, std::uint8_t{0});
 
   delete[] offsets->data;
   offsets->type = TIFF_LONG;
