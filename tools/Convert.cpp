@@ -1,16 +1,13 @@
 #include "Convert.h"
 
-#include <fcntl.h>
 #include <omp.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <vector>
 
+#include "InputFile.h"
 #include "OutputFile.h"
 #include "ProfileCheck.h"
 #include "ProfileSource.h"
@@ -29,21 +26,6 @@ using ICC40::ICC_ENG_S4::CIccEngineS;
 // Pixels between two progress reports; enough for the threads not to notice.
 constexpr std::uint64_t kPixelsAtOnce = 1u << 20;
 constexpr std::uint32_t kExifBlock = 256;
-
-struct CloseStream {
-  void operator()(FILE* stream) const { std::fclose(stream); }
-};
-using Stream = std::unique_ptr<FILE, CloseStream>;
-
-Stream OpenInput(const std::string& path) {
-  // Non-blocking, so that a pipe is refused instead of waited for.
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  FILE* stream = fd < 0 ? nullptr : fdopen(fd, "rb");
-  if (stream == nullptr) {
-    throw Refusal(Exit::InputUnreadable, path + ": " + std::strerror(errno));
-  }
-  return Stream(stream);
-}
 
 /// Reads the image with the library; the pixels end up interleaved in the StripOffsets tag.
 void ReadImage(CTiff& image, FILE* stream, const TiffForm& form, const std::string& name) {
@@ -75,13 +57,15 @@ void ReadImage(CTiff& image, FILE* stream, const TiffForm& form, const std::stri
 }
 
 void SelectProfile(CIccEngineS& engine, const std::string& path, const ConvertRequest& request,
-                   int bits) {
+                   int bits, std::size_t tagCount) {
   const auto input = bits == 16 ? ICC40::ICCFILE::RGB_16 : ICC40::ICCFILE::RGB;
   const int result =
       engine.SetProfile(path.c_str(), request.intent, input, request.space->Code(bits),
                         request.lightness, request.chroma, request.hueDeg);
   if (result != IccResultOk || engine.outputColor != request.space->Code(bits) ||
-      engine.engineStatus == IccResultNotSet || engine.inLut0 == nullptr) {
+      engine.engineStatus == IccResultNotSet || engine.inLut0 == nullptr ||
+      // The reader's memory is bounded; the tag that it left out may have been the right one.
+      engine.iccFile.tags.size() != tagCount) {
     throw Refusal(Exit::ProfileUnusable, "the profile cannot be used");
   }
   // The engine's constructor has set its own idea of both.
@@ -154,7 +138,7 @@ void ConvertFile(const ConvertRequest& request) {
   // The engine holds its tables inline, too many for the stack.
   const auto engine = std::make_unique<CIccEngineS>();
   const PrivateProfile profile(profileBytes);
-  SelectProfile(*engine, profile.path(), request, form.bits);
+  SelectProfile(*engine, profile.path(), request, form.bits, ProfileTagCount(profileBytes));
 
   CTiff image;
   ReadImage(image, stream.get(), form, request.input);

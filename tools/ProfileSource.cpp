@@ -16,30 +16,36 @@ namespace {
 // device file from filling the memory.
 constexpr std::size_t kLargestProfile = 256u << 20;
 
-[[noreturn]] void RefuseProfile(const std::string& path, const std::string& reason) {
-  throw Refusal(Exit::ProfileUnusable, "profile " + path + ": " + reason);
+struct Descriptor {
+  ~Descriptor() { close(fd); }
+  int fd;
+};
+
+[[noreturn]] void RefuseProfile(const std::string& name, const std::string& reason) {
+  throw Refusal(Exit::ProfileUnusable, name + ": " + reason);
 }
 
 }  // namespace
 
-std::vector<unsigned char> ReadProfileFile(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) RefuseProfile(path, std::strerror(errno));
+std::vector<unsigned char> ReadProfile(int fd, const std::string& name) {
   std::vector<unsigned char> bytes;
   unsigned char block[65536];
-  ssize_t got = 0;
-  int failure = 0;
   for (;;) {
-    got = read(fd, block, sizeof block);
+    const ssize_t got = read(fd, block, sizeof block);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) failure = errno;
-    if (got <= 0 || bytes.size() > kLargestProfile) break;
+    if (got < 0) RefuseProfile(name, std::strerror(errno));
+    if (got == 0) return bytes;
+    if (bytes.size() > kLargestProfile) RefuseProfile(name, "too large for a profile");
     bytes.insert(bytes.end(), block, block + got);
   }
-  close(fd);
-  if (failure != 0) RefuseProfile(path, std::strerror(failure));
-  if (bytes.size() > kLargestProfile) RefuseProfile(path, "too large for a profile");
-  return bytes;
+}
+
+std::vector<unsigned char> ReadProfileFile(const std::string& path) {
+  const std::string name = "profile " + path;
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) RefuseProfile(name, std::strerror(errno));
+  const Descriptor closing{fd};
+  return ReadProfile(fd, name);
 }
 
 PrivateProfile::PrivateProfile(std::span<const unsigned char> bytes)

@@ -1,6 +1,5 @@
 #include "TiffCheck.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <limits>
 
 #include "ByteReader.h"
+#include "InputFile.h"
 #include "Refusal.h"
 #include "tiff/TiffCodes.h"
 
@@ -91,108 +91,148 @@ std::string PhotometricName(std::uint32_t photometric) {
 
 class TiffChecker {
  public:
-  TiffChecker(int fd, const std::string& name) : fd_(fd), name_(name) {
-    struct stat status;
-    if (fstat(fd, &status) != 0) Damaged(std::strerror(errno));
-    if (S_ISDIR(status.st_mode)) Unreadable("is a directory");
-    if (!S_ISREG(status.st_mode)) Unreadable("not a regular file");
-    fileSize_ = static_cast<std::uint64_t>(status.st_size);
-    if (fileSize_ == 0) Unreadable("empty file");
-  }
+  TiffChecker(int fd, const std::string& name)
+      : fd_(fd), name_(name), fileSize_(RegularFileSize(fd, name)) {}
 
-  TiffForm Check() {
-    ReadDirectory(HeaderAndFirstDirectory());
-    CheckSingleImage();
-    CheckForm();
-    TiffForm form;
-    CheckPixels(form);
-    CheckStrips(form);
-    for (const Entry& entry : entries_) {
-      if (IsLeftOut(entry)) form.leftOut.push_back(static_cast<std::uint16_t>(entry.tag));
+  TiffReport Inspect() {
+    TiffReport report;
+    const std::optional<std::uint32_t> directory = HeaderAndFirstDirectory();
+    if (directory && ReadDirectory(*directory)) {
+      CheckEntries();
+      CheckSingleImage();
+      CheckForm();
+      CheckPixels(report.form);
+      if (sizeKnown_) CheckStrips(report.form);
+      for (const Entry& entry : entries_) {
+        if (IsLeftOut(entry)) report.form.leftOut.push_back(static_cast<std::uint16_t>(entry.tag));
+      }
+      const Entry* profile = Find(IccProfile);
+      if (profile != nullptr) report.form.profile = Read(profile->DataPosition(), profile->Size());
     }
-    if (const Entry* profile = Find(IccProfile)) {
-      form.profile = Read(profile->DataPosition(), profile->Size());
-    }
-    return form;
+    report.findings = findings_.list();
+    return report;
   }
 
  private:
-  [[noreturn]] void Unreadable(const std::string& reason) const {
+  /// For a file that the system cannot read.
+  [[noreturn]] void Refuse(const std::string& reason) const {
     throw Refusal(Exit::InputUnreadable, name_ + ": " + reason);
   }
-  [[noreturn]] void Damaged(const std::string& reason) const { Unreadable("damaged: " + reason); }
-  [[noreturn]] void Unsupported(const std::string& reason) const {
-    throw Refusal(Exit::WouldBeWrong, name_ + ": " + reason);
+  void Error(const char* code, const std::string& text, Exit refusal) {
+    findings_.Add({Finding::Severity::Error, code, text, refusal, IntentSet().set()});
+  }
+  void Damaged(const char* code, const std::string& reason) {
+    Error(code, "damaged: " + reason, Exit::InputUnreadable);
+  }
+  void Unsupported(const char* code, const std::string& reason) {
+    Error(code, reason, Exit::WouldBeWrong);
   }
 
   bool Holds(std::uint64_t offset, std::uint64_t size) const {
     return offset <= fileSize_ && size <= fileSize_ - offset;
   }
 
-  std::vector<unsigned char> Read(std::uint64_t offset, std::uint64_t size) const {
-    if (!Holds(offset, size)) Damaged("cut off");
+  /// Empty where the file does not hold all of it.
+  std::optional<std::vector<unsigned char>> Read(std::uint64_t offset, std::uint64_t size) const {
+    if (!Holds(offset, size)) return std::nullopt;
     std::vector<unsigned char> bytes(size);
     std::uint64_t done = 0;
     while (done < size) {
       const ssize_t got =
           pread(fd_, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
       if (got < 0 && errno == EINTR) continue;
-      if (got < 0) Unreadable(std::strerror(errno));
-      if (got == 0) Damaged("cut off");
+      if (got < 0) Refuse(std::strerror(errno));
+      if (got == 0) return std::nullopt;
       done += static_cast<std::uint64_t>(got);
     }
     return bytes;
   }
 
-  std::uint32_t HeaderAndFirstDirectory() const {
-    if (fileSize_ < 8) Unreadable("not a TIFF file");
-    const std::vector<unsigned char> header = Read(0, 8);
+  std::optional<std::uint32_t> HeaderAndFirstDirectory() {
+    const auto header = Read(0, 8);
     const auto begins = [&header](const char(&magic)[5]) {
-      return std::memcmp(header.data(), magic, 4) == 0;
+      return header && std::memcmp(header->data(), magic, 4) == 0;
     };
-    if (begins("MM\0*")) Unsupported("big-endian TIFF (MM); only little-endian files (II) work");
-    if (begins("II+\0") || begins("MM\0+")) Unsupported("BigTIFF; only classic TIFF files work");
-    if (!begins("II*\0")) Unreadable("not a TIFF file");
-    return LittleEndianBytes(header).U32(4);
+    if (begins("MM\0*")) {
+      Unsupported("byte-order", "big-endian TIFF (MM); only little-endian files (II) work");
+    } else if (begins("II+\0") || begins("MM\0+")) {
+      Unsupported("bigtiff", "BigTIFF; only classic TIFF files work");
+    } else if (!begins("II*\0")) {
+      Error("not-a-tiff", "not a TIFF file", Exit::InputUnreadable);
+    } else {
+      return LittleEndianBytes(*header).U32(4);
+    }
+    return std::nullopt;
   }
 
-  void ReadDirectory(std::uint32_t position) {
-    const unsigned count = LittleEndianBytes(Read(position, 2)).U16(0);
-    if (count == 0) Damaged("an image without tags");
-    if (count > kMostEntries) {
-      Unsupported(std::to_string(count) + " tags; up to 39 can be read");
+  /// A directory without its count of entries: the entries, and where the next directory stands.
+  std::optional<std::vector<unsigned char>> ReadEntries(std::uint64_t position) {
+    const auto count = Read(position, 2);
+    auto bytes = count ? Read(position + 2, LittleEndianBytes(*count).U16(0) * kEntrySize + 4)
+                       : std::nullopt;
+    if (!bytes) Damaged("directory-cut-off", "cut off");
+    return bytes;
+  }
+
+  bool ReadDirectory(std::uint32_t position) {
+    const auto bytes = ReadEntries(position);
+    if (!bytes) return false;
+    const LittleEndianBytes table(*bytes);
+    const std::uint64_t count = bytes->size() / kEntrySize;
+    if (count == 0) {
+      Damaged("no-tags", "an image without tags");
+      return false;
     }
-    const std::uint64_t first = position + std::uint64_t{2};
-    const std::vector<unsigned char> bytes = Read(first, count * kEntrySize + 4);
-    const LittleEndianBytes table(bytes);
-    for (unsigned i = 0; i < count; ++i) {
+    if (count > kMostEntries) {
+      Unsupported("tag-count", std::to_string(count) + " tags; up to 39 can be read");
+      return false;
+    }
+    for (std::uint64_t i = 0; i < count; ++i) {
       const std::uint64_t at = i * kEntrySize;
-      entries_.push_back(
-          {table.U16(at), table.U16(at + 2), table.U32(at + 4), table.U32(at + 8), first + at + 8});
-      const Entry& entry = entries_.back();
-      if (!Holds(entry.DataPosition(), entry.Size())) {
-        Damaged("the data of tag " + std::to_string(entry.tag) + " lie outside the file");
-      }
+      entries_.push_back({table.U16(at), table.U16(at + 2), table.U32(at + 4), table.U32(at + 8),
+                          position + std::uint64_t{2} + at + 8});
     }
     nextDirectory_ = table.U32(count * kEntrySize);
+    return true;
+  }
+
+  void CheckEntries() {
+    for (std::size_t i = 0; i < entries_.size() && !findings_.full(); ++i) {
+      const Entry& entry = entries_[i];
+      const std::string tag = std::to_string(entry.tag);
+      if (!Holds(entry.DataPosition(), entry.Size())) {
+        Damaged("tag-outside", "the data of tag " + tag + " lie outside the file");
+      }
+      if (Find(entry.tag) != &entry) Damaged("duplicate-tag", "tag " + tag + " stands twice");
+      if (i > 0 && entry.tag < entries_[i - 1].tag) {
+        findings_.Add({Finding::Severity::Warning, "tag-order", "its tags are not in order",
+                       Exit::Done, IntentSet()});
+      }
+    }
   }
 
   /// Only the first image is converted, so there must be no other one but reduced copies.
-  void CheckSingleImage() const {
+  void CheckSingleImage() {
     std::uint32_t position = nextDirectory_;
     for (unsigned images = 0; position != 0; ++images) {
-      if (images == kMostImages) Damaged("its directories go round in a circle");
-      const unsigned count = LittleEndianBytes(Read(position, 2)).U16(0);
-      const std::vector<unsigned char> bytes =
-          Read(position + std::uint64_t{2}, count * kEntrySize + 4);
-      const LittleEndianBytes table(bytes);
+      if (images == kMostImages) {
+        Damaged("directory-circle", "its directories go round in a circle");
+        return;
+      }
+      const auto bytes = ReadEntries(position);
+      if (!bytes) return;
+      const LittleEndianBytes table(*bytes);
+      const std::uint64_t count = bytes->size() / kEntrySize;
       bool reduced = false;
-      for (unsigned i = 0; i < count; ++i) {
+      for (std::uint64_t i = 0; i < count; ++i) {
         if (table.U16(i * kEntrySize) == NewSubfileType) {
           reduced = (table.U32(i * kEntrySize + 8) & 1) != 0;
         }
       }
-      if (!reduced) Unsupported("more than one image; only single images can be converted");
+      if (!reduced) {
+        Unsupported("several-images", "more than one image; only single images can be converted");
+        return;
+      }
       position = table.U32(count * kEntrySize);
     }
   }
@@ -203,13 +243,15 @@ class TiffChecker {
     return found == entries_.end() ? nullptr : &*found;
   }
 
-  /// All items of a SHORT or LONG tag.
-  std::vector<std::uint32_t> Numbers(const Entry& entry) const {
+  /// All items of a SHORT or LONG tag; none where that is not what it holds.
+  std::vector<std::uint32_t> Numbers(const Entry& entry) {
     if ((entry.type != TIFF_SHORT && entry.type != TIFF_LONG) || entry.count == 0) {
-      Damaged("tag " + std::to_string(entry.tag) + " is not a number");
+      Damaged("tag-form", "tag " + std::to_string(entry.tag) + " is not a number");
+      return {};
     }
-    const std::vector<unsigned char> bytes = Read(entry.DataPosition(), entry.Size());
-    const LittleEndianBytes data(bytes);
+    const auto bytes = Read(entry.DataPosition(), entry.Size());
+    if (!bytes) return {};  // which has been found already
+    const LittleEndianBytes data(*bytes);
     std::vector<std::uint32_t> numbers(entry.count);
     for (std::uint32_t i = 0; i < entry.count; ++i) {
       numbers[i] = entry.type == TIFF_SHORT ? data.U16(2ull * i) : data.U32(4ull * i);
@@ -217,91 +259,124 @@ class TiffChecker {
     return numbers;
   }
 
-  std::optional<std::uint32_t> Number(unsigned tag) const {
+  std::optional<std::uint32_t> Number(unsigned tag) {
     const Entry* entry = Find(tag);
     if (entry == nullptr) return std::nullopt;
-    const std::uint32_t number = Numbers(*entry).front();
+    const std::vector<std::uint32_t> numbers = Numbers(*entry);
+    if (numbers.empty()) return std::nullopt;
     // The library takes all four bytes of the field, so that those past a SHORT must be zero.
-    if (entry->count != 1 || number != entry->value) {
-      Damaged("tag " + std::to_string(tag) + " is not a single number");
+    if (entry->count != 1 || numbers.front() != entry->value) {
+      Damaged("tag-form", "tag " + std::to_string(tag) + " is not a single number");
+      return std::nullopt;
     }
-    return number;
+    return numbers.front();
   }
 
-  std::uint32_t Required(unsigned tag, const char* what) const {
-    const std::optional<std::uint32_t> number = Number(tag);
-    if (!number) Damaged(std::string("no ") + what);
-    return *number;
+  std::optional<std::uint32_t> Required(unsigned tag, const char* what) {
+    if (Find(tag) == nullptr) Damaged("tag-missing", std::string("no ") + what);
+    return Number(tag);
   }
 
-  void CheckForm() const {
-    const std::uint32_t compression = Required(Compression, "Compression");
-    if (compression != 1) {
-      Unsupported("compressed (" + CompressionName(compression) +
-                  "); only uncompressed images work");
+  void CheckForm() {
+    constexpr std::uint32_t kUncompressed = 1;
+    const std::uint32_t compression = Required(Compression, "Compression").value_or(kUncompressed);
+    if (compression != kUncompressed) {
+      Unsupported("compressed", "compressed (" + CompressionName(compression) +
+                                    "); only uncompressed images work");
     }
     if (Find(TileWidth) != nullptr || Find(TileOffsets) != nullptr) {
-      Unsupported("tiled; only images in strips work");
+      Unsupported("tiled", "tiled; only images in strips work");
     }
-    if (Number(FillOrder).value_or(1) != 1) Unsupported("reversed bit order (FillOrder 2)");
+    if (Number(FillOrder).value_or(1) != 1) {
+      Unsupported("fill-order", "reversed bit order (FillOrder 2)");
+    }
   }
 
-  void CheckPixels(TiffForm& form) const {
+  void CheckPixels(TiffForm& form) {
+    constexpr std::uint32_t kRgb = 2;
     const std::uint32_t photometric =
-        Required(PhotometricInterpretation, "PhotometricInterpretation");
-    if (photometric != 2) Unsupported("holds " + PhotometricName(photometric) + ", not RGB");
+        Required(PhotometricInterpretation, "PhotometricInterpretation").value_or(kRgb);
+    if (photometric != kRgb) {
+      Unsupported("photometric", "holds " + PhotometricName(photometric) + ", not RGB");
+    }
     const std::uint32_t samples = Number(SamplesPerPixel).value_or(1);
     if (samples != 3 || Find(ExtraSamples) != nullptr) {
-      Unsupported(std::to_string(samples) + " samples per pixel" +
-                  (samples == 3 ? ", not all of them colours" : "; only 3 work"));
+      Unsupported("samples", std::to_string(samples) + " samples per pixel" +
+                                 (samples == 3 ? ", not all of them colours" : "; only 3 work"));
     }
     CheckDepth(form);
     if (const Entry* format = Find(SampleFormat)) {
       for (const std::uint32_t code : Numbers(*format)) {
-        if (code != 1) Unsupported("its samples are not unsigned integers (SampleFormat)");
+        if (code != 1) {
+          Unsupported("sample-format", "its samples are not unsigned integers (SampleFormat)");
+        }
       }
     }
-    form.width = Required(ImageWidth, "ImageWidth");
-    form.length = Required(ImageLength, "ImageLength");
-    if (form.width == 0 || form.length == 0) Damaged("no pixels");
-    // The library counts bytes in 32-bit integers.
-    const std::uint64_t rowBytes = std::uint64_t{form.width} * 3 * (form.bits / 8);
-    if (rowBytes > std::numeric_limits<std::int32_t>::max() / form.length) {
-      Unsupported("more than 2 GiB of pixels");
-    }
+    CheckDimensions(form, samples);
     const std::uint32_t orientation = Number(Orientation).value_or(1);
     form.orientation = static_cast<std::uint16_t>(orientation);
   }
 
-  void CheckDepth(TiffForm& form) const {
+  void CheckDimensions(TiffForm& form, std::uint32_t samples) {
+    const std::optional<std::uint32_t> width = Required(ImageWidth, "ImageWidth");
+    const std::optional<std::uint32_t> length = Required(ImageLength, "ImageLength");
+    if (!width || !length) return;
+    form.width = *width;
+    form.length = *length;
+    if (form.width == 0 || form.length == 0) {
+      Damaged("no-pixels", "no pixels");
+      return;
+    }
+    if (form.bits == 0 || samples != 3) return;
+    // The library counts bytes in 32-bit integers.
+    const std::uint64_t rowBytes = std::uint64_t{form.width} * 3 * (form.bits / 8);
+    if (rowBytes > std::numeric_limits<std::int32_t>::max() / form.length) {
+      Unsupported("too-large", "more than 2 GiB of pixels");
+      return;
+    }
+    sizeKnown_ = true;
+  }
+
+  void CheckDepth(TiffForm& form) {
     const Entry* entry = Find(BitsPerSample);
-    if (entry == nullptr) Unsupported("1 bit per sample; only 8 and 16 work");
+    if (entry == nullptr) {
+      Unsupported("depth", "1 bit per sample; only 8 and 16 work");
+      return;
+    }
     const std::vector<std::uint32_t> depths = Numbers(*entry);
+    if (depths.empty()) return;
     if (entry->type != TIFF_SHORT || (entry->count != 1 && entry->count != 3)) {
-      Damaged("BitsPerSample does not fit three samples");
+      Damaged("tag-form", "BitsPerSample does not fit three samples");
+    } else if (std::adjacent_find(depths.begin(), depths.end(), std::not_equal_to<>()) !=
+               depths.end()) {
+      Unsupported("depth", "samples of different depths");
+    } else if (depths[0] != 8 && depths[0] != 16) {
+      Unsupported("depth", std::to_string(depths[0]) + " bits per sample; only 8 and 16 work");
+    } else {
+      form.bits = static_cast<int>(depths[0]);
+      if (entry->count == 1) Number(BitsPerSample);
     }
-    if (std::adjacent_find(depths.begin(), depths.end(), std::not_equal_to<>()) != depths.end()) {
-      Unsupported("samples of different depths");
-    }
-    if (depths[0] != 8 && depths[0] != 16) {
-      Unsupported(std::to_string(depths[0]) + " bits per sample; only 8 and 16 work");
-    }
-    form.bits = static_cast<int>(depths[0]);
-    if (entry->count == 1) Number(BitsPerSample);
   }
 
   /// Every strip lies in the file and holds exactly its rows, so that strung together they are the
   /// image, or its three planes.
-  void CheckStrips(const TiffForm& form) const {
+  void CheckStrips(const TiffForm& form) {
     const std::uint32_t planar = Number(PlanarConfiguration).value_or(1);
     if (planar != 1 && planar != 2) {
-      Damaged("planar configuration " + std::to_string(planar));
+      Damaged("planar", "planar configuration " + std::to_string(planar));
+      return;
     }
     const std::uint32_t rowsPerStrip = Number(RowsPerStrip).value_or(form.length);
-    if (rowsPerStrip == 0) Damaged("no rows per strip");
+    if (rowsPerStrip == 0) {
+      Damaged("strips", "no rows per strip");
+      return;
+    }
     const Entry* offsetsEntry = Find(StripOffsets);
     const Entry* countsEntry = Find(StripByteCounts);
-    if (offsetsEntry == nullptr || countsEntry == nullptr) Damaged("no strips");
+    if (offsetsEntry == nullptr || countsEntry == nullptr) {
+      Damaged("strips", "no strips");
+      return;
+    }
     const std::vector<std::uint32_t> offsets = Numbers(*offsetsEntry);
     const std::vector<std::uint32_t> counts = Numbers(*countsEntry);
 
@@ -309,22 +384,24 @@ class TiffChecker {
     const std::uint64_t perPlane = (form.length + std::uint64_t{rows} - 1) / rows;
     const std::uint64_t strips = planar == 2 ? 3 * perPlane : perPlane;
     if (offsets.size() != strips || counts.size() != strips) {
-      Damaged(std::to_string(offsets.size()) + " strips where " + std::to_string(strips) +
-              " make the image");
+      Damaged("strips", std::to_string(offsets.size()) + " strips where " + std::to_string(strips) +
+                            " make the image");
+      return;
     }
     const std::uint64_t rowBytes = form.PixelBytes() / form.length / (planar == 2 ? 3 : 1);
-    for (std::uint64_t i = 0; i < strips; ++i) {
+    for (std::uint64_t i = 0; i < strips && !findings_.full(); ++i) {
       const std::uint64_t firstRow = i % perPlane * rows;
       const std::uint64_t needed = std::min<std::uint64_t>(rows, form.length - firstRow) * rowBytes;
-      if (!Holds(offsets[i], needed) || counts[i] < needed) {
-        Damaged("strip " + std::to_string(i + 1) + " of " + std::to_string(strips) + " is cut off");
-      }
+      const std::string strip = "strip " + std::to_string(i + 1);
       // Bytes past the rows do no harm only behind the last pixel.
       const bool last = planar == 1 && i + 1 == strips;
-      if (counts[i] > needed && !last) {
-        Unsupported("strip " + std::to_string(i + 1) + " holds more than its rows");
+      if (!Holds(offsets[i], needed) || counts[i] < needed) {
+        Damaged("strip-cut-off", strip + " of " + std::to_string(strips) + " is cut off");
+      } else if (counts[i] > needed && !last) {
+        Unsupported("strip-too-long", strip + " holds more than its rows");
+      } else if (!Holds(offsets[i], counts[i])) {
+        Damaged("strip-cut-off", "the last strip is cut off");
       }
-      if (!Holds(offsets[i], counts[i])) Damaged("the last strip is cut off");
     }
   }
 
@@ -362,8 +439,9 @@ class TiffChecker {
   bool IsExifSelfContained(const Entry& pointer) const {
     if (pointer.type != TIFF_LONG || pointer.count != 1 || !Holds(pointer.value, 2)) return false;
     const std::uint64_t size = std::min<std::uint64_t>(kExifBlock, fileSize_ - pointer.value);
-    const std::vector<unsigned char> bytes = Read(pointer.value, size);
-    const LittleEndianBytes block(bytes);
+    const auto bytes = Read(pointer.value, size);
+    if (!bytes) return false;
+    const LittleEndianBytes block(*bytes);
     const unsigned count = block.U16(0);
     if (2 + count * kEntrySize + 4 > size) return false;
     for (unsigned i = 0; i < count; ++i) {
@@ -379,13 +457,25 @@ class TiffChecker {
 
   int fd_;
   const std::string& name_;
-  std::uint64_t fileSize_ = 0;
+  std::uint64_t fileSize_;
   std::vector<Entry> entries_;
   std::uint32_t nextDirectory_ = 0;
+  bool sizeKnown_ = false;  ///< whether the form tells how many bytes the pixels have
+  Findings findings_;
 };
 
 }  // namespace
 
+TiffReport InspectTiff(int fd, const std::string& name) {
+  return TiffChecker(fd, name).Inspect();
+}
+
 TiffForm CheckTiff(int fd, const std::string& name) {
-  return TiffChecker(fd, name).Check();
+  TiffReport report = InspectTiff(fd, name);
+  for (const Finding& finding : report.findings) {
+    if (finding.severity == Finding::Severity::Error) {
+      throw Refusal(finding.refusal, name + ": " + finding.text);
+    }
+  }
+  return std::move(report.form);
 }

@@ -5,10 +5,13 @@
 #include <map>
 #include <string>
 
+#include "Check.h"
 #include "Convert.h"
+#include "OneLine.h"
 #include "OutputFile.h"
 #include "OutputSpaces.h"
 #include "Refusal.h"
+#include "SelfTest.h"
 
 namespace {
 
@@ -27,6 +30,8 @@ constexpr int kMostThreads = 1024;
 
 struct Options {
   ConvertRequest request;
+  CheckRequest check;
+  SelfTestRequest selfTest;
   std::string intent = "perceptual";
   std::string space = "srgb";
   bool list = false;
@@ -49,6 +54,23 @@ void AddConvert(CLI::App& app, Options& options) {
   convert->add_flag("--list", options.list, "list the output colour spaces and exit");
 }
 
+CLI::App* AddCheck(CLI::App& app, CheckRequest& request) {
+  CLI::App* check =
+      app.add_subcommand("check", "List everything wrong with ICC profiles and TIFF files");
+  check->add_option("FILE", request.files, "ICC profiles and TIFF files");
+  check->add_flag("--json", request.json, "print one JSON document instead of lines");
+  return check;
+}
+
+CLI::App* AddSelfTest(CLI::App& app, SelfTestRequest& request) {
+  CLI::App* selfTest =
+      app.add_subcommand("selftest", "Check that this machine computes the colours that it should");
+  selfTest->add_option("--threads", request.threads, "threads (default: one per processor)");
+  selfTest->add_option("--digests", request.digests,
+                       "file of digests to compare with (default: the list built in)");
+  return selfTest;
+}
+
 [[noreturn]] void RefuseUsage(const std::string& line) {
   throw Refusal(Exit::Usage, line);
 }
@@ -59,6 +81,12 @@ void CheckOffset(const char* option, double offset, double largest) {
     const auto shown = static_cast<int>(largest);
     RefuseUsage(std::string(option) + " must be -" + std::to_string(shown) + " to " +
                 std::to_string(shown));
+  }
+}
+
+void CheckThreads(int threads) {
+  if (threads < 0 || threads > kMostThreads) {
+    RefuseUsage("--threads must be 1 to " + std::to_string(kMostThreads) + ", or 0 for all");
   }
 }
 
@@ -80,9 +108,7 @@ ConvertRequest CheckedRequest(const Options& options) {
   CheckOffset("--lightness", request.lightness, kLargestOffset);
   CheckOffset("--chroma", request.chroma, kLargestOffset);
   CheckOffset("--hue", request.hueDeg, kLargestHueDeg);
-  if (request.threads < 0 || request.threads > kMostThreads) {
-    RefuseUsage("--threads must be 1 to " + std::to_string(kMostThreads) + ", or 0 for all");
-  }
+  CheckThreads(request.threads);
   return request;
 }
 
@@ -92,36 +118,39 @@ void ListSpaces() {
   }
 }
 
-void Run(int argc, char** argv) {
+Exit Run(int argc, char** argv) {
   CLI::App app("Converts scans from their device's colours to a standard RGB space.", "kxcms");
   app.set_version_flag("--version", "kxcms " KXCMS_VERSION);
   app.require_subcommand(1);
   app.footer(
       "Exit status: 0 done, 2 usage, 3 input unreadable or damaged, 4 profile unusable,\n"
-      "5 the result would be wrong, 6 the output cannot be written.");
+      "5 the result would be wrong (check, selftest: something is wrong), 6 the output cannot be "
+      "written.");
   Options options;
   AddConvert(app, options);
+  const CLI::App* const check = AddCheck(app, options.check);
+  const CLI::App* const selfTest = AddSelfTest(app, options.selfTest);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& information) {  // --help, --version
     app.exit(information);
-    return;
+    return Exit::Done;
   } catch (const CLI::ParseError& error) {
     RefuseUsage(error.what());
   }
-  if (options.list) {
+  if (check->parsed()) {
+    if (options.check.files.empty()) RefuseUsage("check needs at least one file");
+    return CheckFiles(options.check);
+  }
+  if (selfTest->parsed()) {
+    CheckThreads(options.selfTest.threads);
+    RunSelfTest(options.selfTest);
+  } else if (options.list) {
     ListSpaces();
-    return;
+  } else {
+    ConvertFile(CheckedRequest(options));
   }
-  ConvertFile(CheckedRequest(options));
-}
-
-/// Keeps a message one line long, whatever a file name holds.
-std::string OneLine(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < ' ' || c == '\177') c = '?';
-  }
-  return text;
+  return Exit::Done;
 }
 
 int Fail(Exit status, const std::string& line) {
@@ -133,13 +162,14 @@ int Fail(Exit status, const std::string& line) {
 
 int main(int argc, char** argv) {
   IgnoreFileSizeSignal();
+  Exit status = Exit::Done;
   try {
-    Run(argc, argv);
+    status = Run(argc, argv);
   } catch (const Refusal& refusal) {
     return Fail(refusal.status, refusal.what());
   } catch (const std::bad_alloc&) {
-    return Fail(Exit::InputUnreadable, "not enough memory for this image");
+    return Fail(Exit::InputUnreadable, "not enough memory for this file");
   }
   if (!std::cout.flush()) return Fail(Exit::WriteFailed, "cannot write to standard output");
-  return static_cast<int>(Exit::Done);
+  return static_cast<int>(status);
 }

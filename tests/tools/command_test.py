@@ -520,10 +520,12 @@ class RefusedProfiles(Command):
     def rows(self):
         where = "lookup tag 'A2B0'"
         return [
-            ("empty", b"", "not an ICC profile"),
-            ("text", b"not a profile" * 20, "not an ICC profile"),
-            ("header alone", self.SOUND[:128], "not an ICC profile"),
-            ("no acsp", self.SOUND[:36] + b"xxxx" + self.SOUND[40:], "not an ICC profile"),
+            ("empty", b"", "not an ICC profile: it has 0 bytes, fewer than a header"),
+            ("text", b"not a profile" * 20, "not an ICC profile: no 'acsp' in its header"),
+            ("header alone", self.SOUND[:128],
+             "not an ICC profile: it has 128 bytes, fewer than a header"),
+            ("no acsp", self.SOUND[:36] + b"xxxx" + self.SOUND[40:],
+             "not an ICC profile: no 'acsp' in its header"),
             ("cut in half", self.SOUND[:1000],
              f"damaged: it should have {len(self.SOUND)} bytes and has 1000"),
             ("size 0", bytes(4) + self.SOUND[4:], "damaged: its size field is 0"),
@@ -771,7 +773,7 @@ class Writing(Command):
         os.close(terminal)
         while running.poll() is None and not select.select([controller], [], [], 0)[0]:
             running.send_signal(signal.SIGSTOP)
-            time.sleep(0.03)
+            time.sleep(0.25)
             running.send_signal(signal.SIGCONT)
             time.sleep(0.001)
         self.assertEqual(running.wait(timeout=120), DONE)

@@ -1,4 +1,4 @@
-#include "tests/reference/RandomProfile.h"
+#include "RandomProfile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string_view>
 
-namespace reference {
+namespace corpus {
 namespace {
 
 constexpr int kEntryCounts[] = {0, 1, 2, 3, 256, 1024, 4096};
@@ -341,4 +341,4 @@ std::string Describe(const ProfileSpec& spec) {
   return text.str();
 }
 
-}  // namespace reference
+}  // namespace corpus
