@@ -47,7 +47,9 @@ void ReleaseInputTables(CIccEngineS& engine) {
 // Whether the tables are those of the codes that the engine holds: a build that ran out of memory
 // leaves none, and the next selection of the same codes has to build again.
 bool IsBuilt(CIccEngineS& engine) {
-  return engine.inLut0 != nullptr || LookupTag(engine.GetMft2()).Get() == nullptr;
+  if (engine.inLut0 != nullptr) return true;
+  const LookupTag tag(engine.GetMft2());
+  return tag.Get() == nullptr && !tag.RanOutOfMemory();
 }
 
 // @return whether there was memory for it; the cells are left as they were if not.
@@ -166,6 +168,7 @@ int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceS
   outputColor = out;
   intent = newIntent;
   const LookupTag tag(GetMft2());
+  if (tag.RanOutOfMemory()) ReleaseInputTables(*this);
   if (tag.Get() == nullptr) return IccResultNotSet;
   return BuildPipeline(*this, tag.Get(), adjustL, adjustC, adjustH);
 }
@@ -239,10 +242,12 @@ int CIccEngineS::Adjust_Lch(double L, double c, double h) {
   const int previous[3] = {adjustL, adjustC, adjustH};
   if (CheckLch(WholeUnits(L), WholeUnits(c), WholeUnits(h)) == 0) return outputColor;
   const LookupTag tag(GetMft2());
-  if (tag.Get() == nullptr) return IccResultNotSet;
+  const bool isBuilt = tag.Get() != nullptr && BuildColorStage(*this, tag.Get(), L, c, h);
   // Without memory the old colours stay, and so do their offsets: the next call tries again.
-  if (!BuildColorStage(*this, tag.Get(), L, c, h)) CheckLch(previous[0], previous[1], previous[2]);
-  return outputColor;
+  if (!isBuilt && (tag.Get() != nullptr || tag.RanOutOfMemory())) {
+    CheckLch(previous[0], previous[1], previous[2]);
+  }
+  return tag.Get() != nullptr ? outputColor : IccResultNotSet;
 }
 
 int CIccEngineS::Adjust_Output(unsigned char* R, unsigned char* G, unsigned char* B, int count) {

@@ -54,6 +54,7 @@ LookupTag::LookupTag(ICCFILE::iccTagBase* tag) {
       lut = converted_.get();
     } catch (const std::bad_alloc& failure) {
       ReportBadAlloc(failure);
+      ranOutOfMemory_ = true;
     }
   }
   if (lut != nullptr && IsUsable(*lut)) lut_ = lut;

@@ -27,9 +27,13 @@ class LookupTag {
   /// Null when there is no tag or the pipeline cannot use it.
   ICCFILE::CLut16Type* Get() const { return lut_; }
 
+  /// Whether it is null for lack of memory.
+  bool RanOutOfMemory() const { return ranOutOfMemory_; }
+
  private:
   std::unique_ptr<ICCFILE::CLut16Type> converted_;
   ICCFILE::CLut16Type* lut_ = nullptr;
+  bool ranOutOfMemory_ = false;
 };
 
 }  // namespace ICC_ENG_S4
