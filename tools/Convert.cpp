@@ -14,6 +14,7 @@
 #include "Progress.h"
 #include "Refusal.h"
 #include "TiffCheck.h"
+#include "Verification.h"
 #include "engine/CIccEngineS.h"
 #include "interface/ResultCodes.h"
 #include "tiff/CTiff.h"
@@ -113,8 +114,14 @@ void RepairTags(CTiff& image, const TiffForm& form) {
 /// Writes the image and makes sure that all of it is there.
 void WriteImage(CTiff& image, OutputFile& output) {
   image.SaveTiff(output.stream());
-  const std::uint64_t pixelsEnd =
-      std::uint64_t{image.GetTag(StripOffsets)->value} + image.GetTagValue(StripByteCounts);
+  const std::shared_ptr<TiffTag> strip = image.GetTag(StripOffsets);
+  const std::size_t pixelBytes = image.GetTagValue(StripByteCounts);
+  const std::uint64_t pixelsEnd = std::uint64_t{strip->value} + pixelBytes;
+  output.Expect(0, BytesBeforePixels(image));
+  output.Expect(strip->value, {strip->data, pixelBytes});
+  if (const std::shared_ptr<TiffTag> exif = image.GetTag(ExifIfd)) {
+    output.Expect(pixelsEnd, {exif->data, kExifBlock});
+  }
   output.Commit(pixelsEnd + (image.GetTag(ExifIfd) ? kExifBlock : 0));
 }
 
@@ -139,9 +146,11 @@ void ConvertFile(const ConvertRequest& request) {
   const auto engine = std::make_unique<CIccEngineS>();
   const PrivateProfile profile(profileBytes);
   SelectProfile(*engine, profile.path(), request, form.bits, ProfileTagCount(profileBytes));
+  VerifyProfile(engine->iccFile, profileBytes);
 
   CTiff image;
   ReadImage(image, stream.get(), form, request.input);
+  VerifyImage(fileno(stream.get()), request.input, form, image);
   unsigned char* const pixels = image.GetTag(StripOffsets)->GetData();
   if (form.bits == 8) {
     ConvertPixels(*engine, pixels, pixels, form);
@@ -153,11 +162,16 @@ void ConvertFile(const ConvertRequest& request) {
   CTiff result;
   result.CreateNew(static_cast<int>(form.width), static_cast<int>(form.length), kResolution, 3, 16,
                    1);
-  if (result.GetImageBuf() == nullptr) throw std::bad_alloc();
+  constexpr std::size_t kNewImageTags = 15;
+  // A tag that there is no memory for is left out.
+  if (result.GetImageBuf() == nullptr || result.tags.size() != kNewImageTags) {
+    throw std::bad_alloc();
+  }
   result.RemoveIcc();  // an empty place for a profile, which other programs take for an error
   ConvertPixels(*engine, pixels, result.GetImageBuf(), form);
   if (form.orientation != 1) {
     result.SetTag(Orientation, TIFF_SHORT, 1, form.orientation, nullptr);
+    if (!result.GetTag(Orientation)) throw std::bad_alloc();
   }
   WriteImage(result, output);
 }

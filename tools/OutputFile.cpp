@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -13,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "Refusal.h"
 
@@ -24,6 +26,7 @@ namespace fs = std::filesystem;
 // removing it too early or twice hurts nobody.
 char gTemporary[PATH_MAX];
 volatile std::sig_atomic_t gHasTemporary = 0;
+constexpr const char* kIncomplete = "not everything could be written";
 constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
 
 void RemoveTemporaryAndDie(int signal) {
@@ -119,25 +122,42 @@ void OutputFile::Open() {
 
 void OutputFile::MakeNamed(const std::function<bool(const char*)>& make) {
   for (unsigned attempt = 0;; ++attempt) {
-    const std::string name =
+    std::string name =
         directory_ + "/.kxcms-" + std::to_string(getpid()) + "-" + std::to_string(attempt);
     if (name.size() >= PATH_MAX) Refuse(std::strerror(ENAMETOOLONG));
     RememberForSignals(name);
     if (make(name.c_str())) {
-      temporary_ = name;
+      temporary_ = std::move(name);  // without an allocation: the file exists by now
       return;
     }
     if (errno != EEXIST) Refuse(std::strerror(errno));
   }
 }
 
-void OutputFile::Commit(std::uint64_t size) {
+void OutputFile::Flush() {
   const bool flushed = std::fflush(stream_) == 0 && std::ferror(stream_) == 0;
-  struct stat written;
   // A write that failed some time ago has left its reason in errno.
-  if (!flushed || fsync(fd_) != 0 || fstat(fd_, &written) != 0) {
-    Refuse(errno != 0 ? std::strerror(errno) : "not everything could be written");
+  if (!flushed) Refuse(errno != 0 ? std::strerror(errno) : kIncomplete);
+}
+
+void OutputFile::Expect(std::uint64_t offset, std::span<const unsigned char> bytes) {
+  Flush();
+  unsigned char block[65536];
+  while (!bytes.empty()) {
+    const std::size_t most = std::min(bytes.size(), sizeof block);
+    const ssize_t got = pread(fd_, block, most, static_cast<off_t>(offset));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) Refuse(std::strerror(errno));
+    if (got == 0 || !std::equal(block, block + got, bytes.begin())) Refuse(kIncomplete);
+    offset += static_cast<std::uint64_t>(got);
+    bytes = bytes.subspan(static_cast<std::size_t>(got));
   }
+}
+
+void OutputFile::Commit(std::uint64_t size) {
+  Flush();
+  struct stat written;
+  if (fsync(fd_) != 0 || fstat(fd_, &written) != 0) Refuse(std::strerror(errno));
   if (static_cast<std::uint64_t>(written.st_size) != size) {
     Refuse("it came out with " + std::to_string(written.st_size) + " bytes instead of " +
            std::to_string(size));

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <span>
 #include <string>
 
 /// A file that appears under its name only when it is complete.
@@ -24,6 +25,10 @@ class OutputFile {
 
   FILE* stream() { return stream_; }
 
+  /// Refuses unless the file holds these bytes at `offset`: one that lost a write in the middle has
+  /// the right size all the same.
+  void Expect(std::uint64_t offset, std::span<const unsigned char> bytes);
+
   /// Forces everything to the disk and gives the file its name. Refuses if anything that was
   /// written to `stream()` is missing.
   /// @param size  bytes that the file must have
@@ -33,6 +38,7 @@ class OutputFile {
   OutputFile() = default;
   [[noreturn]] void Refuse(const std::string& reason) const;
   void Open();
+  void Flush();
   /// Calls `make` with free names beside the target until it succeeds.
   void MakeNamed(const std::function<bool(const char*)>& make);
 

@@ -153,8 +153,14 @@ Exit Run(int argc, char** argv) {
   return Exit::Done;
 }
 
-int Fail(Exit status, const std::string& line) {
-  std::cerr << "kxcms: " << OneLine(line) << '\n';
+/// Prints the one line, whatever a file name holds and however short memory is.
+int Fail(Exit status, const char* line) {
+  std::fputs("kxcms: ", stderr);
+  for (; *line != '\0'; ++line) {
+    const bool isControl = static_cast<unsigned char>(*line) < ' ' || *line == '\177';
+    std::fputc(isControl ? '?' : *line, stderr);
+  }
+  std::fputc('\n', stderr);
   return static_cast<int>(status);
 }
 
