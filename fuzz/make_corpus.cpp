@@ -1,0 +1,252 @@
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+
+#include "fuzz/SampleFiles.h"
+
+// Writes the seeds of the corpora, or compares them with those in the tree:
+// make_corpus FOLDER | make_corpus --check FOLDER. Files of other names are left alone: they are
+// what the fuzzer found.
+
+namespace {
+
+namespace fs = std::filesystem;
+using profile_bytes::Bytes;
+using profile_bytes::Mab;
+using profile_bytes::ProfileBytes;
+
+class Corpus {
+ public:
+  Corpus(fs::path folder, bool checks) : folder_(std::move(folder)), checks_(checks) {}
+
+  void Add(const char* target, const std::string& name, const Bytes& bytes) {
+    const fs::path path = folder_ / target / (std::string("seed-") + name);
+    if (checks_) {
+      std::ifstream file(path, std::ios::binary);
+      const std::vector<char> there(std::istreambuf_iterator<char>(file), {});
+      if (file && Bytes(there.begin(), there.end()) == bytes) return;
+      std::fprintf(stderr, "%s differs from what the generator makes\n", path.c_str());
+      ++differences_;
+      return;
+    }
+    fs::create_directories(path.parent_path());
+    std::ofstream file(path, std::ios::binary);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+  }
+  int differences() const { return differences_; }
+
+ private:
+  fs::path folder_;
+  bool checks_;
+  int differences_ = 0;
+};
+
+Bytes Joined(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+Bytes Beginning(Bytes bytes, std::size_t size) {
+  bytes.resize(size);
+  return bytes;
+}
+
+/// Choices at the head of an input, zeros up to `size`.
+Bytes Choices(std::size_t size, std::initializer_list<unsigned> bytes) {
+  Bytes head(size);
+  std::size_t at = 0;
+  for (const unsigned byte : bytes) head[at++] = static_cast<unsigned char>(byte);
+  return head;
+}
+
+Bytes OneTag(std::string_view signature, const Bytes& tag) {
+  return ProfileBytes().Header(48, "KXCM").AddTag(signature, tag).Build();
+}
+
+/// A lut8 tag as the library reads it: the header of the 16-bit form.
+Bytes Lut8() {
+  Bytes tag = fuzz::Lut16(2, 2);
+  tag[3] = '1';
+  return tag;
+}
+
+void AddProfiles(Corpus& corpus) {
+  const struct {
+    const char* name;
+    Bytes bytes;
+  } kProfiles[] = {
+      {"all-tags", fuzz::ScannerProfile()},
+      {"plain", fuzz::PlainProfile()},
+      {"matrix", fuzz::MatrixProfile()},
+      {"lut16-grid-5", OneTag("A2B0", fuzz::Lut16(5, 3))},
+      {"lut16-seven-outputs", OneTag("A2B2", fuzz::Lut16(2, 3, 7))},
+      {"mab", OneTag("A2B1", fuzz::CurvesAndGrid("mAB ", 3, 5))},
+      {"mab-padded", OneTag("A2B0", fuzz::CurvesAndGrid("mAB ", 2, 4, Mab::Spacing::kPadded))},
+      {"mab-bytes", OneTag("A2B0", fuzz::CurvesAndGrid("mAB ", 2, 3, Mab::Spacing::kAsRead, 1))},
+      {"lut8", OneTag("A2B0", Lut8())},
+      {"header-only", Beginning(fuzz::PlainProfile(), 128)},
+      {"cut-off", Beginning(fuzz::ScannerProfile(), 700)},
+      {"claims-too-much", ProfileBytes()
+                              .AddTag("A2B0", fuzz::Lut16(2, 2), 0x7FFFFFFF)
+                              .AddEntry("desc", 0xFFFFFFF0, 0xFFFFFFFF)
+                              .ClaimTagCount(0x10000000)
+                              .Build()},
+  };
+  for (const auto& profile : kProfiles) {
+    corpus.Add("IccProfile", profile.name, profile.bytes);
+    unsigned variant = 0;
+    // Intent, input and output codes, offsets, pixel count, seed, two calls.
+    for (const auto& head : {Choices(40, {0, 0, 12, 1, 64, 64, 64, 21, 5, 0}),
+                             Choices(40, {1, 1, 13, 0, 80, 50, 90, 39, 6, 2, 0, 0, 0, 3, 0, 12}),
+                             Choices(40, {3, 0, 22, 0, 64, 70, 64, 9, 7, 1, 0, 0, 1, 80, 60, 200}),
+                             Choices(40, {2, 0, 35, 1, 64, 64, 64, 4, 8, 1, 0, 0, 2, 5, 4, 0})}) {
+      const std::string name = std::string(profile.name) + "-" + std::to_string(variant++);
+      corpus.Add("Engine", name, Joined({head, profile.bytes}));
+    }
+  }
+}
+
+void AddLookupTags(Corpus& corpus) {
+  const struct {
+    const char* name;
+    Bytes bytes;
+  } kTags[] = {
+      {"lut16-2", fuzz::Lut16(2, 2)},
+      {"lut16-3", fuzz::Lut16(3, 5)},
+      {"lut16-9", fuzz::Lut16(9, 3)},
+      {"lut16-4-outputs", fuzz::Lut16(2, 3, 4)},
+      {"lut16-7-outputs", fuzz::Lut16(3, 3, 7)},
+      {"mab", fuzz::CurvesAndGrid("mAB ", 2, 3)},
+      {"mab-5", fuzz::CurvesAndGrid("mAB ", 5, 7)},
+      {"mba", fuzz::CurvesAndGrid("mBA ", 2, 3)},
+      {"mab-padded", fuzz::CurvesAndGrid("mAB ", 2, 4, Mab::Spacing::kPadded)},
+      {"mab-bytes", fuzz::CurvesAndGrid("mAB ", 3, 3, Mab::Spacing::kAsRead, 1)},
+      {"lut8", Lut8()},
+  };
+  constexpr unsigned kTables[] = {0, 1, 2, 3, 4, 5, 10, 13, 14, 15, 16};
+  for (const auto& tag : kTags) {
+    const bool backward = tag.bytes[1] == 'B';
+    for (const unsigned table : kTables) {
+      // Signature, way to the tag, table; codes and levels.
+      const Bytes head = Choices(
+          24, {backward ? 3u : 0u, 3, table, 1, table, 77, 3, 200, 90, 255, 255, 1, 60, 20, 180});
+      corpus.Add("LookupTag", std::string(tag.name) + "-" + std::to_string(table),
+                 Joined({head, tag.bytes}));
+    }
+  }
+}
+
+std::vector<std::pair<std::string, Bytes>> Images() {
+  using namespace tiff_test;
+  std::vector<std::pair<std::string, Bytes>> images = {
+      {"rgb-8", fuzz::PlainTiff(4, 3, 3, 8)},
+      {"rgb-16", fuzz::PlainTiff(3, 2, 3, 16)},
+      {"grey-8", fuzz::PlainTiff(5, 2, 1, 8)},
+      {"cmyk-8", fuzz::PlainTiff(2, 2, 4, 8)},
+      {"bits", fuzz::PlainTiff(16, 2, 1, 1)},
+      {"strips", ImageEntries(3, 4, 3, 8, 2, 1).AddStrips({Ramp(18), Ramp(18, 50)}).Build()},
+      {"short-strips", ImageEntries(2, 3, 3, 8, 1, 1)
+                           .AddStrips({Ramp(6), Ramp(6, 9), Ramp(6, 99)}, kShort, kShort)
+                           .Build()},
+      {"planes",
+       ImageEntries(2, 2, 3, 8, 2, 2).AddStrips({Ramp(4), Ramp(4, 9), Ramp(4, 99)}).Build()},
+      {"planes-16", ImageEntries(2, 2, 3, 16, 2, 2).AddStrips({Ramp(24)}).Build()},
+      {"bit-planes", ImageEntries(16, 2, 3, 1, 2, 2).AddStrips({Ramp(12)}).Build()},
+      {"no-rows-per-strip", ImageEntries(2, 2, 3, 8, 0, 0).AddStrips({Ramp(12)}).Build()},
+      {"many-tags", ImageEntries(2, 2, 3, 8, 2, 1)
+                        .AddData(282, kRational, 1, Longs({30000, 100}))
+                        .AddData(283, kRational, 1, Longs({300, 0}))
+                        .AddData(34675, kUndefined, 20, Ramp(20))
+                        .AddData(270, kAscii, 8, Ramp(8, 65))
+                        .Add(34665, kLong, 1, 60)
+                        .Add(296, kShort, 1, 2)
+                        .Add(700, kSbyte, 2, 5)
+                        .AddStrips({Ramp(12)})
+                        .Build()},
+      {"compressed",
+       ImageEntries(2, 2, 3, 8, 2, 1).Change(259, kShort, 1, 5).AddStrips({Ramp(12)}).Build()},
+      {"too-large", ImageEntries(60000, 60000, 3, 16, 60000, 1).AddStrips({Ramp(12)}).Build()},
+  };
+  Bytes cut = fuzz::PlainTiff(4, 3, 3, 8);
+  cut.resize(cut.size() - 20);
+  images.emplace_back("cut-off", cut);
+  return images;
+}
+
+void AddImages(Corpus& corpus) {
+  for (const auto& [name, bytes] : Images()) {
+    unsigned variant = 0;
+    for (const auto& head :
+         {Choices(32, {3, 21, 22, 20, 21, 22, 21, 21, 21, 0, 20, 60, 0, 16}),
+          Choices(32, {0, 10, 22, 10, 21, 30, 40, 2, 2, 1}),
+          Choices(32, {1, 255, 255, 255, 255, 255, 250, 1, 2, 3, 4, 22, 22, 20, 20, 20, 2}),
+          Choices(32, {2, 19, 19, 19, 30, 30, 30, 30, 30, 3, 0, 1, 3, 1, 9})}) {
+      corpus.Add("Tiff", name + "-" + std::to_string(variant++), Joined({head, bytes}));
+    }
+    variant = 0;
+    for (const auto& head :
+         {Choices(4, {0, 1}), Choices(4, {1, 1}), Choices(4, {2, 1}), Choices(4, {5, 16})}) {
+      corpus.Add("FileConversion", name + "-" + std::to_string(variant++), Joined({head, bytes}));
+    }
+  }
+  const Bytes profile = OneTag("A2B0", fuzz::CurvesAndGrid("mAB ", 2, 3));
+  corpus.Add("FileConversion", "own-profile",
+             Joined({Choices(4, {0, 1, static_cast<unsigned>(profile.size() % 256),
+                                 static_cast<unsigned>(profile.size() / 256)}),
+                     profile, fuzz::PlainTiff(4, 3, 3, 8)}));
+}
+
+void AddCalls(Corpus& corpus) {
+  const auto call = [](std::initializer_list<unsigned> bytes) { return Choices(12, bytes); };
+  const Bytes profile = fuzz::PlainProfile();
+  const Bytes own = Joined({Choices(2, {static_cast<unsigned>(profile.size() % 256),
+                                        static_cast<unsigned>(profile.size() / 256)}),
+                            profile});
+  const Bytes none(2);
+  for (unsigned slot = 0; slot < 3; ++slot) {
+    const unsigned s = 16 * slot;
+    const std::string name = std::string("-") + std::to_string(slot + 1);
+    corpus.Add("Interface", "convert" + name,
+               Joined({none, call({s, 0, 0, 0, 12, 1}), call({s + 10, 7, 5, 1}), call({s + 9, 30}),
+                       call({s + 7, 0, 1}), call({s + 8, 1, 1})}));
+    corpus.Add("Interface", "sixteen-bits" + name,
+               Joined({none, call({s, 5, 3, 1, 13, 0}), call({s + 11, 8, 5, 2}),
+                       call({s + 4, 1, 0, 22}), call({s + 12, 8, 5, 3})}));
+    corpus.Add("Interface", "adjust" + name,
+               Joined({none, call({s, 0, 1, 0, 12, 1}), call({s + 6, 5, 70, 64, 64, 3}),
+                       call({s + 6, 3, 64, 80, 64, 1, 2, 0, 34}), call({s + 13, 6, 1, 1})}));
+    corpus.Add("Interface", "own-profile" + name,
+               Joined({own, call({s, 10, 0, 0, 8, 1}), call({s + 10, 8, 5, 1}),
+                       call({s, 10, 0, 0, 8, 1}), call({s + 5, 2, 1, 9})}));
+    corpus.Add(
+        "Interface", "failures" + name,
+        Joined({none, call({s, 13, 0, 0, 12, 1}), call({s + 10, 8, 5, 1}),
+                call({s, 15, 0, 0, 12, 1}), call({s, 0, 0, 233, 12, 1}), call({s, 0, 0, 0, 229, 1}),
+                call({s, 8, 0, 0, 12, 1}), call({s + 10, 8, 5, 1}), call({s + 7, 3, 1})}));
+  }
+  corpus.Add("Interface", "three-slots",
+             Joined({none, call({0, 0, 0, 0, 12, 1}), call({16, 5, 1, 1, 23, 1}),
+                     call({32, 8, 0, 0, 12, 1}), call({10, 8, 5, 1}), call({26, 8, 5, 1}),
+                     call({42, 8, 5, 1}), call({9, 1})}));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bool checks = argc == 3 && std::string(argv[1]) == "--check";
+  if (argc != 2 && !checks) {
+    std::fprintf(stderr, "usage: make_corpus [--check] FOLDER\n");
+    return 2;
+  }
+  Corpus corpus(argv[argc - 1], checks);
+  AddProfiles(corpus);
+  AddLookupTags(corpus);
+  AddImages(corpus);
+  AddCalls(corpus);
+  return corpus.differences() == 0 ? 0 : 1;
+}
