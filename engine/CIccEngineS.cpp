@@ -12,6 +12,7 @@
 #include "engine/LookupTag.h"
 #include "engine/PipelineTables.h"
 #include "iccfile/CXYZType.h"
+#include "interface/CpuLevel.h"
 #include "interface/Diagnostics.h"
 #include "interface/ResultCodes.h"
 #include "units/ColorTable33.h"
@@ -100,6 +101,8 @@ CIccEngineS::CIccEngineS()
       fractionBits(kFractionBits) {
   omp_set_num_threads(kThreads);
   omp_set_dynamic(kThreads);
+  // The first engine settles the level of the pixel workers, when the library is loaded.
+  ChosenCpuLevel();
 }
 
 CIccEngineS::~CIccEngineS() {
