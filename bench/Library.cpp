@@ -26,14 +26,14 @@ Library::Library(const std::string& path, CpuLevel level, const std::string& fol
     : level_(level) {
   const std::string copy = folder + "/libKXCMS-" + LevelName() + ".so";
   std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
-  handle_ = Load(copy);
-  conversion = MakeSlot("_2nd");
-  selection = MakeSlot("_3rd");
 
-  // A copy reads the variable once, when it first converts.
+  // A copy reads the variable once, when it is loaded.
   const char* before = std::getenv(kLevelVariable);
   const std::string saved = before == nullptr ? "" : before;
   setenv(kLevelVariable, LevelName(), 1);
+  handle_ = Load(copy);
+  conversion = MakeSlot("_2nd");
+  selection = MakeSlot("_3rd");
   unsigned char pixel[3] = {};
   const int output = conversion.setProfile(profile.c_str(), nullptr, KX_INTENT_PERCEPTUAL,
                                            KX_COLOR_RGB, KX_COLOR_SRGB);
