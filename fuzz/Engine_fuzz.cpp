@@ -261,9 +261,9 @@ void RunCall(CIccEngineS& engine, Input choices) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   TheEngine();
-  fuzz::PrepareProcess();
+  fuzz::PrepareProcess(*argc, *argv);
   return 0;
 }
 

@@ -226,7 +226,8 @@ void CheckRoundTrip(IccFile4& profile, const Bytes& file) {
   FUZZ_CHECK(bytes.size() == static_cast<std::size_t>(end));
   IccFile4 again;
   FUZZ_CHECK(again.ReadFile(written.path()) == 0);
-  // An entry exists when it begins before the end of the file; the last may be a tag of no size.
+  // A table that the smaller file had no room for may be held now, at the cost of other tags.
+  if (CheckTags(again, bytes).charged > kSureToHoldBytes) return;
   FUZZ_CHECK(again.tags.size() == profile.tags.size());
   for (std::size_t i = 0; i < profile.tags.size(); ++i) {
     const iccTagBase& before = *profile.tags[i];
@@ -270,6 +271,24 @@ void CheckSaves(IccFile4& profile) {
   FUZZ_CHECK(saved.Size() == expected);
 }
 
+/// Parsed once more from its own bytes, a tag is what it was; then it becomes a new one.
+void CheckParsingAgain(IccFile4& profile) {
+  for (const auto& tag : profile.tags) {
+    if (tag->data == nullptr) continue;
+    Bytes bytes(tag->data, tag->data + tag->size);
+    const int size = tag->size;
+    FUZZ_CHECK(tag->Initial(tag->tagSignature, bytes.data(), size) == size);
+    FUZZ_CHECK(tag->size == size);
+    CheckFields(*tag, FileView(bytes.data(), bytes.size()));
+    if (auto* curve = dynamic_cast<CCurveType*>(tag.get())) {
+      FUZZ_CHECK(curve->Initial(curve->tagSignature) == 0 && SavedBytes(*curve) == 12);
+      continue;
+    }
+    FUZZ_CHECK(tag->Initial(tag->tagSignature, tag->typeSignature) == 0);
+    FUZZ_CHECK(tag->size == 0 && tag->data == nullptr);
+  }
+}
+
 /// Entry by entry, as the file states them, the same tags come.
 void CheckSingleTags(const IccFile4& profile, const Bytes& file, FILE* stream) {
   IccFile4 single;
@@ -291,8 +310,8 @@ void CheckSingleTags(const IccFile4& profile, const Bytes& file, FILE* stream) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::PrepareProcess();
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
+  fuzz::PrepareProcess(*argc, *argv);
   return 0;
 }
 
@@ -314,5 +333,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckRoundTrip(profile, file);
   }
   CheckSaves(profile);
+  CheckParsingAgain(profile);
   return 0;
 }

@@ -390,8 +390,8 @@ int ConfigSetString(const char* section, const char* key, const char* value) {
   return 0;
 }
 
-int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::PrepareProcess();
+int LLVMFuzzerInitialize(int* argc, char*** argv) {
+  fuzz::PrepareProcess(*argc, *argv);
   return 0;
 }
 

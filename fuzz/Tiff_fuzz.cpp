@@ -79,6 +79,12 @@ void CheckRows(CTiff& image, Input& choices) {
   auto* samples = reinterpret_cast<Sample*>(buffer.data());
   FUZZ_CHECK(image.GetRow(samples, row, pixels) == pixels && buffer.GuardsHold());
   const Bytes before = buffer.Contents();
+  if (HasPlainRows(image)) {
+    // From the row itself, or the nearest there is, and on into those behind it.
+    const std::uint64_t at = std::uint64_t(std::clamp(row, 0, image.Length - 1)) * image.RowBytes;
+    FUZZ_CHECK(std::equal(before.begin(), before.begin() + std::min(taken, rows - at),
+                          image.ImageBuf + at));
+  }
   FUZZ_CHECK(image.GetRow(static_cast<Sample*>(nullptr), row, pixels) == pixels);
   // The row put back changes nothing.
   const Bytes pixelsBefore(image.ImageBuf, image.ImageBuf + rows);
@@ -126,13 +132,20 @@ void CheckAddresses(CTiff& image, Input& choices) {
   for (const unsigned char* pixel : {image.GetXY(x, y), image.GetXY_M(x, y)}) {
     FUZZ_CHECK(pixel >= image.ImageBuf && pixel <= image.ImageBuf + (rows == 0 ? 0 : rows - 1));
   }
-  if (!HasPlainRows(image) || x < 0 || x >= image.Width || y < 0 || y >= image.Length) return;
-  const std::int64_t at =
-      std::int64_t{y} * image.RowBytes + std::int64_t{x} * image.Samples * image.Bits / 8;
-  FUZZ_CHECK(image.GetXY(x, y) == image.ImageBuf + at);
-  FUZZ_CHECK(image.GetXY_Q(x, y) == image.ImageBuf + at);
-  FUZZ_CHECK(image.GetXY_M(x, image.Length - 1 - y) == image.ImageBuf + at);
-  FUZZ_CHECK(image.GetXY_MQ(x, image.Length - 1 - y) == image.ImageBuf + at);
+  if (!HasPlainRows(image)) return;
+  const auto address = [&](int column, int row) {
+    const std::int64_t at =
+        std::int64_t{row} * image.RowBytes +
+        std::int64_t{std::clamp(column, 0, image.Width - 1)} * image.Samples * image.Bits / 8;
+    return image.ImageBuf + at;
+  };
+  const int nearest = std::clamp(y, 0, image.Length - 1);
+  FUZZ_CHECK(image.GetXY(x, y) == address(x, nearest));
+  // Rows past either end do not follow the bottom-up order.
+  FUZZ_CHECK(image.GetXY_M(x, y) == address(x, nearest == y ? image.Length - 1 - y : nearest));
+  if (nearest != y || x < 0 || x >= image.Width) return;
+  FUZZ_CHECK(image.GetXY_Q(x, y) == address(x, y));
+  FUZZ_CHECK(image.GetXY_MQ(x, y) == address(x, image.Length - 1 - y));
 }
 
 void RunAccessors(CTiff& image, Input& choices) {
@@ -271,6 +284,55 @@ void CheckRawFile(CTiff& image) {
              0);
   FUZZ_CHECK(copy.RowBytes == image.RowBytes);
   FUZZ_CHECK(std::equal(image.ImageBuf, image.ImageBuf + rows, copy.ImageBuf));
+
+  static MemoryFile tiff;
+  FUZZ_CHECK(copy.CreateNew(image.Width, image.Length, 72, image.Samples, image.Bits, raw.path(),
+                            tiff.path()) == 0);
+  const CTiff written(tiff.path());
+  FUZZ_CHECK(written.ImageBuf != nullptr && written.Width == image.Width &&
+             written.Length == image.Length && written.Bits == image.Bits);
+  FUZZ_CHECK(std::equal(image.ImageBuf, image.ImageBuf + rows, written.ImageBuf));
+}
+
+// ---- Ownership
+
+/// Copies keep tag, type, count and data, deliberately not the value.
+void CheckTagCopies(CTiff& image) {
+  for (const auto& tag : image.tags) {
+    const bool isStrip = tag->tag == StripOffsets;
+    const std::uint64_t kept = isStrip || !IsOutOfLine(*tag) ? 0 : KeptBytes(*tag);
+    const auto isSame = [&](const TiffTag& other) {
+      return other.tag == tag->tag && other.type == tag->type && other.count == tag->count &&
+             (kept == 0 || std::equal(tag->data, tag->data + kept, other.data));
+    };
+    TiffTag copy(*tag);
+    FUZZ_CHECK(isSame(copy) && copy.value == 0);
+    FUZZ_CHECK(copy.ValueIsOffset() == tag->ValueIsOffset());
+    TiffTag assigned;
+    assigned = copy;
+    FUZZ_CHECK(isSame(assigned));
+    TiffTag moved(std::move(copy));
+    FUZZ_CHECK(isSame(moved) && copy.data == nullptr);
+    assigned = std::move(moved);
+    FUZZ_CHECK(isSame(assigned) && moved.data == nullptr);
+  }
+}
+
+/// The buffer changes hands; nothing is freed twice or lost.
+void CheckBuffers(CTiff& image) {
+  const std::size_t size =
+      std::max<std::uint64_t>(RowsBytes(image), image.GetTagValue(StripByteCounts));
+  auto other = std::make_unique<unsigned char[]>(std::max<std::size_t>(size, 1));
+  image.SetImageBuf(other.release(), true);
+  FUZZ_CHECK(image.GetImageBuf() == image.GetTag(StripOffsets)->data);
+  const std::unique_ptr<unsigned char[]> taken(image.GetImageBuf());
+  image.ForgetImageBuf();
+  FUZZ_CHECK(image.GetImageBuf() == nullptr && image.GetXY(0, 0) == nullptr);
+  unsigned char pixel[4] = {};
+  FUZZ_CHECK(image.GetRow(pixel, 0, 1) == 1 && image.PutRow(pixel, 0, 1) == 1);
+  image.SetImageBuf(std::make_unique<unsigned char[]>(std::max<std::size_t>(size, 1)).release(),
+                    false);
+  FUZZ_CHECK(image.GetImageBuf() != nullptr);
 }
 
 void CheckNewImage(Input& choices) {
@@ -285,7 +347,7 @@ void CheckNewImage(Input& choices) {
 }
 
 void RunChange(CTiff& image, Input& choices) {
-  switch (choices.U8() % 5) {
+  switch (choices.U8() % 7) {
     case 0:
       return CheckIccProfile(image, choices);
     case 1:
@@ -298,6 +360,10 @@ void RunChange(CTiff& image, Input& choices) {
                               static_cast<unsigned short>(choices.U8() % 16), choices.U8() % 4,
                               choices.U32(), nullptr) == 0);
       return;
+    case 4:
+      return CheckTagCopies(image);
+    case 5:
+      return CheckBuffers(image);
     default:
       return CheckNewImage(choices);
   }
@@ -305,8 +371,8 @@ void RunChange(CTiff& image, Input& choices) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzz::PrepareProcess();
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
+  fuzz::PrepareProcess(*argc, *argv);
   return 0;
 }
 

@@ -68,6 +68,13 @@ Bytes OneTag(std::string_view signature, const Bytes& tag) {
   return ProfileBytes().Header(48, "KXCM").AddTag(signature, tag).Build();
 }
 
+/// No two fields of the header alike.
+Bytes FullHeader() {
+  ProfileBytes profile;
+  for (unsigned at = 4; at < 128; at += 4) profile.Header(at, 0x01030507u * at);
+  return profile.AddTag("A2B0", fuzz::Lut16(2, 2)).Build();
+}
+
 /// A lut8 tag as the library reads it: the header of the 16-bit form.
 Bytes Lut8() {
   Bytes tag = fuzz::Lut16(2, 2);
@@ -91,6 +98,7 @@ void AddProfiles(Corpus& corpus) {
       {"lut8", OneTag("A2B0", Lut8())},
       {"header-only", Beginning(fuzz::PlainProfile(), 128)},
       {"cut-off", Beginning(fuzz::ScannerProfile(), 700)},
+      {"full-header", FullHeader()},
       {"claims-too-much", ProfileBytes()
                               .AddTag("A2B0", fuzz::Lut16(2, 2), 0x7FFFFFFF)
                               .AddEntry("desc", 0xFFFFFFF0, 0xFFFFFFFF)
@@ -108,6 +116,21 @@ void AddProfiles(Corpus& corpus) {
       const std::string name = std::string(profile.name) + "-" + std::to_string(variant++);
       corpus.Add("Engine", name, Joined({head, profile.bytes}));
     }
+  }
+}
+
+/// Every output code, with 8-bit and 16-bit input in turn; then calls that choose odd input codes.
+void AddCodes(Corpus& corpus) {
+  const Bytes profile = OneTag("A2B0", fuzz::Lut16(2, 3));
+  for (unsigned code = 0; code < 40; ++code) {
+    corpus.Add("Engine", "code-" + std::to_string(code),
+               Joined({Choices(40, {0, code / 2 % 2, code, 1, 64, 64, 64, 7, code, 0}), profile}));
+  }
+  unsigned variant = 0;
+  for (const unsigned input : {252u, 253u, 254u}) {
+    corpus.Add(
+        "Engine", "input-" + std::to_string(variant++),
+        Joined({Choices(40, {0, 0, 12, 1, 64, 64, 64, 7, 3, 1, 0, 0, 0, 0, input, 12}), profile}));
   }
 }
 
@@ -155,6 +178,7 @@ std::vector<std::pair<std::string, Bytes>> Images() {
                            .Build()},
       {"planes",
        ImageEntries(2, 2, 3, 8, 2, 2).AddStrips({Ramp(4), Ramp(4, 9), Ramp(4, 99)}).Build()},
+      {"short-planes", ImageEntries(3, 3, 3, 8, 3, 2).AddStrips({Ramp(14)}).Build()},
       {"planes-16", ImageEntries(2, 2, 3, 16, 2, 2).AddStrips({Ramp(24)}).Build()},
       {"bit-planes", ImageEntries(16, 2, 3, 1, 2, 2).AddStrips({Ramp(12)}).Build()},
       {"no-rows-per-strip", ImageEntries(2, 2, 3, 8, 0, 0).AddStrips({Ramp(12)}).Build()},
@@ -245,6 +269,7 @@ int main(int argc, char** argv) {
   }
   Corpus corpus(argv[argc - 1], checks);
   AddProfiles(corpus);
+  AddCodes(corpus);
   AddLookupTags(corpus);
   AddImages(corpus);
   AddCalls(corpus);
