@@ -43,6 +43,11 @@ __m256i LoadRecords(const TetrahedronRecord* records, unsigned halfRecord0, unsi
                                  1);
 }
 
+struct alignas(32) Paths {
+  std::uint16_t halfRecords[kBlockPixels];
+  __m256i weights[kBlockPixels / 16][4];
+};
+
 // See the AVX-512 level for the arithmetic. Here the products with weight / 64 and weight % 64 are
 // added in pairs to 16 bits, then to 32.
 template <int kPixel>
@@ -69,10 +74,9 @@ void StoreFour(const TetrahedronRecord* records, const std::uint16_t* halfRecord
                   _mm256_extracti128_si256(four, 1));
 }
 
-void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
+void FindPaths(const PixelBlock& block, int pixels, Paths& paths) {
   const __m256i kFraction = _mm256_set1_epi16(0xFFF);
   const __m256i kLow6 = _mm256_set1_epi16(63);
-  alignas(32) std::uint16_t halfRecords[16];
   for (int p = 0; p < pixels; p += 16) {
     const __m256i x = _mm256_load_si256(reinterpret_cast<const __m256i*>(block.x + p));
     const __m256i y = _mm256_load_si256(reinterpret_cast<const __m256i*>(block.y + p));
@@ -93,7 +97,7 @@ void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
         _mm256_add_epi16(half, _mm256_and_si256(_mm256_cmpgt_epi16(fy, fz), _mm256_set1_epi16(2)));
     half =
         _mm256_add_epi16(half, _mm256_and_si256(_mm256_cmpgt_epi16(fx, fz), _mm256_set1_epi16(2)));
-    _mm256_store_si256(reinterpret_cast<__m256i*>(halfRecords), half);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(paths.halfRecords + p), half);
 
     const __m256i lowXy = _mm256_min_epi16(fx, fy);
     const __m256i highXy = _mm256_max_epi16(fx, fy);
@@ -109,16 +113,25 @@ void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
     const __m256i low01 = PackBytes(_mm256_and_si256(w0, kLow6), _mm256_and_si256(w1, kLow6));
     const __m256i low23 = PackBytes(_mm256_and_si256(w2, kLow6), _mm256_and_si256(w3, kLow6));
     // Four weight bytes per pixel: pixels 0..3 and 8..11, then 4..7 and 12..15.
-    const __m256i highA = _mm256_unpacklo_epi16(high01, high23);
-    const __m256i highB = _mm256_unpackhi_epi16(high01, high23);
-    const __m256i lowA = _mm256_unpacklo_epi16(low01, low23);
-    const __m256i lowB = _mm256_unpackhi_epi16(low01, low23);
+    __m256i* weights = paths.weights[p / 16];
+    _mm256_store_si256(weights, _mm256_unpacklo_epi16(high01, high23));
+    _mm256_store_si256(weights + 1, _mm256_unpackhi_epi16(high01, high23));
+    _mm256_store_si256(weights + 2, _mm256_unpacklo_epi16(low01, low23));
+    _mm256_store_si256(weights + 3, _mm256_unpackhi_epi16(low01, low23));
+  }
+}
 
+void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
+  Paths paths;
+  FindPaths(block, pixels, paths);
+  for (int p = 0; p < pixels; p += 16) {
+    const __m256i* weights = paths.weights[p / 16];
+    const std::uint16_t* halfRecords = paths.halfRecords + p;
     std::uint16_t* values = block.values + kValueStride * p;
-    StoreFour<0>(tables.records, halfRecords, highA, lowA, values);
-    StoreFour<2>(tables.records, halfRecords, highA, lowA, values);
-    StoreFour<4>(tables.records, halfRecords, highB, lowB, values);
-    StoreFour<6>(tables.records, halfRecords, highB, lowB, values);
+    StoreFour<0>(tables.records, halfRecords, weights[0], weights[2], values);
+    StoreFour<2>(tables.records, halfRecords, weights[0], weights[2], values);
+    StoreFour<4>(tables.records, halfRecords, weights[1], weights[3], values);
+    StoreFour<6>(tables.records, halfRecords, weights[1], weights[3], values);
   }
 }
 

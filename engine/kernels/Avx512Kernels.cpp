@@ -135,15 +135,19 @@ __m512i LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfR
   return _mm512_inserti32x4(four, record(3), 3);
 }
 
+struct alignas(64) Paths {
+  std::uint16_t halfRecords[kBlockPixels];
+  __m512i weights[kBlockPixels / 32][4];
+};
+
 // With the fractions sorted, a value is the sum of the path's four nodes times the weights
 // 4096 - max, max - mid, mid - min, min, shifted right by 4 (a node byte stands for 256 times its
 // value, a fraction for 1/4096). Tied fractions give a node the weight 0, so that any order among
 // them gives the same value. Weights have 13 bits: the byte dot product takes them as weight / 64
 // and weight % 64.
-void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
+void FindPaths(const PixelBlock& block, int pixels, Paths& paths) {
   const __m512i kFraction = _mm512_set1_epi16(0xFFF);
   const __m512i kLow6 = _mm512_set1_epi16(63);
-  alignas(64) std::uint16_t halfRecords[32];
   for (int p = 0; p < pixels; p += 32) {
     const __m512i x = _mm512_load_si512(block.x + p);
     const __m512i y = _mm512_load_si512(block.y + p);
@@ -162,7 +166,7 @@ void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
                                  _mm512_set1_epi16(2 * 3));
     half = _mm512_mask_add_epi16(half, _mm512_cmpgt_epi16_mask(fy, fz), half, _mm512_set1_epi16(2));
     half = _mm512_mask_add_epi16(half, _mm512_cmpgt_epi16_mask(fx, fz), half, _mm512_set1_epi16(2));
-    _mm512_store_si512(halfRecords, half);
+    _mm512_store_si512(paths.halfRecords + p, half);
 
     const __m512i lowXy = _mm512_min_epi16(fx, fy);
     const __m512i highXy = _mm512_max_epi16(fx, fy);
@@ -178,21 +182,28 @@ void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
     const __m512i low01 = PackBytes(_mm512_and_si512(w0, kLow6), _mm512_and_si512(w1, kLow6));
     const __m512i low23 = PackBytes(_mm512_and_si512(w2, kLow6), _mm512_and_si512(w3, kLow6));
     // Four weight bytes per pixel; lane k has pixels 8k..8k+3, then 8k+4..8k+7.
-    const __m512i high[2] = {_mm512_unpacklo_epi16(high01, high23),
-                             _mm512_unpackhi_epi16(high01, high23)};
-    const __m512i low[2] = {_mm512_unpacklo_epi16(low01, low23),
-                            _mm512_unpackhi_epi16(low01, low23)};
+    __m512i* weights = paths.weights[p / 32];
+    _mm512_store_si512(weights, _mm512_unpacklo_epi16(high01, high23));
+    _mm512_store_si512(weights + 1, _mm512_unpackhi_epi16(high01, high23));
+    _mm512_store_si512(weights + 2, _mm512_unpacklo_epi16(low01, low23));
+    _mm512_store_si512(weights + 3, _mm512_unpackhi_epi16(low01, low23));
+  }
+}
 
+void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
+  Paths paths;
+  FindPaths(block, pixels, paths);
+  for (int p = 0; p < pixels; p += 32) {
+    const __m512i* weights = paths.weights[p / 32];
     __m512i eight[4];
     for (int k = 0; k < 4; ++k) {
-      const __m512i broadcast = kBroadcast[k].Load();
       __m512i value[2];
       for (int q = 0; q < 2; ++q) {
-        const __m512i nodes = LoadRecords(tables.records, halfRecords + 8 * k + 4 * q);
+        const __m512i nodes = LoadRecords(tables.records, paths.halfRecords + p + 8 * k + 4 * q);
         __m512i sum = _mm512_dpbusd_epi32(_mm512_setzero_si512(), nodes,
-                                          _mm512_permutexvar_epi32(broadcast, high[q]));
+                                          _mm512_permutexvar_epi32(kBroadcast[k].Load(), weights[q]));
         sum = _mm512_dpbusd_epi32(_mm512_slli_epi32(sum, 6), nodes,
-                                  _mm512_permutexvar_epi32(broadcast, low[q]));
+                                  _mm512_permutexvar_epi32(kBroadcast[k].Load(), weights[2 + q]));
         value[q] = _mm512_srli_epi32(sum, 4);
       }
       eight[k] = _mm512_packus_epi32(value[0], value[1]);
@@ -216,35 +227,37 @@ constexpr ByteIndex kHighBytes = MakeHalfBytes(1);
 // Truth table: the second operand's bits where the first has ones, else the third's.
 constexpr int kSelect = 0xCA;
 
-// The bytes of 64 values along a step curve.
+// The bytes of 64 values along a step curve: segments of 256 values, of 64 below 16384, of 16 below
+// 4096. Pictures have large areas without dark values.
 __m512i StepOutput(const StepCurve& curve, __m512i low, __m512i high) {
-  const __m512i zero = _mm512_setzero_si512();
-  // Segments of 256 values, of 64 below 16384, of 16 below 4096.
   __m512i base = Lookup256(curve.base[2], high);
   __m512i last = Lookup256(curve.last[2], high);
   __m512i position = low;
-
   const __mmask64 below16384 = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(64));
-  const __m512i by64 =
-      _mm512_ternarylogic_epi64(_mm512_set1_epi8(static_cast<char>(0xFC)),
-                                _mm512_slli_epi16(high, 2), _mm512_srli_epi16(low, 6), kSelect);
-  base = _mm512_mask_mov_epi8(base, below16384, Lookup256(curve.base[1], by64));
-  last = _mm512_mask_mov_epi8(last, below16384, Lookup256(curve.last[1], by64));
-  position =
-      _mm512_mask_mov_epi8(position, below16384, _mm512_and_si512(low, _mm512_set1_epi8(63)));
-
   const __mmask64 below4096 = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(16));
-  const __m512i by16 =
-      _mm512_ternarylogic_epi64(_mm512_set1_epi8(static_cast<char>(0xF0)),
-                                _mm512_slli_epi16(high, 4), _mm512_srli_epi16(low, 4), kSelect);
-  base = _mm512_mask_mov_epi8(base, below4096, Lookup256(curve.base[0], by16));
-  last = _mm512_mask_mov_epi8(last, below4096, Lookup256(curve.last[0], by16));
-  position = _mm512_mask_mov_epi8(position, below4096, _mm512_and_si512(low, _mm512_set1_epi8(15)));
-
-  const __m512i bytes =
+  const __mmask64 below256 = _mm512_testn_epi8_mask(high, high);
+  if (below16384 != 0) {
+    const __m512i by64 =
+        _mm512_ternarylogic_epi64(_mm512_set1_epi8(static_cast<char>(0xFC)),
+                                  _mm512_slli_epi16(high, 2), _mm512_srli_epi16(low, 6), kSelect);
+    base = _mm512_mask_mov_epi8(base, below16384, Lookup256(curve.base[1], by64));
+    last = _mm512_mask_mov_epi8(last, below16384, Lookup256(curve.last[1], by64));
+    position =
+        _mm512_mask_mov_epi8(position, below16384, _mm512_and_si512(low, _mm512_set1_epi8(63)));
+  }
+  if (below4096 != 0) {
+    const __m512i by16 =
+        _mm512_ternarylogic_epi64(_mm512_set1_epi8(static_cast<char>(0xF0)),
+                                  _mm512_slli_epi16(high, 4), _mm512_srli_epi16(low, 4), kSelect);
+    base = _mm512_mask_mov_epi8(base, below4096, Lookup256(curve.base[0], by16));
+    last = _mm512_mask_mov_epi8(last, below4096, Lookup256(curve.last[0], by16));
+    position =
+        _mm512_mask_mov_epi8(position, below4096, _mm512_and_si512(low, _mm512_set1_epi8(15)));
+  }
+  __m512i bytes =
       _mm512_mask_add_epi8(base, _mm512_cmpgt_epu8_mask(position, last), base, _mm512_set1_epi8(1));
-  return _mm512_mask_mov_epi8(bytes, _mm512_cmpeq_epi8_mask(high, zero),
-                              Lookup256(curve.first, low));
+  if (below256 != 0) bytes = _mm512_mask_mov_epi8(bytes, below256, Lookup256(curve.first, low));
+  return bytes;
 }
 
 void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,

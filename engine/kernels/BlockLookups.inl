@@ -13,6 +13,11 @@ std::uint32_t FourBytes(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::
   return a | b << 8 | c << 16 | d << 24;
 }
 
+template <typename Word>
+void Store(void* at, Word word) {
+  __builtin_memcpy(at, &word, sizeof word);
+}
+
 // Grid coordinates by interleaved sample.
 template <typename Sample>
 void LookUpCoordinates(const WorkerTables& tables, const unsigned char* samples, int pixels,
@@ -23,12 +28,9 @@ void LookUpCoordinates(const WorkerTables& tables, const unsigned char* samples,
   for (int p = 0; p < pixels; p += 4) {
     Sample s[12];
     __builtin_memcpy(s, samples + 3 * p * static_cast<int>(sizeof(Sample)), sizeof s);
-    const std::uint64_t x = FourWords(table0[s[0]], table0[s[3]], table0[s[6]], table0[s[9]]);
-    const std::uint64_t y = FourWords(table1[s[1]], table1[s[4]], table1[s[7]], table1[s[10]]);
-    const std::uint64_t z = FourWords(table2[s[2]], table2[s[5]], table2[s[8]], table2[s[11]]);
-    __builtin_memcpy(block.x + p, &x, sizeof x);
-    __builtin_memcpy(block.y + p, &y, sizeof y);
-    __builtin_memcpy(block.z + p, &z, sizeof z);
+    Store(block.x + p, FourWords(table0[s[0]], table0[s[3]], table0[s[6]], table0[s[9]]));
+    Store(block.y + p, FourWords(table1[s[1]], table1[s[4]], table1[s[7]], table1[s[10]]));
+    Store(block.z + p, FourWords(table2[s[2]], table2[s[5]], table2[s[8]], table2[s[11]]));
   }
 }
 
@@ -43,11 +45,10 @@ void LookUpBytes(const std::uint8_t* const (&output)[3], const PixelBlock& block
     const std::uint16_t* b = a + kValueStride;
     const std::uint16_t* c = b + kValueStride;
     const std::uint16_t* d = c + kValueStride;
-    const std::uint32_t bytes[3] = {
-        FourBytes(table0[a[0]], table1[a[1]], table2[a[2]], table0[b[0]]),
-        FourBytes(table1[b[1]], table2[b[2]], table0[c[0]], table1[c[1]]),
-        FourBytes(table2[c[2]], table0[d[0]], table1[d[1]], table2[d[2]])};
-    __builtin_memcpy(samples + 3 * p, bytes, sizeof bytes);
+    unsigned char* out = samples + 3 * p;
+    Store(out, FourBytes(table0[a[0]], table1[a[1]], table2[a[2]], table0[b[0]]));
+    Store(out + 4, FourBytes(table1[b[1]], table2[b[2]], table0[c[0]], table1[c[1]]));
+    Store(out + 8, FourBytes(table2[c[2]], table0[d[0]], table1[d[1]], table2[d[2]]));
   }
 }
 
@@ -62,10 +63,9 @@ void LookUpWords(const std::uint16_t* const (&output)[3], const PixelBlock& bloc
     const std::uint16_t* b = a + kValueStride;
     const std::uint16_t* c = b + kValueStride;
     const std::uint16_t* d = c + kValueStride;
-    const std::uint64_t words[3] = {
-        FourWords(table0[a[0]], table1[a[1]], table2[a[2]], table0[b[0]]),
-        FourWords(table1[b[1]], table2[b[2]], table0[c[0]], table1[c[1]]),
-        FourWords(table2[c[2]], table0[d[0]], table1[d[1]], table2[d[2]])};
-    __builtin_memcpy(samples + 6 * p, words, sizeof words);
+    unsigned char* out = samples + 6 * p;
+    Store(out, FourWords(table0[a[0]], table1[a[1]], table2[a[2]], table0[b[0]]));
+    Store(out + 8, FourWords(table1[b[1]], table2[b[2]], table0[c[0]], table1[c[1]]));
+    Store(out + 16, FourWords(table2[c[2]], table0[d[0]], table1[d[1]], table2[d[2]]));
   }
 }
