@@ -245,7 +245,9 @@ int CTiff::CreateNew(int width, int length, int resolution, int samples, int bit
       std::max<std::uint64_t>(stripBytes, BytesOfRows(rowBytes, length));
   const auto strips = GetTag(StripOffsets);
   if (strips && allocate == 1 && bufferBytes <= std::numeric_limits<std::uint32_t>::max()) {
-    HoldPixels(*strips, std::make_unique<unsigned char[]>(bufferBytes).release());
+    auto pixels = UnfilledPixels(bufferBytes);
+    std::fill_n(pixels.get(), bufferBytes, static_cast<unsigned char>(0));
+    HoldPixels(*strips, pixels.release());
     ImageBuf = strips->data;
   }
   Width = width;

@@ -1,5 +1,7 @@
 #include "PixelData.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -38,6 +40,21 @@ std::uint64_t PixelBufferBytes(const ImageGeometry& geometry, std::uint64_t stri
                   static_cast<int>(geometry.samples));
   return std::max({stripBytes, ChunkyBytes(geometry),
                    BytesOfRows(rowBytes, static_cast<int>(geometry.length))});
+}
+
+std::unique_ptr<unsigned char[]> UnfilledPixels(std::uint64_t bytes) {
+  std::unique_ptr<unsigned char[]> pixels(new unsigned char[bytes]);
+  constexpr std::uintptr_t kHugePage = std::uintptr_t{1} << 21;
+  const auto begin = reinterpret_cast<std::uintptr_t>(pixels.get());
+  const std::uintptr_t firstHugePage = (begin + kHugePage - 1) & ~(kHugePage - 1);
+  const std::uintptr_t end = (begin + bytes) & ~(kHugePage - 1);
+  // A page of 4 KiB costs a fault of its own, altogether more time than the conversion takes. A
+  // refusal changes nothing.
+  if (firstHugePage < end) {
+    static_cast<void>(madvise(reinterpret_cast<void*>(firstHugePage), end - firstHugePage,
+                              MADV_HUGEPAGE));
+  }
+  return pixels;
 }
 
 StripArray::StripArray(const TiffTag& tag)

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
 #include "TiffTag.h"
 
@@ -35,6 +36,10 @@ std::uint64_t BytesOfRows(int rowBytes, int length);
 /// How large a pixel buffer is made: everything that may index it later fits, be it by
 /// StripByteCounts, by the sizes in the tags or by whole rows.
 std::uint64_t PixelBufferBytes(const ImageGeometry& geometry, std::uint64_t stripBytes);
+
+/// A pixel buffer that is about to be filled: clearing it first would touch every page twice. A
+/// large one lies in huge pages where the system has them to give.
+std::unique_ptr<unsigned char[]> UnfilledPixels(std::uint64_t bytes);
 
 /// The numbers of a StripOffsets or StripByteCounts tag (borrowed): 16-bit for SHORT, otherwise
 /// 32-bit whatever the type. A single SHORT is 32-bit too: the total of gathered strips is kept in

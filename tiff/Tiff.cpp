@@ -48,11 +48,6 @@ void SettleByteCountType(Tiff& image) {
   byteCounts->count = 1;
 }
 
-/// A pixel buffer that the file is about to fill: clearing it first would touch every page twice.
-std::unique_ptr<unsigned char[]> UnfilledPixels(std::uint64_t bytes) {
-  return std::unique_ptr<unsigned char[]>(new unsigned char[bytes]);
-}
-
 /// Reads `stripBytes` bytes at the StripOffsets value into a new pixel buffer.
 int ReadSingleStrip(Tiff& image, FILE* file, std::uint64_t stripBytes) {
   const std::uint64_t bufferBytes =
