@@ -300,7 +300,9 @@ void CheckRawFile(CTiff& image) {
 void CheckTagCopies(CTiff& image) {
   for (const auto& tag : image.tags) {
     const bool isStrip = tag->tag == StripOffsets;
-    const std::uint64_t kept = isStrip || !IsOutOfLine(*tag) ? 0 : KeptBytes(*tag);
+    const bool hasData = tag->data != nullptr && IsOutOfLine(*tag);
+    // Of an Exif block, what type and count say: a program's own tag may hold no more.
+    const std::uint64_t kept = isStrip || !hasData ? 0 : HeldDataBytes(*tag);
     const auto isSame = [&](const TiffTag& other) {
       return other.tag == tag->tag && other.type == tag->type && other.count == tag->count &&
              (kept == 0 || std::equal(tag->data, tag->data + kept, other.data));

@@ -57,7 +57,9 @@ class ByteReader {
     for (std::size_t i = 0; i < whole; ++i, position_ += 2) {
       to[i] = static_cast<std::uint16_t>(data_[position_] << 8 | data_[position_ + 1]);
     }
-    for (std::size_t i = whole; i < count; ++i) to[i] = U16();
+    if (whole == count) return;
+    to[whole] = U16();  // one that is cut off, or 0
+    std::fill(to + whole + 1, to + count, std::uint16_t{0});
   }
 
  private:

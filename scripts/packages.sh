@@ -9,6 +9,9 @@ test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   argyll argyll-ref liblcms2-utils libtiff-tools netpbm qemu-user clang libomp-dev
   python3 python3-numpy python3-tifffile python-matplotlib-data)
 
+# The sanitizers of clang, OpenMP for them, and the fuzzer.
+clang_packages=(clang clang-14 libclang-rt-14-dev libomp-14-dev llvm-14)
+
 # Installs what is missing of the named packages, as root or with sudo; where neither is there,
 # names them and stops.
 install_packages() {
