@@ -82,8 +82,9 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
   int Conversion(unsigned char* src, unsigned short* dst, int pixels);
   /// Converts a TIFF file and prints three stopwatch lines. 8-bit images are converted in place and
   /// lose an embedded profile; others become a new 16-bit image of 300 dots per inch. @return 0,
-  /// whether or not the output could be written, or all ones when the input cannot be read or its
-  /// buffer is too small for its geometry (nothing is written then).
+  /// whether or not the output could be written, or all ones when the input cannot be read, its
+  /// buffer is too small for its geometry, or the new image would be out of proportion to the file
+  /// (nothing is written then).
   int Conversion(char const* inPath, char const* outPath);
   /// Rebuilds the colour stage for new offsets (L*, C*, degrees) when their whole parts change.
   /// @return the output code, or 65535 without a usable lookup tag.

@@ -4,6 +4,7 @@
 #include "engine/CIccEngineS.h"
 #include "engine/ConversionTypes.h"
 #include "engine/Stopwatch.h"
+#include "interface/Limits.h"
 #include "interface/ResultCodes.h"
 #include "tiff/CTiff.h"
 #include "tiff/ImageBytes.h"
@@ -39,6 +40,13 @@ bool HoldsPixels(CTiff& image, unsigned width, unsigned length, int sampleBytes)
          pixels * kSamples * static_cast<unsigned>(sampleBytes) <= KX_Tiff_STL3::ImageBytes(image);
 }
 
+// Whether the new image of a conversion that is not done in place stays in proportion to the file.
+// It does for every image that has all its pixels.
+bool MayHoldNewImage(char const* inPath, unsigned width, unsigned length) {
+  const std::uint64_t pixels = std::uint64_t{width} * length;
+  return pixels * kSamples * (kBits16 / 8) <= ReaderLimit(FileSize(inPath));
+}
+
 }  // namespace
 
 int CIccEngineS::Conversion(char const* inPath, char const* outPath) {
@@ -52,6 +60,7 @@ int CIccEngineS::Conversion(char const* inPath, char const* outPath) {
   if (!HoldsPixels(source, width, length, TouchedSampleBytes(*this, inPlace))) {
     return IccResultFail;
   }
+  if (!inPlace && !MayHoldNewImage(inPath, width, length)) return IccResultFail;
   const int pixels = static_cast<int>(width * length);
   unsigned char* buffer = source.GetImageBuf();
   if (inPlace) {

@@ -246,7 +246,11 @@ void CheckRoundTrip(CTiff& image) {
   FUZZ_CHECK(
       std::equal(image.ImageBuf, image.ImageBuf + std::min(stripBytes, readBytes), again.ImageBuf));
   FUZZ_CHECK(again.SaveFile(second.path()) == 0);
-  if (readBytes == stripBytes && again.tags.size() == image.tags.size()) {
+  // Of an Exif directory that claims more than its block, only the block is found again.
+  const bool losesExif = std::any_of(image.tags.begin(), image.tags.end(), [](const auto& tag) {
+    return tag->tag == ExifIfd && HeldDataBytes(*tag) > kExifBlockBytes;
+  });
+  if (readBytes == stripBytes && again.tags.size() == image.tags.size() && !losesExif) {
     FUZZ_CHECK(second.Contents() == bytes);
   }
 }

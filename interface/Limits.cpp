@@ -1,5 +1,13 @@
 #include "interface/Limits.h"
 
+#include <sys/stat.h>
+
+std::uint64_t FileSize(char const* path) {
+  struct stat status;
+  const bool isThere = path != nullptr && stat(path, &status) == 0;
+  return isThere && status.st_size > 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
 std::uint64_t StreamSize(FILE* stream) {
   const off_t position = ftello(stream);
   if (position < 0 || fseeko(stream, 0, SEEK_END) != 0) return 0;

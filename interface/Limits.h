@@ -25,6 +25,9 @@ constexpr std::uint64_t OperationLimit(std::uint64_t sourceBytes) {
   return 2 * ReaderLimit(sourceBytes);
 }
 
+/// Size of a file; 0 when it cannot be told.
+std::uint64_t FileSize(char const* path);
+
 /// Size of the file behind a stream; 0 when it cannot be told. The position is kept.
 std::uint64_t StreamSize(FILE* stream);
 

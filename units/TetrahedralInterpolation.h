@@ -51,7 +51,7 @@ void Interpolate(const ColorTable33& table, const std::array<unsigned short*, kC
       kTetrahedra[TetrahedronOf(fraction[0], fraction[1], fraction[2])];
   const std::array<const int*, 4> path = PathNodes(table, node, tetrahedron);
   for (std::size_t c = 0; c < kChannels; ++c) {
-    std::uint32_t sum = static_cast<std::uint32_t>(path[0][c]) << table.shift;
+    std::uint32_t sum = static_cast<std::uint32_t>(path[0][c]) * (1u << table.shift);
     for (std::size_t axis = 0; axis < 3; ++axis) {
       const auto edge = static_cast<std::size_t>(tetrahedron.edge[axis]);
       sum +=

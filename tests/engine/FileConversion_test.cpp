@@ -143,6 +143,21 @@ TEST(FileConversion, ABufferTooSmallForThePixelsCountsAsUnreadable) {
   }
 }
 
+// Samples of no bits take no room in the file; an engine that converts nothing asks for none.
+TEST(FileConversion, ANewImageOutOfProportionToTheFileIsNotMade) {
+  const struct {
+    int width, length, result;
+  } kRows[] = {{1000, 1000, 0}, {1 << 25, 2, -1}, {46000, 46000, -1}};
+  for (const auto& row : kRows) {
+    const TemporaryFile in, out;
+    CTiff(row.width, row.length, 300, 3, 0, 1).SaveFile(in.Path());
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(CIccEngineS().Conversion(in.Path(), out.Path()), row.result) << row.width;
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.Exists(), row.result == 0) << row.width;
+  }
+}
+
 TEST(FileConversion, AnEngineThatConvertsNothingWritesTheImageAsItIs) {
   const struct {
     const char* what;
