@@ -14,7 +14,7 @@ constexpr int kBlockPixels = 256;
 constexpr int kStepPixels = 16;
 // Interpolated values stand four per pixel, the fourth unused.
 constexpr int kValueStride = 4;
-// How far ahead of a block the source is fetched.
+// How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 3072;
 
 struct alignas(32) PixelBlock {

@@ -14,8 +14,8 @@ constexpr int kBlockPixels = 256;
 constexpr int kStepPixels = 64;
 // Interpolated values stand interleaved, three per pixel.
 constexpr int kValueStride = 3;
-// How far ahead of a block the source is fetched.
-constexpr int kPrefetchBytes = 3072;
+// How far ahead of a block its buffers are fetched.
+constexpr int kPrefetchBytes = 6144;
 
 struct alignas(64) PixelBlock {
   std::uint16_t x[kBlockPixels], y[kBlockPixels], z[kBlockPixels];  // grid coordinates

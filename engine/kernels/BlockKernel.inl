@@ -39,6 +39,9 @@ void Convert(const WorkerTables& tables, const unsigned char* source, unsigned c
     for (int line = 0; line < kBlockPixels * kSourcePixel; line += 64) {
       __builtin_prefetch(source + kPrefetchBytes + line);
     }
+    for (int line = 0; line < kBlockPixels * kDestinationPixel; line += 64) {
+      __builtin_prefetch(destination + kPrefetchBytes + line, 1);
+    }
     ConvertBlock<kSourceBytes, kDestinationBytes>(tables, source, destination, kBlockPixels, block);
     source += kBlockPixels * kSourcePixel;
     destination += kBlockPixels * kDestinationPixel;

@@ -14,7 +14,7 @@ constexpr int kBlockPixels = 256;
 constexpr int kStepPixels = 8;
 // Interpolated values stand interleaved, three per pixel.
 constexpr int kValueStride = 3;
-// How far ahead of a block the source is fetched.
+// How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 3072;
 
 struct alignas(64) PixelBlock {
