@@ -105,19 +105,27 @@ void BuildInputTables(CLut16Type& lut, ColorSpaceSignature inputColor,
     }
     return;
   }
+  const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Input(lut);
+  // A channel that the tag lacks has no curve, which is a curve of zeros.
+  for (int c = lut.inputChannels; c < 3; ++c) std::fill_n(tables[c], levels, 0u);
+  const int channels = std::min<int>(lut.inputChannels, 3);
+  if (levels == kLevels16) {
+    for (int c = 0; c < channels; ++c) {
+      curves.ForEachLevel(c, [table = tables[c]](int level, std::uint16_t value) {
+        table[level] = PackIndex(value);
+      });
+    }
+    return;
+  }
   // An 8-bit level x stands for the 16-bit level x * 256, and 255 for the highest: what indexing an
   // input table by 8-bit levels comes to, done once or twice.
-  const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Input(lut);
-  const int spacing = kLevels16 / levels;
   const auto pack = [&](int entry, int level) {
     const ICC_UNIT::CurvePosition position = curves.PositionOf(level);
-    for (int c = 0; c < 3; ++c) {
-      // A channel that the tag lacks has no curve, which is a curve of zeros.
-      const bool isThere = c < lut.inputChannels;
-      tables[c][entry] = isThere ? PackIndex(curves.At(c, level, position)) : 0;
+    for (int c = 0; c < channels; ++c) {
+      tables[c][entry] = PackIndex(curves.At(c, level, position));
     }
   };
-  for (int x = 0; x < levels - 1; ++x) pack(x, x * spacing);
+  for (int x = 0; x < levels - 1; ++x) pack(x, x * (kLevels16 / levels));
   pack(levels - 1, kLevels16 - 1);
 }
 

@@ -1,6 +1,8 @@
 #ifndef KXCMS_UNITS_LUTCURVES_H
 #define KXCMS_UNITS_LUTCURVES_H
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "iccfile/CLut16Type.h"
@@ -37,8 +39,37 @@ class LutCurves {
   }
   std::uint16_t At(int channel, int level) const { return At(channel, level, PositionOf(level)); }
 
+  /// Calls `take(level, value)` for all levels of a channel, with the values of `At`. Goes interval
+  /// by interval, which saves finding the position of every level.
+  template <typename Take>
+  void ForEachLevel(int channel, const Take& take) const {
+    if (channel >= channels_) {
+      for (int level = 0; level <= kTopLevel; ++level) take(level, At(channel, level));
+      return;
+    }
+    const unsigned short* curve = tables_ + static_cast<std::ptrdiff_t>(channel) * stride_;
+    for (int level = 0, entry = 0; level < kTopLevel; ++entry) {
+      const double start = entry * step_;
+      const int end = EndOfInterval(entry);
+      for (; level < end; ++level) {
+        const CurvePosition position = {entry, (level - start) / divisor_};
+        take(level,
+             static_cast<std::uint16_t>(static_cast<int>(RoundedAt(curve, entries_, position))));
+      }
+    }
+    take(kTopLevel, At(channel, kTopLevel));
+  }
+
  private:
   LutCurves(const unsigned short* tables, int channels, int tableEntries, double divisor);
+
+  // The first level past an interval, or the highest one.
+  int EndOfInterval(int entry) const {
+    int end = std::min(static_cast<int>((entry + 1) * step_), kTopLevel);
+    while (end < kTopLevel && PositionOf(end).entry <= entry) ++end;
+    while (end > 0 && PositionOf(end - 1).entry > entry) --end;
+    return end;
+  }
 
   const unsigned short* tables_;
   int channels_;  // those with a curve of their own
