@@ -51,8 +51,8 @@ std::unique_ptr<unsigned char[]> UnfilledPixels(std::uint64_t bytes) {
   // A page of 4 KiB costs a fault of its own, altogether more time than the conversion takes. A
   // refusal changes nothing.
   if (firstHugePage < end) {
-    static_cast<void>(madvise(reinterpret_cast<void*>(firstHugePage), end - firstHugePage,
-                              MADV_HUGEPAGE));
+    static_cast<void>(
+        madvise(reinterpret_cast<void*>(firstHugePage), end - firstHugePage, MADV_HUGEPAGE));
   }
   return pixels;
 }

@@ -43,13 +43,13 @@ __m256i LoadRecords(const TetrahedronRecord* records, unsigned halfRecord0, unsi
                                  1);
 }
 
+// What interpolation needs of a block; see the AVX-512 level, also for the arithmetic. Here the
+// products with weight / 64 and weight % 64 are added in pairs to 16 bits, then to 32.
 struct alignas(32) Paths {
   std::uint16_t halfRecords[kBlockPixels];
   __m256i weights[kBlockPixels / 16][4];
 };
 
-// See the AVX-512 level for the arithmetic. Here the products with weight / 64 and weight % 64 are
-// added in pairs to 16 bits, then to 32.
 template <int kPixel>
 __m256i TwoValues(const TetrahedronRecord* records, const std::uint16_t* halfRecords, __m256i high,
                   __m256i low) {

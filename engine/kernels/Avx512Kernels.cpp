@@ -135,8 +135,11 @@ __m512i LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfR
   return _mm512_inserti32x4(four, record(3), 3);
 }
 
+// What interpolation needs of a block. All addresses are known before the first record is read, so
+// that reads need not wait for sorting.
 struct alignas(64) Paths {
   std::uint16_t halfRecords[kBlockPixels];
+  // Per 32 pixels: weights / 64, then weights % 64, each in two registers.
   __m512i weights[kBlockPixels / 32][4];
 };
 
@@ -197,13 +200,14 @@ void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
     const __m512i* weights = paths.weights[p / 32];
     __m512i eight[4];
     for (int k = 0; k < 4; ++k) {
+      const __m512i broadcast = kBroadcast[k].Load();
       __m512i value[2];
       for (int q = 0; q < 2; ++q) {
         const __m512i nodes = LoadRecords(tables.records, paths.halfRecords + p + 8 * k + 4 * q);
         __m512i sum = _mm512_dpbusd_epi32(_mm512_setzero_si512(), nodes,
-                                          _mm512_permutexvar_epi32(kBroadcast[k].Load(), weights[q]));
+                                          _mm512_permutexvar_epi32(broadcast, weights[q]));
         sum = _mm512_dpbusd_epi32(_mm512_slli_epi32(sum, 6), nodes,
-                                  _mm512_permutexvar_epi32(kBroadcast[k].Load(), weights[2 + q]));
+                                  _mm512_permutexvar_epi32(broadcast, weights[2 + q]));
         value[q] = _mm512_srli_epi32(sum, 4);
       }
       eight[k] = _mm512_packus_epi32(value[0], value[1]);
