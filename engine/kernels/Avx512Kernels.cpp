@@ -231,37 +231,37 @@ constexpr ByteIndex kHighBytes = MakeHalfBytes(1);
 // Truth table: the second operand's bits where the first has ones, else the third's.
 constexpr int kSelect = 0xCA;
 
+// Where 64 values stand on a step curve: the byte is `base`, plus one past position `last`.
+struct StepPosition {
+  __m512i base, last, position;
+};
+
+// Takes the segments of 256 / 2^kBits values for the pixels of a mask.
+template <int kBits>
+void UseSegments(const StepCurve& curve, int segments, __mmask64 where, __m512i low, __m512i high,
+                 StepPosition& at) {
+  const __m512i fromHigh = _mm512_set1_epi8(static_cast<char>(0xFF << kBits));
+  const __m512i index = _mm512_ternarylogic_epi64(fromHigh, _mm512_slli_epi16(high, kBits),
+                                                  _mm512_srli_epi16(low, 8 - kBits), kSelect);
+  const __m512i position = _mm512_and_si512(low, _mm512_set1_epi8(0xFF >> kBits));
+  at.base = _mm512_mask_mov_epi8(at.base, where, Lookup256(curve.base[segments], index));
+  at.last = _mm512_mask_mov_epi8(at.last, where, Lookup256(curve.last[segments], index));
+  at.position = _mm512_mask_mov_epi8(at.position, where, position);
+}
+
 // The bytes of 64 values along a step curve: segments of 256 values, of 64 below 16384, of 16 below
 // 4096. Pictures have large areas without dark values.
 __m512i StepOutput(const StepCurve& curve, __m512i low, __m512i high) {
-  __m512i base = Lookup256(curve.base[2], high);
-  __m512i last = Lookup256(curve.last[2], high);
-  __m512i position = low;
+  StepPosition at = {Lookup256(curve.base[2], high), Lookup256(curve.last[2], high), low};
   const __mmask64 below16384 = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(64));
   const __mmask64 below4096 = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(16));
   const __mmask64 below256 = _mm512_testn_epi8_mask(high, high);
-  if (below16384 != 0) {
-    const __m512i by64 =
-        _mm512_ternarylogic_epi64(_mm512_set1_epi8(static_cast<char>(0xFC)),
-                                  _mm512_slli_epi16(high, 2), _mm512_srli_epi16(low, 6), kSelect);
-    base = _mm512_mask_mov_epi8(base, below16384, Lookup256(curve.base[1], by64));
-    last = _mm512_mask_mov_epi8(last, below16384, Lookup256(curve.last[1], by64));
-    position =
-        _mm512_mask_mov_epi8(position, below16384, _mm512_and_si512(low, _mm512_set1_epi8(63)));
-  }
-  if (below4096 != 0) {
-    const __m512i by16 =
-        _mm512_ternarylogic_epi64(_mm512_set1_epi8(static_cast<char>(0xF0)),
-                                  _mm512_slli_epi16(high, 4), _mm512_srli_epi16(low, 4), kSelect);
-    base = _mm512_mask_mov_epi8(base, below4096, Lookup256(curve.base[0], by16));
-    last = _mm512_mask_mov_epi8(last, below4096, Lookup256(curve.last[0], by16));
-    position =
-        _mm512_mask_mov_epi8(position, below4096, _mm512_and_si512(low, _mm512_set1_epi8(15)));
-  }
-  __m512i bytes =
-      _mm512_mask_add_epi8(base, _mm512_cmpgt_epu8_mask(position, last), base, _mm512_set1_epi8(1));
-  if (below256 != 0) bytes = _mm512_mask_mov_epi8(bytes, below256, Lookup256(curve.first, low));
-  return bytes;
+  if (below16384 != 0) UseSegments<2>(curve, 1, below16384, low, high, at);
+  if (below4096 != 0) UseSegments<4>(curve, 0, below4096, low, high, at);
+  const __m512i bytes = _mm512_mask_add_epi8(at.base, _mm512_cmpgt_epu8_mask(at.position, at.last),
+                                             at.base, _mm512_set1_epi8(1));
+  if (below256 == 0) return bytes;
+  return _mm512_mask_mov_epi8(bytes, below256, Lookup256(curve.first, low));
 }
 
 void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,
