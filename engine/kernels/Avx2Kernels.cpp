@@ -9,18 +9,12 @@ namespace ICC_ENG_S4 {
 
 namespace {
 
-// Pixels of one pass through the phases, and of one step within a phase.
-constexpr int kBlockPixels = 256;
+// Pixels of one step within a phase.
 constexpr int kStepPixels = 16;
-// Interpolated values stand four per pixel, the fourth unused.
+// Interpolated values per pixel; four make whole vector stores.
 constexpr int kValueStride = 4;
 // How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 3072;
-
-struct alignas(32) PixelBlock {
-  std::uint16_t x[kBlockPixels], y[kBlockPixels], z[kBlockPixels];  // grid coordinates
-  std::uint16_t values[kBlockPixels * kValueStride];
-};
 
 #include "engine/kernels/BlockLookups.inl"
 
@@ -43,13 +37,14 @@ __m256i LoadRecords(const TetrahedronRecord* records, unsigned halfRecord0, unsi
                                  1);
 }
 
-// What interpolation needs of a block; see the AVX-512 level, also for the arithmetic. Here the
-// products with weight / 64 and weight % 64 are added in pairs to 16 bits, then to 32.
+// What interpolation needs of a block; see the AVX-512 level.
 struct alignas(32) Paths {
   std::uint16_t halfRecords[kBlockPixels];
   __m256i weights[kBlockPixels / 16][4];
 };
 
+// See the AVX-512 level for the arithmetic. Here the products with weight / 64 and weight % 64 are
+// added in pairs to 16 bits, then to 32.
 template <int kPixel>
 __m256i TwoValues(const TetrahedronRecord* records, const std::uint16_t* halfRecords, __m256i high,
                   __m256i low) {

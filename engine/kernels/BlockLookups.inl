@@ -1,5 +1,14 @@
-// The table reads of the vector levels, included by a level's source inside its own unnamed
-// namespace, after PixelBlock and kValueStride. Pixels come in multiples of four.
+// A block of pixels and the table reads of the levels that work in blocks, included by a level's
+// source inside its own unnamed namespace, after kValueStride: values per pixel, interleaved, the
+// fourth unused where there is one. Pixels come in multiples of four.
+
+// Pixels of one pass through the phases.
+constexpr int kBlockPixels = 256;
+
+struct alignas(64) PixelBlock {
+  std::uint16_t x[kBlockPixels], y[kBlockPixels], z[kBlockPixels];  // grid coordinates
+  std::uint16_t values[kBlockPixels * kValueStride];                // interpolated
+};
 
 // Table reads go four pixels at a time, so that their results leave in whole registers: stores are
 // what bounds them. Scalar reads beat gathers. The tables' addresses stay in registers because they

@@ -9,18 +9,12 @@ namespace ICC_ENG_S4 {
 
 namespace {
 
-// Pixels of one pass through the phases, and of one step within a phase.
-constexpr int kBlockPixels = 256;
+// Pixels of one step within a phase.
 constexpr int kStepPixels = 8;
-// Interpolated values stand interleaved, three per pixel.
+// Interpolated values per pixel.
 constexpr int kValueStride = 3;
 // How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 3072;
-
-struct alignas(64) PixelBlock {
-  std::uint16_t x[kBlockPixels], y[kBlockPixels], z[kBlockPixels];  // grid coordinates
-  std::uint16_t values[kBlockPixels * kValueStride];
-};
 
 #include "engine/kernels/BlockLookups.inl"
 
