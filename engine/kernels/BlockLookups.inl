@@ -1,6 +1,5 @@
-// A block of pixels and the table reads of the levels that work in blocks, included by a level's
-// source inside its own unnamed namespace, after kValueStride: values per pixel, interleaved, the
-// fourth unused where there is one. Pixels come in multiples of four.
+// A block of pixels and the table reads of the levels that work in blocks. A level's source includes
+// this file inside its own unnamed namespace, after kValueStride. Pixels come in multiples of four.
 
 // Pixels of one pass through the phases.
 constexpr int kBlockPixels = 256;
