@@ -1,4 +1,4 @@
-// The block loop of the vector levels. A level's source includes this file inside its own unnamed
+// The loop of the levels that work in blocks. A level's source includes this file inside its own unnamed
 // namespace, after it has defined, for a multiple of kStepPixels pixels each:
 //
 //   Coordinates8(tables, samples, pixels, block)  interleaved bytes -> block.x, y, z

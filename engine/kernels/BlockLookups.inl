@@ -9,9 +9,10 @@ struct alignas(64) PixelBlock {
   std::uint16_t values[kBlockPixels * kValueStride];                // interpolated
 };
 
-// Table reads go four pixels at a time, so that their results leave in whole registers: stores are
-// what bounds them. Scalar reads beat gathers. The tables' addresses stay in registers because they
-// are copied first; a store of bytes might change what a pointer in memory says.
+// Table reads go four pixels at a time, and their results leave as single words: of an array of
+// words compilers make stores and reloads of other sizes, which stall. Scalar reads beat gathers. The
+// tables' addresses stay in registers because they are copied first; a store of bytes might change
+// what a pointer in memory says.
 
 std::uint64_t FourWords(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
   return a | b << 16 | c << 32 | d << 48;
