@@ -1,5 +1,5 @@
-// The loop of the levels that work in blocks. A level's source includes this file inside its own unnamed
-// namespace, after it has defined, for a multiple of kStepPixels pixels each:
+// The loop of the levels that work in blocks. A level's source includes this file inside its own
+// unnamed namespace, after it has defined, for a multiple of kStepPixels pixels each:
 //
 //   Coordinates8(tables, samples, pixels, block)  interleaved bytes -> block.x, y, z
 //   Interpolate(tables, block, pixels)            block.x, y, z -> block.values
