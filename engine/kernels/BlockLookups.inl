@@ -1,5 +1,6 @@
-// A block of pixels and the table reads of the levels that work in blocks. A level's source includes
-// this file inside its own unnamed namespace, after kValueStride. Pixels come in multiples of four.
+// A block of pixels and the table reads of the levels that work in blocks. A level's source
+// includes this file inside its own unnamed namespace, after kValueStride. Pixels come in multiples
+// of four.
 
 // Pixels of one pass through the phases.
 constexpr int kBlockPixels = 256;
@@ -10,9 +11,9 @@ struct alignas(64) PixelBlock {
 };
 
 // Table reads go four pixels at a time, and their results leave as single words: of an array of
-// words compilers make stores and reloads of other sizes, which stall. Scalar reads beat gathers. The
-// tables' addresses stay in registers because they are copied first; a store of bytes might change
-// what a pointer in memory says.
+// words compilers make stores and reloads of other sizes, which stall. Scalar reads beat gathers.
+// The tables' addresses stay in registers because they are copied first; a store of bytes might
+// change what a pointer in memory says.
 
 std::uint64_t FourWords(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
   return a | b << 16 | c << 32 | d << 48;
