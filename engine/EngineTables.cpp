@@ -13,6 +13,9 @@ namespace ICC_ENG_S4 {
 
 namespace {
 
+// A grid node: its three channels' bytes, the first one lowest.
+using Node = std::uint32_t;
+
 // One array of words holds this record, aligned, with the tables behind it. Pages that a format
 // never touches cost nothing.
 struct alignas(64) EngineTables {
@@ -31,7 +34,7 @@ struct alignas(64) EngineTables {
   StepCurve steps;
   std::uint8_t coordinateBytes[3][2][256];
   TetrahedronRecord records[kCells * 6];
-  std::uint64_t nodes[kGridNodes];
+  Node nodes[kGridNodes];
   std::uint8_t output8[3][kLevels16];
   std::uint16_t output16[3][kLevels16];
   std::uint16_t coordinates[3][kLevels16];
@@ -90,14 +93,13 @@ std::uint32_t CornerValue(const std::uint32_t (&cell)[6][12], int corner, int ch
   return 0;
 }
 
-constexpr int kFieldBits = 21;
 // Distances between neighbouring nodes along the three axes.
 constexpr int kStride[3] = {kCellGridPoints * kCellGridPoints, kCellGridPoints, 1};
 
 // A grid node is the base corner of its own cell; at the far ends of the axes, another corner of
 // the last cell.
 // @return whether all nodes are bytes times 256.
-bool BuildNodes(const CIccEngineS& engine, std::uint64_t (&nodes)[kGridNodes]) {
+bool BuildNodes(const CIccEngineS& engine, Node (&nodes)[kGridNodes]) {
   for (int index = 0; index < kGridNodes; ++index) {
     int cellAt[3], corner = 0;
     for (int axis = 0; axis < 3; ++axis) {
@@ -110,7 +112,7 @@ bool BuildNodes(const CIccEngineS& engine, std::uint64_t (&nodes)[kGridNodes]) {
       const std::uint32_t value =
           CornerValue(engine.cells[cellAt[0]][cellAt[1]][cellAt[2]], corner, c);
       if ((value & 0xFFFF00FF) != 0) return false;
-      nodes[index] |= std::uint64_t{value >> 8} << (kFieldBits * c);
+      nodes[index] |= value >> 8 << (8 * c);
     }
   }
   return true;
@@ -121,22 +123,22 @@ int NodeOffset(int corner) {
 }
 
 // @return whether every cell has just these nodes at its corners.
-bool BuildRecords(const CIccEngineS& engine, const std::uint64_t (&nodes)[kGridNodes],
+bool BuildRecords(const CIccEngineS& engine, const Node (&nodes)[kGridNodes],
                   TetrahedronRecord* record) {
-  // The vector workers find a record by how many of their comparisons hold: five for tetrahedron 0.
+  // The workers find a record by how many of their comparisons hold: five for tetrahedron 0.
   constexpr int kLast = 5;
   const std::uint32_t(*cell)[12] = engine.cells[0][0][0];
   std::uint32_t disagreement = 0;
   for (int index = 0; index < kCells; ++index, record += 6, cell += 6) {
-    const std::uint64_t* base = nodes + (index >> 8) * kStride[0] + (index >> 4 & 15) * kStride[1] +
-                                (index & 15) * kStride[2];
+    const Node* base = nodes + (index >> 8) * kStride[0] + (index >> 4 & 15) * kStride[1] +
+                       (index & 15) * kStride[2];
     for (int t = 0; t < 6; ++t) {
       const ICC_UNIT::Tetrahedron& tetrahedron = ICC_UNIT::kTetrahedra[t];
       auto& value = record[kLast - t].value;
       for (int n = 0; n < 4; ++n) {
-        const std::uint64_t node = base[NodeOffset(tetrahedron.path[n])];
+        const Node node = base[NodeOffset(tetrahedron.path[n])];
         for (int c = 0; c < 4; ++c) {
-          value[c][n] = static_cast<std::uint8_t>(node >> (kFieldBits * c));
+          value[c][n] = static_cast<std::uint8_t>(node >> (8 * c));
         }
       }
       for (int c = 0; c < 3; ++c) {
@@ -245,7 +247,6 @@ const WorkerTables* CurrentWorkerTables(const CIccEngineS& engine, PixelFormat f
   if (!compact.gridIsCurrent) {
     compact.gridIsCompact =
         BuildNodes(engine, compact.nodes) && BuildRecords(engine, compact.nodes, compact.records);
-    compact.tables.nodes = compact.nodes;
     compact.tables.records = compact.records;
     compact.gridIsCurrent = true;
   }

@@ -1,81 +1,84 @@
-// A block of pixels and the table reads of the levels that work in blocks. A level's source
-// includes this file inside its own unnamed namespace, after kValueStride. Pixels come in multiples
-// of four.
+// A block of pixels and its table reads, for the levels that work in blocks. A level's source
+// includes this file inside its own unnamed namespace. Pixels come in multiples of 16.
 
 // Pixels of one pass through the phases.
 constexpr int kBlockPixels = 256;
 
 struct alignas(64) PixelBlock {
-  std::uint16_t x[kBlockPixels], y[kBlockPixels], z[kBlockPixels];  // grid coordinates
-  std::uint16_t values[kBlockPixels * kValueStride];                // interpolated
+  std::uint16_t coordinates[3][kBlockPixels];  // on the grid, by axis
+  std::uint16_t values[3][kBlockPixels];       // interpolated, by channel
 };
 
-// Table reads go four pixels at a time, and their results leave as single words: of an array of
-// words compilers make stores and reloads of other sizes, which stall. Scalar reads beat gathers.
-// The tables' addresses stay in registers because they are copied first; a store of bytes might
-// change what a pointer in memory says.
+// Table entries go from memory straight into a vector register and leave it in one store: single
+// stores wait for each other, and to put words together in general registers is dearer. Scalar reads
+// beat gathers.
 
-std::uint64_t FourWords(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d) {
-  return a | b << 16 | c << 32 | d << 48;
-}
-
-std::uint32_t FourBytes(std::uint32_t a, std::uint32_t b, std::uint32_t c, std::uint32_t d) {
-  return a | b << 8 | c << 16 | d << 24;
-}
-
+// Stores word(0) to word(7) side by side.
 template <typename Word>
-void Store(void* at, Word word) {
-  __builtin_memcpy(at, &word, sizeof word);
+__attribute__((always_inline)) inline void StoreEightWords(void* at, Word word) {
+  using Words = std::uint16_t __attribute__((vector_size(16)));
+  const Words words = {word(0), word(1), word(2), word(3), word(4), word(5), word(6), word(7)};
+  __builtin_memcpy(at, &words, sizeof words);
+}
+
+// Stores byte(0) to byte(15) side by side, as words of two.
+template <typename Byte>
+__attribute__((always_inline)) inline void StoreSixteenBytes(void* at, Byte byte) {
+  StoreEightWords(at, [&](int i) {
+    return static_cast<std::uint16_t>(byte(2 * i) | byte(2 * i + 1) << 8);
+  });
+}
+
+template <typename Sample>
+Sample Load(const unsigned char* samples, int index) {
+  Sample sample;
+  __builtin_memcpy(&sample, samples + index * static_cast<int>(sizeof sample), sizeof sample);
+  return sample;
 }
 
 // Grid coordinates by interleaved sample.
 template <typename Sample>
 void LookUpCoordinates(const WorkerTables& tables, const unsigned char* samples, int pixels,
                        PixelBlock& block) {
-  const std::uint16_t* const table0 = tables.coordinates[0];
-  const std::uint16_t* const table1 = tables.coordinates[1];
-  const std::uint16_t* const table2 = tables.coordinates[2];
-  for (int p = 0; p < pixels; p += 4) {
-    Sample s[12];
-    __builtin_memcpy(s, samples + 3 * p * static_cast<int>(sizeof(Sample)), sizeof s);
-    Store(block.x + p, FourWords(table0[s[0]], table0[s[3]], table0[s[6]], table0[s[9]]));
-    Store(block.y + p, FourWords(table1[s[1]], table1[s[4]], table1[s[7]], table1[s[10]]));
-    Store(block.z + p, FourWords(table2[s[2]], table2[s[5]], table2[s[8]], table2[s[11]]));
+  // A copy, so that the addresses stay in registers: a store of bytes might change what a pointer
+  // in memory says.
+  const std::uint16_t* const table[3] = {tables.coordinates[0], tables.coordinates[1],
+                                         tables.coordinates[2]};
+  for (int p = 0; p < pixels; p += 8) {
+#pragma GCC unroll 3
+    for (int c = 0; c < 3; ++c) {
+      StoreEightWords(block.coordinates[c] + p,
+                 [&](int i) { return table[c][Load<Sample>(samples, 3 * (p + i) + c)]; });
+    }
   }
 }
 
 // Output bytes by interpolated value.
 void LookUpBytes(const std::uint8_t* const (&output)[3], const PixelBlock& block, int pixels,
                  unsigned char* samples) {
-  const std::uint8_t* const table0 = output[0];
-  const std::uint8_t* const table1 = output[1];
-  const std::uint8_t* const table2 = output[2];
-  for (int p = 0; p < pixels; p += 4) {
-    const std::uint16_t* a = block.values + kValueStride * p;
-    const std::uint16_t* b = a + kValueStride;
-    const std::uint16_t* c = b + kValueStride;
-    const std::uint16_t* d = c + kValueStride;
-    unsigned char* out = samples + 3 * p;
-    Store(out, FourBytes(table0[a[0]], table1[a[1]], table2[a[2]], table0[b[0]]));
-    Store(out + 4, FourBytes(table1[b[1]], table2[b[2]], table0[c[0]], table1[c[1]]));
-    Store(out + 8, FourBytes(table2[c[2]], table0[d[0]], table1[d[1]], table2[d[2]]));
+  const std::uint8_t* const table[3] = {output[0], output[1], output[2]};
+  for (int p = 0; p < pixels; p += 16) {
+#pragma GCC unroll 3
+    for (int begin = 0; begin < 48; begin += 16) {
+      StoreSixteenBytes(samples + 3 * p + begin, [&](int i) {
+        const int n = begin + i;
+        return table[n % 3][block.values[n % 3][p + n / 3]];
+      });
+    }
   }
 }
 
 // Output words by interpolated value.
 void LookUpWords(const std::uint16_t* const (&output)[3], const PixelBlock& block, int pixels,
                  unsigned char* samples) {
-  const std::uint16_t* const table0 = output[0];
-  const std::uint16_t* const table1 = output[1];
-  const std::uint16_t* const table2 = output[2];
-  for (int p = 0; p < pixels; p += 4) {
-    const std::uint16_t* a = block.values + kValueStride * p;
-    const std::uint16_t* b = a + kValueStride;
-    const std::uint16_t* c = b + kValueStride;
-    const std::uint16_t* d = c + kValueStride;
-    unsigned char* out = samples + 6 * p;
-    Store(out, FourWords(table0[a[0]], table1[a[1]], table2[a[2]], table0[b[0]]));
-    Store(out + 8, FourWords(table1[b[1]], table2[b[2]], table0[c[0]], table1[c[1]]));
-    Store(out + 16, FourWords(table2[c[2]], table0[d[0]], table1[d[1]], table2[d[2]]));
+  const std::uint16_t* const table[3] = {output[0], output[1], output[2]};
+  for (int p = 0; p < pixels; p += 8) {
+#pragma GCC unroll 3
+    for (int begin = 0; begin < 24; begin += 8) {
+      StoreEightWords(samples + 2 * (3 * p + begin), [&](int i) {
+        const int n = begin + i;
+        return table[n % 3][block.values[n % 3][p + n / 3]];
+      });
+    }
   }
 }

@@ -1,5 +1,11 @@
-#include <algorithm>
-#include <cstring>
+// The level of any CPU: 128-bit vectors in the compilers' own terms, which they map to what the CPU
+// has, or else take apart. Where x86's baseline, SSE2, has an operation that cannot be put in these
+// terms, it is called.
+#include <cstddef>
+#include <cstdint>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "engine/kernels/Kernels.h"
 #include "engine/kernels/WorkerTables.h"
@@ -10,77 +16,113 @@ namespace ICC_ENG_S4 {
 namespace {
 
 // Pixels of one step within a phase.
-constexpr int kStepPixels = 8;
-// Interpolated values per pixel.
-constexpr int kValueStride = 3;
+constexpr int kStepPixels = 16;
 // How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 3072;
 
+using Vector = std::uint16_t __attribute__((vector_size(16)));
+using Signed16 = std::int16_t __attribute__((vector_size(16)));
+using Vector32 = std::uint32_t __attribute__((vector_size(16)));
+using Vector64 = std::uint64_t __attribute__((vector_size(16)));
+
+Vector LoadVector(const void* from) {
+  Vector v;
+  __builtin_memcpy(&v, __builtin_assume_aligned(from, sizeof v), sizeof v);
+  return v;
+}
+void StoreVector(void* to, Vector v) {
+  __builtin_memcpy(__builtin_assume_aligned(to, sizeof v), &v, sizeof v);
+}
+Vector Splat16(int value) {
+  return Vector{} + static_cast<std::uint16_t>(value);
+}
+Vector And(Vector a, Vector b) {
+  return a & b;
+}
+Vector Or(Vector a, Vector b) {
+  return a | b;
+}
+template <int kBits>
+Vector ShiftRight16(Vector a) {
+  return a >> kBits;
+}
+Vector Subtract16(Vector a, Vector b) {
+  return a - b;
+}
+Vector Multiply16(Vector a, Vector b) {
+  return a * b;
+}
+// All ones where it holds.
+Vector Greater16(Vector a, Vector b) {
+  return Vector(Signed16(a) > Signed16(b));
+}
+Vector Min16(Vector a, Vector b) {
+  return Vector(Signed16(a) < Signed16(b) ? Signed16(a) : Signed16(b));
+}
+Vector Max16(Vector a, Vector b) {
+  return Vector(Signed16(a) > Signed16(b) ? Signed16(a) : Signed16(b));
+}
+Vector AddWhereGreater16(Vector sum, Vector a, Vector b, int amount) {
+  return sum + (Greater16(a, b) & Splat16(amount));
+}
+Vector UnpackLow16(Vector a, Vector b) {
+  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+Vector UnpackHigh16(Vector a, Vector b) {
+  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+Vector UnpackLow32(Vector a, Vector b) {
+  return Vector(__builtin_shufflevector(Vector32(a), Vector32(b), 0, 4, 1, 5));
+}
+Vector UnpackHigh32(Vector a, Vector b) {
+  return Vector(__builtin_shufflevector(Vector32(a), Vector32(b), 2, 6, 3, 7));
+}
+Vector UnpackLow64(Vector a, Vector b) {
+  return Vector(__builtin_shufflevector(Vector64(a), Vector64(b), 0, 2));
+}
+Vector UnpackHigh64(Vector a, Vector b) {
+  return Vector(__builtin_shufflevector(Vector64(a), Vector64(b), 1, 3));
+}
+
+#if defined(__SSE2__)
+// Sums of two neighbouring products each, 32 bits wide.
+Vector Products16(Vector a, Vector b) {
+  return Vector(_mm_madd_epi16(__m128i(a), __m128i(b)));
+}
+// The words above the lowest kBits bits of each element. SSE2 packs signed numbers only.
+template <int kBits>
+Vector ShiftRightTo16(Vector a, Vector b) {
+  const auto signedWord = [](Vector v) {
+    return _mm_srai_epi32(_mm_slli_epi32(__m128i(v), 16 - kBits), 16);
+  };
+  return Vector(_mm_packs_epi32(signedWord(a), signedWord(b)));
+}
+#else
+Vector Products16(Vector a, Vector b) {
+  const Vector32 low = Splat32(0xFFFF);
+  return Vector((Vector32(a) & low) * (Vector32(b) & low) +
+                (Vector32(a) >> 16) * (Vector32(b) >> 16));
+}
+template <int kBits>
+Vector ShiftRightTo16(Vector a, Vector b) {
+  return __builtin_shufflevector(Vector(Vector32(a) >> kBits), Vector(Vector32(b) >> kBits), 0, 2,
+                                 4, 6, 8, 10, 12, 14);
+}
+#endif
+Vector AddProducts16(Vector sum, Vector a, Vector b) {
+  return Vector(Vector32(sum) + Vector32(Products16(a, b)));
+}
+
+Vector LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfRecords) {
+  return LoadVector(reinterpret_cast<const char*>(records) + std::size_t{8} * halfRecords[0]);
+}
+
 #include "engine/kernels/BlockLookups.inl"
+#include "engine/kernels/Interpolation.inl"
 
 void Coordinates8(const WorkerTables& tables, const unsigned char* samples, int pixels,
                   PixelBlock& block) {
   LookUpCoordinates<std::uint8_t>(tables, samples, pixels, block);
-}
-
-// A node's three channels stand in 21-bit fields of a 64-bit word. A weighted sum of node bytes
-// with weights that add up to 4096 stays below 2^20, so that four multiplications interpolate all
-// three channels at once.
-constexpr int kFieldBits = 21;
-
-// Distances between neighbouring nodes along the three axes.
-constexpr std::int16_t kStride0 = 17 * 17;
-constexpr std::int16_t kStride1 = 17;
-constexpr std::int16_t kStride2 = 1;
-
-// The three first nodes of each pixel's path from the base corner to the far corner, and the four
-// nodes' weights.
-struct alignas(64) Paths {
-  std::uint16_t node[3][kBlockPixels];
-  std::uint16_t weight[4][kBlockPixels];
-};
-
-// A loop that compilers turn into vector instructions: 16-bit lanes, selections and no branch.
-void SortFractions(const PixelBlock& block, int pixels, Paths& paths) {
-  for (int p = 0; p < pixels; ++p) {
-    const auto fx = static_cast<std::int16_t>(block.x[p] & 0xFFF);
-    const auto fy = static_cast<std::int16_t>(block.y[p] & 0xFFF);
-    const auto fz = static_cast<std::int16_t>(block.z[p] & 0xFFF);
-    const std::int16_t lowXy = std::min(fx, fy);
-    const std::int16_t highXy = std::max(fx, fy);
-    const std::int16_t max = std::max(highXy, fz);
-    const std::int16_t mid = std::max(lowXy, std::min(highXy, fz));
-    const std::int16_t min = std::min(lowXy, fz);
-    const auto base = static_cast<std::int16_t>((block.x[p] >> 12) * kStride0 +
-                                                (block.y[p] >> 12) * kStride1 + (block.z[p] >> 12));
-    const std::int16_t first = fx == max ? kStride0 : fy == max ? kStride1 : kStride2;
-    const std::int16_t last = fz == min ? kStride2 : fy == min ? kStride1 : kStride0;
-    paths.node[0][p] = static_cast<std::uint16_t>(base);
-    paths.node[1][p] = static_cast<std::uint16_t>(base + first);
-    paths.node[2][p] = static_cast<std::uint16_t>(base + kStride0 + kStride1 + kStride2 - last);
-    paths.weight[0][p] = static_cast<std::uint16_t>(4096 - max);
-    paths.weight[1][p] = static_cast<std::uint16_t>(max - mid);
-    paths.weight[2][p] = static_cast<std::uint16_t>(mid - min);
-    paths.weight[3][p] = static_cast<std::uint16_t>(min);
-  }
-}
-
-void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
-  Paths paths;
-  SortFractions(block, pixels, paths);
-  const std::uint64_t* const nodes = tables.nodes;
-  const std::uint64_t* const farNodes = nodes + kStride0 + kStride1 + kStride2;
-#pragma GCC unroll 2
-  for (int p = 0; p < pixels; ++p) {
-    const std::uint64_t sum = nodes[paths.node[0][p]] * paths.weight[0][p] +
-                              nodes[paths.node[1][p]] * paths.weight[1][p] +
-                              nodes[paths.node[2][p]] * paths.weight[2][p] +
-                              farNodes[paths.node[0][p]] * paths.weight[3][p];
-    std::uint16_t* value = block.values + kValueStride * p;
-    value[0] = static_cast<std::uint16_t>(sum >> 4);
-    value[1] = static_cast<std::uint16_t>(sum >> (kFieldBits + 4));
-    value[2] = static_cast<std::uint16_t>(sum >> (2 * kFieldBits + 4));
-  }
 }
 
 void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,

@@ -34,8 +34,7 @@ struct WorkerTables {
   const std::uint16_t* coordinates[3];  ///< by input level: cell index << 12 | fraction
   /// 8-bit input only: low and high bytes of the coordinates, [channel][low, high][level].
   const std::uint8_t (*coordinateBytes)[2][256];
-  const TetrahedronRecord* records;  ///< [kCells][6]; the vector levels
-  const std::uint64_t* nodes;        ///< [17][17][17], three 21-bit fields; the portable level
+  const TetrahedronRecord* records;  ///< [kCells][6]
   const std::uint8_t* output8[3];    ///< by interpolated value; the three may be the same
   const std::uint16_t* output16[3];
   const StepCurve* steps;  ///< of output8, or null where it is not such a curve for all channels
