@@ -158,7 +158,7 @@ bool BuildRecords(const CIccEngineS& engine, const Node (&nodes)[kGridNodes],
 // The segments of a step curve: see StepCurve.
 constexpr struct {
   int begin, end, length;
-} kSegments[3] = {{256, 4096, 16}, {4096, 16384, 64}, {16384, 65536, 256}};
+} kSegments[3] = {{256, 2048, 16}, {2048, 16384, 64}, {16384, 65536, 256}};
 
 bool BuildSegment(const std::uint8_t* bytes, int length, std::uint8_t& base, std::uint8_t& last) {
   base = bytes[0];

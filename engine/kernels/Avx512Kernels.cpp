@@ -103,6 +103,11 @@ struct alignas(64) ByteIndex {
   Vector Load() const { return _mm512_load_si512(at); }
 };
 
+// 128-entry byte table.
+Vector LookUp128(const std::uint8_t* table, Vector index) {
+  return _mm512_permutex2var_epi8(_mm512_loadu_si512(table), index, _mm512_loadu_si512(table + 64));
+}
+
 // 256-entry byte table: two tables of 128 entries in registers, chosen by the index's top bit.
 struct ByteTable {
   Vector quarter[4];
@@ -174,38 +179,41 @@ constexpr ByteIndex MakeHalfBytes(int half) {
 constexpr ByteIndex kLowBytes = MakeHalfBytes(0);
 constexpr ByteIndex kHighBytes = MakeHalfBytes(1);
 
-// Truth table: the second operand's bits where the first has ones, else the third's.
-constexpr int kSelect = 0xCA;
-
-// Where 64 values stand on a step curve: the byte is `base`, plus one past position `last`.
-struct StepPosition {
-  Vector base, last, position;
-};
-
-// Takes the segments of 256 / 2^kBits values for the pixels of a mask.
+// The lower bytes of 64 values' segments, of 256 / 2^kBits values each.
 template <int kBits>
-void UseSegments(const StepCurve& curve, int segments, __mmask64 where, Vector low, Vector high,
-                 StepPosition& at) {
+Vector Segments(Vector low, Vector high) {
+  constexpr int kSelect = 0xCA;  // where the first has ones, bits of the second, else of the third
   const Vector fromHigh = _mm512_set1_epi8(static_cast<char>(0xFF << kBits));
-  const Vector index = _mm512_ternarylogic_epi64(fromHigh, _mm512_slli_epi16(high, kBits),
-                                                 _mm512_srli_epi16(low, 8 - kBits), kSelect);
-  const Vector position = _mm512_and_si512(low, _mm512_set1_epi8(0xFF >> kBits));
-  at.base = _mm512_mask_mov_epi8(at.base, where, ByteTable(curve.base[segments])[index]);
-  at.last = _mm512_mask_mov_epi8(at.last, where, ByteTable(curve.last[segments])[index]);
-  at.position = _mm512_mask_mov_epi8(at.position, where, position);
+  return _mm512_ternarylogic_epi64(fromHigh, _mm512_slli_epi16(high, kBits),
+                                   _mm512_srli_epi16(low, 8 - kBits), kSelect);
 }
 
-// The bytes of 64 values along a step curve: segments of 256 values, of 64 below 16384, of 16 below
-// 4096. Pictures have large areas without dark values.
+// Their positions within these segments.
+template <int kBits>
+Vector Positions(Vector low) {
+  return And(low, _mm512_set1_epi8(0xFF >> kBits));
+}
+
+// The bytes of 64 values along a step curve. Pictures have large areas without dark values.
 Vector StepOutput(const StepCurve& curve, Vector low, Vector high) {
-  StepPosition at = {ByteTable(curve.base[2])[high], ByteTable(curve.last[2])[high], low};
-  const __mmask64 below16384 = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(64));
-  const __mmask64 below4096 = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(16));
+  Vector base = ByteTable(curve.base[2])[high];
+  Vector last = ByteTable(curve.last[2])[high];
+  Vector position = low;
+  if (const __mmask64 where = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(16384 / 256))) {
+    const Vector segment = Segments<2>(low, high);
+    base = _mm512_mask_mov_epi8(base, where, ByteTable(curve.base[1])[segment]);
+    last = _mm512_mask_mov_epi8(last, where, ByteTable(curve.last[1])[segment]);
+    position = _mm512_mask_mov_epi8(position, where, Positions<2>(low));
+  }
+  if (const __mmask64 where = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(2048 / 256))) {
+    const Vector segment = Segments<4>(low, high);
+    base = _mm512_mask_mov_epi8(base, where, LookUp128(curve.base[0], segment));
+    last = _mm512_mask_mov_epi8(last, where, LookUp128(curve.last[0], segment));
+    position = _mm512_mask_mov_epi8(position, where, Positions<4>(low));
+  }
+  const Vector bytes =
+      _mm512_mask_add_epi8(base, _mm512_cmpgt_epu8_mask(position, last), base, _mm512_set1_epi8(1));
   const __mmask64 below256 = _mm512_testn_epi8_mask(high, high);
-  if (below16384 != 0) UseSegments<2>(curve, 1, below16384, low, high, at);
-  if (below4096 != 0) UseSegments<4>(curve, 0, below4096, low, high, at);
-  const Vector bytes = _mm512_mask_add_epi8(at.base, _mm512_cmpgt_epu8_mask(at.position, at.last),
-                                            at.base, _mm512_set1_epi8(1));
   if (below256 == 0) return bytes;
   return _mm512_mask_mov_epi8(bytes, below256, ByteTable(curve.first)[low]);
 }

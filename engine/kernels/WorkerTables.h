@@ -23,7 +23,7 @@ struct alignas(16) TetrahedronRecord {
 /// is `base`, plus one when the position within the segment exceeds `last`.
 struct alignas(64) StepCurve {
   std::uint8_t first[256];  ///< the bytes of values 0..255 themselves
-  // Segments of 16 values below 4096, of 64 below 16384, of 256 above; by value / segment length.
+  // Segments of 16 values below 2048, of 64 below 16384, of 256 above; by value / segment length.
   std::uint8_t base[3][256];
   std::uint8_t last[3][256];
 };
