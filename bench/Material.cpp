@@ -47,18 +47,45 @@ void ReduceTo8Bits(Picture& picture) {
                  [](std::uint16_t v) { return static_cast<std::uint8_t>((v + 128) / 257); });
 }
 
-Picture TiledScene(int width, int length) {
-  const std::vector<std::uint16_t> scan = ScanOfScene();
-  constexpr std::size_t kRow = std::size_t{kSamples} * Scene::kWidth;
+// The scene, enlarged between its pixels' centres.
+class EnlargedScene {
+ public:
+  EnlargedScene(int width, int length)
+      : scan_(ScanOfScene()),
+        stepX_((Scene::kWidth - 1.0) / std::max(width - 1, 1)),
+        stepY_((Scene::kLength - 1.0) / std::max(length - 1, 1)) {}
+
+  double At(int x, int y, int channel) const {
+    const int left = std::min(static_cast<int>(x * stepX_), Scene::kWidth - 2);
+    const int top = std::min(static_cast<int>(y * stepY_), Scene::kLength - 2);
+    const double toRight = x * stepX_ - left;
+    const auto row = [&](int line) {
+      const std::size_t at = kSamples * (std::size_t{Scene::kWidth} * line + left) + channel;
+      return std::lerp(scan_[at], scan_[at + kSamples], toRight);
+    };
+    return std::lerp(row(top), row(top + 1), y * stepY_ - top);
+  }
+
+ private:
+  std::vector<std::uint16_t> scan_;
+  double stepX_, stepY_;
+};
+
+// Every sample has grain of its own. A repeated pattern would teach the branch prediction of the
+// plain worker and of lcms2 what comes next, which no photograph does.
+Picture GrainyScene(int width, int length) {
+  constexpr double kGrain = 0.01 * 65535;
+  const EnlargedScene scene(width, length);
   Picture picture = {"photo", {}, {}};
-  picture.samples16.resize(std::size_t{kSamples} * width * length);
-  auto out = picture.samples16.begin();
+  picture.samples16.reserve(std::size_t{kSamples} * width * length);
+  std::mt19937 generator(1);
   for (int y = 0; y < length; ++y) {
-    const auto row = scan.begin() + static_cast<std::ptrdiff_t>(y % Scene::kLength * kRow);
-    for (std::size_t left = std::size_t{kSamples} * width; left > 0;) {
-      const std::size_t count = std::min(left, kRow);
-      out = std::copy_n(row, count, out);
-      left -= count;
+    for (int x = 0; x < width; ++x) {
+      for (int c = 0; c < kSamples; ++c) {
+        const double noise = kGrain * (generator() / 2147483647.5 - 1);
+        const double sample = std::clamp(scene.At(x, y, c) + noise, 0.0, 65535.0);
+        picture.samples16.push_back(static_cast<std::uint16_t>(std::lround(sample)));
+      }
     }
   }
   ReduceTo8Bits(picture);
@@ -90,7 +117,7 @@ Material::Material(const std::string& folder, int theWidth, int theLength)
       length(theLength),
       profile(folder + "/scanner.icc"),
       sameProfile(folder + "/scanner-2.icc"),
-      photo(TiledScene(width, length)),
+      photo(GrainyScene(width, length)),
       random(RandomPixels(width, length)) {
   WriteProfile(profile);
   WriteProfile(sameProfile);

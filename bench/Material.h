@@ -20,7 +20,7 @@ struct Picture {
 };
 
 /// What all cases work on: the sample scanner's profile (33 grid points, curves of 1024 entries), a
-/// photo-like picture (the sample scene side by side) and one of random pixels.
+/// photo-like picture (the sample scene enlarged, with grain) and one of random pixels.
 ///
 /// Constructing it writes scanner.icc, the same as scanner-2.icc, and the photo-like picture as
 /// photo-8.tif and photo-16.tif into the folder.
