@@ -1,6 +1,11 @@
 // The level of AVX-512 F, BW, VL, DQ, VBMI and VNNI.
 #include <immintrin.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
 #include "engine/kernels/Kernels.h"
 #include "engine/kernels/WorkerTables.h"
 
@@ -9,89 +14,39 @@ namespace ICC_ENG_S4 {
 
 namespace {
 
+constexpr int kVectorBytes = 64;
 // Pixels of one step within a phase.
 constexpr int kStepPixels = 64;
 // How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 6144;
 
-using Vector = __m512i;
+#include "engine/kernels/Vectors.inl"
 
-Vector LoadVector(const void* from) {
-  return _mm512_load_si512(from);
+Vector AddWhereGreater(Vector sum, Vector a, Vector b, std::uint16_t amount) {
+  const __mmask32 where = _mm512_cmpgt_epi16_mask(__m512i(a), __m512i(b));
+  return Vector(
+      _mm512_mask_add_epi16(__m512i(sum), where, __m512i(sum), __m512i(Vector{} + amount)));
 }
-void StoreVector(void* to, Vector v) {
-  _mm512_store_si512(to, v);
+Vector Products(Vector a, Vector b) {
+  return Vector(_mm512_madd_epi16(__m512i(a), __m512i(b)));
 }
-Vector Splat16(int value) {
-  return _mm512_set1_epi16(static_cast<short>(value));
+Vector AddProducts(Vector sum, Vector a, Vector b) {
+  return Vector(_mm512_dpwssd_epi32(__m512i(sum), __m512i(a), __m512i(b)));
 }
-Vector And(Vector a, Vector b) {
-  return _mm512_and_si512(a, b);
-}
-Vector Or(Vector a, Vector b) {
-  return _mm512_or_si512(a, b);
-}
-template <int kBits>
-Vector ShiftRight16(Vector a) {
-  return _mm512_srli_epi16(a, kBits);
-}
-Vector Subtract16(Vector a, Vector b) {
-  return _mm512_sub_epi16(a, b);
-}
-Vector Multiply16(Vector a, Vector b) {
-  return _mm512_mullo_epi16(a, b);
-}
-Vector Min16(Vector a, Vector b) {
-  return _mm512_min_epi16(a, b);
-}
-Vector Max16(Vector a, Vector b) {
-  return _mm512_max_epi16(a, b);
-}
-Vector AddWhereGreater16(Vector sum, Vector a, Vector b, int amount) {
-  return _mm512_mask_add_epi16(sum, _mm512_cmpgt_epi16_mask(a, b), sum, Splat16(amount));
-}
-// Sums of two neighbouring products each, 32 bits wide.
-Vector Products16(Vector a, Vector b) {
-  return _mm512_madd_epi16(a, b);
-}
-Vector AddProducts16(Vector sum, Vector a, Vector b) {
-  return _mm512_dpwssd_epi32(sum, a, b);
-}
-Vector UnpackLow16(Vector a, Vector b) {
-  return _mm512_unpacklo_epi16(a, b);
-}
-Vector UnpackHigh16(Vector a, Vector b) {
-  return _mm512_unpackhi_epi16(a, b);
-}
-Vector UnpackLow32(Vector a, Vector b) {
-  return _mm512_unpacklo_epi32(a, b);
-}
-Vector UnpackHigh32(Vector a, Vector b) {
-  return _mm512_unpackhi_epi32(a, b);
-}
-Vector UnpackLow64(Vector a, Vector b) {
-  return _mm512_unpacklo_epi64(a, b);
-}
-Vector UnpackHigh64(Vector a, Vector b) {
-  return _mm512_unpackhi_epi64(a, b);
-}
-// The words above the lowest kBits bits of each element.
 template <int kBits>
 Vector ShiftRightTo16(Vector a, Vector b) {
-  return _mm512_packus_epi32(_mm512_srli_epi32(a, kBits), _mm512_srli_epi32(b, kBits));
+  return Vector(_mm512_packus_epi32(_mm512_srli_epi32(__m512i(a), kBits),
+                                    _mm512_srli_epi32(__m512i(b), kBits)));
 }
-
-// The records of every eighth pixel, one a lane. Indexes count half records, which the addressing
-// mode scales by 8.
 Vector LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfRecords) {
   const auto record = [&](int i) {
     const char* at = reinterpret_cast<const char*>(records) + std::size_t{8} * halfRecords[i];
     return _mm_load_si128(reinterpret_cast<const __m128i*>(at));
   };
-  Vector four = _mm512_castsi128_si512(record(0));
+  __m512i four = _mm512_castsi128_si512(record(0));
   four = _mm512_inserti32x4(four, record(8), 1);
   four = _mm512_inserti32x4(four, record(16), 2);
-  return _mm512_inserti32x4(four, record(24), 3);
+  return Vector(_mm512_inserti32x4(four, record(24), 3));
 }
 
 #include "engine/kernels/BlockLookups.inl"
@@ -100,25 +55,25 @@ Vector LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfRe
 // Index vectors of the permutations, worked out at compile time.
 struct alignas(64) ByteIndex {
   std::uint8_t at[64];
-  Vector Load() const { return _mm512_load_si512(at); }
+  __m512i Load() const { return _mm512_load_si512(at); }
 };
 
 // 128-entry byte table.
-Vector LookUp128(const std::uint8_t* table, Vector index) {
+__m512i LookUp128(const std::uint8_t* table, __m512i index) {
   return _mm512_permutex2var_epi8(_mm512_loadu_si512(table), index, _mm512_loadu_si512(table + 64));
 }
 
 // 256-entry byte table: two tables of 128 entries in registers, chosen by the index's top bit.
 struct ByteTable {
-  Vector quarter[4];
+  __m512i quarter[4];
 
   explicit ByteTable(const std::uint8_t* bytes)
       : quarter{_mm512_loadu_si512(bytes), _mm512_loadu_si512(bytes + 64),
                 _mm512_loadu_si512(bytes + 128), _mm512_loadu_si512(bytes + 192)} {}
 
-  Vector operator[](Vector index) const {
-    const Vector low = _mm512_permutex2var_epi8(quarter[0], index, quarter[1]);
-    const Vector high = _mm512_permutex2var_epi8(quarter[2], index, quarter[3]);
+  __m512i operator[](__m512i index) const {
+    const __m512i low = _mm512_permutex2var_epi8(quarter[0], index, quarter[1]);
+    const __m512i high = _mm512_permutex2var_epi8(quarter[2], index, quarter[3]);
     return _mm512_mask_mov_epi8(low, _mm512_movepi8_mask(index), high);
   }
 };
@@ -153,17 +108,17 @@ void Coordinates8(const WorkerTables& tables, const unsigned char* samples, int 
                   PixelBlock& block) {
   for (int c = 0; c < 3; ++c) {
     const Deinterleave& d = kDeinterleave[c];
-    const Vector firstTwo = d.firstTwo.Load();
-    const Vector third = d.third.Load();
+    const __m512i firstTwo = d.firstTwo.Load();
+    const __m512i third = d.third.Load();
     const ByteTable lowBytes(tables.coordinateBytes[c][0]);
     const ByteTable highBytes(tables.coordinateBytes[c][1]);
     for (int p = 0; p < pixels; p += kStepPixels) {
       const unsigned char* in = samples + 3 * p;
-      Vector level =
+      __m512i level =
           _mm512_permutex2var_epi8(_mm512_loadu_si512(in), firstTwo, _mm512_loadu_si512(in + 64));
       level = _mm512_mask_permutexvar_epi8(level, d.isInThird, third, _mm512_loadu_si512(in + 128));
-      const Vector low = lowBytes[level];
-      const Vector high = highBytes[level];
+      const __m512i low = lowBytes[level];
+      const __m512i high = highBytes[level];
       _mm512_store_si512(block.coordinates[c] + p, _mm512_unpacklo_epi8(low, high));
       _mm512_store_si512(block.coordinates[c] + p + 32, _mm512_unpackhi_epi8(low, high));
     }
@@ -181,37 +136,37 @@ constexpr ByteIndex kHighBytes = MakeHalfBytes(1);
 
 // The lower bytes of 64 values' segments, of 256 / 2^kBits values each.
 template <int kBits>
-Vector Segments(Vector low, Vector high) {
+__m512i Segments(__m512i low, __m512i high) {
   constexpr int kSelect = 0xCA;  // where the first has ones, bits of the second, else of the third
-  const Vector fromHigh = _mm512_set1_epi8(static_cast<char>(0xFF << kBits));
+  const __m512i fromHigh = _mm512_set1_epi8(static_cast<char>(0xFF << kBits));
   return _mm512_ternarylogic_epi64(fromHigh, _mm512_slli_epi16(high, kBits),
                                    _mm512_srli_epi16(low, 8 - kBits), kSelect);
 }
 
 // Their positions within these segments.
 template <int kBits>
-Vector Positions(Vector low) {
-  return And(low, _mm512_set1_epi8(0xFF >> kBits));
+__m512i Positions(__m512i low) {
+  return _mm512_and_si512(low, _mm512_set1_epi8(0xFF >> kBits));
 }
 
 // The bytes of 64 values along a step curve. Pictures have large areas without dark values.
-Vector StepOutput(const StepCurve& curve, Vector low, Vector high) {
-  Vector base = ByteTable(curve.base[2])[high];
-  Vector last = ByteTable(curve.last[2])[high];
-  Vector position = low;
+__m512i StepOutput(const StepCurve& curve, __m512i low, __m512i high) {
+  __m512i base = ByteTable(curve.base[2])[high];
+  __m512i last = ByteTable(curve.last[2])[high];
+  __m512i position = low;
   if (const __mmask64 where = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(16384 / 256))) {
-    const Vector segment = Segments<2>(low, high);
+    const __m512i segment = Segments<2>(low, high);
     base = _mm512_mask_mov_epi8(base, where, ByteTable(curve.base[1])[segment]);
     last = _mm512_mask_mov_epi8(last, where, ByteTable(curve.last[1])[segment]);
     position = _mm512_mask_mov_epi8(position, where, Positions<2>(low));
   }
   if (const __mmask64 where = _mm512_cmplt_epu8_mask(high, _mm512_set1_epi8(2048 / 256))) {
-    const Vector segment = Segments<4>(low, high);
+    const __m512i segment = Segments<4>(low, high);
     base = _mm512_mask_mov_epi8(base, where, LookUp128(curve.base[0], segment));
     last = _mm512_mask_mov_epi8(last, where, LookUp128(curve.last[0], segment));
     position = _mm512_mask_mov_epi8(position, where, Positions<4>(low));
   }
-  const Vector bytes =
+  const __m512i bytes =
       _mm512_mask_add_epi8(base, _mm512_cmpgt_epu8_mask(position, last), base, _mm512_set1_epi8(1));
   const __mmask64 below256 = _mm512_testn_epi8_mask(high, high);
   if (below256 == 0) return bytes;
@@ -243,19 +198,19 @@ constexpr Interleave kInterleave[3] = {MakeInterleave(0), MakeInterleave(1), Mak
 void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,
              unsigned char* samples) {
   if (tables.steps == nullptr) return LookUpBytes(tables.output8, block, pixels, samples);
-  const Vector lowBytes = kLowBytes.Load();
-  const Vector highBytes = kHighBytes.Load();
+  const __m512i lowBytes = kLowBytes.Load();
+  const __m512i highBytes = kHighBytes.Load();
   for (int p = 0; p < pixels; p += kStepPixels) {
-    Vector bytes[3];
+    __m512i bytes[3];
     for (int c = 0; c < 3; ++c) {
-      const Vector first = LoadVector(block.values[c] + p);
-      const Vector second = LoadVector(block.values[c] + p + 32);
+      const __m512i first = _mm512_load_si512(block.values[c] + p);
+      const __m512i second = _mm512_load_si512(block.values[c] + p + 32);
       bytes[c] = StepOutput(*tables.steps, _mm512_permutex2var_epi8(first, lowBytes, second),
                             _mm512_permutex2var_epi8(first, highBytes, second));
     }
     for (int part = 0; part < 3; ++part) {
       const Interleave& n = kInterleave[part];
-      const Vector firstTwo = _mm512_permutex2var_epi8(bytes[0], n.firstTwo.Load(), bytes[1]);
+      const __m512i firstTwo = _mm512_permutex2var_epi8(bytes[0], n.firstTwo.Load(), bytes[1]);
       _mm512_storeu_si512(
           samples + 3 * p + 64 * part,
           _mm512_mask_permutexvar_epi8(firstTwo, n.isThird, n.third.Load(), bytes[2]));

@@ -21,6 +21,11 @@ using namespace ICC40;
 using namespace ICC40::ICC_ENG_S4;
 using reference::Dice;
 
+// Linked into this test only: see its CMakeLists.txt.
+namespace ICC40::ICC_ENG_S4 {
+extern const KernelSet kGenericKernels;
+}
+
 namespace {
 
 struct Level {
@@ -30,7 +35,8 @@ struct Level {
 
 // Those that this processor runs.
 std::vector<Level> Levels() {
-  std::vector<Level> levels = {{"portable", &kPortableKernels}};
+  std::vector<Level> levels = {{"portable", &kPortableKernels},
+                               {"portable, not x86", &kGenericKernels}};
 #if defined(__x86_64__)
   if (SupportedCpuLevel() >= CpuLevel::kAvx2) levels.push_back({"avx2", &kAvx2Kernels});
   if (SupportedCpuLevel() >= CpuLevel::kAvx512) levels.push_back({"avx512", &kAvx512Kernels});
