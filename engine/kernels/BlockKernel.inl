@@ -1,12 +1,12 @@
 // The loop of the levels that work in blocks. A level's source includes this file inside its own
 // unnamed namespace, after it has defined, for a multiple of kStepPixels pixels each:
 //
-//   Coordinates8(tables, samples, pixels, block)  interleaved bytes -> block.x, y, z
-//   Interpolate(tables, block, pixels)            block.x, y, z -> block.values
+//   Coordinates8(tables, samples, pixels, block)  interleaved bytes -> block.coordinates
 //   Output8(tables, block, pixels, samples)       block.values -> interleaved bytes
 //
-// (what the level has no better way for, it takes from BlockLookups.inl). Every phase works on
-// arrays that stay in the first-level cache.
+// (what the level has no better way for, it takes from BlockLookups.inl). The other phases are those
+// of BlockLookups.inl and Interpolation.inl. Every phase works on arrays that stay in the first-level
+// cache.
 
 constexpr int RoundUp(int pixels) { return (pixels + kStepPixels - 1) / kStepPixels * kStepPixels; }
 
