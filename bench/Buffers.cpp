@@ -57,11 +57,12 @@ void RunLibrary(benchmark::State& state, const Setup& setup, const Library& libr
   state.counters["pixels"] = job.pixels;
 }
 
-void RunPlain(benchmark::State& state, const Setup& setup, const Job& job) {
+void RunPlain(benchmark::State& state, const Setup& setup, const Job& job, int threads) {
+  UseThreads(threads);
   Select(setup, setup.Best(), job.format);
   for (auto _ : state) {
     ConvertPlainly(*setup.Best().conversion.engine, job.format, job.source, Destination().data(),
-                   job.pixels);
+                   job.pixels, threads);
     benchmark::ClobberMemory();
   }
   state.counters["pixels"] = job.pixels;
@@ -103,13 +104,19 @@ void MeasureLibrary(const Setup& setup, const std::string& group, const std::str
           });
 }
 
+void MeasurePlain(const Setup& setup, const std::string& group, const std::string& name,
+                  const Job& job, int threads) {
+  Measure(setup, group, name, kPlain, [&setup, job, threads](benchmark::State& state) {
+    RunPlain(state, setup, job, threads);
+  });
+}
+
 void MeasureAll(const Setup& setup, const std::string& group, const std::string& name,
                 const Job& job) {
   for (const Library& library : setup.libraries) {
     MeasureLibrary(setup, group, name, library, job, 1);
   }
-  Measure(setup, group, name, kPlain,
-          [&setup, job](benchmark::State& state) { RunPlain(state, setup, job); });
+  MeasurePlain(setup, group, name, job, 1);
   Measure(setup, group, name, kLcms,
           [&setup, job](benchmark::State& state) { RunLcms(state, setup, job); });
   Measure(setup, group, name, kMemcpy, [job](benchmark::State& state) { RunMemcpy(state, job); });
@@ -166,6 +173,7 @@ void RegisterBuffers(const Setup& setup) {
       MeasureAll(setup, "buffer", name, job);
       if (omp_get_num_procs() > 1) {
         MeasureLibrary(setup, "buffer", name + ", 2 threads", setup.Best(), job, 2);
+        MeasurePlain(setup, "buffer", name + ", 2 threads", job, 2);
       }
     }
   }

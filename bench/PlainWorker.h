@@ -15,9 +15,11 @@ struct Format {
 };
 
 /// The scalar worker over a whole buffer, on the tables that an engine holds. It reads what the
-/// library reads at level "scalar", compiled with the same flags, and runs on one thread.
+/// library reads at level "scalar", compiled with the same flags. Each thread takes one of as many
+/// parts.
 void ConvertPlainly(const ICC40::ICC_ENG_S4::CIccEngineS& engine, const Format& format,
-                    const unsigned char* source, unsigned char* destination, int pixels);
+                    const unsigned char* source, unsigned char* destination, int pixels,
+                    int threads = 1);
 
 }  // namespace Bench
 

@@ -69,8 +69,9 @@ def rows_of(groups, best):
             pixels = next(iter(contenders.values()))[1]
             row = Row(f"{titles[group]}: {case}", times, pixels, units[group])
             if case.endswith(", 2 threads"):
-                alone = cases[case.removesuffix(", 2 threads")][best][0]
-                row.note = f"{figure(alone / times[best])} times one thread"
+                alone = cases[case.removesuffix(", 2 threads")]
+                gain, plain = (figure(alone[name][0] / times[name]) for name in (best, "plain"))
+                row.note = f"{gain} times one thread; plain {plain}"
             if group == "output":
                 srgb = cases["8 to 8, photo, to srgb"][best][0]
                 row.note = f"{100 * srgb / times[best]:.0f} % of sRGB"
