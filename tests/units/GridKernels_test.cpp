@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
 #include "engine/Info.h"
+#include "interface/CpuLevel.h"
 #include "tests/reference/RandomProfile.h"
 #include "units/ColorTable33.h"
 #include "units/ColorTable34.h"
@@ -32,32 +34,88 @@ std::unique_ptr<Table> RandomTable(reference::Dice& dice, int gridPoints, NodeVa
   return table;
 }
 
+struct Level {
+  const char* name;
+  GridKernel (*kernel)(int samplesPerPixel);
+};
+
+// Those that this processor runs.
+std::vector<Level> Levels() {
+  std::vector<Level> levels = {{"portable", PortableGridKernel}};
+#if defined(__x86_64__)
+  if (ICC40::SupportedCpuLevel() >= ICC40::CpuLevel::kAvx2) {
+    levels.push_back({"avx2", Avx2GridKernel});
+  }
+#endif
+  return levels;
+}
+
+using Samples = std::vector<unsigned short>;
+
+// Also ties and cell boundaries, beside any sample.
+template <int kSamples>
+Samples RandomPixels(reference::Dice& dice, int pixels) {
+  Samples samples;
+  for (int p = 0; p < pixels; ++p) {
+    for (int s = 0; s < kSamples; ++s) {
+      const int any = dice.Between(0, 65535);
+      const int sample = p % 3 == 0 ? any : p % 3 == 1 ? any & 0xF800 : (any & 0xF800) | 1024;
+      samples.push_back(static_cast<unsigned short>(sample));
+    }
+  }
+  return samples;
+}
+
+template <int kSamples>
+Samples PixelByPixel(ColorTable33& table, Samples samples) {
+  for (auto pixel = samples.begin(); pixel != samples.end(); pixel += kSamples) {
+    unsigned short v[7] = {};
+    std::copy_n(pixel, kSamples, v);
+    table.Conversion(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+    std::copy_n(v, kSamples, pixel);
+  }
+  return samples;
+}
+
+Samples ThroughRunState(Base& table, const Samples& samples, int pixels) {
+  Info info;
+  info.workingCount = pixels;
+  info.workingSize = static_cast<int>(samples.size());
+  info.workingBuf = new unsigned short[samples.size()];
+  std::copy(samples.begin(), samples.end(), info.workingBuf);
+  EXPECT_EQ(table.Conversion(&info), 0);
+  return {info.workingBuf, info.workingBuf + info.workingSize};
+}
+
+// With a guard on both sides, which must stay.
+Samples ThroughKernel(GridKernel kernel, const ColorTable33& table, const Samples& samples,
+                      int pixels) {
+  constexpr unsigned short kGuard = 0xA5C3;
+  Samples guarded(8, kGuard);
+  guarded.insert(guarded.end(), samples.begin(), samples.end());
+  guarded.resize(guarded.size() + 8, kGuard);
+  kernel({table.grid[0][0][0], table.shift, table.mask}, guarded.data() + 8, pixels);
+  EXPECT_EQ(Samples(guarded.begin(), guarded.begin() + 8), Samples(8, kGuard));
+  EXPECT_EQ(Samples(guarded.end() - 8, guarded.end()), Samples(8, kGuard));
+  return {guarded.begin() + 8, guarded.end() - 8};
+}
+
 template <typename Table, int kSamples>
 void ExpectSame(NodeValues values) {
   reference::Dice dice(kSamples);
   for (const int gridPoints : {9, 17, 33, 5}) {
     const auto table = RandomTable<Table>(dice, gridPoints, values);
-    const int pixels = 3000;
-    Info info;
-    info.workingCount = pixels;
-    info.workingSize = pixels * kSamples;
-    info.workingBuf = new unsigned short[static_cast<std::size_t>(info.workingSize)];
-    std::vector<unsigned short> expected(static_cast<std::size_t>(info.workingSize));
-    for (int p = 0; p < pixels; ++p) {
-      unsigned short v[7] = {};
-      for (int s = 0; s < kSamples; ++s) {
-        // Ties and cell boundaries beside any level.
-        const int any = dice.Between(0, 65535);
-        const int sample = p % 3 == 0 ? any : p % 3 == 1 ? any & 0xF800 : (any & 0xF800) | 1024;
-        v[s] = static_cast<unsigned short>(sample);
-        info.workingBuf[p * kSamples + s] = v[s];
+    for (const int pixels : {0, 1, 2, 3000}) {
+      SCOPED_TRACE(testing::Message() << kSamples << " samples, " << gridPoints << " grid points, "
+                                      << pixels << " pixels");
+      const Samples samples = RandomPixels<kSamples>(dice, pixels);
+      const Samples expected = PixelByPixel<kSamples>(*table, samples);
+      EXPECT_EQ(ThroughRunState(*table, samples, pixels), expected);
+      for (const Level& level : Levels()) {
+        EXPECT_EQ(ThroughKernel(level.kernel(kSamples), *table, samples, pixels), expected)
+            << level.name;
       }
-      table->Conversion(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
-      std::copy_n(v, kSamples, &expected[static_cast<std::size_t>(p) * kSamples]);
     }
-    EXPECT_EQ(static_cast<Base&>(*table).Conversion(&info), 0);
-    const std::vector<unsigned short> actual(info.workingBuf, info.workingBuf + info.workingSize);
-    EXPECT_EQ(actual, expected) << kSamples << " samples, " << gridPoints << " grid points";
   }
 }
 

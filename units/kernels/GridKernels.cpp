@@ -5,11 +5,13 @@
 namespace ICC40 {
 namespace ICC_UNIT {
 
-GridKernel ChosenGridKernel([[maybe_unused]] int samplesPerPixel) {
+GridKernel ChosenGridKernel(int samplesPerPixel) {
+  const CpuLevel level = ChosenCpuLevel();
+  if (level == CpuLevel::kScalar) return nullptr;
 #if defined(__x86_64__)
-  if (ChosenCpuLevel() >= CpuLevel::kAvx2) return Avx2GridKernel(samplesPerPixel);
+  if (level >= CpuLevel::kAvx2) return Avx2GridKernel(samplesPerPixel);
 #endif
-  return nullptr;
+  return PortableGridKernel(samplesPerPixel);
 }
 
 }  // namespace ICC_UNIT

@@ -20,11 +20,11 @@ struct GridView {
 /// written.
 using GridKernel = void (*)(const GridView& grid, std::uint16_t* samples, std::int64_t pixels);
 
-/// The worker of the chosen instruction-set level for 3, 4, 6 or 7 samples a pixel; null below
-/// AVX2.
+/// The worker of the chosen instruction-set level for 3, 4, 6 or 7 samples a pixel; null for
+/// the scalar one, which calls the pixel conversion.
 GridKernel ChosenGridKernel(int samplesPerPixel);
 
-/// The one of AVX2.
+GridKernel PortableGridKernel(int samplesPerPixel);
 GridKernel Avx2GridKernel(int samplesPerPixel);
 
 }  // namespace ICC_UNIT
