@@ -10,7 +10,7 @@ using ICC40::ICC_ENG_S4::ConvertPixels;
 
 namespace {
 
-void ConvertPart(const ICC40::ICC_ENG_S4::PixelTables& tables, const Format& format,
+void ConvertPart(const ICC40::ICC_ENG_S4::ContractTables& tables, const Format& format,
                  const unsigned char* source, unsigned char* destination, std::int64_t begin,
                  std::int64_t end) {
   if (format.sourceBytes == 2) {
@@ -27,10 +27,10 @@ void ConvertPart(const ICC40::ICC_ENG_S4::PixelTables& tables, const Format& for
 void ConvertPlainly(const ICC40::ICC_ENG_S4::CIccEngineS& engine, const Format& format,
                     const unsigned char* source, unsigned char* destination, int pixels,
                     int threads) {
-  const ICC40::ICC_ENG_S4::PixelTables tables = {{engine.inLut0, engine.inLut1, engine.inLut2},
-                                                 format.sourceBytes == 1 ? 256u : 65536u,
-                                                 engine.cells,
-                                                 engine.outLut};
+  const ICC40::ICC_ENG_S4::ContractTables tables = {{engine.inLut0, engine.inLut1, engine.inLut2},
+                                                    format.sourceBytes == 1 ? 256u : 65536u,
+                                                    engine.cells,
+                                                    engine.outLut};
   if (threads == 1) return ConvertPart(tables, format, source, destination, 0, pixels);
 #pragma omp parallel for num_threads(threads)
   for (int part = 0; part < threads; ++part) {

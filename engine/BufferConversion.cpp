@@ -22,7 +22,7 @@ bool HasTables(const CIccEngineS& engine) {
   return engine.inLut0 != nullptr && engine.inLut1 != nullptr && engine.inLut2 != nullptr;
 }
 
-PixelTables ContractTables(const CIccEngineS& engine) {
+ContractTables ContractTablesOf(const CIccEngineS& engine) {
   return {{engine.inLut0, engine.inLut1, engine.inLut2},
           InputLevels(engine),
           engine.cells,
@@ -46,7 +46,7 @@ void ForEachShare(int pixels, const Work& work) {
 
 void RunScalar(const CIccEngineS& engine, PixelFormat format, const unsigned char* source,
                unsigned char* destination, int pixels) {
-  const PixelTables tables = ContractTables(engine);
+  const ContractTables tables = ContractTablesOf(engine);
   ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
     switch (format) {
       case PixelFormat::k8To8:
@@ -73,8 +73,9 @@ PixelKernel KernelOf(const KernelSet& kernels, PixelFormat format) {
 
 void RunStandard(const CIccEngineS& engine, PixelFormat format, const unsigned char* source,
                  unsigned char* destination, int pixels) {
+  if (source == nullptr) return;
   const KernelSet* kernels = pixels < kMinKernelPixels ? nullptr : ChosenKernels();
-  const WorkerTables* tables = kernels == nullptr ? nullptr : CurrentWorkerTables(engine, format);
+  const CompactTables* tables = kernels == nullptr ? nullptr : CurrentCompactTables(engine, format);
   if (tables == nullptr) return RunScalar(engine, format, source, destination, pixels);
   const PixelKernel convert = KernelOf(*kernels, format);
   ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
@@ -84,7 +85,7 @@ void RunStandard(const CIccEngineS& engine, PixelFormat format, const unsigned c
 
 template <typename Sample>
 void RunFill(const CIccEngineS& engine, unsigned char* destination, int pixels) {
-  const PixelTables tables = ContractTables(engine);
+  const ContractTables tables = ContractTablesOf(engine);
   ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
     FillPixels<Sample>(tables, destination, begin, end);
   });
@@ -96,15 +97,14 @@ bool IsFilled(const CIccEngineS& engine) {
   return engine.iccFile.header.manufacturer == kManufacturerNone;
 }
 
-bool CanConvert(const CIccEngineS& engine, const void* source, const void* destination,
-                int pixels) {
-  return HasTables(engine) && source != nullptr && destination != nullptr && pixels > 0;
+bool CanConvert(const CIccEngineS& engine, const void* destination, int pixels) {
+  return HasTables(engine) && destination != nullptr && pixels > 0;
 }
 
 }  // namespace
 
 int CIccEngineS::Conversion(unsigned char* src, unsigned char* dst, int pixels) {
-  if (!CanConvert(*this, src, dst, pixels)) return IccResultOk;
+  if (!CanConvert(*this, dst, pixels)) return IccResultOk;
   if (inputColor != RGB) {
     if (IsFilled(*this)) {
       RunFill<std::uint16_t>(*this, dst, pixels);
@@ -124,7 +124,7 @@ int CIccEngineS::Conversion(unsigned char* src, unsigned char* dst, int pixels) 
 }
 
 int CIccEngineS::Conversion(unsigned char* src, unsigned short* dst, int pixels) {
-  if (CanConvert(*this, src, dst, pixels)) {
+  if (CanConvert(*this, dst, pixels)) {
     RunStandard(*this, PixelFormat::k8To16, src, reinterpret_cast<unsigned char*>(dst), pixels);
   }
   return IccResultOk;

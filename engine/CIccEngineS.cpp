@@ -38,6 +38,7 @@ int WholeUnits(double offset) {
 }
 
 void ReleaseInputTables(CIccEngineS& engine) {
+  DisownEngineTables(engine);
   for (unsigned int** table : {&engine.inLutAux0, &engine.inLut0, &engine.inLutAux1, &engine.inLut1,
                                &engine.inLutAux2, &engine.inLut2}) {
     delete[] * table;
@@ -202,9 +203,11 @@ void CIccEngineS::Set1DLutIn(CLut16Type* lut) {
     // First of all, so that a failure leaves no tables of other codes.
     ReleaseInputTables(*this);
     const int levels = InputLevelsOf(inputColor);
-    std::unique_ptr<unsigned int[]> extra(NewEngineTables(static_cast<std::uint32_t>(levels)));
     std::unique_ptr<unsigned int[]> tables[3];
     for (auto& table : tables) table.reset(new unsigned int[static_cast<std::size_t>(levels)]);
+    const InputArrays input = {tables[0].get(), tables[1].get(), tables[2].get()};
+    std::unique_ptr<unsigned int[]> extra(
+        NewEngineTables(input, static_cast<std::uint32_t>(levels)));
     BuildInputTables(*lut, static_cast<ColorSpaceSignature>(inputColor),
                      {tables[0].get(), tables[1].get(), tables[2].get()});
     inLutAux0 = extra.release();

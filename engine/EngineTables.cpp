@@ -1,6 +1,7 @@
 #include "engine/EngineTables.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -15,21 +16,29 @@ namespace {
 
 // A grid node: its three channels' bytes, the first one lowest.
 using Node = std::uint32_t;
+constexpr int kGridNodes = kCellGridPoints * kCellGridPoints * kCellGridPoints;
+
+// Programs can set the engine's public pointers to arrays of their own; ours begin with this.
+struct Owner {
+  std::uint64_t mark;
+  const void* self;
+};
+constexpr std::uint64_t kMark = 0x4B58434D53746162;  // "KXCMStab"
 
 // One array of words holds this record, aligned, with the tables behind it. Pages that a format
 // never touches cost nothing.
 struct alignas(64) EngineTables {
-  // Programs can set the engine's public pointers to arrays of their own; ours says so first.
-  std::uint64_t mark;
-  const void* self;
+  Owner owner;
+  InputArrays input;
   std::uint32_t inputLevels;
   // What is out of date is made anew when a conversion needs it.
   bool coordinatesAreCurrent;
+  bool coordinatesAreCompact;  // every entry is a cell 0..15 and a fraction of 12 bits
   bool gridIsCurrent;
-  bool gridIsCompact;  // every node is a byte times 256, as the engine makes them
+  bool gridIsCompact;  // every node is a byte times 256
   bool output8IsCurrent;
   bool output16IsCurrent;
-  WorkerTables tables;
+  CompactTables tables;
 
   StepCurve steps;
   std::uint8_t coordinateBytes[3][2][256];
@@ -39,7 +48,6 @@ struct alignas(64) EngineTables {
   std::uint16_t output16[3][kLevels16];
   std::uint16_t coordinates[3][kLevels16];
 };
-constexpr std::uint64_t kMark = 0x4B58434D53746162;  // "KXCMStab"
 static_assert(std::is_trivially_destructible_v<EngineTables>, "freed as an array of words");
 
 EngineTables* Align(unsigned int* words) {
@@ -48,12 +56,17 @@ EngineTables* Align(unsigned int* words) {
                                          ~kMask);
 }
 
-// The engine's own tables, or null where `inLutAux0` is null or some program's array (which, like
-// every input table, has 256 words at least).
+// The engine's own tables, or null where it holds a program's array in place of one of its own.
 EngineTables* TablesBehind(const CIccEngineS& engine) {
   if (engine.inLutAux0 == nullptr) return nullptr;
-  EngineTables* tables = Align(engine.inLutAux0);
-  return tables->mark == kMark && tables->self == tables ? tables : nullptr;
+  if (engine.inLutAux1 != nullptr || engine.inLutAux2 != nullptr) return nullptr;
+  EngineTables* const tables = Align(engine.inLutAux0);
+  // Like every input table, some program's has 256 words at least.
+  Owner owner;
+  std::memcpy(&owner, tables, sizeof owner);
+  if (owner.mark != kMark || owner.self != tables) return nullptr;
+  return tables->input == InputArrays{engine.inLut0, engine.inLut1, engine.inLut2} ? tables
+                                                                                   : nullptr;
 }
 
 // The 16-bit grid coordinate that an input entry was packed from.
@@ -61,10 +74,15 @@ std::uint16_t UnpackIndex(std::uint32_t entry) {
   return static_cast<std::uint16_t>((entry >> 16) << kFractionBits | (entry & 0xFFF));
 }
 
-void BuildCoordinates(const CIccEngineS& engine, EngineTables& compact) {
-  const std::uint32_t* const input[3] = {engine.inLut0, engine.inLut1, engine.inLut2};
+// @return whether all entries were packed from such coordinates.
+bool BuildCoordinates(EngineTables& compact) {
+  bool areCompact = true;
   for (int c = 0; c < 3; ++c) {
-    std::transform(input[c], input[c] + compact.inputLevels, compact.coordinates[c], UnpackIndex);
+    const std::uint32_t* const entries = compact.input[static_cast<std::size_t>(c)];
+    for (std::uint32_t level = 0; level < compact.inputLevels; ++level) {
+      compact.coordinates[c][level] = UnpackIndex(entries[level]);
+      areCompact &= PackIndex(compact.coordinates[c][level]) == entries[level];
+    }
     for (int level = 0; level < kLevels8; ++level) {
       const std::uint16_t coordinate = compact.coordinates[c][level];
       compact.coordinateBytes[c][0][level] = static_cast<std::uint8_t>(coordinate);
@@ -73,6 +91,7 @@ void BuildCoordinates(const CIccEngineS& engine, EngineTables& compact) {
     compact.tables.coordinates[c] = compact.coordinates[c];
   }
   compact.tables.coordinateBytes = compact.coordinateBytes;
+  return areCompact;
 }
 
 // Value of one corner of a cell, from the base and the slopes of a path that passes it.
@@ -125,11 +144,12 @@ int NodeOffset(int corner) {
 // @return whether every cell has just these nodes at its corners.
 bool BuildRecords(const CIccEngineS& engine, const Node (&nodes)[kGridNodes],
                   TetrahedronRecord* record) {
-  // The workers find a record by how many of their comparisons hold: five for tetrahedron 0.
+  // The workers number a cell's records by 3 (x > y) + (y > z) + (x > z): 5 for tetrahedron 0, 0
+  // for tetrahedron 5.
   constexpr int kLast = 5;
-  const std::uint32_t(*cell)[12] = engine.cells[0][0][0];
   std::uint32_t disagreement = 0;
-  for (int index = 0; index < kCells; ++index, record += 6, cell += 6) {
+  for (int index = 0; index < kCells; ++index, record += 6) {
+    const Cell& cell = engine.cells[index >> 8][index >> 4 & 15][index & 15];
     const Node* base = nodes + (index >> 8) * kStride[0] + (index >> 4 & 15) * kStride[1] +
                        (index & 15) * kStride[2];
     for (int t = 0; t < 6; ++t) {
@@ -204,12 +224,12 @@ void BuildOutput(const CIccEngineS& engine, Sample (&narrow)[3][kLevels16],
 
 }  // namespace
 
-unsigned int* NewEngineTables(std::uint32_t inputLevels) {
+unsigned int* NewEngineTables(const InputArrays& input, std::uint32_t inputLevels) {
   constexpr std::size_t kBytes = sizeof(EngineTables) + alignof(EngineTables);
   std::unique_ptr<unsigned int[]> words(new unsigned int[kBytes / sizeof(unsigned int)]);
   auto* compact = new (Align(words.get())) EngineTables;
-  compact->mark = kMark;
-  compact->self = compact;
+  compact->owner = {kMark, compact};
+  compact->input = input;
   compact->inputLevels = inputLevels;
   compact->coordinatesAreCurrent = false;
   compact->gridIsCurrent = false;
@@ -224,6 +244,10 @@ std::uint32_t InputLevels(const CIccEngineS& engine) {
                            : static_cast<std::uint32_t>(InputLevelsOf(engine.inputColor));
 }
 
+void DisownEngineTables(CIccEngineS& engine) {
+  if (EngineTables* tables = TablesBehind(engine)) tables->owner = {};
+}
+
 void CellsChanged(const CIccEngineS& engine) {
   if (EngineTables* tables = TablesBehind(engine)) tables->gridIsCurrent = false;
 }
@@ -235,15 +259,16 @@ void OutputTablesChanged(const CIccEngineS& engine) {
   tables->output16IsCurrent = false;
 }
 
-const WorkerTables* CurrentWorkerTables(const CIccEngineS& engine, PixelFormat format) {
+const CompactTables* CurrentCompactTables(const CIccEngineS& engine, PixelFormat format) {
   EngineTables* const tables = TablesBehind(engine);
   if (tables == nullptr) return nullptr;
   EngineTables& compact = *tables;
   if (format == PixelFormat::k16To16 && compact.inputLevels != kLevels16) return nullptr;
   if (!compact.coordinatesAreCurrent) {
-    BuildCoordinates(engine, compact);
+    compact.coordinatesAreCompact = BuildCoordinates(compact);
     compact.coordinatesAreCurrent = true;
   }
+  if (!compact.coordinatesAreCompact) return nullptr;
   if (!compact.gridIsCurrent) {
     compact.gridIsCompact =
         BuildNodes(engine, compact.nodes) && BuildRecords(engine, compact.nodes, compact.records);

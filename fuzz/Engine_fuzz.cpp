@@ -98,7 +98,7 @@ Widths WidthsOf(const CIccEngineS& engine) {
 /// Every worker that this processor runs, not only the one that a conversion chooses.
 void CheckWorkers(CIccEngineS& engine, PixelFormat format, const Bytes& source,
                   const Bytes& expected, int pixels) {
-  const WorkerTables* tables = CurrentWorkerTables(engine, format);
+  const CompactTables* tables = CurrentCompactTables(engine, format);
   if (tables == nullptr || pixels < 1) return;
   constexpr struct {
     CpuLevel level;

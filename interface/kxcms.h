@@ -180,7 +180,8 @@ KX_C_API int KX_Icc_Adjust_3rd(unsigned char* curveR, unsigned char* curveG, uns
 /* ---- Conversion ----------------------------------------------------------------------------- */
 
 /**@{*/
-/** Converts a pixel buffer.
+/** Converts a pixel buffer. A profile whose device manufacturer is "none" yields the output tables'
+ *  own contents where both sample widths are the same; src may be null then.
  *  @param src     pixelCount pixels, 8-bit for input KX_COLOR_RGB, else 16-bit; only read.
  *  @param dst     pixelCount pixels of the output's sample width (16-bit whenever the input is);
  *                 may be src when both have the same sample width, must not overlap it otherwise.

@@ -6,8 +6,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "engine/kernels/CompactTables.h"
 #include "engine/kernels/Kernels.h"
-#include "engine/kernels/WorkerTables.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
@@ -15,9 +15,7 @@ namespace ICC_ENG_S4 {
 namespace {
 
 constexpr int kVectorBytes = 32;
-// Pixels of one step within a phase.
 constexpr int kStepPixels = 16;
-// How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 3072;
 
 #include "engine/kernels/Vectors.inl"
@@ -47,12 +45,12 @@ Vector LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfRe
 #include "engine/kernels/BlockLookups.inl"
 #include "engine/kernels/Interpolation.inl"
 
-void Coordinates8(const WorkerTables& tables, const unsigned char* samples, int pixels,
+void Coordinates8(const CompactTables& tables, const unsigned char* samples, int pixels,
                   PixelBlock& block) {
   LookUpCoordinates<std::uint8_t>(tables, samples, pixels, block);
 }
 
-void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,
+void Output8(const CompactTables& tables, const PixelBlock& block, int pixels,
              unsigned char* samples) {
   LookUpBytes(tables.output8, block, pixels, samples);
 }

@@ -6,8 +6,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "engine/kernels/CompactTables.h"
 #include "engine/kernels/Kernels.h"
-#include "engine/kernels/WorkerTables.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
@@ -15,9 +15,7 @@ namespace ICC_ENG_S4 {
 namespace {
 
 constexpr int kVectorBytes = 64;
-// Pixels of one step within a phase.
 constexpr int kStepPixels = 64;
-// How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 6144;
 
 #include "engine/kernels/Vectors.inl"
@@ -104,7 +102,7 @@ constexpr Deinterleave MakeDeinterleave(int channel) {
 constexpr Deinterleave kDeinterleave[3] = {MakeDeinterleave(0), MakeDeinterleave(1),
                                            MakeDeinterleave(2)};
 
-void Coordinates8(const WorkerTables& tables, const unsigned char* samples, int pixels,
+void Coordinates8(const CompactTables& tables, const unsigned char* samples, int pixels,
                   PixelBlock& block) {
   for (int c = 0; c < 3; ++c) {
     const Deinterleave& d = kDeinterleave[c];
@@ -149,7 +147,8 @@ __m512i Positions(__m512i low) {
   return _mm512_and_si512(low, _mm512_set1_epi8(0xFF >> kBits));
 }
 
-// The bytes of 64 values along a step curve. Pictures have large areas without dark values.
+// The bytes of 64 values along a step curve. The finer tables are read only where one of the values
+// needs them: most of a picture is not dark.
 __m512i StepOutput(const StepCurve& curve, __m512i low, __m512i high) {
   __m512i base = ByteTable(curve.base[2])[high];
   __m512i last = ByteTable(curve.last[2])[high];
@@ -195,7 +194,7 @@ constexpr Interleave MakeInterleave(int part) {
 }
 constexpr Interleave kInterleave[3] = {MakeInterleave(0), MakeInterleave(1), MakeInterleave(2)};
 
-void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,
+void Output8(const CompactTables& tables, const PixelBlock& block, int pixels,
              unsigned char* samples) {
   if (tables.steps == nullptr) return LookUpBytes(tables.output8, block, pixels, samples);
   const __m512i lowBytes = kLowBytes.Load();

@@ -1,17 +1,24 @@
 // The loop of the levels that work in blocks. A level's source includes this file inside its own
-// unnamed namespace, after it has defined, for a multiple of kStepPixels pixels each:
+// unnamed namespace, after BlockLookups.inl and Interpolation.inl, whose phases it runs, and after
+// it has defined:
 //
+//   kStepPixels                                   blocks come in multiples of this
+//   kPrefetchBytes                                how far ahead of a block its buffers are fetched
 //   Coordinates8(tables, samples, pixels, block)  interleaved bytes -> block.coordinates
 //   Output8(tables, block, pixels, samples)       block.values -> interleaved bytes
 //
-// (what the level has no better way for, it takes from BlockLookups.inl). The other phases are those
-// of BlockLookups.inl and Interpolation.inl. Every phase works on arrays that stay in the first-level
-// cache.
+// (what the level has no better way for, it takes from BlockLookups.inl). Every phase works on
+// arrays that stay in the first-level cache.
 
-constexpr int RoundUp(int pixels) { return (pixels + kStepPixels - 1) / kStepPixels * kStepPixels; }
+static_assert(kBlockPixels % kStepPixels == 0 && kStepPixels % 16 == 0 &&
+              kStepPixels % kVectorWords == 0);
+
+constexpr int RoundUp(int pixels) {
+  return (pixels + kStepPixels - 1) / kStepPixels * kStepPixels;
+}
 
 template <int kSourceBytes, int kDestinationBytes>
-void ConvertBlock(const WorkerTables& tables, const unsigned char* source,
+void ConvertBlock(const CompactTables& tables, const unsigned char* source,
                   unsigned char* destination, int pixels, PixelBlock& block) {
   if constexpr (kSourceBytes == 1) {
     Coordinates8(tables, source, pixels, block);
@@ -26,8 +33,18 @@ void ConvertBlock(const WorkerTables& tables, const unsigned char* source,
   }
 }
 
+// Fetches what lies ahead of `from`. Addresses past a buffer are fetched, too, which does nothing.
+template <int kBytes, int kForWriting>
+void Prefetch(const unsigned char* from) {
+  const auto ahead = reinterpret_cast<std::uintptr_t>(from) + kPrefetchBytes;
+  for (int line = 0; line < kBytes; line += 64) {
+    __builtin_prefetch(reinterpret_cast<const void*>(ahead + static_cast<unsigned>(line)),
+                       kForWriting);
+  }
+}
+
 template <int kSourceBytes, int kDestinationBytes>
-void Convert(const WorkerTables& tables, const unsigned char* source, unsigned char* destination,
+void Convert(const CompactTables& tables, const unsigned char* source, unsigned char* destination,
              std::int64_t begin, std::int64_t end) {
   constexpr int kSourcePixel = 3 * kSourceBytes;
   constexpr int kDestinationPixel = 3 * kDestinationBytes;
@@ -36,12 +53,8 @@ void Convert(const WorkerTables& tables, const unsigned char* source, unsigned c
   destination += begin * kDestinationPixel;
   std::int64_t left = end - begin;
   for (; left >= kBlockPixels; left -= kBlockPixels) {
-    for (int line = 0; line < kBlockPixels * kSourcePixel; line += 64) {
-      __builtin_prefetch(source + kPrefetchBytes + line);
-    }
-    for (int line = 0; line < kBlockPixels * kDestinationPixel; line += 64) {
-      __builtin_prefetch(destination + kPrefetchBytes + line, 1);
-    }
+    Prefetch<kBlockPixels * kSourcePixel, 0>(source);
+    Prefetch<kBlockPixels * kDestinationPixel, 1>(destination);
     ConvertBlock<kSourceBytes, kDestinationBytes>(tables, source, destination, kBlockPixels, block);
     source += kBlockPixels * kSourcePixel;
     destination += kBlockPixels * kDestinationPixel;

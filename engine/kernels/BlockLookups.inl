@@ -10,8 +10,8 @@ struct alignas(64) PixelBlock {
 };
 
 // Table entries go from memory straight into a vector register and leave it in one store: single
-// stores wait for each other, and to put words together in general registers is dearer. Scalar reads
-// beat gathers.
+// stores wait for each other, and to put words together in general registers is dearer. Scalar
+// reads beat gathers.
 
 // Stores word(0) to word(7) side by side.
 template <typename Word>
@@ -24,9 +24,8 @@ __attribute__((always_inline)) inline void StoreEightWords(void* at, Word word) 
 // Stores byte(0) to byte(15) side by side, as words of two.
 template <typename Byte>
 __attribute__((always_inline)) inline void StoreSixteenBytes(void* at, Byte byte) {
-  StoreEightWords(at, [&](int i) {
-    return static_cast<std::uint16_t>(byte(2 * i) | byte(2 * i + 1) << 8);
-  });
+  StoreEightWords(
+      at, [&](int i) { return static_cast<std::uint16_t>(byte(2 * i) | byte(2 * i + 1) << 8); });
 }
 
 template <typename Sample>
@@ -38,7 +37,7 @@ Sample Load(const unsigned char* samples, int index) {
 
 // Grid coordinates by interleaved sample.
 template <typename Sample>
-void LookUpCoordinates(const WorkerTables& tables, const unsigned char* samples, int pixels,
+void LookUpCoordinates(const CompactTables& tables, const unsigned char* samples, int pixels,
                        PixelBlock& block) {
   // A copy, so that the addresses stay in registers: a store of bytes might change what a pointer
   // in memory says.
@@ -48,7 +47,7 @@ void LookUpCoordinates(const WorkerTables& tables, const unsigned char* samples,
 #pragma GCC unroll 3
     for (int c = 0; c < 3; ++c) {
       StoreEightWords(block.coordinates[c] + p,
-                 [&](int i) { return table[c][Load<Sample>(samples, 3 * (p + i) + c)]; });
+                      [&](int i) { return table[c][Load<Sample>(samples, 3 * (p + i) + c)]; });
     }
   }
 }

@@ -3,10 +3,11 @@
 // defined:
 //
 //   AddWhereGreater(sum, a, b, amount)  adds to the words where a > b, numbers below 2^15
-//   Products(a, b)                      sums of two neighbouring words' products, 32 bits wide
+//   Products(a, b)                      sums of two neighbouring words' products, 32 bits wide, of
+//                                       numbers below 2^15: some levels multiply signed words
 //   AddProducts(sum, a, b)              the same, added to such sums
-//   ShiftRightTo16<bits>(a, b)          words that begin above the lowest bits of 32-bit elements,
-//                                       in each lane first those of a
+//   ShiftRightTo16<bits>(a, b)          32-bit elements below 2^(16 + bits) without their lowest
+//                                       bits, as words: in each 128-bit lane first a's, then b's
 //   LoadRecords(records, halfRecords)   one record a lane: of halfRecords[0], [8], ...
 
 struct Fractions {
@@ -19,8 +20,9 @@ Fractions FractionsOf(const PixelBlock& block, int pixel) {
           LoadVector(block.coordinates[2] + pixel) & 0xFFF};
 }
 
-// Which records a block needs, counted in half records, which is what addresses can scale. All are
-// known before the first one is read, so that reads need not wait for comparisons.
+// Which records a block needs, counted in half records of 8 bytes: x86 addresses scale an index by
+// 8 at most. 16 bits hold the last one, 4095 * 12 + 10. All are known before the first one is read,
+// so that reads need not wait for comparisons.
 struct alignas(64) Paths {
   std::uint16_t halfRecords[kBlockPixels];
 };
@@ -57,8 +59,8 @@ Weights WeightsOf(const Fractions& f) {
   const Vector mid = Max(lowXy, Min(highXy, f.z));
   const Vector min = Min(lowXy, f.z);
   const Vector weight[4] = {4096 - max, max - mid, mid - min, min};
-  return {{UnpackLow16(weight[0], weight[2]), UnpackHigh16(weight[0], weight[2])},
-          {UnpackLow16(weight[1], weight[3]), UnpackHigh16(weight[1], weight[3])}};
+  return {{UnpackLow<16>(weight[0], weight[2]), UnpackHigh<16>(weight[0], weight[2])},
+          {UnpackLow<16>(weight[1], weight[3]), UnpackHigh<16>(weight[1], weight[3])}};
 }
 
 // One channel's sums for the pixels whose four nodes are the four bytes of each 32-bit element.
@@ -66,7 +68,7 @@ Vector WeightedSum(Vector nodes, Vector evenWeights, Vector oddWeights) {
   return AddProducts(Products(nodes & 0xFF, evenWeights), nodes >> 8, oddWeights);
 }
 
-void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
+void Interpolate(const CompactTables& tables, PixelBlock& block, int pixels) {
   Paths paths;
   FindPaths(block, pixels, paths);
   const TetrahedronRecord* const records = tables.records;
@@ -80,13 +82,13 @@ void Interpolate(const WorkerTables& tables, PixelBlock& block, int pixels) {
       const Vector b = LoadRecords(records, first + 1);
       const Vector c = LoadRecords(records, first + 2);
       const Vector d = LoadRecords(records, first + 3);
-      const Vector channels01[2] = {UnpackLow32(a, b), UnpackLow32(c, d)};
-      const Vector channel2[2] = {UnpackHigh32(a, b), UnpackHigh32(c, d)};
+      const Vector channels01[2] = {UnpackLow<32>(a, b), UnpackLow<32>(c, d)};
+      const Vector channel2[2] = {UnpackHigh<32>(a, b), UnpackHigh<32>(c, d)};
       const Vector even = weights.even[half];
       const Vector odd = weights.odd[half];
-      sums[0][half] = WeightedSum(UnpackLow64(channels01[0], channels01[1]), even, odd);
-      sums[1][half] = WeightedSum(UnpackHigh64(channels01[0], channels01[1]), even, odd);
-      sums[2][half] = WeightedSum(UnpackLow64(channel2[0], channel2[1]), even, odd);
+      sums[0][half] = WeightedSum(UnpackLow<64>(channels01[0], channels01[1]), even, odd);
+      sums[1][half] = WeightedSum(UnpackHigh<64>(channels01[0], channels01[1]), even, odd);
+      sums[2][half] = WeightedSum(UnpackLow<64>(channel2[0], channel2[1]), even, odd);
     }
     for (int c = 0; c < 3; ++c) {
       StoreVector(block.values[c] + p, ShiftRightTo16<4>(sums[c][0], sums[c][1]));

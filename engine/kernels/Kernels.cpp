@@ -6,8 +6,7 @@ namespace ICC40 {
 namespace ICC_ENG_S4 {
 
 const KernelSet* ChosenKernels() {
-  // The fast workers take the first of two bytes for the lower end of a word.
-  if constexpr (__BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__) return nullptr;
+  if (!kIsLittleEndian) return nullptr;
   switch (ChosenCpuLevel()) {
     case CpuLevel::kScalar:
       return nullptr;

@@ -3,15 +3,26 @@
 
 #include <cstdint>
 
+// The pixel workers. ScalarWorker defines the result and reads the engine's tables; the others read
+// a compact form of these and give the same bits.
+//
+//   Kernels.cpp          chooses the level, once
+//   PortableKernels.cpp  one level each: what only its instructions can do
+//   Avx2Kernels.cpp
+//   Avx512Kernels.cpp
+//   BlockKernel.inl      the loop of all of them: 256 pixels at a time through three phases
+//   BlockLookups.inl     first and third phase: table reads, samples <-> block
+//   Interpolation.inl    second phase, in vectors: Vectors.inl
+
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
-struct WorkerTables;
+struct CompactTables;
 
 /// Converts the pixels [begin, end) of interleaved three-sample buffers, bit for bit as the scalar
 /// worker does. Buffers need no alignment and may be the same when the sample types are; nothing
 /// outside [begin, end) is read or written.
-using PixelKernel = void (*)(const WorkerTables& tables, const unsigned char* source,
+using PixelKernel = void (*)(const CompactTables& tables, const unsigned char* source,
                              unsigned char* destination, std::int64_t begin, std::int64_t end);
 
 /// The workers of one instruction-set level.
@@ -21,8 +32,11 @@ struct KernelSet {
   PixelKernel convert16To16;
 };
 
-/// The workers of the chosen instruction-set level; null for the scalar one, whose worker reads the
-/// contract tables instead.
+/// The fast workers put two bytes together as a word, the first one lowest, as the CPU must, too.
+constexpr bool kIsLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+
+/// The workers of the chosen instruction-set level; null for the scalar one, and on CPUs that are
+/// not little-endian.
 const KernelSet* ChosenKernels();
 
 extern const KernelSet kPortableKernels;

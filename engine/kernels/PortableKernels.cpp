@@ -1,6 +1,6 @@
-// The level of any CPU: 128-bit vectors in the compilers' own terms, which they map to what the CPU
-// has, or else take apart. Where x86's baseline, SSE2, has an operation that cannot be put in these
-// terms, it is called; KXCMS_GENERIC_VECTORS is for testing what other CPUs get.
+// The level of any CPU: 128-bit vectors of GCC's and Clang's extension, which they map to what the
+// CPU has, or else take apart. Where x86's baseline, SSE2, has an operation that the extension
+// cannot say, it is called; KXCMS_GENERIC_VECTORS is for testing what other CPUs get.
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -10,8 +10,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "engine/kernels/CompactTables.h"
 #include "engine/kernels/Kernels.h"
-#include "engine/kernels/WorkerTables.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
@@ -19,9 +19,7 @@ namespace ICC_ENG_S4 {
 namespace {
 
 constexpr int kVectorBytes = 16;
-// Pixels of one step within a phase.
 constexpr int kStepPixels = 16;
-// How far ahead of a block its buffers are fetched.
 constexpr int kPrefetchBytes = 3072;
 
 #include "engine/kernels/Vectors.inl"
@@ -64,12 +62,12 @@ Vector LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfRe
 #include "engine/kernels/BlockLookups.inl"
 #include "engine/kernels/Interpolation.inl"
 
-void Coordinates8(const WorkerTables& tables, const unsigned char* samples, int pixels,
+void Coordinates8(const CompactTables& tables, const unsigned char* samples, int pixels,
                   PixelBlock& block) {
   LookUpCoordinates<std::uint8_t>(tables, samples, pixels, block);
 }
 
-void Output8(const WorkerTables& tables, const PixelBlock& block, int pixels,
+void Output8(const CompactTables& tables, const PixelBlock& block, int pixels,
              unsigned char* samples) {
   LookUpBytes(tables.output8, block, pixels, samples);
 }

@@ -28,7 +28,7 @@ void Store(unsigned char* buffer, std::int64_t index, std::uint32_t value) {
 }  // namespace
 
 template <typename Source, typename Destination>
-void ConvertPixels(const PixelTables& tables, const unsigned char* source,
+void ConvertPixels(const ContractTables& tables, const unsigned char* source,
                    unsigned char* destination, std::int64_t begin, std::int64_t end) {
   const std::uint32_t lastLevel = tables.inputLevels - 1;
   for (std::int64_t pixel = begin; pixel < end; ++pixel) {
@@ -45,6 +45,7 @@ void ConvertPixels(const PixelTables& tables, const unsigned char* source,
     for (int c = 0; c < 3; ++c, k += 4) {
       // Slopes are two's complement, so the unsigned sum is the signed one.
       const auto sum = static_cast<std::int32_t>(k[0] + k[1] * fx + k[2] * fy + k[3] * fz);
+      // Tables of the engine's make give 0 to 65280; the mask bounds those of a program.
       Store<Destination>(destination, 3 * pixel + c,
                          tables.output[c][(sum >> kFractionBits) & 0xFFFF]);
     }
@@ -52,7 +53,7 @@ void ConvertPixels(const PixelTables& tables, const unsigned char* source,
 }
 
 template <typename Destination>
-void FillPixels(const PixelTables& tables, unsigned char* destination, std::int64_t begin,
+void FillPixels(const ContractTables& tables, unsigned char* destination, std::int64_t begin,
                 std::int64_t end) {
   const std::int64_t last = std::min(3 * end, kOutputLevels);
   for (std::int64_t position = 3 * begin; position < last; ++position) {
@@ -60,17 +61,17 @@ void FillPixels(const PixelTables& tables, unsigned char* destination, std::int6
   }
 }
 
-template void ConvertPixels<std::uint8_t, std::uint8_t>(const PixelTables&, const unsigned char*,
+template void ConvertPixels<std::uint8_t, std::uint8_t>(const ContractTables&, const unsigned char*,
                                                         unsigned char*, std::int64_t, std::int64_t);
-template void ConvertPixels<std::uint8_t, std::uint16_t>(const PixelTables&, const unsigned char*,
-                                                         unsigned char*, std::int64_t,
-                                                         std::int64_t);
-template void ConvertPixels<std::uint16_t, std::uint16_t>(const PixelTables&, const unsigned char*,
-                                                          unsigned char*, std::int64_t,
-                                                          std::int64_t);
-template void FillPixels<std::uint8_t>(const PixelTables&, unsigned char*, std::int64_t,
+template void ConvertPixels<std::uint8_t, std::uint16_t>(const ContractTables&,
+                                                         const unsigned char*, unsigned char*,
+                                                         std::int64_t, std::int64_t);
+template void ConvertPixels<std::uint16_t, std::uint16_t>(const ContractTables&,
+                                                          const unsigned char*, unsigned char*,
+                                                          std::int64_t, std::int64_t);
+template void FillPixels<std::uint8_t>(const ContractTables&, unsigned char*, std::int64_t,
                                        std::int64_t);
-template void FillPixels<std::uint16_t>(const PixelTables&, unsigned char*, std::int64_t,
+template void FillPixels<std::uint16_t>(const ContractTables&, unsigned char*, std::int64_t,
                                         std::int64_t);
 
 }  // namespace ICC_ENG_S4

@@ -13,8 +13,8 @@ constexpr int kFractionBits = 12;
 /// Coefficients of one cell: six tetrahedra of three output channels of (base, three slopes).
 using Cell = std::uint32_t[6][12];
 
-/// The tables that a pixel goes through, borrowed from the engine.
-struct PixelTables {
+/// The tables that a pixel goes through: the engine's own fields, borrowed.
+struct ContractTables {
   const std::uint32_t* input[3];  ///< cell index << 16 | fraction, by input level
   std::uint32_t inputLevels;      ///< entries of each input table; larger samples read the last one
   const Cell (*cells)[16][16];    ///< [16][16][16]
@@ -25,13 +25,13 @@ struct PixelTables {
 /// result of a conversion. `Source` and `Destination` are the sample types, unsigned 8 or 16 bits;
 /// the buffers need no alignment, and may be the same when the types are.
 template <typename Source, typename Destination>
-void ConvertPixels(const PixelTables& tables, const unsigned char* source,
+void ConvertPixels(const ContractTables& tables, const unsigned char* source,
                    unsigned char* destination, std::int64_t begin, std::int64_t end);
 
 /// Writes the output tables' own contents, position by position, to the pixels [begin, end);
 /// positions past the tables' end are left as they are.
 template <typename Destination>
-void FillPixels(const PixelTables& tables, unsigned char* destination, std::int64_t begin,
+void FillPixels(const ContractTables& tables, unsigned char* destination, std::int64_t begin,
                 std::int64_t end);
 
 }  // namespace ICC_ENG_S4

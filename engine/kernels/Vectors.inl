@@ -1,6 +1,7 @@
-// Vectors of pixels in the compilers' own terms: operators work element by element. A level's source
-// includes this file inside its own unnamed namespace, after it has defined kVectorBytes. What
-// cannot be put in these terms without loss, each level has as functions of its own.
+// Vectors of pixels in GCC's and Clang's vector extension (`vector_size`): operators work element
+// by element. A level's source includes this file inside its own unnamed namespace, after it has
+// defined kVectorBytes. What the extension cannot say without loss, each level has as functions of
+// its own.
 
 using Vector = std::uint16_t __attribute__((vector_size(kVectorBytes)));
 using SignedVector = std::int16_t __attribute__((vector_size(kVectorBytes)));
@@ -28,7 +29,8 @@ Vector Max(Vector a, Vector b) {
   return Vector(SignedVector(a) > SignedVector(b) ? SignedVector(a) : SignedVector(b));
 }
 
-// Elements of a width: interleaves the lower (kHalf = 0) or upper (1) halves of each 128-bit lane.
+// Interleaves a and b, element by element of kBits, from the lower (kHalf = 0) or upper (1) halves
+// of each 128-bit lane, as x86's unpack instructions do.
 template <typename Elements, int kHalf, std::size_t... i>
 Vector Unpack(Vector a, Vector b, std::index_sequence<i...>) {
   constexpr int kCount = sizeof...(i);
@@ -47,9 +49,11 @@ Vector Unpack(Vector a, Vector b) {
   return Unpack<Elements, kHalf>(a, b, std::make_index_sequence<8 * kVectorBytes / kBits>());
 }
 
-Vector UnpackLow16(Vector a, Vector b) { return Unpack<16, 0>(a, b); }
-Vector UnpackHigh16(Vector a, Vector b) { return Unpack<16, 1>(a, b); }
-Vector UnpackLow32(Vector a, Vector b) { return Unpack<32, 0>(a, b); }
-Vector UnpackHigh32(Vector a, Vector b) { return Unpack<32, 1>(a, b); }
-Vector UnpackLow64(Vector a, Vector b) { return Unpack<64, 0>(a, b); }
-Vector UnpackHigh64(Vector a, Vector b) { return Unpack<64, 1>(a, b); }
+template <int kBits>
+Vector UnpackLow(Vector a, Vector b) {
+  return Unpack<kBits, 0>(a, b);
+}
+template <int kBits>
+Vector UnpackHigh(Vector a, Vector b) {
+  return Unpack<kBits, 1>(a, b);
+}

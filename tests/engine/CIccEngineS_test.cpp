@@ -409,6 +409,10 @@ TEST(CIccEngineS, TheNoneManufacturerYieldsTheOutputTables) {
   const TemporaryFile profile(WriteProfile(spec));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  unsigned char first[6] = {};
+  EXPECT_EQ(engine->Conversion(nullptr, first, 2), 0) << "the source is not read";
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(first[i], engine->outLut[i % 3][i] & 0xFF);
+  EXPECT_EQ(engine->Conversion(nullptr, static_cast<unsigned char*>(nullptr), 2), 0);
   // More pixels than the tables have positions: the rest of the buffer is left alone.
   const int pixels = 22000;
   std::vector<unsigned char> in(3 * pixels, 7), out(3 * pixels, 201);
@@ -464,11 +468,13 @@ TEST(CIccEngineS, TablesSetByAProgramFollowTheRule) {
     engine->inputColor = RGB;
     engine->outputColor = sRGB;
     engine->conversionType = 257;
-    unsigned char pixel[3] = {7, 8, 9};
-    EXPECT_EQ(engine->Conversion(pixel, pixel, 1), 0);
-    EXPECT_EQ(pixel[0], 50) << withAuxiliaries;
-    EXPECT_EQ(pixel[1], 51) << withAuxiliaries;
-    EXPECT_EQ(pixel[2], 52) << withAuxiliaries;
+    for (const int pixels : {1, 100}) {
+      std::vector<unsigned char> samples(static_cast<std::size_t>(3 * pixels), 7);
+      EXPECT_EQ(engine->Conversion(samples.data(), samples.data(), pixels), 0);
+      for (std::size_t i = 0; i < samples.size(); ++i) {
+        ASSERT_EQ(samples[i], 50 + i % 3) << withAuxiliaries << ", sample " << i;
+      }
+    }
   }
 }
 
@@ -480,11 +486,35 @@ TEST(CIccEngineS, CellsThatDisagreeFollowTheRule) {
   unsigned int* k = engine->cells[0][0][0][5];
   std::fill_n(k, 12, 0u);
   for (int c = 0; c < 3; ++c) k[4 * c + 3] = 25600;
-  unsigned char in[3] = {1, 1, 1};
-  unsigned short out[3] = {};
-  EXPECT_EQ(engine->Conversion(in, out, 1), 0);
   const unsigned int fraction = engine->inLut2[1] & 0xFFFF;
-  EXPECT_EQ(out[0], engine->outLut[0][25600 * fraction >> 12]);
+  for (const int pixels : {1, 100}) {
+    std::vector<unsigned char> in(static_cast<std::size_t>(3 * pixels), 1);
+    std::vector<unsigned short> out(in.size());
+    EXPECT_EQ(engine->Conversion(in.data(), out.data(), pixels), 0);
+    for (std::size_t i = 0; i < out.size(); ++i) {
+      ASSERT_EQ(out[i], engine->outLut[i % 3][25600 * fraction >> 12]) << "sample " << i;
+    }
+  }
+}
+
+TEST(CIccEngineS, AnInputTableReplacedByAProgramIsUsed) {
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path(), sRGB100_16, RGB), 0);
+  std::vector<unsigned char> in(300, 200);
+  std::vector<unsigned short> out(in.size());
+  EXPECT_EQ(engine->Conversion(in.data(), out.data(), 100), 0);  // makes the compact forms
+  for (unsigned int** table : {&engine->inLut0, &engine->inLut1, &engine->inLut2}) {
+    auto* const replacement = new unsigned int[256];
+    std::fill_n(replacement, 256, (*table)[17]);
+    delete[] * table;
+    *table = replacement;
+  }
+  std::vector<unsigned short> expected(3), all(in.size());
+  EXPECT_EQ(engine->Conversion(in.data(), expected.data(), 1), 0);
+  EXPECT_EQ(engine->Conversion(in.data(), all.data(), 100), 0);
+  EXPECT_NE(all, out);
+  for (std::size_t i = 0; i < all.size(); ++i) ASSERT_EQ(all[i], expected[i % 3]);
 }
 
 TEST(CIccEngineS, StageBuildersAskOnlyForWhatTheyRead) {

@@ -1,5 +1,5 @@
-#ifndef KXCMS_ENGINE_KERNELS_WORKERTABLES_H
-#define KXCMS_ENGINE_KERNELS_WORKERTABLES_H
+#ifndef KXCMS_ENGINE_KERNELS_COMPACTTABLES_H
+#define KXCMS_ENGINE_KERNELS_COMPACTTABLES_H
 
 #include <cstdint>
 
@@ -10,7 +10,6 @@ namespace ICC40 {
 namespace ICC_ENG_S4 {
 
 constexpr int kCells = 16 * 16 * 16;
-constexpr int kGridNodes = 17 * 17 * 17;
 
 /// One tetrahedron of a cell as bytes: four path nodes per output channel, `value[c][n]`, in the
 /// order of the path from the base corner to the far corner. A node byte stands for 256 times its
@@ -24,20 +23,22 @@ struct alignas(16) TetrahedronRecord {
 struct alignas(64) StepCurve {
   std::uint8_t first[256];  ///< the bytes of values 0..255 themselves
   // Segments of 16 values below 2048, of 64 below 16384, of 256 above; by value / segment length.
+  // Segments whose values the row before serves are not set.
   std::uint8_t base[3][256];
   std::uint8_t last[3][256];
 };
 
-/// What the fast workers read: compact forms of the engine's contract tables, rebuilt whenever
-/// those change. Borrowed pointers into one array that the engine owns.
-struct WorkerTables {
+/// What the fast workers read: compact forms of the engine's tables, rebuilt whenever those change.
+/// Borrowed pointers into one array that the engine owns. The output tables are set for the sample
+/// width that is converted to.
+struct CompactTables {
   const std::uint16_t* coordinates[3];  ///< by input level: cell index << 12 | fraction
   /// 8-bit input only: low and high bytes of the coordinates, [channel][low, high][level].
   const std::uint8_t (*coordinateBytes)[2][256];
   const TetrahedronRecord* records;  ///< [kCells][6]
   const std::uint8_t* output8[3];    ///< by interpolated value; the three may be the same
   const std::uint16_t* output16[3];
-  const StepCurve* steps;  ///< of output8, or null where it is not such a curve for all channels
+  const StepCurve* steps;  ///< of output8, where one such curve serves all channels, or null
 };
 
 }  // namespace ICC_ENG_S4
