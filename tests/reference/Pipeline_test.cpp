@@ -392,6 +392,8 @@ TEST(Pipeline, AllPixelCountsAndThreadCounts) {
   for (int n : {95, 96, 97, 127, 128, 129, 255, 256, 257, 1023, 1024, 1025, 1599, 1600, 1601}) {
     counts.push_back(n);
   }
+  // Around the least number of pixels that several threads share, and well above.
+  for (int n : {32767, 32768, 32769, 40009}) counts.push_back(n);
   for (std::uint32_t maker : kMakers) {
     ProfileSpec spec = PlainSpec(9, 256, 1024);
     spec.manufacturer = maker;
@@ -417,16 +419,40 @@ TEST(Pipeline, AllPixelCountsAndThreadCounts) {
   }
 }
 
-// All 2^24 colours of 8-bit input, at both output widths.
+// All 2^24 colours of 8-bit input.
 TEST(Pipeline, EveryEightBitColour) {
-  ProfileSpec spec = PlainSpec(33, 1024, 4096);
-  spec.tags[0].inCurve = CurveShape::kGamma;
-  const ProfileFile file(spec);
-  for (int out : {12, 13}) {
+  enum class Curves { kOfTheCode, kSteep };
+  const struct {
+    const char* what;
+    int grid, inEntries;
+    ClutShape clut;
+    CurveShape inCurve;
+    int out;
+    Curves curves;
+  } kRows[] = {
+      {"sRGB, 8 bits", 33, 1024, ClutShape::kLab, CurveShape::kGamma, 12, Curves::kOfTheCode},
+      {"sRGB, 16 bits", 33, 1024, ClutShape::kLab, CurveShape::kGamma, 13, Curves::kOfTheCode},
+      {"no order among nodes", 17, 256, ClutShape::kRandom, CurveShape::kRandom, 20,
+       Curves::kOfTheCode},
+      {"Kodak text, extreme nodes", 9, 4096, ClutShape::kExtremes, CurveShape::kGamma, 38,
+       Curves::kOfTheCode},
+      {"one curve that is too steep for segments", 17, 256, ClutShape::kLab, CurveShape::kGamma, 12,
+       Curves::kSteep},
+  };
+  for (const auto& row : kRows) {
+    ProfileSpec spec = PlainSpec(row.grid, row.inEntries, 4096);
+    spec.tags[0].clut = row.clut;
+    spec.tags[0].inCurve = row.inCurve;
+    const ProfileFile file(spec);
     Pair pair;
     Selection s;
-    s.out = out;
+    s.out = row.out;
     pair.SetProfile(file, s);
+    if (row.curves == Curves::kSteep) {
+      std::vector<unsigned char> curve(256);
+      for (std::size_t i = 0; i < 256; ++i) curve[i] = static_cast<unsigned char>(i * 37);
+      pair.AdjustOutput(curve, curve, curve);
+    }
     Bytes src(3 * 65536);
     for (std::size_t r = 0; r < 256; ++r) {
       for (std::size_t at = 0; at < 65536; ++at) {
@@ -434,7 +460,7 @@ TEST(Pipeline, EveryEightBitColour) {
         src[3 * at + 1] = static_cast<unsigned char>(at >> 8);
         src[3 * at + 2] = static_cast<unsigned char>(at);
       }
-      SCOPED_TRACE(testing::Message() << "output " << out << ", red " << r);
+      SCOPED_TRACE(testing::Message() << row.what << ", red " << r);
       ExpectSameConversion(pair, src, 65536);
       ASSERT_FALSE(HasFailure());
     }
@@ -483,7 +509,7 @@ TEST(Pipeline, InPlace) {
       pair.SetProfile(file, s);
       for (int threads : kThreadCounts) {
         Pair::UseThreads(threads);
-        for (int pixels : {1, 2, 3, 15, 16, 17, 31, 32, 33, 64, 1000, 4097}) {
+        for (int pixels : {1, 2, 3, 15, 16, 17, 31, 32, 33, 64, 1000, 4097, 40009}) {
           const std::size_t size = static_cast<std::size_t>(pixels) * 3 * (route.in == 0 ? 1 : 2);
           Bytes buffer = RandomBytes(size + 64, static_cast<std::uint64_t>(pixels));
           Bytes expected = buffer;

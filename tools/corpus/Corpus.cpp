@@ -11,8 +11,9 @@ constexpr int kOutputCodes[] = {8,  9,  10, 11, 12, 13, 20, 21, 22, 23, 24, 25,
                                 26, 27, 28, 29, 30, 31, 34, 35, 36, 37, 38, 39};
 constexpr const char* kIntents[] = {"perceptual", "relative", "saturation", "absolute"};
 
-// A prime: no number of threads and no block of a worker divides it.
-constexpr int kPixels = 1009;
+// A prime: no number of threads and no block of a worker divides it. Large enough for several
+// threads.
+constexpr int kPixels = 40009;
 
 std::string TwoDigits(std::size_t number) {
   return {static_cast<char>('0' + number / 10), static_cast<char>('0' + number % 10)};
