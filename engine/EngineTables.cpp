@@ -18,17 +18,11 @@ namespace {
 using Node = std::uint32_t;
 constexpr int kGridNodes = kCellGridPoints * kCellGridPoints * kCellGridPoints;
 
-// Programs can set the engine's public pointers to arrays of their own; ours begin with this.
-struct Owner {
-  std::uint64_t mark;
-  const void* self;
-};
-constexpr std::uint64_t kMark = 0x4B58434D53746162;  // "KXCMStab"
-
 // One array of words holds this record, aligned, with the tables behind it. Pages that a format
 // never touches cost nothing.
 struct alignas(64) EngineTables {
-  Owner owner;
+  // Its own address: programs can set the engine's public pointers to arrays of theirs.
+  const void* self;
   InputArrays input;
   std::uint32_t inputLevels;
   // What is out of date is made anew when a conversion needs it.
@@ -62,11 +56,11 @@ EngineTables* TablesBehind(const CIccEngineS& engine) {
   if (engine.inLutAux1 != nullptr || engine.inLutAux2 != nullptr) return nullptr;
   EngineTables* const tables = Align(engine.inLutAux0);
   // Like every input table, some program's has 256 words at least.
-  Owner owner;
-  std::memcpy(&owner, tables, sizeof owner);
-  if (owner.mark != kMark || owner.self != tables) return nullptr;
-  return tables->input == InputArrays{engine.inLut0, engine.inLut1, engine.inLut2} ? tables
-                                                                                   : nullptr;
+  const void* self;
+  std::memcpy(&self, tables, sizeof self);
+  if (self != tables) return nullptr;
+  const InputArrays input = {engine.inLut0, engine.inLut1, engine.inLut2};
+  return tables->input == input ? tables : nullptr;
 }
 
 // The 16-bit grid coordinate that an input entry was packed from.
@@ -228,7 +222,7 @@ unsigned int* NewEngineTables(const InputArrays& input, std::uint32_t inputLevel
   constexpr std::size_t kBytes = sizeof(EngineTables) + alignof(EngineTables);
   std::unique_ptr<unsigned int[]> words(new unsigned int[kBytes / sizeof(unsigned int)]);
   auto* compact = new (Align(words.get())) EngineTables;
-  compact->owner = {kMark, compact};
+  compact->self = compact;
   compact->input = input;
   compact->inputLevels = inputLevels;
   compact->coordinatesAreCurrent = false;
@@ -245,7 +239,7 @@ std::uint32_t InputLevels(const CIccEngineS& engine) {
 }
 
 void DisownEngineTables(CIccEngineS& engine) {
-  if (EngineTables* tables = TablesBehind(engine)) tables->owner = {};
+  if (EngineTables* tables = TablesBehind(engine)) tables->self = nullptr;
 }
 
 void CellsChanged(const CIccEngineS& engine) {

@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <vector>
 
 #include "engine/LookupTag.h"
 #include "engine/PipelineTables.h"
@@ -495,6 +499,27 @@ TEST(CIccEngineS, CellsThatDisagreeFollowTheRule) {
       ASSERT_EQ(out[i], engine->outLut[i % 3][25600 * fraction >> 12]) << "sample " << i;
     }
   }
+}
+
+// Threads that a team has had stay with the process until a smaller team forms.
+TEST(CIccEngineS, LargeCallsUseTheWholeTeamAndSmallCallsNone) {
+  constexpr std::ptrdiff_t kTeam = 13;
+  const auto threads = [] {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+  };
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  omp_set_dynamic(0);
+  omp_set_num_threads(kTeam);
+  std::vector<unsigned char> samples(3 * 32768, 7);
+  const std::ptrdiff_t before = threads();
+  ASSERT_LT(before, kTeam);
+  EXPECT_EQ(engine->Conversion(samples.data(), samples.data(), 32767), 0);
+  EXPECT_EQ(threads(), before);
+  EXPECT_EQ(engine->Conversion(samples.data(), samples.data(), 32768), 0);
+  EXPECT_GE(threads(), kTeam);
 }
 
 TEST(CIccEngineS, AnInputTableReplacedByAProgramIsUsed) {
