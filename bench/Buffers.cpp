@@ -111,12 +111,17 @@ void MeasurePlain(const Setup& setup, const std::string& group, const std::strin
   });
 }
 
-void MeasureAll(const Setup& setup, const std::string& group, const std::string& name,
-                const Job& job) {
+void MeasureLevelsAndPlain(const Setup& setup, const std::string& group, const std::string& name,
+                           const Job& job) {
   for (const Library& library : setup.libraries) {
     MeasureLibrary(setup, group, name, library, job, 1);
   }
   MeasurePlain(setup, group, name, job, 1);
+}
+
+void MeasureAll(const Setup& setup, const std::string& group, const std::string& name,
+                const Job& job) {
+  MeasureLevelsAndPlain(setup, group, name, job);
   Measure(setup, group, name, kLcms,
           [&setup, job](benchmark::State& state) { RunLcms(state, setup, job); });
   Measure(setup, group, name, kMemcpy, [job](benchmark::State& state) { RunMemcpy(state, job); });
@@ -135,6 +140,13 @@ void CheckResults(const Setup& setup, const Library& library, const Job& job) {
   if (actual != expected) {
     throw std::runtime_error(std::string("level ") + library.LevelName() + ", " + job.format.name +
                              ": differs from the plain worker");
+  }
+}
+
+void RegisterGrain(const Setup& setup) {
+  for (const Picture& picture : setup.material.calmer) {
+    MeasureLevelsAndPlain(setup, "grain", std::string("8 to 8, ") + picture.name,
+                          {kFormats[0], picture.Bytes(1), setup.material.Pixels()});
   }
 }
 
@@ -177,6 +189,7 @@ void RegisterBuffers(const Setup& setup) {
       }
     }
   }
+  RegisterGrain(setup);
   RegisterSmallCalls(setup);
   RegisterOutputCodes(setup);
 }

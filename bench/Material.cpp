@@ -73,16 +73,15 @@ class EnlargedScene {
 
 // Every sample has grain of its own. A repeated pattern would teach the branch prediction of the
 // plain worker and of lcms2 what comes next, which no photograph does.
-Picture GrainyScene(int width, int length) {
-  constexpr double kGrain = 0.01 * 65535;
+Picture GrainyScene(const char* name, double grain, int width, int length) {
   const EnlargedScene scene(width, length);
-  Picture picture = {"photo", {}, {}};
+  Picture picture = {name, {}, {}};
   picture.samples16.reserve(std::size_t{kSamples} * width * length);
   std::mt19937 generator(1);
   for (int y = 0; y < length; ++y) {
     for (int x = 0; x < width; ++x) {
       for (int c = 0; c < kSamples; ++c) {
-        const double noise = kGrain * (generator() / 2147483647.5 - 1);
+        const double noise = grain * 65535 * (generator() / 2147483647.5 - 1);
         const double sample = std::clamp(scene.At(x, y, c) + noise, 0.0, 65535.0);
         picture.samples16.push_back(static_cast<std::uint16_t>(std::lround(sample)));
       }
@@ -90,6 +89,19 @@ Picture GrainyScene(int width, int length) {
   }
   ReduceTo8Bits(picture);
   return picture;
+}
+
+std::vector<Picture> CalmerScenes(int width, int length) {
+  constexpr struct {
+    const char* name;
+    double grain;
+  } kScenes[] = {{"no grain", 0}, {"grain 0.2 %", 0.002}, {"grain 0.5 %", 0.005}};
+  std::vector<Picture> scenes;
+  for (const auto& scene : kScenes) {
+    scenes.push_back(GrainyScene(scene.name, scene.grain, width, length));
+    scenes.back().samples16 = {};
+  }
+  return scenes;
 }
 
 Picture RandomPixels(int width, int length) {
@@ -117,8 +129,9 @@ Material::Material(const std::string& folder, int theWidth, int theLength)
       length(theLength),
       profile(folder + "/scanner.icc"),
       sameProfile(folder + "/scanner-2.icc"),
-      photo(GrainyScene(width, length)),
-      random(RandomPixels(width, length)) {
+      photo(GrainyScene("photo", 0.01, width, length)),
+      random(RandomPixels(width, length)),
+      calmer(CalmerScenes(width, length)) {
   WriteProfile(profile);
   WriteProfile(sameProfile);
   WriteTiff(photo, width, length, 8, folder + "/photo-8.tif");

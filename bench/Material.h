@@ -20,7 +20,8 @@ struct Picture {
 };
 
 /// What all cases work on: the sample scanner's profile (33 grid points, curves of 1024 entries), a
-/// photo-like picture (the sample scene enlarged, with grain) and one of random pixels.
+/// photo-like picture (the sample scene enlarged, with grain of 1 %), one of random pixels, and the
+/// scene with less grain, at 8 bits.
 ///
 /// Constructing it writes scanner.icc, the same as scanner-2.icc, and the photo-like picture as
 /// photo-8.tif and photo-16.tif into the folder.
@@ -34,6 +35,7 @@ struct Material {
   std::string sameProfile;  ///< under another name
   Picture photo;
   Picture random;
+  std::vector<Picture> calmer;
 };
 
 }  // namespace Bench

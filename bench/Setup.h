@@ -48,8 +48,8 @@ void UseThreads(int threads);
 /// What loading the library sets, and what applications that say nothing get.
 void UseDefaultThreads();
 
-/// Whole buffers, small calls, output codes. Throws runtime_error when a level's result differs
-/// from the plain worker's.
+/// Whole buffers, grain, small calls, output codes. Throws runtime_error when a level's result
+/// differs from the plain worker's.
 void RegisterBuffers(const Setup& setup);
 /// Profile selection and adjustment.
 void RegisterSelection(const Setup& setup);

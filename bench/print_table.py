@@ -59,9 +59,9 @@ def medians(results):
 def rows_of(groups, best):
     """All rows of kxcms_bench."""
     rows = []
-    units = {"buffer": "Mpixel/s", "call": "µs", "output": "Mpixel/s", "selection": "ms",
-             "table": "Mpixel/s"}
-    titles = {"buffer": "buffer", "call": "small call", "output": "output space",
+    units = {"buffer": "Mpixel/s", "grain": "Mpixel/s", "call": "µs", "output": "Mpixel/s",
+             "selection": "ms", "table": "Mpixel/s"}
+    titles = {"buffer": "buffer", "grain": "grain", "call": "small call", "output": "output space",
               "selection": "profile", "table": "colour table"}
     for group, cases in groups.items():
         for case, contenders in cases.items():

@@ -59,8 +59,9 @@ EngineTables* TablesBehind(const CIccEngineS& engine) {
   const void* self;
   std::memcpy(&self, tables, sizeof self);
   if (self != tables) return nullptr;
-  const InputArrays input = {engine.inLut0, engine.inLut1, engine.inLut2};
-  return tables->input == input ? tables : nullptr;
+  const auto& [first, second, third] = tables->input;
+  const bool areOurs = first == engine.inLut0 && second == engine.inLut1 && third == engine.inLut2;
+  return areOurs ? tables : nullptr;
 }
 
 // The 16-bit grid coordinate that an input entry was packed from.
