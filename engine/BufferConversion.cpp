@@ -75,7 +75,8 @@ void RunStandard(const CIccEngineS& engine, PixelFormat format, const unsigned c
                  unsigned char* destination, int pixels) {
   if (source == nullptr) return;
   const KernelSet* kernels = pixels < kMinKernelPixels ? nullptr : ChosenKernels();
-  const CompactTables* tables = kernels == nullptr ? nullptr : CurrentCompactTables(engine, format);
+  const CompactTables* tables =
+      kernels == nullptr ? nullptr : CurrentCompactTables(engine, format, *kernels);
   if (tables == nullptr) return RunScalar(engine, format, source, destination, pixels);
   const PixelKernel convert = KernelOf(*kernels, format);
   ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {

@@ -28,6 +28,7 @@ struct alignas(64) EngineTables {
   // What is out of date is made anew when a conversion needs it.
   bool coordinatesAreCurrent;
   bool coordinatesAreCompact;  // every entry is a cell 0..15 and a fraction of 12 bits
+  bool pairsAreCurrent;
   bool gridIsCurrent;
   bool gridIsCompact;  // every node is a byte times 256
   bool output8IsCurrent;
@@ -41,6 +42,7 @@ struct alignas(64) EngineTables {
   std::uint8_t output8[3][kLevels16];
   std::uint16_t output16[3][kLevels16];
   std::uint16_t coordinates[3][kLevels16];
+  std::uint32_t coordinatePairs[kLevels8 * kLevels8];
 };
 static_assert(std::is_trivially_destructible_v<EngineTables>, "freed as an array of words");
 
@@ -87,6 +89,15 @@ bool BuildCoordinates(EngineTables& compact) {
   }
   compact.tables.coordinateBytes = compact.coordinateBytes;
   return areCompact;
+}
+
+void BuildCoordinatePairs(EngineTables& compact) {
+  std::uint32_t* pair = compact.coordinatePairs;
+  for (int second = 0; second < kLevels8; ++second) {
+    const std::uint32_t high = std::uint32_t{compact.coordinates[1][second]} << 16;
+    for (int first = 0; first < kLevels8; ++first) *pair++ = high | compact.coordinates[0][first];
+  }
+  compact.tables.coordinatePairs = compact.coordinatePairs;
 }
 
 // Value of one corner of a cell, from the base and the slopes of a path that passes it.
@@ -227,6 +238,7 @@ unsigned int* NewEngineTables(const InputArrays& input, std::uint32_t inputLevel
   compact->input = input;
   compact->inputLevels = inputLevels;
   compact->coordinatesAreCurrent = false;
+  compact->pairsAreCurrent = false;
   compact->gridIsCurrent = false;
   compact->output8IsCurrent = false;
   compact->output16IsCurrent = false;
@@ -254,7 +266,8 @@ void OutputTablesChanged(const CIccEngineS& engine) {
   tables->output16IsCurrent = false;
 }
 
-const CompactTables* CurrentCompactTables(const CIccEngineS& engine, PixelFormat format) {
+const CompactTables* CurrentCompactTables(const CIccEngineS& engine, PixelFormat format,
+                                          const KernelSet& kernels) {
   EngineTables* const tables = TablesBehind(engine);
   if (tables == nullptr) return nullptr;
   EngineTables& compact = *tables;
@@ -264,6 +277,10 @@ const CompactTables* CurrentCompactTables(const CIccEngineS& engine, PixelFormat
     compact.coordinatesAreCurrent = true;
   }
   if (!compact.coordinatesAreCompact) return nullptr;
+  if (format != PixelFormat::k16To16 && kernels.readsCoordinatePairs && !compact.pairsAreCurrent) {
+    BuildCoordinatePairs(compact);
+    compact.pairsAreCurrent = true;
+  }
   if (!compact.gridIsCurrent) {
     compact.gridIsCompact =
         BuildNodes(engine, compact.nodes) && BuildRecords(engine, compact.nodes, compact.records);

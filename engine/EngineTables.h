@@ -37,12 +37,13 @@ std::uint32_t InputLevels(const CIccEngineS& engine);
 void CellsChanged(const CIccEngineS& engine);
 void OutputTablesChanged(const CIccEngineS& engine);
 
-/// The tables of a fast worker, brought up to date in the engine's own array: not for several
-/// threads at once. Null where there are none: for arrays that a program has put into the engine's
-/// fields, for 16-bit samples over 256-entry tables, and for what the engine does not make, which
-/// is input entries beyond cell 15 or fraction 4095, nodes that are not bytes times 256, and cells
-/// whose corners disagree.
-const CompactTables* CurrentCompactTables(const CIccEngineS& engine, PixelFormat format);
+/// The tables of a fast worker out of `kernels`, brought up to date in the engine's own array: not
+/// for several threads at once. Null where there are none: for arrays that a program has put into
+/// the engine's fields, for 16-bit samples over 256-entry tables, and for what the engine does not
+/// make, which is input entries beyond cell 15 or fraction 4095, nodes that are not bytes times
+/// 256, and cells whose corners disagree.
+const CompactTables* CurrentCompactTables(const CIccEngineS& engine, PixelFormat format,
+                                          const KernelSet& kernels);
 
 }  // namespace ICC_ENG_S4
 }  // namespace ICC40

@@ -98,8 +98,7 @@ Widths WidthsOf(const CIccEngineS& engine) {
 /// Every worker that this processor runs, not only the one that a conversion chooses.
 void CheckWorkers(CIccEngineS& engine, PixelFormat format, const Bytes& source,
                   const Bytes& expected, int pixels) {
-  const CompactTables* tables = CurrentCompactTables(engine, format);
-  if (tables == nullptr || pixels < 1) return;
+  if (pixels < 1) return;
   constexpr struct {
     CpuLevel level;
     const KernelSet* kernels;
@@ -108,6 +107,8 @@ void CheckWorkers(CIccEngineS& engine, PixelFormat format, const Bytes& source,
                {CpuLevel::kAvx512, &kAvx512Kernels}};
   for (const auto& set : kSets) {
     if (SupportedCpuLevel() < set.level) continue;
+    const CompactTables* tables = CurrentCompactTables(engine, format, *set.kernels);
+    if (tables == nullptr) return;
     const PixelKernel convert = format == PixelFormat::k8To8    ? set.kernels->convert8To8
                                 : format == PixelFormat::k8To16 ? set.kernels->convert8To16
                                                                 : set.kernels->convert16To16;

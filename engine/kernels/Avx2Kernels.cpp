@@ -43,23 +43,14 @@ Vector LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfRe
 }
 
 #include "engine/kernels/BlockLookups.inl"
+#include "engine/kernels/EightBitLookups.inl"
 #include "engine/kernels/Interpolation.inl"
-
-void Coordinates8(const CompactTables& tables, const unsigned char* samples, int pixels,
-                  PixelBlock& block) {
-  LookUpCoordinates<std::uint8_t>(tables, samples, pixels, block);
-}
-
-void Output8(const CompactTables& tables, const PixelBlock& block, int pixels,
-             unsigned char* samples) {
-  LookUpBytes(tables.output8, block, pixels, samples);
-}
 
 #include "engine/kernels/BlockKernel.inl"
 
 }  // namespace
 
-const KernelSet kAvx2Kernels = {Convert<1, 1>, Convert<1, 2>, Convert<2, 2>};
+const KernelSet kAvx2Kernels = {Convert<1, 1>, Convert<1, 2>, Convert<2, 2>, true};
 
 }  // namespace ICC_ENG_S4
 }  // namespace ICC40

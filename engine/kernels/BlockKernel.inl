@@ -7,7 +7,7 @@
 //   Coordinates8(tables, samples, pixels, block)  interleaved bytes -> block.coordinates
 //   Output8(tables, block, pixels, samples)       block.values -> interleaved bytes
 //
-// (what the level has no better way for, it takes from BlockLookups.inl). Every phase works on
+// (or, if it has no better way, included EightBitLookups.inl). Every phase works on
 // arrays that stay in the first-level cache.
 
 static_assert(kBlockPixels % kStepPixels == 0 && kStepPixels % 16 == 0 &&
@@ -23,7 +23,7 @@ void ConvertBlock(const CompactTables& tables, const unsigned char* source,
   if constexpr (kSourceBytes == 1) {
     Coordinates8(tables, source, pixels, block);
   } else {
-    LookUpCoordinates<std::uint16_t>(tables, source, pixels, block);
+    Coordinates16(tables, source, pixels, block);
   }
   Interpolate(tables, block, pixels);
   if constexpr (kDestinationBytes == 1) {

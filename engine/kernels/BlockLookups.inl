@@ -13,19 +13,23 @@ struct alignas(64) PixelBlock {
 // stores wait for each other, and to put words together in general registers is dearer. Scalar
 // reads beat gathers.
 
-// Stores word(0) to word(7) side by side.
+using Words = std::uint16_t __attribute__((vector_size(16)));
+
+// word(0) to word(7) side by side.
 template <typename Word>
-__attribute__((always_inline)) inline void StoreEightWords(void* at, Word word) {
-  using Words = std::uint16_t __attribute__((vector_size(16)));
-  const Words words = {word(0), word(1), word(2), word(3), word(4), word(5), word(6), word(7)};
-  __builtin_memcpy(at, &words, sizeof words);
+__attribute__((always_inline)) inline Words EightWords(Word word) {
+  return Words{word(0), word(1), word(2), word(3), word(4), word(5), word(6), word(7)};
 }
 
-// Stores byte(0) to byte(15) side by side, as words of two.
+// byte(0) to byte(15) side by side, as words of two.
 template <typename Byte>
-__attribute__((always_inline)) inline void StoreSixteenBytes(void* at, Byte byte) {
-  StoreEightWords(
-      at, [&](int i) { return static_cast<std::uint16_t>(byte(2 * i) | byte(2 * i + 1) << 8); });
+__attribute__((always_inline)) inline Words SixteenBytes(Byte byte) {
+  return EightWords(
+      [&](int i) { return static_cast<std::uint16_t>(byte(2 * i) | byte(2 * i + 1) << 8); });
+}
+
+void StoreWords(void* at, Words words) {
+  __builtin_memcpy(at, &words, sizeof words);
 }
 
 template <typename Sample>
@@ -35,10 +39,9 @@ Sample Load(const unsigned char* samples, int index) {
   return sample;
 }
 
-// Grid coordinates by interleaved sample.
-template <typename Sample>
-void LookUpCoordinates(const CompactTables& tables, const unsigned char* samples, int pixels,
-                       PixelBlock& block) {
+// Grid coordinates by interleaved 16-bit sample.
+void Coordinates16(const CompactTables& tables, const unsigned char* samples, int pixels,
+                   PixelBlock& block) {
   // A copy, so that the addresses stay in registers: a store of bytes might change what a pointer
   // in memory says.
   const std::uint16_t* const table[3] = {tables.coordinates[0], tables.coordinates[1],
@@ -46,8 +49,9 @@ void LookUpCoordinates(const CompactTables& tables, const unsigned char* samples
   for (int p = 0; p < pixels; p += 8) {
 #pragma GCC unroll 3
     for (int c = 0; c < 3; ++c) {
-      StoreEightWords(block.coordinates[c] + p,
-                      [&](int i) { return table[c][Load<Sample>(samples, 3 * (p + i) + c)]; });
+      StoreWords(block.coordinates[c] + p, EightWords([&](int i) {
+                   return table[c][Load<std::uint16_t>(samples, 3 * (p + i) + c)];
+                 }));
     }
   }
 }
@@ -59,10 +63,10 @@ void LookUpBytes(const std::uint8_t* const (&output)[3], const PixelBlock& block
   for (int p = 0; p < pixels; p += 16) {
 #pragma GCC unroll 3
     for (int begin = 0; begin < 48; begin += 16) {
-      StoreSixteenBytes(samples + 3 * p + begin, [&](int i) {
-        const int n = begin + i;
-        return table[n % 3][block.values[n % 3][p + n / 3]];
-      });
+      StoreWords(samples + 3 * p + begin, SixteenBytes([&](int i) {
+                   const int n = begin + i;
+                   return table[n % 3][block.values[n % 3][p + n / 3]];
+                 }));
     }
   }
 }
@@ -74,10 +78,10 @@ void LookUpWords(const std::uint16_t* const (&output)[3], const PixelBlock& bloc
   for (int p = 0; p < pixels; p += 8) {
 #pragma GCC unroll 3
     for (int begin = 0; begin < 24; begin += 8) {
-      StoreEightWords(samples + 2 * (3 * p + begin), [&](int i) {
-        const int n = begin + i;
-        return table[n % 3][block.values[n % 3][p + n / 3]];
-      });
+      StoreWords(samples + 2 * (3 * p + begin), EightWords([&](int i) {
+                   const int n = begin + i;
+                   return table[n % 3][block.values[n % 3][p + n / 3]];
+                 }));
     }
   }
 }

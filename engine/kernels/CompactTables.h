@@ -35,6 +35,9 @@ struct CompactTables {
   const std::uint16_t* coordinates[3];  ///< by input level: cell index << 12 | fraction
   /// 8-bit input only: low and high bytes of the coordinates, [channel][low, high][level].
   const std::uint8_t (*coordinateBytes)[2][256];
+  /// 8-bit input only: coordinates of the first two channels, the first one in the lower 16 bits,
+  /// by their two levels, the first one in the lower 8 bits. Set for the workers that read it.
+  const std::uint32_t* coordinatePairs;
   const TetrahedronRecord* records;  ///< [kCells][6]
   const std::uint8_t* output8[3];    ///< by interpolated value; the three may be the same
   const std::uint16_t* output16[3];

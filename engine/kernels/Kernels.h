@@ -12,6 +12,7 @@
 //   Avx512Kernels.cpp
 //   BlockKernel.inl      the loop of all of them: 256 pixels at a time through three phases
 //   BlockLookups.inl     first and third phase: table reads, samples <-> block
+//   EightBitLookups.inl  the same for 8-bit samples, except with AVX-512
 //   Interpolation.inl    second phase, in vectors: Vectors.inl
 
 namespace ICC40 {
@@ -30,6 +31,7 @@ struct KernelSet {
   PixelKernel convert8To8;
   PixelKernel convert8To16;
   PixelKernel convert16To16;
+  bool readsCoordinatePairs;  ///< for 8-bit samples: CompactTables::coordinatePairs
 };
 
 /// The fast workers put two bytes together as a word, the first one lowest, as the CPU must, too.

@@ -69,8 +69,8 @@ class Tables {
             engine_->cells,
             engine_->outLut};
   }
-  const CompactTables& Compact(PixelFormat format) {
-    const CompactTables* tables = CurrentCompactTables(*engine_, format);
+  const CompactTables& Compact(PixelFormat format, const KernelSet& kernels = kPortableKernels) {
+    const CompactTables* tables = CurrentCompactTables(*engine_, format, kernels);
     EXPECT_NE(tables, nullptr);
     return *tables;
   }
@@ -200,8 +200,8 @@ void ExpectSame(Tables& tables, PixelFormat format, const std::vector<unsigned c
   Scalar(tables, format, from.get() + sourceOffset, expected.data() + first, begin, end);
   for (const Level& level : Levels()) {
     std::vector<unsigned char> actual(size, kGuardByte);
-    KernelOf(*level.kernels, format)(tables.Compact(format), from.get() + sourceOffset,
-                                     actual.data() + first, begin, end);
+    KernelOf(*level.kernels, format)(tables.Compact(format, *level.kernels),
+                                     from.get() + sourceOffset, actual.data() + first, begin, end);
     const auto at = std::mismatch(expected.begin(), expected.end(), actual.begin()).first;
     ASSERT_TRUE(at == expected.end())
         << level.name << ", format " << static_cast<int>(format) << ", pixels " << begin << " to "
@@ -273,8 +273,8 @@ TEST(Kernels, InPlace) {
       Scalar(tables, format, source.data(), expected.data(), 0, pixels);
       for (const Level& level : Levels()) {
         auto inPlace = source;
-        KernelOf(*level.kernels, format)(tables.Compact(format), inPlace.data(), inPlace.data(), 0,
-                                         pixels);
+        KernelOf(*level.kernels, format)(tables.Compact(format, *level.kernels), inPlace.data(),
+                                         inPlace.data(), 0, pixels);
         EXPECT_EQ(inPlace, expected) << level.name << ", " << pixels << " pixels";
       }
     }
@@ -400,21 +400,22 @@ TEST(EngineTables, TablesWithoutACompactForm) {
   for (const auto& row : kRows) {
     Tables tables(80, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
     row.change(tables.Engine());
-    EXPECT_EQ(CurrentCompactTables(tables.Engine(), row.format), nullptr) << row.what;
+    EXPECT_EQ(CurrentCompactTables(tables.Engine(), row.format, kPortableKernels), nullptr)
+        << row.what;
   }
   Tables tables(80, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
-  EXPECT_NE(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8), nullptr);
+  EXPECT_NE(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
   tables.Engine().cells[0][0][0][0][0] += 1u << kFractionBits;
   CellsChanged(tables.Engine());
-  EXPECT_EQ(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8), nullptr)
+  EXPECT_EQ(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr)
       << "a change after the first conversion";
 }
 
 TEST(EngineTables, DisownedMemoryDoesNotPassForTables) {
   Tables tables(80, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
-  EXPECT_NE(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8), nullptr);
+  EXPECT_NE(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
   DisownEngineTables(tables.Engine());
-  EXPECT_EQ(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8), nullptr);
+  EXPECT_EQ(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
 }
 
 TEST(CpuLevel, NamesAndOrder) {
