@@ -3,10 +3,12 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "engine/EngineTables.h"
 #include "engine/LookupTag.h"
@@ -37,13 +39,37 @@ int WholeUnits(double offset) {
   return static_cast<int>(std::clamp(offset, -kMost, kMost));
 }
 
+using InputTables = std::array<std::unique_ptr<unsigned int[]>, 6>;
+
+std::array<unsigned int**, 6> InputTableFields(CIccEngineS& engine) {
+  return {&engine.inLutAux0, &engine.inLut0,    &engine.inLutAux1,
+          &engine.inLut1,    &engine.inLutAux2, &engine.inLut2};
+}
+
+InputTables TakeInputTables(CIccEngineS& engine) {
+  InputTables tables;
+  auto table = tables.begin();
+  for (unsigned int** field : InputTableFields(engine))
+    (table++)->reset(std::exchange(*field, nullptr));
+  return tables;
+}
+
+void ReturnInputTables(CIccEngineS& engine, InputTables& tables) {
+  auto table = tables.begin();
+  for (unsigned int** field : InputTableFields(engine)) *field = (table++)->release();
+}
+
 void ReleaseInputTables(CIccEngineS& engine) {
   DisownEngineTables(engine);
-  for (unsigned int** table : {&engine.inLutAux0, &engine.inLut0, &engine.inLutAux1, &engine.inLut1,
-                               &engine.inLutAux2, &engine.inLut2}) {
-    delete[] * table;
-    *table = nullptr;
-  }
+  TakeInputTables(engine);
+}
+
+void NewInputTables(CIccEngineS& engine, std::uint32_t levels) {
+  ReleaseInputTables(engine);
+  engine.inLut0 = new unsigned int[levels];
+  engine.inLut1 = new unsigned int[levels];
+  engine.inLut2 = new unsigned int[levels];
+  engine.inLutAux0 = NewEngineTables({engine.inLut0, engine.inLut1, engine.inLut2}, levels);
 }
 
 // Whether the tables are those of the codes that the engine holds: a build that ran out of memory
@@ -125,12 +151,16 @@ int CIccEngineS::DeleteWorkingBuf() {
 
 int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignature in,
                             ColorSpaceSignature out, double L, double c, double h) {
+  // New tables are filled into the arrays of the old ones. The heap would return these to the
+  // system and get them back, which takes longer than to fill them.
+  InputTables spare;
   try {
     const bool newPath = CheckCurrentProfile(path, nullptr) != 0;
     if (!newPath && outputColor != kNoColorCode && intent == newIntent && inputColor == in &&
         outputColor == out && IsBuilt(*this)) {
       return IccResultOk;
     }
+    spare = TakeInputTables(*this);
     Reset();
     intent = newIntent;
     inputColor = in;
@@ -152,7 +182,10 @@ int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignat
     engineStatus = outputColor = IccResultNotSet;
     return IccResultProfileRead;
   }
+  ReturnInputTables(*this, spare);
+  InputTablesExpired(*this);
   engineStatus = ConstructEngine(L, c, h);
+  if (!HasFilledInputTables(*this)) ReleaseInputTables(*this);
   CheckConversionType();
   return IccResultOk;
 }
@@ -200,21 +233,12 @@ iccTagBase* CIccEngineS::GetMft2() {
 void CIccEngineS::Set1DLutIn(CLut16Type* lut) {
   if (lut == nullptr) return;
   try {
-    // First of all, so that a failure leaves no tables of other codes.
-    ReleaseInputTables(*this);
-    const int levels = InputLevelsOf(inputColor);
-    std::unique_ptr<unsigned int[]> tables[3];
-    for (auto& table : tables) table.reset(new unsigned int[static_cast<std::size_t>(levels)]);
-    const InputArrays input = {tables[0].get(), tables[1].get(), tables[2].get()};
-    std::unique_ptr<unsigned int[]> extra(
-        NewEngineTables(input, static_cast<std::uint32_t>(levels)));
-    BuildInputTables(*lut, static_cast<ColorSpaceSignature>(inputColor),
-                     {tables[0].get(), tables[1].get(), tables[2].get()});
-    inLutAux0 = extra.release();
-    inLut0 = tables[0].release();
-    inLut1 = tables[1].release();
-    inLut2 = tables[2].release();
+    const auto levels = static_cast<std::uint32_t>(InputLevelsOf(inputColor));
+    if (!HasOwnInputTables(*this, levels)) NewInputTables(*this, levels);
+    BuildInputTables(*lut, static_cast<ColorSpaceSignature>(inputColor), {inLut0, inLut1, inLut2});
+    InputTablesFilled(*this);
   } catch (const std::bad_alloc& failure) {
+    // Rather than tables of other codes.
     ReleaseInputTables(*this);
     ReportBadAlloc(failure);
   }

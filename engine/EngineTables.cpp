@@ -25,6 +25,7 @@ struct alignas(64) EngineTables {
   const void* self;
   InputArrays input;
   std::uint32_t inputLevels;
+  bool inputIsFilled;
   // What is out of date is made anew when a conversion needs it.
   bool coordinatesAreCurrent;
   bool coordinatesAreCompact;  // every entry is a cell 0..15 and a fraction of 12 bits
@@ -147,6 +148,23 @@ int NodeOffset(int corner) {
   return (corner >> 2) * kStride[0] + (corner >> 1 & 1) * kStride[1] + (corner & 1) * kStride[2];
 }
 
+// The record of four nodes: their 4 x 4 bytes transposed.
+TetrahedronRecord Transposed(const Node (&nodes)[4]) {
+  using Bytes = std::uint8_t __attribute__((vector_size(16)));
+  Bytes bytes;
+  std::memcpy(&bytes, nodes, sizeof bytes);
+  // Each turn interleaves the lower and the upper half.
+  for (int turn = 0; turn < 2; ++turn) {
+    const Bytes upper = __builtin_shufflevector(bytes, bytes, 8, 9, 10, 11, 12, 13, 14, 15, 8, 9,
+                                                10, 11, 12, 13, 14, 15);
+    bytes = __builtin_shufflevector(bytes, upper, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22,
+                                    7, 23);
+  }
+  TetrahedronRecord record;
+  std::memcpy(&record, &bytes, sizeof record);
+  return record;
+}
+
 // @return whether every cell has just these nodes at its corners.
 bool BuildRecords(const CIccEngineS& engine, const Node (&nodes)[kGridNodes],
                   TetrahedronRecord* record) {
@@ -158,22 +176,23 @@ bool BuildRecords(const CIccEngineS& engine, const Node (&nodes)[kGridNodes],
     const Cell& cell = engine.cells[index >> 8][index >> 4 & 15][index & 15];
     const Node* base = nodes + (index >> 8) * kStride[0] + (index >> 4 & 15) * kStride[1] +
                        (index & 15) * kStride[2];
+    Node corner[8];
+    std::uint32_t level[3][8];  // the corners' values, by channel
+    for (int n = 0; n < 8; ++n) {
+      corner[n] = base[NodeOffset(n)];
+      for (int c = 0; c < 3; ++c) level[c][n] = (corner[n] >> (8 * c) & 0xFF) << 8;
+    }
+#pragma GCC unroll 6
     for (int t = 0; t < 6; ++t) {
-      const ICC_UNIT::Tetrahedron& tetrahedron = ICC_UNIT::kTetrahedra[t];
-      auto& value = record[kLast - t].value;
-      for (int n = 0; n < 4; ++n) {
-        const Node node = base[NodeOffset(tetrahedron.path[n])];
-        for (int c = 0; c < 4; ++c) {
-          value[c][n] = static_cast<std::uint8_t>(node >> (8 * c));
-        }
-      }
+      const auto& [path, edge] = ICC_UNIT::kTetrahedra[t];
+      record[kLast - t] =
+          Transposed({corner[path[0]], corner[path[1]], corner[path[2]], corner[path[3]]});
       for (int c = 0; c < 3; ++c) {
         const std::uint32_t* coefficient = cell[t] + 4 * c;
-        disagreement |= coefficient[0] ^ (std::uint32_t{value[c][0]} << (8 + kFractionBits));
+        disagreement |= coefficient[0] ^ level[c][0] << kFractionBits;
         for (int axis = 0; axis < 3; ++axis) {
-          const int edge = tetrahedron.edge[axis];
-          const int slope = value[c][edge + 1] - value[c][edge];
-          disagreement |= coefficient[1 + axis] ^ static_cast<std::uint32_t>(slope * 256);
+          const std::uint32_t slope = level[c][path[edge[axis] + 1]] - level[c][path[edge[axis]]];
+          disagreement |= coefficient[1 + axis] ^ slope;
         }
       }
     }
@@ -237,6 +256,7 @@ unsigned int* NewEngineTables(const InputArrays& input, std::uint32_t inputLevel
   compact->self = compact;
   compact->input = input;
   compact->inputLevels = inputLevels;
+  compact->inputIsFilled = false;
   compact->coordinatesAreCurrent = false;
   compact->pairsAreCurrent = false;
   compact->gridIsCurrent = false;
@@ -253,6 +273,28 @@ std::uint32_t InputLevels(const CIccEngineS& engine) {
 
 void DisownEngineTables(CIccEngineS& engine) {
   if (EngineTables* tables = TablesBehind(engine)) tables->self = nullptr;
+}
+
+bool HasOwnInputTables(const CIccEngineS& engine, std::uint32_t inputLevels) {
+  const EngineTables* tables = TablesBehind(engine);
+  return tables != nullptr && tables->inputLevels == inputLevels;
+}
+
+void InputTablesExpired(const CIccEngineS& engine) {
+  if (EngineTables* tables = TablesBehind(engine)) tables->inputIsFilled = false;
+}
+
+void InputTablesFilled(const CIccEngineS& engine) {
+  EngineTables* tables = TablesBehind(engine);
+  if (tables == nullptr) return;
+  tables->inputIsFilled = true;
+  tables->coordinatesAreCurrent = false;
+  tables->pairsAreCurrent = false;
+}
+
+bool HasFilledInputTables(const CIccEngineS& engine) {
+  const EngineTables* tables = TablesBehind(engine);
+  return tables != nullptr && tables->inputIsFilled;
 }
 
 void CellsChanged(const CIccEngineS& engine) {

@@ -33,6 +33,16 @@ void DisownEngineTables(CIccEngineS& engine);
 /// engine's fields, those that the input code asks for.
 std::uint32_t InputLevels(const CIccEngineS& engine);
 
+/// Whether the engine's input tables are its own, with `inputLevels` entries per channel.
+bool HasOwnInputTables(const CIccEngineS& engine, std::uint32_t inputLevels);
+
+/// To be called when the contents of the engine's own input tables are no longer valid, and when
+/// they are again.
+void InputTablesExpired(const CIccEngineS& engine);
+void InputTablesFilled(const CIccEngineS& engine);
+/// Whether the engine's input tables are its own and valid.
+bool HasFilledInputTables(const CIccEngineS& engine);
+
 /// To be called when the cells or the output tables changed: the compact forms are out of date.
 void CellsChanged(const CIccEngineS& engine);
 void OutputTablesChanged(const CIccEngineS& engine);

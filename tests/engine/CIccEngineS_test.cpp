@@ -445,6 +445,59 @@ TEST(CIccEngineS, ResetKeepsTheProfile) {
   EXPECT_EQ(engine->ConstructEngine(0, 0, 0), 65535) << "no profile selected";
 }
 
+// Heap and system would pass the arrays to and fro at every selection.
+TEST(CIccEngineS, ASelectionFillsTheArraysOfTheOneBefore) {
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
+  const struct {
+    int in, out;
+    bool keepsArrays;
+  } kRows[] = {{RGB_16, Adobe_16, true},
+               {RGB_16, sRGB_16, true},
+               {RGB, sRGB, false},
+               {RGB, Adobe, true},
+               {RGB_16, sRGB_16, false}};
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path(), sRGB_16, RGB_16), 0);
+  for (const auto& row : kRows) {
+    const unsigned int* const before[] = {engine->inLutAux0, engine->inLut0, engine->inLut1,
+                                          engine->inLut2};
+    ASSERT_EQ(Select(*engine, profile.Path(), row.out, row.in), 0);
+    const unsigned int* const after[] = {engine->inLutAux0, engine->inLut0, engine->inLut1,
+                                         engine->inLut2};
+    if (row.keepsArrays) {
+      EXPECT_TRUE(std::equal(std::begin(before), std::end(before), after)) << row.in << row.out;
+    }
+    const auto fresh = MakeEngine();
+    ASSERT_EQ(Select(*fresh, profile.Path(), row.out, row.in), 0);
+    EXPECT_TRUE(std::equal(after[1], after[1] + (row.in == RGB ? 256 : 65536), fresh->inLut0));
+    std::vector<unsigned char> samples(600, 77), expected(600, 77);
+    engine->Conversion(samples.data(), samples.data(), 100);
+    fresh->Conversion(expected.data(), expected.data(), 100);
+    EXPECT_EQ(samples, expected);
+  }
+}
+
+TEST(CIccEngineS, ASelectionWithoutTablesLeavesNone) {
+  const TemporaryFile usable(WriteProfile(PlainProfile()));
+  const TemporaryFile unusable(WriteProfile(WithTags({})));
+  const struct {
+    const char* what;
+    const char* path;
+    int in;
+  } kRows[] = {{"no lookup tag", unusable.Path(), RGB},
+               {"no file", "/nonexistent/scan.icc", RGB},
+               {"no such input", usable.Path(), Lab}};
+  for (const auto& row : kRows) {
+    const auto engine = MakeEngine();
+    ASSERT_EQ(Select(*engine, usable.Path()), 0);
+    Select(*engine, row.path, sRGB, row.in);
+    for (const unsigned int* table : {engine->inLutAux0, engine->inLut0, engine->inLutAux1,
+                                      engine->inLut1, engine->inLutAux2, engine->inLut2}) {
+      EXPECT_EQ(table, nullptr) << row.what;
+    }
+  }
+}
+
 TEST(CIccEngineS, TablesSetByAProgramFollowTheRule) {
   // Cell 3 along each axis, fraction 1024; the base 1000 and slopes 4, 8, 12: value 1000 + 6.
   for (const bool withAuxiliaries : {false, true}) {
