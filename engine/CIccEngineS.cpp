@@ -3,12 +3,10 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <numeric>
-#include <utility>
 
 #include "engine/EngineTables.h"
 #include "engine/LookupTag.h"
@@ -39,29 +37,13 @@ int WholeUnits(double offset) {
   return static_cast<int>(std::clamp(offset, -kMost, kMost));
 }
 
-using InputTables = std::array<std::unique_ptr<unsigned int[]>, 6>;
-
-std::array<unsigned int**, 6> InputTableFields(CIccEngineS& engine) {
-  return {&engine.inLutAux0, &engine.inLut0,    &engine.inLutAux1,
-          &engine.inLut1,    &engine.inLutAux2, &engine.inLut2};
-}
-
-InputTables TakeInputTables(CIccEngineS& engine) {
-  InputTables tables;
-  auto table = tables.begin();
-  for (unsigned int** field : InputTableFields(engine))
-    (table++)->reset(std::exchange(*field, nullptr));
-  return tables;
-}
-
-void ReturnInputTables(CIccEngineS& engine, InputTables& tables) {
-  auto table = tables.begin();
-  for (unsigned int** field : InputTableFields(engine)) *field = (table++)->release();
-}
-
 void ReleaseInputTables(CIccEngineS& engine) {
   DisownEngineTables(engine);
-  TakeInputTables(engine);
+  for (unsigned int** table : {&engine.inLutAux0, &engine.inLut0, &engine.inLutAux1, &engine.inLut1,
+                               &engine.inLutAux2, &engine.inLut2}) {
+    delete[] * table;
+    *table = nullptr;
+  }
 }
 
 void NewInputTables(CIccEngineS& engine, std::uint32_t levels) {
@@ -151,27 +133,27 @@ int CIccEngineS::DeleteWorkingBuf() {
 
 int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignature in,
                             ColorSpaceSignature out, double L, double c, double h) {
-  // New tables are filled into the arrays of the old ones. The heap would return these to the
-  // system and get them back, which takes longer than to fill them.
-  InputTables spare;
   try {
     const bool newPath = CheckCurrentProfile(path, nullptr) != 0;
     if (!newPath && outputColor != kNoColorCode && intent == newIntent && inputColor == in &&
         outputColor == out && IsBuilt(*this)) {
       return IccResultOk;
     }
-    spare = TakeInputTables(*this);
-    Reset();
+    // Not Reset(): new tables are filled into the arrays of the old ones. The heap would return
+    // these to the system and get them back, which takes longer than to fill them.
+    Info::Reset();
     intent = newIntent;
     inputColor = in;
     outputColor = out;
     iccFile.Reset();
     profileState = 0;
     if (in != RGB && in != RGB_16) {
+      ReleaseInputTables(*this);
       engineStatus = outputColor = IccResultNotSet;
       return IccResultInputColor;
     }
     if (iccFile.ReadFile(path) != 0) {
+      ReleaseInputTables(*this);
       engineStatus = outputColor = IccResultNotSet;
       return IccResultProfileRead;
     }
@@ -182,10 +164,13 @@ int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignat
     engineStatus = outputColor = IccResultNotSet;
     return IccResultProfileRead;
   }
-  ReturnInputTables(*this, spare);
-  InputTablesExpired(*this);
-  engineStatus = ConstructEngine(L, c, h);
-  if (!HasFilledInputTables(*this)) ReleaseInputTables(*this);
+  const LookupTag tag(GetMft2());
+  if (tag.Get() == nullptr) {
+    ReleaseInputTables(*this);
+    engineStatus = IccResultNotSet;
+  } else {
+    engineStatus = BuildPipeline(*this, tag.Get(), L, c, h);
+  }
   CheckConversionType();
   return IccResultOk;
 }
@@ -236,7 +221,7 @@ void CIccEngineS::Set1DLutIn(CLut16Type* lut) {
     const auto levels = static_cast<std::uint32_t>(InputLevelsOf(inputColor));
     if (!HasOwnInputTables(*this, levels)) NewInputTables(*this, levels);
     BuildInputTables(*lut, static_cast<ColorSpaceSignature>(inputColor), {inLut0, inLut1, inLut2});
-    InputTablesFilled(*this);
+    InputTablesChanged(*this);
   } catch (const std::bad_alloc& failure) {
     // Rather than tables of other codes.
     ReleaseInputTables(*this);

@@ -75,8 +75,9 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
 
   /// Converts `pixels` pixels of three interleaved samples. Source and destination (borrowed) are
   /// 8-bit or 16-bit by the input code and the conversion type; they may be the same when the
-  /// widths are. Nothing happens without tables, with a null buffer or a count below 1. A profile
-  /// whose manufacturer is "none" yields the output tables' own contents, without a source, too.
+  /// widths are. Nothing happens without tables, source or destination, or with a count below 1. A
+  /// profile whose manufacturer is "none" yields the output tables' own contents and needs no
+  /// source.
   /// @return 0.
   int Conversion(unsigned char* src, unsigned char* dst, int pixels);
   /// 8-bit source, 16-bit destination, whatever the codes are. @return 0.
@@ -98,7 +99,8 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
 
   ICCFILE::IccFile4 iccFile;  ///< the profile last read
   // The tables of the pipeline, for programs to read. What a program writes into them after a first
-  // conversion need not reach the next one; arrays of its own in place of the input tables do.
+  // conversion need not reach the next one; arrays at other addresses in place of the input tables
+  // do.
   unsigned int* inLutAux0;  ///< owned, new[]: compact tables of the fast workers, private
   /// Owned, new[]: cell index 0..15 << 16 | fraction 0..4095, by input level (256, or 65536 for
   /// `RGB_16`); first channel.

@@ -25,7 +25,6 @@ struct alignas(64) EngineTables {
   const void* self;
   InputArrays input;
   std::uint32_t inputLevels;
-  bool inputIsFilled;
   // What is out of date is made anew when a conversion needs it.
   bool coordinatesAreCurrent;
   bool coordinatesAreCompact;  // every entry is a cell 0..15 and a fraction of 12 bits
@@ -53,18 +52,25 @@ EngineTables* Align(unsigned int* words) {
                                          ~kMask);
 }
 
-// The engine's own tables, or null where it holds a program's array in place of one of its own.
-EngineTables* TablesBehind(const CIccEngineS& engine) {
+// The record behind `inLutAux0`, or null where that is no array of ours.
+EngineTables* RecordBehind(const CIccEngineS& engine) {
   if (engine.inLutAux0 == nullptr) return nullptr;
-  if (engine.inLutAux1 != nullptr || engine.inLutAux2 != nullptr) return nullptr;
-  EngineTables* const tables = Align(engine.inLutAux0);
+  EngineTables* const record = Align(engine.inLutAux0);
   // Like every input table, some program's has 256 words at least.
   const void* self;
-  std::memcpy(&self, tables, sizeof self);
-  if (self != tables) return nullptr;
-  const auto& [first, second, third] = tables->input;
+  std::memcpy(&self, record, sizeof self);
+  return self == record ? record : nullptr;
+}
+
+// The same, or null where the engine holds a program's array in place of one of its own. The other
+// auxiliary tables are null in ours: whoever fills these is likely to have put in all six.
+EngineTables* TablesBehind(const CIccEngineS& engine) {
+  if (engine.inLutAux1 != nullptr || engine.inLutAux2 != nullptr) return nullptr;
+  EngineTables* const record = RecordBehind(engine);
+  if (record == nullptr) return nullptr;
+  const auto& [first, second, third] = record->input;
   const bool areOurs = first == engine.inLut0 && second == engine.inLut1 && third == engine.inLut2;
-  return areOurs ? tables : nullptr;
+  return areOurs ? record : nullptr;
 }
 
 // The 16-bit grid coordinate that an input entry was packed from.
@@ -256,7 +262,6 @@ unsigned int* NewEngineTables(const InputArrays& input, std::uint32_t inputLevel
   compact->self = compact;
   compact->input = input;
   compact->inputLevels = inputLevels;
-  compact->inputIsFilled = false;
   compact->coordinatesAreCurrent = false;
   compact->pairsAreCurrent = false;
   compact->gridIsCurrent = false;
@@ -266,13 +271,17 @@ unsigned int* NewEngineTables(const InputArrays& input, std::uint32_t inputLevel
 }
 
 std::uint32_t InputLevels(const CIccEngineS& engine) {
-  const EngineTables* tables = TablesBehind(engine);
-  return tables != nullptr ? tables->inputLevels
-                           : static_cast<std::uint32_t>(InputLevelsOf(engine.inputColor));
+  if (const EngineTables* record = RecordBehind(engine)) {
+    const auto& [first, second, third] = record->input;
+    const bool isOneOurs =
+        first == engine.inLut0 || second == engine.inLut1 || third == engine.inLut2;
+    if (isOneOurs) return record->inputLevels;
+  }
+  return static_cast<std::uint32_t>(InputLevelsOf(engine.inputColor));
 }
 
 void DisownEngineTables(CIccEngineS& engine) {
-  if (EngineTables* tables = TablesBehind(engine)) tables->self = nullptr;
+  if (EngineTables* record = RecordBehind(engine)) record->self = nullptr;
 }
 
 bool HasOwnInputTables(const CIccEngineS& engine, std::uint32_t inputLevels) {
@@ -280,32 +289,22 @@ bool HasOwnInputTables(const CIccEngineS& engine, std::uint32_t inputLevels) {
   return tables != nullptr && tables->inputLevels == inputLevels;
 }
 
-void InputTablesExpired(const CIccEngineS& engine) {
-  if (EngineTables* tables = TablesBehind(engine)) tables->inputIsFilled = false;
-}
-
-void InputTablesFilled(const CIccEngineS& engine) {
+void InputTablesChanged(const CIccEngineS& engine) {
   EngineTables* tables = TablesBehind(engine);
   if (tables == nullptr) return;
-  tables->inputIsFilled = true;
   tables->coordinatesAreCurrent = false;
   tables->pairsAreCurrent = false;
 }
 
-bool HasFilledInputTables(const CIccEngineS& engine) {
-  const EngineTables* tables = TablesBehind(engine);
-  return tables != nullptr && tables->inputIsFilled;
-}
-
 void CellsChanged(const CIccEngineS& engine) {
-  if (EngineTables* tables = TablesBehind(engine)) tables->gridIsCurrent = false;
+  if (EngineTables* record = RecordBehind(engine)) record->gridIsCurrent = false;
 }
 
 void OutputTablesChanged(const CIccEngineS& engine) {
-  EngineTables* tables = TablesBehind(engine);
-  if (tables == nullptr) return;
-  tables->output8IsCurrent = false;
-  tables->output16IsCurrent = false;
+  EngineTables* record = RecordBehind(engine);
+  if (record == nullptr) return;
+  record->output8IsCurrent = false;
+  record->output16IsCurrent = false;
 }
 
 const CompactTables* CurrentCompactTables(const CIccEngineS& engine, PixelFormat format,

@@ -29,21 +29,16 @@ unsigned int* NewEngineTables(const InputArrays& input, std::uint32_t inputLevel
 /// To be called before `inLutAux0` is deleted: whatever gets its memory next is not to pass for it.
 void DisownEngineTables(CIccEngineS& engine);
 
-/// Entries of each of the engine's input tables. Where a program has put its own arrays into the
-/// engine's fields, those that the input code asks for.
+/// Entries of each of the engine's input tables. Where a program has put arrays of its own in place
+/// of all three, those that the input code asks for.
 std::uint32_t InputLevels(const CIccEngineS& engine);
 
 /// Whether the engine's input tables are its own, with `inputLevels` entries per channel.
 bool HasOwnInputTables(const CIccEngineS& engine, std::uint32_t inputLevels);
 
-/// To be called when the contents of the engine's own input tables are no longer valid, and when
-/// they are again.
-void InputTablesExpired(const CIccEngineS& engine);
-void InputTablesFilled(const CIccEngineS& engine);
-/// Whether the engine's input tables are its own and valid.
-bool HasFilledInputTables(const CIccEngineS& engine);
-
-/// To be called when the cells or the output tables changed: the compact forms are out of date.
+/// To be called when the input tables, the cells or the output tables changed: the compact forms
+/// are out of date.
+void InputTablesChanged(const CIccEngineS& engine);
 void CellsChanged(const CIccEngineS& engine);
 void OutputTablesChanged(const CIccEngineS& engine);
 

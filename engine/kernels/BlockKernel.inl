@@ -7,8 +7,8 @@
 //   Coordinates8(tables, samples, pixels, block)  interleaved bytes -> block.coordinates
 //   Output8(tables, block, pixels, samples)       block.values -> interleaved bytes
 //
-// (or, if it has no better way, included EightBitLookups.inl). Every phase works on
-// arrays that stay in the first-level cache.
+// (or, if it has no better way, included EightBitLookups.inl). Every phase works on arrays that
+// stay in the first-level cache.
 
 static_assert(kBlockPixels % kStepPixels == 0 && kStepPixels % 16 == 0 &&
               kStepPixels % kVectorWords == 0);

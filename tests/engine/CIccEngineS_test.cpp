@@ -10,6 +10,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "engine/LookupTag.h"
@@ -450,7 +451,7 @@ TEST(CIccEngineS, ASelectionFillsTheArraysOfTheOneBefore) {
   const TemporaryFile profile(WriteProfile(PlainProfile()));
   const struct {
     int in, out;
-    bool keepsArrays;
+    bool keepsArrays;  // expected; others may lie anywhere
   } kRows[] = {{RGB_16, Adobe_16, true},
                {RGB_16, sRGB_16, true},
                {RGB, sRGB, false},
@@ -465,7 +466,7 @@ TEST(CIccEngineS, ASelectionFillsTheArraysOfTheOneBefore) {
     const unsigned int* const after[] = {engine->inLutAux0, engine->inLut0, engine->inLut1,
                                          engine->inLut2};
     if (row.keepsArrays) {
-      EXPECT_TRUE(std::equal(std::begin(before), std::end(before), after)) << row.in << row.out;
+      EXPECT_TRUE(std::equal(std::begin(before), std::end(before), after)) << "to code " << row.out;
     }
     const auto fresh = MakeEngine();
     ASSERT_EQ(Select(*fresh, profile.Path(), row.out, row.in), 0);
@@ -496,6 +497,60 @@ TEST(CIccEngineS, ASelectionWithoutTablesLeavesNone) {
       EXPECT_EQ(table, nullptr) << row.what;
     }
   }
+}
+
+// While a program's array is in place of one of the engine's, too.
+TEST(CIccEngineS, ChangesOfTheTablesReachAllWorkers) {
+  const struct {
+    const char* what;
+    void (*change)(CIccEngineS& engine);
+  } kRows[] = {
+      {"colours, with another input table",
+       [](CIccEngineS& engine) {
+         std::vector<unsigned int> other(256);
+         unsigned int* const own = std::exchange(engine.inLut1, other.data());
+         engine.Adjust_Lch(30, 0, 0);
+         engine.inLut1 = own;
+       }},
+      {"curves, with an auxiliary table",
+       [](CIccEngineS& engine) {
+         std::vector<unsigned int> other(256);
+         engine.inLutAux1 = other.data();
+         std::vector<unsigned char> curve(256, 99);
+         engine.Adjust_Output(curve.data(), curve.data(), curve.data(), 256);
+         engine.inLutAux1 = nullptr;
+       }},
+      {"colours", [](CIccEngineS& engine) { engine.Adjust_Lch(30, 0, 0); }},
+  };
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
+  for (const auto& row : kRows) {
+    const auto engine = MakeEngine();
+    ASSERT_EQ(Select(*engine, profile.Path()), 0);
+    const std::vector<unsigned char> in(300, 150);
+    std::vector<unsigned char> before(in.size()), after(in.size()), single(3);
+    engine->Conversion(const_cast<unsigned char*>(in.data()), before.data(), 100);
+    row.change(*engine);
+    engine->Conversion(const_cast<unsigned char*>(in.data()), after.data(), 100);
+    engine->Conversion(const_cast<unsigned char*>(in.data()), single.data(), 1);
+    EXPECT_NE(after, before) << row.what;
+    for (std::size_t i = 0; i < after.size(); ++i) ASSERT_EQ(after[i], single[i % 3]) << row.what;
+  }
+}
+
+TEST(CIccEngineS, AShortTableAmongAProgramsBoundsSixteenBitSamples) {
+  ProfileSpec spec = WithTags({kA2B0, kA2B1});
+  spec.tags.back().form = reference::TagForm::kLut8;  // present, but of no use
+  const TemporaryFile profile(WriteProfile(spec));
+  const auto engine = MakeEngine();
+  ASSERT_EQ(Select(*engine, profile.Path()), 0);
+  std::vector<unsigned int> other(256);
+  unsigned int* const own = std::exchange(engine->inLut1, other.data());
+  EXPECT_EQ(SetIntent(*engine, Relative, RGB_16, sRGB_16), 65535) << "the older tables stay";
+  std::vector<unsigned short> samples(300, 65535);
+  auto* const bytes = reinterpret_cast<unsigned char*>(samples.data());
+  EXPECT_EQ(engine->Conversion(bytes, bytes, 100), 0);
+  for (std::size_t i = 3; i < samples.size(); ++i) ASSERT_EQ(samples[i], samples[i % 3]);
+  engine->inLut1 = own;
 }
 
 TEST(CIccEngineS, TablesSetByAProgramFollowTheRule) {

@@ -79,7 +79,7 @@ void Convert(const GridView& view, std::uint16_t* samples, std::int64_t pixels) 
     const Words words = InterpolateFour(path, 0, grid.shift);
     __builtin_memcpy(samples, &words, sizeof(std::uint16_t) * (kSamples < 4 ? kSamples : 4));
     if constexpr (kSamples > 4) {
-      // Up to the last one; some are the same again.
+      // The last four; with six samples two of them, with seven one, are written again.
       const Words lastFour = InterpolateFour(path, kSamples - 4, grid.shift);
       __builtin_memcpy(samples + kSamples - 4, &lastFour, sizeof lastFour);
     }
