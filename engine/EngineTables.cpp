@@ -183,10 +183,12 @@ bool BuildRecords(const CIccEngineS& engine, const Node (&nodes)[kGridNodes],
     const Node* base = nodes + (index >> 8) * kStride[0] + (index >> 4 & 15) * kStride[1] +
                        (index & 15) * kStride[2];
     Node corner[8];
-    std::uint32_t level[3][8];  // the corners' values, by channel
+    std::int32_t level[3][8];  // the corners' values, by channel
     for (int n = 0; n < 8; ++n) {
       corner[n] = base[NodeOffset(n)];
-      for (int c = 0; c < 3; ++c) level[c][n] = (corner[n] >> (8 * c) & 0xFF) << 8;
+      for (int c = 0; c < 3; ++c) {
+        level[c][n] = static_cast<std::int32_t>((corner[n] >> (8 * c) & 0xFF) << 8);
+      }
     }
 #pragma GCC unroll 6
     for (int t = 0; t < 6; ++t) {
@@ -195,10 +197,10 @@ bool BuildRecords(const CIccEngineS& engine, const Node (&nodes)[kGridNodes],
           Transposed({corner[path[0]], corner[path[1]], corner[path[2]], corner[path[3]]});
       for (int c = 0; c < 3; ++c) {
         const std::uint32_t* coefficient = cell[t] + 4 * c;
-        disagreement |= coefficient[0] ^ level[c][0] << kFractionBits;
+        disagreement |= coefficient[0] ^ static_cast<std::uint32_t>(level[c][0]) << kFractionBits;
         for (int axis = 0; axis < 3; ++axis) {
-          const std::uint32_t slope = level[c][path[edge[axis] + 1]] - level[c][path[edge[axis]]];
-          disagreement |= coefficient[1 + axis] ^ slope;
+          const std::int32_t slope = level[c][path[edge[axis] + 1]] - level[c][path[edge[axis]]];
+          disagreement |= coefficient[1 + axis] ^ static_cast<std::uint32_t>(slope);
         }
       }
     }

@@ -34,8 +34,8 @@ struct KernelSet {
   bool readsCoordinatePairs;  ///< for 8-bit samples: CompactTables::coordinatePairs
 };
 
-/// The fast workers read and write two bytes as one word, the first one lowest: they need a CPU that
-/// stores words so.
+/// The fast workers read and write two bytes as one word, the first one lowest: they need a CPU
+/// that stores words so.
 constexpr bool kIsLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
 
 /// The workers of the chosen instruction-set level; null for the scalar one, and on CPUs that are

@@ -1,6 +1,6 @@
-// The buffer conversion of the colour tables, one source for every level, in GCC's and Clang's vector
-// extension (`vector_size`), whose operators work element by element. A level's source includes this
-// file inside its own unnamed namespace.
+// The buffer conversion of the colour tables, one source for every level, in GCC's and Clang's
+// vector extension (`vector_size`), whose operators work element by element. A level's source
+// includes this file inside its own unnamed namespace.
 
 constexpr int kNodeValues = 7;
 // Distances between neighbouring nodes along the three axes, in ints.
