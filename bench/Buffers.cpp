@@ -1,6 +1,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -66,6 +67,26 @@ void RunPlain(benchmark::State& state, const Setup& setup, const Job& job, int t
     benchmark::ClobberMemory();
   }
   state.counters["pixels"] = job.pixels;
+}
+
+// Additions that touch no memory: what the machine itself gives to a second thread.
+void RunRegisters(benchmark::State& state, int threads) {
+  constexpr int kRounds = 20'000'000;
+  UseThreads(threads);
+  for (auto _ : state) {
+#pragma omp parallel for num_threads(threads)
+    for (int part = 0; part < threads; ++part) {
+      std::uint64_t a = 1, b = 2, c = 3, d = 4;
+      for (int round = kRounds / threads * part; round < kRounds / threads * (part + 1); ++round) {
+        a += b;
+        b += c;
+        c += d;
+        d += a;
+        asm volatile("" : "+r"(a), "+r"(b), "+r"(c), "+r"(d));
+      }
+    }
+  }
+  state.counters["pixels"] = kRounds;
 }
 
 void RunLcms(benchmark::State& state, const Setup& setup, const Job& job) {
@@ -150,6 +171,14 @@ void RegisterGrain(const Setup& setup) {
   }
 }
 
+void RegisterRegisters(const Setup& setup) {
+  for (const int threads : {1, 2}) {
+    const std::string name = threads == 1 ? "registers alone" : "registers alone, 2 threads";
+    Measure(setup, "machine", name, kPlain,
+            [threads](benchmark::State& state) { RunRegisters(state, threads); });
+  }
+}
+
 void RegisterSmallCalls(const Setup& setup) {
   const Format& format = kFormats[0];
   // From the middle of the picture, where it has texture.
@@ -189,6 +218,7 @@ void RegisterBuffers(const Setup& setup) {
       }
     }
   }
+  if (omp_get_num_procs() > 1) RegisterRegisters(setup);
   RegisterGrain(setup);
   RegisterSmallCalls(setup);
   RegisterOutputCodes(setup);

@@ -59,10 +59,10 @@ def medians(results):
 def rows_of(groups, best):
     """All rows of kxcms_bench."""
     rows = []
-    units = {"buffer": "Mpixel/s", "grain": "Mpixel/s", "call": "µs", "output": "Mpixel/s",
-             "selection": "ms", "table": "Mpixel/s"}
-    titles = {"buffer": "buffer", "grain": "grain", "call": "small call", "output": "output space",
-              "selection": "profile", "table": "colour table"}
+    units = {"buffer": "Mpixel/s", "machine": "ms", "grain": "Mpixel/s", "call": "µs",
+             "output": "Mpixel/s", "selection": "ms", "table": "Mpixel/s"}
+    titles = {"buffer": "buffer", "machine": "machine", "grain": "grain", "call": "small call",
+              "output": "output space", "selection": "profile", "table": "colour table"}
     for group, cases in groups.items():
         for case, contenders in cases.items():
             times = {name: time for name, (time, _) in contenders.items()}
@@ -70,8 +70,8 @@ def rows_of(groups, best):
             row = Row(f"{titles[group]}: {case}", times, pixels, units[group])
             if case.endswith(", 2 threads"):
                 alone = cases[case.removesuffix(", 2 threads")]
-                gain, plain = (figure(alone[name][0] / times[name]) for name in (best, "plain"))
-                row.note = f"{gain} times one thread; plain {plain}"
+                gains = (f"{name} {figure(alone[name][0] / time)}" for name, time in times.items())
+                row.note = ", ".join(gains) + " times one thread"
             if group == "output":
                 srgb = cases["8 to 8, photo, to srgb"][best][0]
                 row.note = f"{100 * srgb / times[best]:.0f} % of sRGB"

@@ -76,45 +76,54 @@ struct ByteTable {
   }
 };
 
-// Where 192 interleaved bytes have one channel's 64: from the first two registers, then from the
-// third. Within each 128-bit lane the first eight bytes are pixels 0..31's and the last eight
-// pixels 32..63's, so that the low and high unpacks below give pixels in order.
-struct Deinterleave {
+// Where each of 64 bytes comes from among the 192 of three registers.
+struct Selection {
   ByteIndex firstTwo, third;
   __mmask64 isInThird;
+
+  __m512i From(__m512i a, __m512i b, __m512i c) const {
+    return _mm512_mask_permutexvar_epi8(_mm512_permutex2var_epi8(a, firstTwo.Load(), b), isInThird,
+                                        third.Load(), c);
+  }
 };
-constexpr Deinterleave MakeDeinterleave(int channel) {
-  Deinterleave d{};
+template <typename Source>
+constexpr Selection MakeSelection(Source source) {
+  Selection selection{};
   for (int i = 0; i < 64; ++i) {
+    const int from = source(i);
+    if (from < 128) {
+      selection.firstTwo.at[i] = static_cast<std::uint8_t>(from);
+    } else {
+      selection.third.at[i] = static_cast<std::uint8_t>(from - 128);
+      selection.isInThird |= __mmask64{1} << i;
+    }
+  }
+  return selection;
+}
+
+// One channel's 64 of 192 interleaved bytes. Within each 128-bit lane the first eight are pixels
+// 0..31's and the last eight pixels 32..63's, so that the low and high unpacks below give pixels in
+// order.
+constexpr Selection MakeDeinterleave(int channel) {
+  return MakeSelection([channel](int i) {
     const int lane = i / 16;
     const int byte = i % 16;
     const int pixel = byte < 8 ? 8 * lane + byte : 32 + 8 * lane + byte - 8;
-    const int source = 3 * pixel + channel;
-    if (source < 128) {
-      d.firstTwo.at[i] = static_cast<std::uint8_t>(source);
-    } else {
-      d.third.at[i] = static_cast<std::uint8_t>(source - 128);
-      d.isInThird |= __mmask64{1} << i;
-    }
-  }
-  return d;
+    return 3 * pixel + channel;
+  });
 }
-constexpr Deinterleave kDeinterleave[3] = {MakeDeinterleave(0), MakeDeinterleave(1),
-                                           MakeDeinterleave(2)};
+constexpr Selection kDeinterleave[3] = {MakeDeinterleave(0), MakeDeinterleave(1),
+                                        MakeDeinterleave(2)};
 
 void Coordinates8(const CompactTables& tables, const unsigned char* samples, int pixels,
                   PixelBlock& block) {
   for (int c = 0; c < 3; ++c) {
-    const Deinterleave& d = kDeinterleave[c];
-    const __m512i firstTwo = d.firstTwo.Load();
-    const __m512i third = d.third.Load();
     const ByteTable lowBytes(tables.coordinateBytes[c][0]);
     const ByteTable highBytes(tables.coordinateBytes[c][1]);
     for (int p = 0; p < pixels; p += kStepPixels) {
       const unsigned char* in = samples + 3 * p;
-      __m512i level =
-          _mm512_permutex2var_epi8(_mm512_loadu_si512(in), firstTwo, _mm512_loadu_si512(in + 64));
-      level = _mm512_mask_permutexvar_epi8(level, d.isInThird, third, _mm512_loadu_si512(in + 128));
+      const __m512i level = kDeinterleave[c].From(
+          _mm512_loadu_si512(in), _mm512_loadu_si512(in + 64), _mm512_loadu_si512(in + 128));
       const __m512i low = lowBytes[level];
       const __m512i high = highBytes[level];
       _mm512_store_si512(block.coordinates[c] + p, _mm512_unpacklo_epi8(low, high));
@@ -172,27 +181,15 @@ __m512i StepOutput(const StepCurve& curve, __m512i low, __m512i high) {
   return _mm512_mask_mov_epi8(bytes, below256, ByteTable(curve.first)[low]);
 }
 
-// Where 64 of 192 interleaved bytes come from: 64 bytes each of the first two channels, then of the
-// third.
-struct Interleave {
-  ByteIndex firstTwo, third;
-  __mmask64 isThird;
-};
-constexpr Interleave MakeInterleave(int part) {
-  Interleave n{};
-  for (int i = 0; i < 64; ++i) {
+// The 64 interleaved bytes of one part of three, out of one register a channel.
+constexpr Selection MakeInterleave(int part) {
+  return MakeSelection([part](int i) {
     const int pixel = (64 * part + i) / 3;
     const int channel = (64 * part + i) % 3;
-    if (channel < 2) {
-      n.firstTwo.at[i] = static_cast<std::uint8_t>(64 * channel + pixel);
-    } else {
-      n.third.at[i] = static_cast<std::uint8_t>(pixel);
-      n.isThird |= __mmask64{1} << i;
-    }
-  }
-  return n;
+    return 64 * channel + pixel;
+  });
 }
-constexpr Interleave kInterleave[3] = {MakeInterleave(0), MakeInterleave(1), MakeInterleave(2)};
+constexpr Selection kInterleave[3] = {MakeInterleave(0), MakeInterleave(1), MakeInterleave(2)};
 
 void Output8(const CompactTables& tables, const PixelBlock& block, int pixels,
              unsigned char* samples) {
@@ -208,11 +205,8 @@ void Output8(const CompactTables& tables, const PixelBlock& block, int pixels,
                             _mm512_permutex2var_epi8(first, highBytes, second));
     }
     for (int part = 0; part < 3; ++part) {
-      const Interleave& n = kInterleave[part];
-      const __m512i firstTwo = _mm512_permutex2var_epi8(bytes[0], n.firstTwo.Load(), bytes[1]);
-      _mm512_storeu_si512(
-          samples + 3 * p + 64 * part,
-          _mm512_mask_permutexvar_epi8(firstTwo, n.isThird, n.third.Load(), bytes[2]));
+      _mm512_storeu_si512(samples + 3 * p + 64 * part,
+                          kInterleave[part].From(bytes[0], bytes[1], bytes[2]));
     }
   }
 }
