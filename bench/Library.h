@@ -5,8 +5,8 @@
 #include <new>
 #include <string>
 
+#include "base/CpuLevel.h"
 #include "engine/CIccEngineS.h"
-#include "interface/CpuLevel.h"
 #include "interface/kxcms.h"
 
 namespace Bench {

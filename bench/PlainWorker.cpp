@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "engine/kernels/ScalarWorker.h"
+#include "pipeline/kernels/ScalarWorker.h"
 
 namespace Bench {
 

@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "bench/Setup.h"
-#include "engine/Info.h"
 #include "iccfile/CLut16Type.h"
 #include "units/ColorTable33.h"
 #include "units/ColorTable34.h"
 #include "units/ColorTable36.h"
 #include "units/ColorTable37.h"
+#include "units/Info.h"
 
 namespace Bench {
 

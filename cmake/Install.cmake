@@ -13,8 +13,11 @@ target_include_directories(KXCMS INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_I
 # ---- Headers ------------------------------------------------------------------------------------
 
 # Those that declare the exported interface. They find one another by relative paths, so the rooms
-# keep their places below kxcms/.
+# keep their places below kxcms/. Some only forward: a header that was installed keeps its path when
+# its source moves.
 set(public_headers
+  base/KxApi.h
+  codes/ColorCodes.h codes/ResultCodes.h
   colormath/CLCH.h colormath/ColorFormulas.h colormath/RgbMatrices.h
   engine/CIccEngineS.h engine/Info.h
   iccfile/CChad.h iccfile/CCurveType.h iccfile/CDataType.h iccfile/CLut.h iccfile/CLut16Type.h
@@ -24,7 +27,7 @@ set(public_headers
   tiff/BitsPerSampleTag.h tiff/CTiff.h tiff/Exif_IFD_Tag.h tiff/ResolutionTag.h tiff/Tiff.h
   tiff/TiffCodes.h tiff/TiffTag.h
   units/Base.h units/ColorTable33.h units/ColorTable34.h units/ColorTable36.h units/ColorTable37.h
-  units/InputTable33.h units/InputTable34.h units/InputTable36.h units/InputTable37.h
+  units/Info.h units/InputTable33.h units/InputTable34.h units/InputTable36.h units/InputTable37.h
   units/InputTable43.h units/OutputTable33.h)
 foreach(header IN LISTS public_headers)
   cmake_path(GET header PARENT_PATH room)

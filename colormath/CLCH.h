@@ -1,7 +1,7 @@
 #ifndef KXCMS_COLORMATH_CLCH_H
 #define KXCMS_COLORMATH_CLCH_H
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 
 /// CIE colour arithmetic of the colour tables.
 namespace ColorLch {

@@ -1,7 +1,7 @@
 #ifndef KXCMS_COLORMATH_COLORFORMULAS_H
 #define KXCMS_COLORMATH_COLORFORMULAS_H
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 
 /// @file
 /// Colour formulas on plain numbers. They keep nothing and are safe from any thread.

@@ -1,7 +1,7 @@
 #ifndef KXCMS_COLORMATH_RGBMATRICES_H
 #define KXCMS_COLORMATH_RGBMATRICES_H
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 
 /// @file
 /// RGB to XYZ matrices of the working spaces, adapted to D50, and their inverses: 9 constants row

@@ -1,12 +1,12 @@
 #include <cstdint>
 
+#include "codes/ResultCodes.h"
 #include "engine/CIccEngineS.h"
 #include "engine/ConversionTypes.h"
 #include "engine/EngineTables.h"
-#include "engine/kernels/Kernels.h"
-#include "engine/kernels/ScalarWorker.h"
-#include "interface/ResultCodes.h"
-#include "units/StaticPartition.h"
+#include "pipeline/kernels/Kernels.h"
+#include "pipeline/kernels/ScalarWorker.h"
+#include "units/OpenMpLoop.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {

@@ -8,13 +8,13 @@
 #include <memory>
 #include <numeric>
 
+#include "base/CpuLevel.h"
+#include "base/Diagnostics.h"
+#include "codes/ResultCodes.h"
 #include "engine/EngineTables.h"
-#include "engine/LookupTag.h"
-#include "engine/PipelineTables.h"
 #include "iccfile/CXYZType.h"
-#include "interface/CpuLevel.h"
-#include "interface/Diagnostics.h"
-#include "interface/ResultCodes.h"
+#include "pipeline/LookupTag.h"
+#include "pipeline/PipelineTables.h"
 #include "units/ColorTable33.h"
 #include "units/OutputTable33.h"
 

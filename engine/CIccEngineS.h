@@ -1,10 +1,10 @@
 #ifndef KXCMS_ENGINE_CICCENGINES_H
 #define KXCMS_ENGINE_CICCENGINES_H
 
+#include "../codes/ColorCodes.h"
 #include "../iccfile/CLut16Type.h"
 #include "../iccfile/IccFile4.h"
-#include "../interface/ColorCodes.h"
-#include "Info.h"
+#include "../units/Info.h"
 
 namespace ICC40 {
 /// The conversion engine.

@@ -6,7 +6,7 @@
 #include <new>
 #include <type_traits>
 
-#include "engine/PipelineTables.h"
+#include "pipeline/PipelineTables.h"
 #include "units/Tetrahedra.h"
 
 namespace ICC40 {

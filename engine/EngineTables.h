@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "engine/CIccEngineS.h"
-#include "engine/kernels/CompactTables.h"
-#include "engine/kernels/Kernels.h"
+#include "pipeline/kernels/CompactTables.h"
+#include "pipeline/kernels/Kernels.h"
 
 // What the engine needs beyond its fixed fields: compact forms of its tables for the fast workers.
 // They stand behind `CIccEngineS::inLutAux0`, an array of 32-bit words that lives and dies with the

@@ -1,11 +1,11 @@
 #include <cstdint>
 #include <limits>
 
+#include "base/Limits.h"
+#include "codes/ResultCodes.h"
 #include "engine/CIccEngineS.h"
 #include "engine/ConversionTypes.h"
 #include "engine/Stopwatch.h"
-#include "interface/Limits.h"
-#include "interface/ResultCodes.h"
 #include "tiff/CTiff.h"
 #include "tiff/ImageBytes.h"
 

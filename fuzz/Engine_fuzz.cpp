@@ -1,14 +1,14 @@
 #include <array>
 #include <cmath>
 
+#include "base/CpuLevel.h"
+#include "codes/ResultCodes.h"
 #include "engine/CIccEngineS.h"
 #include "engine/EngineTables.h"
-#include "engine/kernels/Kernels.h"
 #include "fuzz/FuzzSupport.h"
 #include "fuzz/PlainWorker.h"
 #include "fuzz/ProfileView.h"
-#include "interface/CpuLevel.h"
-#include "interface/ResultCodes.h"
+#include "pipeline/kernels/Kernels.h"
 
 // A profile's bytes, codes and a few calls: the engine says what it promises to say, converts as
 // the plain per-pixel rule does, in place as elsewhere, and never outside the buffers.

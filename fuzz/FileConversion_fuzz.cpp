@@ -1,12 +1,12 @@
 #include <array>
 #include <memory>
 
+#include "codes/ResultCodes.h"
 #include "engine/CIccEngineS.h"
 #include "fuzz/FuzzSupport.h"
 #include "fuzz/ProfileView.h"
 #include "fuzz/SampleFiles.h"
 #include "fuzz/TiffView.h"
-#include "interface/ResultCodes.h"
 #include "tiff/CTiff.h"
 #include "tiff/ImageBytes.h"
 #include "tiff/PixelData.h"

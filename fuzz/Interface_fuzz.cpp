@@ -1,12 +1,12 @@
 #include <array>
 #include <optional>
 
+#include "codes/ColorCodes.h"
+#include "codes/ResultCodes.h"
 #include "fuzz/FuzzSupport.h"
 #include "fuzz/ProfileView.h"
 #include "fuzz/SampleFiles.h"
-#include "interface/ColorCodes.h"
 #include "interface/EngineSlots.h"
-#include "interface/ResultCodes.h"
 #include "interface/kxcms.h"
 
 // Calls of the C interface in any order over the three slots, against a model of what each slot

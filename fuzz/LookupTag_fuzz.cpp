@@ -2,18 +2,18 @@
 #include <memory>
 #include <new>
 
-#include "engine/Info.h"
-#include "engine/LookupTag.h"
 #include "fuzz/FuzzSupport.h"
 #include "fuzz/ProfileView.h"
 #include "iccfile/CLut.h"
 #include "iccfile/CLut16Type.h"
 #include "iccfile/CLut8Type.h"
 #include "iccfile/IccFile4.h"
+#include "pipeline/LookupTag.h"
 #include "units/ColorTable33.h"
 #include "units/ColorTable34.h"
 #include "units/ColorTable36.h"
 #include "units/ColorTable37.h"
+#include "units/Info.h"
 #include "units/InputTable33.h"
 #include "units/InputTable34.h"
 #include "units/InputTable36.h"

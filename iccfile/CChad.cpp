@@ -12,7 +12,7 @@ CChad::~CChad() = default;
 void Parse(CChad& tag, ICC4_HEADER::icTagSignature signature, const TagBytes& bytes,
            ReadBudget& budget) {
   ParseBase(tag, signature, bytes, budget);
-  ByteReader reader = bytes.ReadFrom(8);
+  kxcms::BigEndianReader reader = bytes.ReadFrom(8);
   for (auto& row : tag.matrix) {
     for (double& element : row) element = FromS15Fixed16(reader.S32());
   }

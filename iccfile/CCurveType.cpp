@@ -28,7 +28,7 @@ CCurveType::~CCurveType() {
 void Parse(CCurveType& tag, ICC4_HEADER::icTagSignature signature, const TagBytes& bytes,
            ReadBudget& budget) {
   ParseBase(tag, signature, bytes, budget);
-  ByteReader reader = bytes.ReadFrom(8);
+  kxcms::BigEndianReader reader = bytes.ReadFrom(8);
   const std::uint32_t count = reader.U32();
   auto entries = NewTable<unsigned short>(count == 0 ? kIdentityBytes / 2 : count, budget);
   if (entries) reader.Read(entries.get(), count);

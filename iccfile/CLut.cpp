@@ -41,8 +41,8 @@ void ReadCurves(CCurveType* (&slots)[kSlots], std::size_t channels, std::uint64_
   for (std::size_t i = 0; i < std::min(channels, kSlots); ++i) {
     if (!budget.Take(kObjectOverheadBytes)) return;
     auto curve = std::make_unique<CCurveType>();
-    const ByteReader rest = bytes.ReadFrom(offset);
-    ByteReader entries = bytes.ReadFrom(offset + 8);
+    const kxcms::BigEndianReader rest = bytes.ReadFrom(offset);
+    kxcms::BigEndianReader entries = bytes.ReadFrom(offset + 8);
     const std::uint64_t claimed = std::uint64_t{entries.U32()} * 2;
     ReadBudget nothing(0);
     Parse(*curve, signature, TagBytes{rest.here(), rest.left(), 0},
@@ -54,7 +54,7 @@ void ReadCurves(CCurveType* (&slots)[kSlots], std::size_t channels, std::uint64_
   }
 }
 
-LutGrid* ReadGrid(ByteReader reader, unsigned inputChannels, unsigned outputChannels,
+LutGrid* ReadGrid(kxcms::BigEndianReader reader, unsigned inputChannels, unsigned outputChannels,
                   ReadBudget& budget) {
   if (!budget.Take(kObjectOverheadBytes)) return nullptr;
   auto grid = std::make_unique<LutGrid>();
@@ -70,7 +70,7 @@ LutGrid* ReadGrid(ByteReader reader, unsigned inputChannels, unsigned outputChan
       for (std::uint64_t i = 0; i + 1 < byteCount; i += 2) {
         std::uint16_t value;
         std::memcpy(&value, values.get() + i, 2);
-        value = SwapFileOrder(value);
+        value = kxcms::SwapBigEndian(value);
         std::memcpy(values.get() + i, &value, 2);
       }
     }
@@ -103,7 +103,7 @@ void Parse(CLut& tag, ICC4_HEADER::icTagSignature signature, const TagBytes& byt
            ReadBudget& budget) {
   FreeElements(tag);
   ParseBase(tag, signature, bytes, budget);
-  ByteReader reader = bytes.ReadFrom(8);
+  kxcms::BigEndianReader reader = bytes.ReadFrom(8);
   tag.inputChannels = reader.U8();
   tag.outputChannels = reader.U8();
   reader.Read(tag.reservedBytes, 2);

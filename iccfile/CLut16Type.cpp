@@ -63,7 +63,7 @@ std::unique_ptr<unsigned short[]> JoinCurves(const CLut& lut, Curves curves, std
       std::copy_n(curve->entries, count, table);
     } else if (curve->count > 0) {
       if (!IsInBytes(lut, *curve)) return nullptr;
-      ByteReader reader(lut.data, static_cast<std::size_t>(lut.size));
+      kxcms::BigEndianReader reader(lut.data, static_cast<std::size_t>(lut.size));
       reader.Seek(offset + 12);
       reader.Read(table, count);
     }
@@ -99,7 +99,7 @@ std::unique_ptr<unsigned short[]> CopyGrid(const CLut& source, ReadBudget& budge
 void SwapInPlace(unsigned short* values, std::uint64_t count) {
   if (values == nullptr) return;
   std::transform(values, values + count, values,
-                 [](unsigned short value) { return SwapFileOrder(value); });
+                 [](unsigned short value) { return kxcms::SwapBigEndian(value); });
 }
 
 }  // namespace
@@ -167,13 +167,13 @@ int CLut16Type::Save(FILE* stream) {
   // Deliberately: 1.0 on the diagonal whatever is stored, the other words as they lie in memory.
   for (int i = 0; i < 9; ++i) {
     if (i % 4 == 0) {
-      StoreU32(head + 12 + 4 * i, 0x00010000);
+      kxcms::StoreBig32(head + 12 + 4 * i, 0x00010000);
     } else {
       std::memcpy(head + 12 + 4 * i, &matrix[i], 4);
     }
   }
-  StoreU16(head + 48, inputEntries);
-  StoreU16(head + 50, outputEntries);
+  kxcms::StoreBig16(head + 48, inputEntries);
+  kxcms::StoreBig16(head + 50, outputEntries);
   std::fwrite(head, 1, sizeof head, stream);
 
   const std::uint64_t inputValues = std::uint64_t{inputChannels} * inputEntries;

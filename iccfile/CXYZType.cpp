@@ -19,7 +19,8 @@ int UnsignedFileWord(double value) {
   const double scaled = value * 65536 + 0.5;
   const double bounded = std::isnan(scaled) ? 0.0 : std::clamp(scaled, -kLargest, kLargest);
   const auto word = static_cast<std::int32_t>(bounded);
-  return static_cast<int>(SwapFileOrder(static_cast<std::uint32_t>(word < 0 ? -word : word)));
+  return static_cast<int>(
+      kxcms::SwapBigEndian(static_cast<std::uint32_t>(word < 0 ? -word : word)));
 }
 
 }  // namespace
@@ -33,7 +34,7 @@ CXYZType::~CXYZType() = default;
 void Parse(CXYZType& tag, ICC4_HEADER::icTagSignature signature, const TagBytes& bytes,
            ReadBudget& budget) {
   ParseBase(tag, signature, bytes, budget);
-  ByteReader reader = bytes.ReadFrom(8);
+  kxcms::BigEndianReader reader = bytes.ReadFrom(8);
   tag.fixedX = reader.S32();
   tag.fixedY = reader.S32();
   tag.fixedZ = reader.S32();

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "../interface/OwnedStream.h"
+#include "../base/OwnedStream.h"
 #include "TagParsing.h"
 
 namespace ICC40 {
@@ -152,14 +152,14 @@ int IccFile4::ReadFile(FILE* stream) {
   ReadHeader(stream);
   unsigned char countBytes[4] = {};
   const std::size_t countRead = std::fread(countBytes, 1, sizeof countBytes, stream);
-  const std::uint64_t claimed = ByteReader(countBytes, countRead).U32();
+  const std::uint64_t claimed = kxcms::BigEndianReader(countBytes, countRead).U32();
 
   // An entry that begins past the end of the file does not exist; one that is cut off ends in 0.
   const std::uint64_t there =
       (BytesAhead(stream, fileSize) + kTableEntryBytes - 1) / kTableEntryBytes;
   const std::uint64_t count = std::min({claimed, there, kMaxTagCount});
   std::vector<unsigned char> table(static_cast<std::size_t>(count) * kTableEntryBytes);
-  ByteReader reader(table.data(), std::fread(table.data(), 1, table.size(), stream));
+  kxcms::BigEndianReader reader(table.data(), std::fread(table.data(), 1, table.size(), stream));
 
   ReadBudget budget(ReaderLimit(fileSize) - table.size());
   for (std::uint64_t i = 0; i < count; ++i) {
@@ -177,7 +177,7 @@ int IccFile4::ReadFile(FILE* stream) {
 int IccFile4::ReadHeader(FILE* stream) {
   if (stream == nullptr) return 0;
   unsigned char bytes[kHeaderBytes];
-  ByteReader reader(bytes, std::fread(bytes, 1, sizeof bytes, stream));
+  kxcms::BigEndianReader reader(bytes, std::fread(bytes, 1, sizeof bytes, stream));
   header.size = reader.U32();
   header.cmmType = reader.U32();
   header.version = reader.U32();
@@ -206,8 +206,9 @@ int IccFile4::ReadHeader(FILE* stream) {
 int IccFile4::AddIccTagData(unsigned int signature, unsigned int offset, unsigned int size,
                             FILE* stream) {
   if (stream == nullptr) return 0;
-  const TagEntry entry{SwapFileOrder(std::uint32_t{signature}),
-                       SwapFileOrder(std::uint32_t{offset}), SwapFileOrder(std::uint32_t{size})};
+  const TagEntry entry{kxcms::SwapBigEndian(std::uint32_t{signature}),
+                       kxcms::SwapBigEndian(std::uint32_t{offset}),
+                       kxcms::SwapBigEndian(std::uint32_t{size})};
   const std::uint64_t fileSize = StreamSize(stream);
   ReadBudget budget(ReaderLimit(fileSize));
   auto tag = ReadTag(stream, fileSize, entry, budget);
@@ -244,29 +245,29 @@ int IccFile4::SaveFile(char const* path) {
 int IccFile4::WriteHeader(FILE* stream, int size) {
   if (stream == nullptr) return 0;
   unsigned char bytes[kHeaderBytes] = {};
-  StoreU32(bytes, static_cast<std::uint32_t>(size));
-  StoreU32(bytes + 4, header.cmmType);
-  StoreU32(bytes + 8, header.version);
-  StoreU32(bytes + 12, header.deviceClass);
-  StoreU32(bytes + 16, header.colorSpace);
-  StoreU32(bytes + 20, header.pcs);
-  StoreU16(bytes + 24, header.date.year);
-  StoreU16(bytes + 26, header.date.month);
-  StoreU16(bytes + 28, header.date.day);
-  StoreU16(bytes + 30, header.date.hours);
-  StoreU16(bytes + 32, header.date.minutes);
-  StoreU16(bytes + 34, header.date.seconds);
-  StoreU32(bytes + 36, header.magic);
-  StoreU32(bytes + 40, header.platform);
-  StoreU32(bytes + 44, header.flags);
-  StoreU32(bytes + 48, header.manufacturer);
-  StoreU32(bytes + 52, header.model);
+  kxcms::StoreBig32(bytes, static_cast<std::uint32_t>(size));
+  kxcms::StoreBig32(bytes + 4, header.cmmType);
+  kxcms::StoreBig32(bytes + 8, header.version);
+  kxcms::StoreBig32(bytes + 12, header.deviceClass);
+  kxcms::StoreBig32(bytes + 16, header.colorSpace);
+  kxcms::StoreBig32(bytes + 20, header.pcs);
+  kxcms::StoreBig16(bytes + 24, header.date.year);
+  kxcms::StoreBig16(bytes + 26, header.date.month);
+  kxcms::StoreBig16(bytes + 28, header.date.day);
+  kxcms::StoreBig16(bytes + 30, header.date.hours);
+  kxcms::StoreBig16(bytes + 32, header.date.minutes);
+  kxcms::StoreBig16(bytes + 34, header.date.seconds);
+  kxcms::StoreBig32(bytes + 36, header.magic);
+  kxcms::StoreBig32(bytes + 40, header.platform);
+  kxcms::StoreBig32(bytes + 44, header.flags);
+  kxcms::StoreBig32(bytes + 48, header.manufacturer);
+  kxcms::StoreBig32(bytes + 52, header.model);
   // Bytes 56 to 63: the device attributes are deliberately left 0.
-  StoreU32(bytes + 64, header.renderingIntent);
+  kxcms::StoreBig32(bytes + 64, header.renderingIntent);
   for (int i = 0; i < 3; ++i) {
-    StoreU32(bytes + 68 + 4 * i, static_cast<std::uint32_t>(header.illuminant[i]));
+    kxcms::StoreBig32(bytes + 68 + 4 * i, static_cast<std::uint32_t>(header.illuminant[i]));
   }
-  StoreU32(bytes + 80, header.creator);
+  kxcms::StoreBig32(bytes + 80, header.creator);
   std::memcpy(bytes + 84, header.idAndReserved, 16);  // the profile ID; the rest stays 0
   std::fwrite(bytes, 1, sizeof bytes, stream);
   return 0;
@@ -274,13 +275,13 @@ int IccFile4::WriteHeader(FILE* stream, int size) {
 
 int IccFile4::WriteTagListHeader(FILE* stream) {
   std::vector<unsigned char> table(4 + kTableEntryBytes * tags.size());
-  StoreU32(table.data(), static_cast<std::uint32_t>(tags.size()));
+  kxcms::StoreBig32(table.data(), static_cast<std::uint32_t>(tags.size()));
   auto offset = static_cast<std::uint32_t>(kHeaderBytes + table.size());
   unsigned char* entry = table.data() + 4;
   for (const auto& tag : tags) {
-    StoreU32(entry, tag->tagSignature);
-    StoreU32(entry + 4, offset);
-    StoreU32(entry + 8, static_cast<std::uint32_t>(tag->size));
+    kxcms::StoreBig32(entry, tag->tagSignature);
+    kxcms::StoreBig32(entry + 4, offset);
+    kxcms::StoreBig32(entry + 8, static_cast<std::uint32_t>(tag->size));
     offset += PaddedSize(tag->size);
     entry += kTableEntryBytes;
   }

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 #include "IccHeader.h"
 #include "iccTagBase.h"
 

@@ -1,7 +1,7 @@
 #ifndef KXCMS_ICCFILE_ICCHEADER_H
 #define KXCMS_ICCFILE_ICCHEADER_H
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 
 /// The classes of ICC profiles and of the conversion made of them.
 namespace ICC40 {

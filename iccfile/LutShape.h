@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "../interface/SaturatingMath.h"
+#include "../base/SaturatingMath.h"
 #include "CLut.h"
 
 // The direction of a lookup tag, and how many values its tables have. Counts saturate at the

@@ -19,7 +19,8 @@ constexpr std::uint64_t kSpareValues = 8;
 /// Reads the next `count` values as a table; null if the budget does not allow it, in which case
 /// the reader still moves past them.
 template <class Value>
-std::unique_ptr<Value[]> ReadTable(ByteReader& reader, std::uint64_t count, ReadBudget& budget) {
+std::unique_ptr<Value[]> ReadTable(kxcms::BigEndianReader& reader, std::uint64_t count,
+                                   ReadBudget& budget) {
   std::unique_ptr<Value[]> table = NewTable<Value>(count + kSpareValues, budget);
   if (table) {
     reader.Read(table.get(), static_cast<std::size_t>(count));
@@ -38,7 +39,7 @@ void ParseTableTag(Lut& lut, ICC4_HEADER::icTagSignature signature, const TagByt
   using Value = std::remove_pointer_t<decltype(lut.colorTable)>;
 
   ParseBase(lut, signature, bytes, budget);
-  ByteReader reader = bytes.ReadFrom(8);
+  kxcms::BigEndianReader reader = bytes.ReadFrom(8);
   const std::uint8_t inputChannels = reader.U8();
   const std::uint8_t outputChannels = reader.U8();
   const std::uint8_t gridPoints = reader.U8();

@@ -6,8 +6,9 @@
 #include <limits>
 #include <memory>
 
-#include "../interface/Limits.h"
-#include "BigEndian.h"
+#include "../base/Bytes.h"
+#include "../base/Limits.h"
+#include "../base/ReadBudget.h"
 #include "CChad.h"
 #include "CCurveType.h"
 #include "CDataType.h"
@@ -17,7 +18,6 @@
 #include "CTextDescriptionType.h"
 #include "CTextType.h"
 #include "CXYZType.h"
-#include "ReadBudget.h"
 
 namespace ICC40 {
 namespace ICCFILE {
@@ -29,8 +29,8 @@ struct TagBytes {
   std::size_t present;        ///< bytes behind `data`
   int size;                   ///< claimed; zero and negative sizes have no copy of the bytes
 
-  ByteReader ReadFrom(std::uint64_t position) const {
-    ByteReader reader(data, present);
+  kxcms::BigEndianReader ReadFrom(std::uint64_t position) const {
+    kxcms::BigEndianReader reader(data, present);
     reader.Seek(position);
     return reader;
   }

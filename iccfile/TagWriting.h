@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "../interface/Limits.h"
+#include "../base/Limits.h"
 
 namespace ICC40 {
 namespace ICCFILE {

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 #include "IccHeader.h"
 
 namespace ICC40 {

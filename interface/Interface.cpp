@@ -3,10 +3,10 @@
 #include <iostream>
 #include <string>
 
-#include "interface/CodeNames.h"
-#include "interface/ColorCodes.h"
+#include "codes/CodeNames.h"
+#include "codes/ColorCodes.h"
+#include "codes/ResultCodes.h"
 #include "interface/EngineSlots.h"
-#include "interface/ResultCodes.h"
 #include "interface/kxcms.h"
 
 namespace {

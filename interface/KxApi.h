@@ -1,11 +1,7 @@
 #ifndef KXCMS_INTERFACE_KXAPI_H
 #define KXCMS_INTERFACE_KXAPI_H
 
-/// @file
-/// The one export macro.
-
-/// Marks a class, function or datum as part of the library's exported interface. Everything
-/// without it is hidden (the library is compiled with hidden visibility).
-#define KX_API __attribute__((visibility("default")))
+// Forwards to where the header stands now: this path stays for programs that include it.
+#include "../base/KxApi.h"
 
 #endif

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "LittleEndian.h"
+#include "../base/Bytes.h"
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {
@@ -18,7 +18,7 @@ BitsPerSampleTag::BitsPerSampleTag(unsigned tagAndType, unsigned sampleCount, un
     : TiffTag(tagAndType, sampleCount, bitDepth, file) {
   if (file || count < 2 || count > kMaxSamples) return;
   auto entries = NewTagData(tag, std::max<std::uint64_t>(2 * count, TagDataBytes(*this)));
-  for (unsigned i = 0; i < count; ++i) StoreU16(entries.get() + 2 * i, value);
+  for (unsigned i = 0; i < count; ++i) kxcms::StoreLittle16(entries.get() + 2 * i, value);
   data = entries.release();
 }
 
@@ -26,7 +26,7 @@ BitsPerSampleTag::~BitsPerSampleTag() = default;
 
 unsigned BitsPerSampleTag::GetValue() const {
   if (count == 1) return value;
-  return data ? LittleEndianReader(data, 2).U16() : 0;
+  return data ? kxcms::LittleEndianReader(data, 2).U16() : 0;
 }
 
 }  // namespace KX_Tiff_STL3

@@ -8,8 +8,8 @@
 #include <memory>
 #include <span>
 
-#include "../interface/Limits.h"
-#include "FileStream.h"
+#include "../base/FileStream.h"
+#include "../base/Limits.h"
 #include "PixelData.h"
 #include "TagData.h"
 #include "TiffResults.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "FileStream.h"
+#include "../base/FileStream.h"
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <vector>
 
-#include "../interface/SaturatingMath.h"
-#include "FileStream.h"
-#include "LittleEndian.h"
+#include "../base/Bytes.h"
+#include "../base/FileStream.h"
+#include "../base/SaturatingMath.h"
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {
@@ -61,7 +61,7 @@ StripArray::StripArray(const TiffTag& tag)
     : bytes_(tag.data), itemBytes_(tag.type == TIFF_SHORT && tag.count != 1 ? 2 : 4) {
   std::uint64_t sizeBytes = TagDataBytes(tag);
   if (!IsOutOfLine(tag)) {
-    StoreU32(inline_, tag.value);
+    kxcms::StoreLittle32(inline_, tag.value);
     bytes_ = inline_;
     sizeBytes = sizeof inline_;
   }
@@ -70,7 +70,7 @@ StripArray::StripArray(const TiffTag& tag)
 
 std::uint32_t StripArray::operator[](std::uint64_t index) const {
   if (index >= size_) return 0;
-  LittleEndianReader item(bytes_ + index * itemBytes_, itemBytes_);
+  kxcms::LittleEndianReader item(bytes_ + index * itemBytes_, itemBytes_);
   return itemBytes_ == 2 ? item.U16() : item.U32();
 }
 

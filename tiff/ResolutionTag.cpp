@@ -1,6 +1,6 @@
 #include "ResolutionTag.h"
 
-#include "LittleEndian.h"
+#include "../base/Bytes.h"
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {
@@ -15,15 +15,15 @@ ResolutionTag::ResolutionTag(unsigned tagAndType, unsigned itemCount, unsigned d
     : TiffTag(tagAndType, itemCount, dotsPerUnit, file) {
   if (file || TagDataBytes(*this) > kStandInTagBytes) return;
   data = NewTagData(tag, TagDataBytes(*this)).release();
-  StoreU32(data, value * kDenominator);
-  StoreU32(data + 4, kDenominator);
+  kxcms::StoreLittle32(data, value * kDenominator);
+  kxcms::StoreLittle32(data + 4, kDenominator);
 }
 
 ResolutionTag::~ResolutionTag() = default;
 
 unsigned ResolutionTag::GetValue() const {
   if (!data) return 0;
-  LittleEndianReader rational(data, kRationalBytes);
+  kxcms::LittleEndianReader rational(data, kRationalBytes);
   const unsigned numerator = rational.U32();
   const unsigned denominator = rational.U32();
   return denominator ? numerator / denominator : 0;

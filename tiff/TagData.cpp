@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "../interface/Limits.h"
-#include "FileStream.h"
+#include "../base/FileStream.h"
+#include "../base/Limits.h"
 
 namespace KX_Tiff_STL3 {
 

@@ -4,13 +4,13 @@
 #include <iostream>
 #include <limits>
 
-#include "../interface/Diagnostics.h"
-#include "../interface/Limits.h"
+#include "../base/Bytes.h"
+#include "../base/Diagnostics.h"
+#include "../base/FileStream.h"
+#include "../base/Limits.h"
 #include "BitsPerSampleTag.h"
 #include "Exif_IFD_Tag.h"
-#include "FileStream.h"
 #include "ImageBytes.h"
-#include "LittleEndian.h"
 #include "PixelData.h"
 #include "ResolutionTag.h"
 #include "TagData.h"
@@ -147,19 +147,19 @@ int Tiff::ReadFile(char const* path) {
 int Tiff::ReadTiff(FILE* file) {
   unsigned char header[kHeaderBytes];
   ReadAt(file, 0, header, sizeof header);
-  LittleEndianReader headerWords(header, sizeof header);
+  kxcms::LittleEndianReader headerWords(header, sizeof header);
   if (headerWords.U32() != kLittleEndianMark) throw kNotPcVersion;
   IFDOffset = headerWords.U32();
 
   unsigned char countBytes[2];
   ReadAt(file, IFDOffset, countBytes, sizeof countBytes);
-  const unsigned entryCount = LittleEndianReader(countBytes, sizeof countBytes).U16();
+  const unsigned entryCount = kxcms::LittleEndianReader(countBytes, sizeof countBytes).U16();
   if (entryCount > kMaxEntries) return kTooManyEntries;
   unsigned char entries[kMaxEntries * kEntryBytes];
   ReadAt(file, std::uint64_t{IFDOffset} + sizeof countBytes, entries, entryCount * kEntryBytes);
 
   const std::uint64_t tagLimit = TagLimit(file);
-  LittleEndianReader words(entries, entryCount * kEntryBytes);
+  kxcms::LittleEndianReader words(entries, entryCount * kEntryBytes);
   for (unsigned i = 0; i < entryCount; ++i) {
     const std::uint32_t tagAndType = words.U32();
     const std::uint32_t count = words.U32();
@@ -331,8 +331,8 @@ int Tiff::SaveTiff(FILE* file) {
 
 int Tiff::WriteHeader(FILE* file) {
   unsigned char header[kHeaderBytes];
-  StoreU32(header, kLittleEndianMark);
-  StoreU32(header + 4, kHeaderBytes);
+  kxcms::StoreLittle32(header, kLittleEndianMark);
+  kxcms::StoreLittle32(header + 4, kHeaderBytes);
   WriteBytes(file, header, sizeof header);
   return 0;
 }
@@ -351,12 +351,12 @@ int Tiff::WriteIFD(FILE* file) {
   SetTagValue(ExifIfd, next + GetTagValue(StripByteCounts));
 
   std::vector<unsigned char> directory(2 + std::size_t{kEntryBytes} * entryCount + 4);
-  StoreU16(directory.data(), entryCount);
+  kxcms::StoreLittle16(directory.data(), entryCount);
   unsigned char* entry = directory.data() + 2;
   for (const auto& tag : tags) {
-    StoreU32(entry, tag->tag | tag->type << 16);
-    StoreU32(entry + 4, tag->count);
-    StoreU32(entry + 8, tag->value);
+    kxcms::StoreLittle32(entry, tag->tag | tag->type << 16);
+    kxcms::StoreLittle32(entry + 4, tag->count);
+    kxcms::StoreLittle32(entry + 8, tag->value);
     entry += kEntryBytes;
   }
   if (file) static_cast<void>(std::fseek(file, kHeaderBytes, SEEK_SET));

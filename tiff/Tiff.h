@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 #include "TiffTag.h"
 
 namespace KX_Tiff_STL3 {

@@ -1,7 +1,7 @@
 #ifndef KXCMS_TIFF_TIFFCODES_H
 #define KXCMS_TIFF_TIFFCODES_H
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 
 /// TIFF images (TIFF 6.0, baseline) in memory and in files.
 namespace KX_Tiff_STL3 {

@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "FileStream.h"
-#include "LittleEndian.h"
+#include "../base/Bytes.h"
+#include "../base/FileStream.h"
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {
@@ -84,7 +84,7 @@ TiffTag::~TiffTag() {
 // element and a RATIONAL the low half of its numerator, on purpose.
 unsigned TiffTag::GetValue() const {
   if (!IsOutOfLine(*this)) return value;
-  return data ? LittleEndianReader(data, HeldDataBytes(*this)).U16() : 0;
+  return data ? kxcms::LittleEndianReader(data, HeldDataBytes(*this)).U16() : 0;
 }
 
 int TiffTag::SaveFile(FILE* file) {

@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 #include "TiffCodes.h"
 
 namespace KX_Tiff_STL3 {

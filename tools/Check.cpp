@@ -8,13 +8,13 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
-#include "ByteReader.h"
 #include "Finding.h"
 #include "InputFile.h"
 #include "OneLine.h"
 #include "ProfileCheck.h"
 #include "ProfileSource.h"
 #include "TiffCheck.h"
+#include "base/Bytes.h"
 
 namespace {
 
@@ -67,7 +67,7 @@ bool IsProfile(std::span<const unsigned char> bytes) {
   if (has(36, "acsp")) return true;
   constexpr std::size_t kHeaderSize = 128;
   if (bytes.size() < kHeaderSize) return false;
-  if (BigEndianBytes(bytes).U32(0) == bytes.size()) return true;
+  if (kxcms::BigEndianView(bytes).U32(0) == bytes.size()) return true;
   return has(16, "RGB ") && (has(20, "Lab ") || has(20, "XYZ "));
 }
 

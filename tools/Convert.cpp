@@ -15,8 +15,8 @@
 #include "Refusal.h"
 #include "TiffCheck.h"
 #include "Verification.h"
+#include "codes/ResultCodes.h"
 #include "engine/CIccEngineS.h"
-#include "interface/ResultCodes.h"
 #include "tiff/CTiff.h"
 
 namespace {

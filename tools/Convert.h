@@ -5,7 +5,7 @@
 #include <string>
 
 #include "OutputSpaces.h"
-#include "interface/ColorCodes.h"
+#include "codes/ColorCodes.h"
 
 struct ConvertRequest {
   std::string input;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Refusal.h"
-#include "interface/ColorCodes.h"
+#include "codes/ColorCodes.h"
 
 /// By `ICC40::ICCFILE::Intent`.
 using IntentSet = std::bitset<ICC40::ICCFILE::kIntentCount>;

@@ -1,7 +1,7 @@
 #ifndef KXCMS_TOOLS_GOLDENDIGESTS_H
 #define KXCMS_TOOLS_GOLDENDIGESTS_H
 
-/// The text of tests/golden/digests.txt.
+/// The text of corpus/digests.txt.
 extern const char kGoldenDigests[];
 
 #endif

@@ -4,7 +4,7 @@
 #include <span>
 #include <string_view>
 
-#include "interface/ColorCodes.h"
+#include "codes/ColorCodes.h"
 
 /// An output encoding under the name that people give it.
 struct OutputSpace {

@@ -8,8 +8,8 @@
 #include <optional>
 #include <utility>
 
-#include "ByteReader.h"
 #include "Refusal.h"
+#include "base/Bytes.h"
 
 // Offsets and layouts: ICC.1:2010, 7.2 (header), 7.3 (tag table) and 10 (tag types).
 
@@ -250,7 +250,9 @@ class ProfileChecker {
     return found == entries_.end() ? nullptr : &*found;
   }
 
-  BigEndianBytes Contents(const Entry& entry) const { return file_.Part(entry.offset, entry.size); }
+  kxcms::BigEndianView Contents(const Entry& entry) const {
+    return file_.Part(entry.offset, entry.size);
+  }
 
   void ChooseLookupTags() {
     for (std::size_t i = 0; i < lookups_.size(); ++i) {
@@ -294,7 +296,7 @@ class ProfileChecker {
     LookupError("lookup-cut-off", where + "is cut off");
   }
 
-  void CheckLookupTag(const BigEndianBytes& tag, std::uint32_t signature) {
+  void CheckLookupTag(const kxcms::BigEndianView& tag, std::uint32_t signature) {
     const std::string where = "lookup tag " + Text(signature) + " ";
     const std::uint32_t type = tag.U32(0);
     if (type == Signature("mft2")) {
@@ -309,7 +311,7 @@ class ProfileChecker {
     }
   }
 
-  bool CheckChannels(const BigEndianBytes& tag, const std::string& where) {
+  bool CheckChannels(const kxcms::BigEndianView& tag, const std::string& where) {
     if (tag.U8(8) == 3 && tag.U8(9) == 3) return true;
     LookupError("lookup-channels", where + "has " + std::to_string(tag.U8(8)) + " inputs and " +
                                        std::to_string(tag.U8(9)) + " outputs, not 3 and 3");
@@ -323,7 +325,7 @@ class ProfileChecker {
     }
   }
 
-  void CheckLut16(const BigEndianBytes& tag, const std::string& where) {
+  void CheckLut16(const kxcms::BigEndianView& tag, const std::string& where) {
     if (!CheckChannels(tag, where)) return;
     const unsigned points = tag.U8(10);
     CheckGridPoints(points, where);
@@ -342,7 +344,7 @@ class ProfileChecker {
     }
   }
 
-  void CheckLutAToB(const BigEndianBytes& tag, const std::string& where) {
+  void CheckLutAToB(const kxcms::BigEndianView& tag, const std::string& where) {
     if (!CheckChannels(tag, where)) return;
     const std::uint64_t curvesB = tag.U32(12);
     const std::uint64_t matrix = tag.U32(16);
@@ -369,7 +371,7 @@ class ProfileChecker {
     if (clut != 0) CheckGrid(tag, clut, where);
   }
 
-  void CheckGrid(const BigEndianBytes& tag, std::uint64_t clut, const std::string& where) {
+  void CheckGrid(const kxcms::BigEndianView& tag, std::uint64_t clut, const std::string& where) {
     const unsigned points = tag.U8(clut);
     if (tag.U8(clut + 1) != points || tag.U8(clut + 2) != points) {
       LookupError("grid-sides", where + "has a grid of unequal sides");
@@ -384,7 +386,7 @@ class ProfileChecker {
 
   /// Checks three curves that follow one another, and that the library finds each of them.
   /// @return their common entry count, unless something is wrong with them
-  std::optional<std::uint32_t> CheckCurves(const BigEndianBytes& tag, std::uint64_t at,
+  std::optional<std::uint32_t> CheckCurves(const kxcms::BigEndianView& tag, std::uint64_t at,
                                            const std::string& where) {
     const std::uint32_t count = tag.U32(at + 8);
     for (int c = 0; c < 3; ++c) {
@@ -433,7 +435,7 @@ class ProfileChecker {
   }
 
   /// A curve of at most two entries is used as the identity, so it must be one.
-  void CheckShortCurve(const BigEndianBytes& tag, std::uint64_t entries, std::uint32_t count,
+  void CheckShortCurve(const kxcms::BigEndianView& tag, std::uint64_t entries, std::uint32_t count,
                        const std::string& where) {
     constexpr std::uint16_t kGammaOne = 0x0100;  // u8Fixed8
     const bool identity = count == 0 || count > 2 ||
@@ -445,7 +447,7 @@ class ProfileChecker {
     }
   }
 
-  static bool IsIdentityMatrix(const BigEndianBytes& tag, std::uint64_t at) {
+  static bool IsIdentityMatrix(const kxcms::BigEndianView& tag, std::uint64_t at) {
     constexpr std::array<std::uint32_t, 12> kIdentity = {0x10000, 0, 0, 0,      0x10000,
                                                          0,       0, 0, 0x10000};
     for (std::size_t i = 0; i < kIdentity.size(); ++i) {
@@ -456,7 +458,7 @@ class ProfileChecker {
 
   void CheckWhitePoint() {
     const Entry* entry = Find(Signature("wtpt"));
-    const BigEndianBytes white = entry != nullptr ? Contents(*entry) : BigEndianBytes({});
+    const kxcms::BigEndianView white = entry != nullptr ? Contents(*entry) : kxcms::BigEndianView();
     const auto positive = [&white](std::uint64_t at) {
       return white.U32(at) != 0 && white.U32(at) < 0x80000000u;
     };
@@ -472,7 +474,7 @@ class ProfileChecker {
     for (const Entry& entry : entries_) {
       if (findings_.full()) return;
       if (Users(entry.signature).any() || !file_.Holds(entry.offset, entry.size)) continue;
-      const BigEndianBytes tag = Contents(entry);
+      const kxcms::BigEndianView tag = Contents(entry);
       const std::uint64_t needed = BytesNeeded(tag);
       if (needed > tag.size()) {
         Warn("tag-cut-off", "tag " + Text(entry.signature) + " of type " + Text(tag.U32(0)) +
@@ -483,7 +485,7 @@ class ProfileChecker {
   }
 
   /// The size that a tag's own counts ask for; the size of a type's header for other types.
-  static std::uint64_t BytesNeeded(const BigEndianBytes& tag) {
+  static std::uint64_t BytesNeeded(const kxcms::BigEndianView& tag) {
     constexpr std::uint64_t kTypeHeader = 8;
     switch (tag.U32(0)) {
       case Signature("curv"):
@@ -503,7 +505,7 @@ class ProfileChecker {
     }
   }
 
-  static std::uint64_t CurveBytes(const BigEndianBytes& tag, std::uint64_t at) {
+  static std::uint64_t CurveBytes(const kxcms::BigEndianView& tag, std::uint64_t at) {
     if (tag.U32(at) == Signature("para")) {
       constexpr std::array<unsigned, 5> kParameters = {1, 3, 4, 5, 7};  // by function type
       const unsigned function = tag.U16(at + 8);
@@ -514,7 +516,7 @@ class ProfileChecker {
 
   /// Input tables, grid and output tables of lut8Type and lut16Type. What no file can hold ends
   /// the multiplication, here and below.
-  static std::uint64_t LutBytes(const BigEndianBytes& tag, std::uint64_t width,
+  static std::uint64_t LutBytes(const kxcms::BigEndianView& tag, std::uint64_t width,
                                 std::uint64_t inputEntries, std::uint64_t outputEntries) {
     const std::uint64_t inputs = tag.U8(8);
     const std::uint64_t outputs = tag.U8(9);
@@ -523,15 +525,15 @@ class ProfileChecker {
     return width * (inputs * inputEntries + nodes + outputs * outputEntries);
   }
 
-  static std::uint64_t GridBytes(const BigEndianBytes& tag, std::uint64_t clut, unsigned inputs,
-                                 unsigned outputs) {
+  static std::uint64_t GridBytes(const kxcms::BigEndianView& tag, std::uint64_t clut,
+                                 unsigned inputs, unsigned outputs) {
     std::uint64_t bytes = std::uint64_t{outputs} * (tag.U8(clut + 16) == 1 ? 1 : 2);
     for (unsigned i = 0; i < inputs && bytes <= UINT32_MAX; ++i) bytes *= tag.U8(clut + i);
     return bytes;
   }
 
   /// Where the last element of a lutAToBType or lutBToAType ends.
-  static std::uint64_t ElementsEnd(const BigEndianBytes& tag) {
+  static std::uint64_t ElementsEnd(const kxcms::BigEndianView& tag) {
     const unsigned inputs = tag.U8(8);
     const unsigned outputs = tag.U8(9);
     const bool toPcs = tag.U32(0) == Signature("mAB ");
@@ -553,7 +555,7 @@ class ProfileChecker {
     return end;
   }
 
-  BigEndianBytes file_;
+  kxcms::BigEndianView file_;
   std::vector<Entry> entries_;
   std::array<const Entry*, kIntentCount> lookups_{};  ///< by intent; null where there is none
   IntentSet lookupUsers_;
@@ -577,5 +579,5 @@ void CheckProfile(std::span<const unsigned char> bytes, ICC40::ICCFILE::Intent i
 }
 
 std::size_t ProfileTagCount(std::span<const unsigned char> bytes) {
-  return BigEndianBytes(bytes).U32(kHeaderSize);
+  return kxcms::BigEndianView(bytes).U32(kHeaderSize);
 }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Finding.h"
-#include "interface/ColorCodes.h"
+#include "codes/ColorCodes.h"
 
 /// Everything that is wrong with a profile, in itself and for conversions with this library. The
 /// library itself never complains: it reads what it can and converts with that.

@@ -8,13 +8,13 @@
 #include <iostream>
 #include <memory>
 
+#include "../corpus/Corpus.h"
 #include "GoldenDigests.h"
 #include "InputFile.h"
 #include "ProfileSource.h"
 #include "Refusal.h"
-#include "corpus/Corpus.h"
+#include "base/CpuLevel.h"
 #include "engine/CIccEngineS.h"
-#include "interface/CpuLevel.h"
 
 namespace {
 

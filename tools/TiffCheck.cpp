@@ -8,9 +8,9 @@
 #include <cstring>
 #include <limits>
 
-#include "ByteReader.h"
 #include "InputFile.h"
 #include "Refusal.h"
+#include "base/Bytes.h"
 #include "tiff/TiffCodes.h"
 
 // Layouts and tag values: TIFF 6.0, section 2 and the baseline and extension sections.
@@ -160,7 +160,7 @@ class TiffChecker {
     } else if (!begins("II*\0")) {
       Error("not-a-tiff", "not a TIFF file", Exit::InputUnreadable);
     } else {
-      return LittleEndianBytes(*header).U32(4);
+      return kxcms::LittleEndianView(*header).U32(4);
     }
     return std::nullopt;
   }
@@ -168,7 +168,7 @@ class TiffChecker {
   /// A directory without its count of entries: the entries, and where the next directory stands.
   std::optional<std::vector<unsigned char>> ReadEntries(std::uint64_t position) {
     const auto count = Read(position, 2);
-    auto bytes = count ? Read(position + 2, LittleEndianBytes(*count).U16(0) * kEntrySize + 4)
+    auto bytes = count ? Read(position + 2, kxcms::LittleEndianView(*count).U16(0) * kEntrySize + 4)
                        : std::nullopt;
     if (!bytes) Damaged("directory-cut-off", "cut off");
     return bytes;
@@ -177,7 +177,7 @@ class TiffChecker {
   bool ReadDirectory(std::uint32_t position) {
     const auto bytes = ReadEntries(position);
     if (!bytes) return false;
-    const LittleEndianBytes table(*bytes);
+    const kxcms::LittleEndianView table(*bytes);
     const std::uint64_t count = bytes->size() / kEntrySize;
     if (count == 0) {
       Damaged("no-tags", "an image without tags");
@@ -221,7 +221,7 @@ class TiffChecker {
       }
       const auto bytes = ReadEntries(position);
       if (!bytes) return;
-      const LittleEndianBytes table(*bytes);
+      const kxcms::LittleEndianView table(*bytes);
       const std::uint64_t count = bytes->size() / kEntrySize;
       bool reduced = false;
       for (std::uint64_t i = 0; i < count; ++i) {
@@ -251,7 +251,7 @@ class TiffChecker {
     }
     const auto bytes = Read(entry.DataPosition(), entry.Size());
     if (!bytes) return {};  // which has been found already
-    const LittleEndianBytes data(*bytes);
+    const kxcms::LittleEndianView data(*bytes);
     std::vector<std::uint32_t> numbers(entry.count);
     for (std::uint32_t i = 0; i < entry.count; ++i) {
       numbers[i] = entry.type == TIFF_SHORT ? data.U16(2ull * i) : data.U32(4ull * i);
@@ -441,7 +441,7 @@ class TiffChecker {
     const std::uint64_t size = std::min<std::uint64_t>(kExifBlock, fileSize_ - pointer.value);
     const auto bytes = Read(pointer.value, size);
     if (!bytes) return false;
-    const LittleEndianBytes block(*bytes);
+    const kxcms::LittleEndianView block(*bytes);
     const unsigned count = block.U16(0);
     if (2 + count * kEntrySize + 4 > size) return false;
     for (unsigned i = 0; i < count; ++i) {

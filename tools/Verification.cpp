@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "ByteReader.h"
 #include "Refusal.h"
+#include "base/Bytes.h"
 
 namespace {
 
@@ -28,9 +28,9 @@ class ImageVerifier {
 
   void Verify() {
     const std::uint64_t directory = U32(4);
-    const unsigned count = LittleEndianBytes(Read(directory, 2)).U16(0);
+    const unsigned count = kxcms::LittleEndianView(Read(directory, 2)).U16(0);
     const std::vector<unsigned char> bytes = Read(directory + 2, count * kEntrySize);
-    const LittleEndianBytes entries(bytes);
+    const kxcms::LittleEndianView entries(bytes);
     for (unsigned i = 0; i < count; ++i) {
       const std::uint64_t at = i * kEntrySize;
       VerifyTag({entries.U16(at), entries.U16(at + 2), entries.U32(at + 4), entries.U32(at + 8),
@@ -72,7 +72,7 @@ class ImageVerifier {
     return Read(position, size, size);
   }
   std::uint32_t U32(std::uint64_t position) const {
-    return LittleEndianBytes(Read(position, 4)).U32(0);
+    return kxcms::LittleEndianView(Read(position, 4)).U32(0);
   }
 
   void VerifyTag(const Entry& entry) {
@@ -104,7 +104,7 @@ class ImageVerifier {
 
   std::uint32_t StripNumber(const Entry& entry, std::uint64_t index) const {
     if (entry.type == TIFF_LONG) return U32(entry.DataPosition() + 4 * index);
-    return LittleEndianBytes(Read(entry.DataPosition() + 2 * index, 2)).U16(0);
+    return kxcms::LittleEndianView(Read(entry.DataPosition() + 2 * index, 2)).U16(0);
   }
 
   void VerifyPixels() const {
@@ -154,7 +154,7 @@ class ImageVerifier {
 void VerifyProfile(const ICC40::ICCFILE::IccFile4& profile, std::span<const unsigned char> bytes) {
   // ICC.1:2010, 7.2.14 (device manufacturer) and 7.3 (tag table).
   constexpr std::uint64_t kManufacturer = 48, kTagCount = 128, kTagTable = 132, kTagEntry = 12;
-  const BigEndianBytes file(bytes);
+  const kxcms::BigEndianView file(bytes);
   bool isSame = profile.header.manufacturer == file.U32(kManufacturer) &&
                 profile.tags.size() == file.U32(kTagCount);
   for (std::size_t i = 0; isSame && i < profile.tags.size(); ++i) {

@@ -1,7 +1,7 @@
 #ifndef KXCMS_UNITS_BASE_H
 #define KXCMS_UNITS_BASE_H
 
-#include "../interface/KxApi.h"
+#include "../base/KxApi.h"
 
 namespace ICC40 {
 /// The tables that a conversion is made of, and its run state.

@@ -1,9 +1,9 @@
 #ifndef KXCMS_UNITS_COLORTABLE33_H
 #define KXCMS_UNITS_COLORTABLE33_H
 
+#include "../codes/ColorCodes.h"
 #include "../iccfile/CLut16Type.h"
 #include "../iccfile/CXYZType.h"
-#include "../interface/ColorCodes.h"
 #include "Base.h"
 
 /// @file

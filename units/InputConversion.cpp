@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "interface/ResultCodes.h"
+#include "codes/ResultCodes.h"
 #include "units/WorkingBuffer.h"
 
 namespace ICC40 {

@@ -1,7 +1,7 @@
 #ifndef KXCMS_UNITS_INPUTCONVERSION_H
 #define KXCMS_UNITS_INPUTCONVERSION_H
 
-#include "engine/Info.h"
+#include "units/Info.h"
 
 namespace ICC40 {
 namespace ICC_UNIT {

@@ -1,8 +1,8 @@
 #ifndef KXCMS_UNITS_INPUTTABLE33_H
 #define KXCMS_UNITS_INPUTTABLE33_H
 
+#include "../codes/ColorCodes.h"
 #include "../iccfile/CLut16Type.h"
-#include "../interface/ColorCodes.h"
 #include "Base.h"
 
 namespace ICC40 {

@@ -1,4 +1,5 @@
 #include "units/OutputTable33.h"
+#include "units/OpenMpLoop.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -7,7 +8,6 @@
 #include <numeric>
 
 #include "units/EncodingCurves.h"
-#include "units/StaticPartition.h"
 #include "units/ToneCurve.h"
 #include "units/WorkingBuffer.h"
 

@@ -1,9 +1,9 @@
 #ifndef KXCMS_UNITS_OUTPUTTABLE33_H
 #define KXCMS_UNITS_OUTPUTTABLE33_H
 
+#include "../codes/ColorCodes.h"
 #include "../iccfile/CLut16Type.h"
 #include "../iccfile/CLut8Type.h"
-#include "../interface/ColorCodes.h"
 #include "Base.h"
 
 namespace ICC40 {

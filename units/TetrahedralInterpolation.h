@@ -8,7 +8,7 @@
 #include <typeinfo>
 
 #include "units/ColorTable33.h"
-#include "units/StaticPartition.h"
+#include "units/OpenMpLoop.h"
 #include "units/Tetrahedra.h"
 #include "units/Truncation.h"
 #include "units/WorkingBuffer.h"

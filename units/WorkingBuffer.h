@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "engine/Info.h"
-#include "interface/ResultCodes.h"
+#include "codes/ResultCodes.h"
+#include "units/Info.h"
 
 namespace ICC40 {
 namespace ICC_UNIT {

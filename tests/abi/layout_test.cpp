@@ -10,10 +10,11 @@
 #include <type_traits>
 #include <vector>
 
+#include "codes/ColorCodes.h"
+#include "codes/ResultCodes.h"
 #include "colormath/CLCH.h"
 #include "colormath/RgbMatrices.h"
 #include "engine/CIccEngineS.h"
-#include "engine/Info.h"
 #include "iccfile/CChad.h"
 #include "iccfile/CCurveType.h"
 #include "iccfile/CDataType.h"
@@ -24,9 +25,7 @@
 #include "iccfile/CTextType.h"
 #include "iccfile/CXYZType.h"
 #include "iccfile/IccFile4.h"
-#include "interface/ColorCodes.h"
 #include "interface/EngineSlots.h"
-#include "interface/ResultCodes.h"
 #include "tiff/BitsPerSampleTag.h"
 #include "tiff/CTiff.h"
 #include "tiff/Exif_IFD_Tag.h"
@@ -34,6 +33,7 @@
 #include "units/ColorTable34.h"
 #include "units/ColorTable36.h"
 #include "units/ColorTable37.h"
+#include "units/Info.h"
 #include "units/InputTable34.h"
 #include "units/InputTable36.h"
 #include "units/InputTable37.h"

@@ -13,10 +13,10 @@
 #include <utility>
 #include <vector>
 
-#include "engine/LookupTag.h"
-#include "engine/PipelineTables.h"
+#include "codes/ResultCodes.h"
 #include "iccfile/CLut.h"
-#include "interface/ResultCodes.h"
+#include "pipeline/LookupTag.h"
+#include "pipeline/PipelineTables.h"
 #include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
 

@@ -1,4 +1,4 @@
-#include "engine/kernels/Kernels.h"
+#include "pipeline/kernels/Kernels.h"
 
 #include <gtest/gtest.h>
 
@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "base/CpuLevel.h"
 #include "engine/CIccEngineS.h"
 #include "engine/EngineTables.h"
-#include "engine/PipelineTables.h"
-#include "engine/kernels/ScalarWorker.h"
-#include "interface/CpuLevel.h"
+#include "pipeline/PipelineTables.h"
+#include "pipeline/kernels/ScalarWorker.h"
 #include "tests/reference/RandomProfile.h"
 
 // Every fast worker against the scalar one, which defines the result.

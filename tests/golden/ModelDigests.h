@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/corpus/Corpus.h"
+#include "corpus/Corpus.h"
 
 namespace reference {
 

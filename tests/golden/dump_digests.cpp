@@ -1,7 +1,7 @@
 // Prints the corpus' digests, or writes them to the checked-in list:
 //
 //   dump_digests
-//   dump_digests --regen tests/golden/digests.txt
+//   dump_digests --regen corpus/digests.txt
 //
 // They come from the independent model. The library, which is to be held against them, has no part
 // in this program.

@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 
+#include "base/Limits.h"
 #include "iccfile/CCurveType.h"
 #include "iccfile/CDataType.h"
 #include "iccfile/CLut.h"
@@ -16,7 +17,6 @@
 #include "iccfile/CXYZType.h"
 #include "iccfile/IccFile4.h"
 #include "iccfile/LutShape.h"
-#include "interface/Limits.h"
 #include "tests/iccfile/ProfileBytes.h"
 
 namespace ICC40::ICCFILE {

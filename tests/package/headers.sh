@@ -1,12 +1,12 @@
 #!/bin/bash
-# The installed headers are those that declare the exported interface; each compiles alone, as C++17,
-# and kxcms.h as C99 too.
+# The installed headers are those that declare the exported interface or forward to one that does;
+# each compiles alone, as C++17, and kxcms.h as C99 too.
 set -euo pipefail
 
 failed=0
 cd "$KXCMS_SOURCE"
 expected="$( (
-  grep -lw KX_API -- colormath/*.h engine/*.h iccfile/*.h interface/*.h tiff/*.h units/*.h
+  grep -lwE 'KX_API|Forwards to' -- {base,codes,colormath,engine,iccfile,interface,tiff,units}/*.h
   echo kxcms.h
 ) | sort)"
 installed="$(cd "$KXCMS_STAGE/usr/include/kxcms" && find . -type f -printf '%P\n' | sort)"

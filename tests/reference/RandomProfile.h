@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/corpus/RandomProfile.h"
+#include "corpus/RandomProfile.h"
 
 // The tests' profiles are those of the command's self-test, under the name of the model that they
 // are compared with.

@@ -20,9 +20,9 @@
 #include <string>
 #include <vector>
 
+#include "corpus/RandomProfile.h"
 #include "iccfile/IccFile4.h"
 #include "tests/TemporaryFile.h"
-#include "tools/corpus/RandomProfile.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <string>
 
 #include "TiffBytes.h"
-#include "interface/Limits.h"
+#include "base/FileStream.h"
+#include "base/Limits.h"
 #include "tests/TemporaryFile.h"
 #include "tiff/CTiff.h"
-#include "tiff/FileStream.h"
 #include "tiff/ImageBytes.h"
 
 // Files that claim what is not there. Run under the address sanitizer these tests also prove that

@@ -1,8 +1,8 @@
 #include "tiff/PixelData.h"
 
 #include "TiffBytes.h"
+#include "base/FileStream.h"
 #include "tests/TemporaryFile.h"
-#include "tiff/FileStream.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "gtest/gtest.h"
+#include <gtest/gtest.h>
 
 // TIFF files for tests, made byte by byte without the code under test.
 

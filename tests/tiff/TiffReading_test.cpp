@@ -4,11 +4,11 @@
 #include <string>
 
 #include "TiffBytes.h"
+#include "base/FileStream.h"
 #include "tests/TemporaryFile.h"
 #include "tiff/BitsPerSampleTag.h"
 #include "tiff/CTiff.h"
 #include "tiff/Exif_IFD_Tag.h"
-#include "tiff/FileStream.h"
 #include "tiff/ImageBytes.h"
 #include "tiff/ResolutionTag.h"
 

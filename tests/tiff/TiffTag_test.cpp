@@ -5,10 +5,10 @@
 #include <utility>
 
 #include "TiffBytes.h"
+#include "base/FileStream.h"
 #include "tests/TemporaryFile.h"
 #include "tiff/BitsPerSampleTag.h"
 #include "tiff/Exif_IFD_Tag.h"
-#include "tiff/FileStream.h"
 #include "tiff/ResolutionTag.h"
 #include "tiff/TagData.h"
 

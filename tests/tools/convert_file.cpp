@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "interface/ColorCodes.h"
+#include "codes/ColorCodes.h"
 #include "interface/EngineSlots.h"
 #include "interface/kxcms.h"
 

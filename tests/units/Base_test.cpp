@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/Info.h"
+#include "units/Info.h"
 
 using namespace ICC40::ICC_UNIT;
 

@@ -6,13 +6,13 @@
 #include <memory>
 #include <vector>
 
-#include "engine/Info.h"
-#include "interface/CpuLevel.h"
+#include "base/CpuLevel.h"
 #include "tests/reference/RandomProfile.h"
 #include "units/ColorTable33.h"
 #include "units/ColorTable34.h"
 #include "units/ColorTable36.h"
 #include "units/ColorTable37.h"
+#include "units/Info.h"
 
 // The buffer conversions of the colour tables, whose workers differ by instruction set, against the
 // 16-bit conversion pixel by pixel.

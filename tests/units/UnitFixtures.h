@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "engine/Info.h"
 #include "iccfile/CLut16Type.h"
+#include "units/Info.h"
 
 namespace units_test {
 

@@ -7,11 +7,11 @@
 #include <memory>
 #include <stdexcept>
 
-#include "engine/PipelineTables.h"
 #include "iccfile/CLut.h"
 #include "iccfile/CXYZType.h"
 #include "interface/EngineSlots.h"
 #include "interface/kxcms.h"
+#include "pipeline/PipelineTables.h"
 #include "units/ColorTable33.h"
 #include "units/InputTable33.h"
 #include "units/LabEncoding.h"

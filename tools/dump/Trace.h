@@ -4,7 +4,7 @@
 #include <array>
 #include <string>
 
-#include "interface/ColorCodes.h"
+#include "codes/ColorCodes.h"
 
 /// What to convert, and how.
 struct TraceRequest {

@@ -15,7 +15,7 @@
 #include "SampleProfile.h"
 #include "Scanner.h"
 #include "Scene.h"
-#include "interface/ColorCodes.h"
+#include "codes/ColorCodes.h"
 #include "interface/kxcms.h"
 #include "tiff/CTiff.h"
 

@@ -1,6 +1,6 @@
 #include "units/kernels/GridKernels.h"
 
-#include "interface/CpuLevel.h"
+#include "base/CpuLevel.h"
 
 namespace ICC40 {
 namespace ICC_UNIT {

@@ -1,0 +1,35 @@
+#include "FileStream.h"
+
+#include <algorithm>
+
+#include "Limits.h"
+
+namespace KX_Tiff_STL3 {
+
+OwnedStream OpenForReading(char const* path) {
+  return OwnedStream(path ? std::fopen(path, "rb") : nullptr);
+}
+
+OwnedStream OpenForWriting(char const* path) {
+  return OwnedStream(path ? std::fopen(path, "wb+") : nullptr);
+}
+
+std::uint64_t FileBytes(FILE* file) {
+  return file ? StreamSize(file) : 0;
+}
+
+std::uint64_t ReadAt(FILE* file, std::uint64_t offset, unsigned char* to, std::uint64_t sizeBytes) {
+  std::uint64_t read = 0;
+  if (file && fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0) {
+    read = std::fread(to, 1, sizeBytes, file);
+  }
+  std::fill(to + read, to + sizeBytes, static_cast<unsigned char>(0));
+  return read;
+}
+
+void WriteBytes(FILE* file, const unsigned char* from, std::uint64_t sizeBytes) {
+  if (!file || !from || sizeBytes == 0) return;
+  static_cast<void>(std::fwrite(from, 1, sizeBytes, file));
+}
+
+}  // namespace KX_Tiff_STL3

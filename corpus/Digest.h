@@ -1,0 +1,50 @@
+#ifndef KXCMS_CORPUS_DIGEST_H
+#define KXCMS_CORPUS_DIGEST_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace corpus {
+
+/// The 64-bit hash FNV-1a of Fowler, Noll and Vo. It guards against mistakes of processors,
+/// compilers and programmers, none of whom choose their error to fit; a cryptographic hash would
+/// need a library.
+class Digest {
+ public:
+  void Add(std::span<const unsigned char> bytes) {
+    for (const unsigned char byte : bytes) AddByte(byte);
+  }
+  /// Words count as four bytes each, the lowest first, on every machine.
+  void Add(std::span<const std::uint32_t> words) {
+    for (const std::uint32_t word : words) {
+      for (int shift = 0; shift < 32; shift += 8) {
+        AddByte(static_cast<unsigned char>(word >> shift));
+      }
+    }
+  }
+  std::uint64_t value() const { return value_; }
+
+ private:
+  void AddByte(unsigned char byte) { value_ = (value_ ^ byte) * 0x100000001b3u; }
+  std::uint64_t value_ = 0xcbf29ce484222325u;
+};
+
+/// Digests by name.
+using Digests = std::map<std::string, std::uint64_t, std::less<>>;
+
+/// One line for each: name, space, 16 hexadecimal digits.
+std::string Format(const Digests& digests);
+
+/// What `Format` wrote; empty if a line reads otherwise or a name stands twice.
+std::optional<Digests> ParseDigests(std::string_view text);
+
+/// 16 hexadecimal digits.
+std::string Hexadecimal(std::uint64_t value);
+
+}  // namespace corpus
+
+#endif

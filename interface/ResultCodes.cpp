@@ -1,6 +1,0 @@
-#include "interface/ResultCodes.h"
-
-const char* const strErr[40] = {
-    "IccNoError", "InputColorError", "NotInputProfile",  "NotOutputProfile",
-    "UnUsedFun",  "UnDefinedError",  "UnKnownErrorCode",
-};

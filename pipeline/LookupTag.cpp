@@ -1,0 +1,64 @@
+#include "pipeline/LookupTag.h"
+
+#include "base/Diagnostics.h"
+
+namespace ICC40 {
+namespace ICC_ENG_S4 {
+
+using ICCFILE::CLut;
+using ICCFILE::CLut16Type;
+
+namespace {
+
+constexpr int kInputs = 3;
+constexpr int kMinOutputs = 3;
+// A grid node of the colour tables has seven values, and 33 points per axis.
+constexpr int kMaxOutputs = 7;
+constexpr int kMinGridPoints = 2;
+constexpr int kMaxGridPoints = 33;
+// Shorter tables stand for identity and are not read.
+constexpr int kMinEntries = 3;
+
+bool ShapeIsUsable(int inputs, int outputs, int gridPoints) {
+  return inputs == kInputs && outputs >= kMinOutputs && outputs <= kMaxOutputs &&
+         gridPoints >= kMinGridPoints && gridPoints <= kMaxGridPoints;
+}
+
+}  // namespace
+
+bool IsUsable(const CLut16Type& lut) {
+  return ShapeIsUsable(lut.inputChannels, lut.outputChannels, lut.gridPoints) &&
+         lut.colorTable != nullptr &&
+         (lut.inputEntries < kMinEntries || lut.inputTables != nullptr) &&
+         (lut.outputEntries < kMinEntries || lut.outputTables != nullptr);
+}
+
+bool IsConvertible(const CLut& lut) {
+  if (lut.grid == nullptr || lut.grid->precision != 2 || lut.grid->values == nullptr) return false;
+  const unsigned char* points = lut.grid->gridPoints;
+  if (!ShapeIsUsable(lut.inputChannels, lut.outputChannels, points[0])) return false;
+  if (points[1] * points[2] < points[0] * points[0]) return false;
+  // With three inputs, either side has at least three curves.
+  for (int c = 0; c < kInputs; ++c) {
+    if (lut.curvesA[c] == nullptr || lut.curvesB[c] == nullptr) return false;
+  }
+  return true;
+}
+
+LookupTag::LookupTag(ICCFILE::iccTagBase* tag) {
+  auto* lut = dynamic_cast<CLut16Type*>(tag);
+  if (auto* curvesAndClut = dynamic_cast<CLut*>(tag);
+      curvesAndClut != nullptr && IsConvertible(*curvesAndClut)) {
+    try {
+      converted_ = std::make_unique<CLut16Type>(curvesAndClut);
+      lut = converted_.get();
+    } catch (const std::bad_alloc& failure) {
+      ReportBadAlloc(failure);
+      ranOutOfMemory_ = true;
+    }
+  }
+  if (lut != nullptr && IsUsable(*lut)) lut_ = lut;
+}
+
+}  // namespace ICC_ENG_S4
+}  // namespace ICC40

@@ -1,0 +1,163 @@
+#include "pipeline/PipelineTables.h"
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "codes/ResultCodes.h"
+#include "units/InputTable33.h"
+#include "units/LutCurves.h"
+#include "units/OutputTable33.h"
+#include "units/Tetrahedra.h"
+
+namespace ICC40 {
+namespace ICC_ENG_S4 {
+
+using namespace ICCFILE;
+
+namespace {
+
+// Runs the builder of an output code on fresh identity lookups.
+// @return the code that it reports, or 65535 for a code without a curve.
+int BuildOutputCurve(ICC_UNIT::OutputTable33& table, ColorSpaceSignature outputColor) {
+  switch (outputColor) {
+    case sRGB220:
+    case sRGB:
+      return table.OutputGamma_sRGB();
+    case sRGB220_16:
+    case sRGB_16:
+      return table.OutputGamma_sRGB_16();
+    case sRGB100:
+    case Adobe100:
+    case Apple100:
+    case ColorMatch100:
+      return table.OutputGamma100(outputColor);
+    case sRGB100_16:
+    case Adobe100_16:
+    case Apple100_16:
+    case ColorMatch100_16:
+      return outputColor;
+    case Adobe:
+    case Apple:
+    case ColorMatch:
+      return table.OutputGamma180(outputColor);
+    case Adobe_16:
+    case Apple_16:
+    case ColorMatch_16:
+      return table.OutputGamma180_16(outputColor);
+    case sRGB_KodakPhoto:
+      table.ResetTable();
+      return table.OutputGamma_KodakPhoto();
+    case sRGB_KodakPhoto_16:
+      table.ResetTable();
+      return table.OutputGamma_KodakPhoto_16();
+    case sRGB_KodakMix:
+      table.ResetTable();
+      return table.OutputGamma_KodakMix();
+    case sRGB_KodakMix_16:
+      table.ResetTable();
+      return table.OutputGamma_KodakMix_16();
+    case sRGB_KodakText:
+      table.ResetTable();
+      return table.OutputGamma_KodakText();
+    case sRGB_KodakText_16:
+      table.ResetTable();
+      return table.OutputGamma_KodakText_16();
+    default:
+      return IccResultNotSet;
+  }
+}
+
+void MakeOutputCurve(ColorSpaceSignature outputColor, OutputCurve& curve) {
+  const auto table = std::make_unique<ICC_UNIT::OutputTable33>();
+  curve.status = BuildOutputCurve(*table, outputColor);
+  std::copy_n(table->lookup[0], kLevels16, curve.levels);
+}
+
+void BuildCell(const int* const corners[8], std::uint32_t (&cell)[6][12]) {
+  for (int t = 0; t < 6; ++t) {
+    const ICC_UNIT::Tetrahedron& tetrahedron = ICC_UNIT::kTetrahedra[t];
+    std::uint32_t* coefficient = cell[t];
+    for (int c = 0; c < 3; ++c) {
+      *coefficient++ = static_cast<std::uint32_t>(corners[0][c]) << kFractionBits;
+      for (const int edge : tetrahedron.edge) {
+        *coefficient++ = static_cast<std::uint32_t>(corners[tetrahedron.path[edge + 1]][c] -
+                                                    corners[tetrahedron.path[edge]][c]);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+void BuildInputTables(CLut16Type& lut, ColorSpaceSignature inputColor,
+                      std::uint32_t* const (&tables)[3]) {
+  const int levels = InputLevelsOf(inputColor);
+  if (inputColor == Lab || inputColor == Lab_16) {
+    // Indexed by signed levels first, and by 8-bit levels after that: kept so that results stay
+    // identical bit for bit.
+    const auto table = std::make_unique<ICC_UNIT::InputTable33>();
+    table->Initial(&lut, inputColor);
+    table->Change_Lut16_To_Lut8();
+    for (int c = 0; c < 3; ++c) {
+      std::transform(table->lookup[c], table->lookup[c] + levels, tables[c], PackIndex);
+    }
+    return;
+  }
+  const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Input(lut);
+  // A channel that the tag lacks has no curve, which is a curve of zeros.
+  for (int c = lut.inputChannels; c < 3; ++c) std::fill_n(tables[c], levels, 0u);
+  const int channels = std::min<int>(lut.inputChannels, 3);
+  if (levels == kLevels16) {
+    for (int c = 0; c < channels; ++c) {
+      curves.ForEachLevel(c, [table = tables[c]](int level, std::uint16_t value) {
+        table[level] = PackIndex(value);
+      });
+    }
+    return;
+  }
+  // An 8-bit level x stands for the 16-bit level x * 256, and 255 for the highest: what indexing an
+  // input table by 8-bit levels comes to, done once or twice.
+  const auto pack = [&](int entry, int level) {
+    const ICC_UNIT::CurvePosition position = curves.PositionOf(level);
+    for (int c = 0; c < channels; ++c) {
+      tables[c][entry] = PackIndex(curves.At(c, level, position));
+    }
+  };
+  for (int x = 0; x < levels - 1; ++x) pack(x, x * (kLevels16 / levels));
+  pack(levels - 1, kLevels16 - 1);
+}
+
+void BuildCells(const ICC_UNIT::ColorTable33& table, std::uint32_t (*cells)[16][16][6][12]) {
+  for (int i = 0; i < kCellsPerAxis; ++i) {
+    for (int j = 0; j < kCellsPerAxis; ++j) {
+      for (int k = 0; k < kCellsPerAxis; ++k) {
+        const int* corners[8];
+        for (int corner = 0; corner < 8; ++corner) {
+          corners[corner] = table.grid[i + (corner >> 2)][j + (corner >> 1 & 1)][k + (corner & 1)];
+        }
+        BuildCell(corners, cells[i][j][k]);
+      }
+    }
+  }
+}
+
+const OutputCurve* OutputCurveOf(ColorSpaceSignature outputColor) {
+  static OutputCurve curves[kColorCodeCount];
+  static std::atomic<bool> made[kColorCodeCount];
+  static std::mutex making;
+  if (outputColor < 0 || outputColor >= kColorCodeCount) return nullptr;
+  OutputCurve& curve = curves[outputColor];
+  if (!made[outputColor].load(std::memory_order_acquire)) {
+    const std::lock_guard lock(making);
+    if (!made[outputColor].load(std::memory_order_relaxed)) {
+      MakeOutputCurve(outputColor, curve);
+      made[outputColor].store(true, std::memory_order_release);
+    }
+  }
+  return curve.status == IccResultNotSet ? nullptr : &curve;
+}
+
+}  // namespace ICC_ENG_S4
+}  // namespace ICC40
