@@ -9,9 +9,10 @@
 #include <vector>
 
 /// @file
-/// An RGB device profile as a plain value: everything that a conversion or a report needs to know of
-/// it, in real numbers and in processing order. Made by `ReadProfile`, immutable by custom, shared by
-/// any number of threads. The numbers of elements and PCS encodings are those of ICC.1:2010.
+/// An RGB device profile as a plain value: everything that a conversion or a report needs to know
+/// of it, in real numbers and in processing order. Made by `ReadProfile`, immutable by custom,
+/// shared by any number of threads. The numbers of elements and PCS encodings are those of
+/// ICC.1:2010.
 
 namespace kxcms {
 
@@ -41,8 +42,8 @@ struct IdentityCurve {};
 struct GammaCurve {
   double gamma;
 };
-/// parametricCurveType (ICC.1:2010 10.16), function 0 to 4. Parameters that a function does not have
-/// are 0.
+/// parametricCurveType (ICC.1:2010 10.16), function 0 to 4. Parameters that a function does not
+/// have are 0.
 struct ParametricCurve {
   int function;
   double g, a, b, c, d, e, f;
@@ -98,7 +99,8 @@ struct MatrixTrc {
   Matrix3 matrix;  ///< columns are the colorants rXYZ, gXYZ, bXYZ
 };
 
-// ---- The profile ---------------------------------------------------------------------------------
+// ---- The profile
+// ---------------------------------------------------------------------------------
 
 enum class PcsSpace { kLab, kXyz };
 
@@ -121,12 +123,12 @@ struct DeviceProfile {
   PcsSpace pcs = PcsSpace::kXyz;
   Signature manufacturer = 0, model = 0, creator = 0;
   RenderingIntent headerIntent = RenderingIntent::kPerceptual;
-  std::string description;  ///< UTF-8, of desc or mluc
-  std::string copyright;    ///< UTF-8
+  std::string description;     ///< UTF-8, of desc or mluc
+  std::string copyright;       ///< UTF-8
   Xyz mediaWhite = kPcsWhite;  ///< wtpt, or D50 where a profile has none
   bool hasMediaWhite = false;
-  std::optional<Xyz> mediaBlack;       ///< bkpt
-  std::optional<Matrix3> adaptation;   ///< chad
+  std::optional<Xyz> mediaBlack;      ///< bkpt
+  std::optional<Matrix3> adaptation;  ///< chad
   std::vector<TagEntry> tags;
   std::array<std::optional<LookupTable>, 3> deviceToPcs;  ///< A2B0, A2B1, A2B2
   std::array<std::optional<LookupTable>, 3> pcsToDevice;  ///< B2A0, B2A1, B2A2
@@ -135,9 +137,9 @@ struct DeviceProfile {
 
 /// What a profile uses for an intent: one of its lookup tags, or its matrix and curves.
 struct Model {
-  const LookupTable* table = nullptr;      ///< null: `matrixTrc`
-  const MatrixTrc* matrixTrc = nullptr;    ///< null: `table`
-  bool isFallback = false;                 ///< not the tag that the intent asks for
+  const LookupTable* table = nullptr;    ///< null: `matrixTrc`
+  const MatrixTrc* matrixTrc = nullptr;  ///< null: `table`
+  bool isFallback = false;               ///< not the tag that the intent asks for
 };
 
 }  // namespace kxcms
