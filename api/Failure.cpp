@@ -1,0 +1,71 @@
+#include "api/Failure.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kxcms {
+
+namespace {
+
+// What the record had when it was first published: the least that a caller's has.
+constexpr std::size_t kErrorBytes = sizeof(kxp_error);
+
+// Copies a text and its zero byte, cut where a character of UTF-8 begins.
+template <std::size_t N>
+void CopyText(const char* from, char (&to)[N]) {
+  std::size_t length = std::strlen(from);
+  if (length > N - 1) {
+    length = N - 1;
+    while (length > 0 && (from[length] & 0xC0) == 0x80) --length;
+  }
+  std::memcpy(to, from, length);
+  std::fill(to + length, to + N, '\0');
+}
+
+void Fill(kxp_status status, const char* message, std::uint32_t tag, std::uint64_t offset,
+          kxp_error* error) {
+  if (error == nullptr || error->size < kErrorBytes) return;
+  error->status = status;
+  std::fill(std::begin(error->tag), std::end(error->tag), '\0');
+  for (int n = 0; tag != 0 && n < 4; ++n) {
+    const auto character = static_cast<unsigned char>(tag >> (24 - 8 * n));
+    error->tag[n] = character >= 0x20 && character < 0x7F ? static_cast<char>(character) : '?';
+  }
+  error->offset = offset;
+  CopyText(message, error->message);
+}
+
+}  // namespace
+
+void Tell(const Failure& failure, kxp_error* error) noexcept {
+  Fill(failure.status, failure.message.c_str(), failure.tag, failure.offset, error);
+}
+
+void TellNoMemory(kxp_error* error) noexcept {
+  Fill(KXP_ERROR_MEMORY, "There is not enough memory.", 0, 0, error);
+}
+
+void CopyKnown(const void* given, std::size_t leastBytes, const char* name, void* known,
+               std::size_t knownBytes) {
+  std::size_t givenBytes;
+  std::memcpy(&givenBytes, given, sizeof givenBytes);
+  const auto refuse = [&](const char* why) {
+    throw Failure{KXP_ERROR_ARGUMENT, std::string("The member size of ") + name + why};
+  };
+  // More than a page of members is no size of a struct.
+  constexpr std::size_t kMostBytes = 4096;
+  if (givenBytes < leastBytes) refuse(" is too small: it must be sizeof of the struct.");
+  if (givenBytes > kMostBytes) refuse(" is too large: it must be sizeof of the struct.");
+  const auto* bytes = static_cast<const unsigned char*>(given);
+  if (givenBytes > knownBytes &&
+      std::any_of(bytes + knownBytes, bytes + givenBytes, [](unsigned char b) { return b != 0; })) {
+    refuse(" is larger than this library knows, and the members past that are not 0.");
+  }
+  std::memcpy(known, given, std::min(givenBytes, knownBytes));
+}
+
+void Require(bool holds, const char* message) {
+  if (!holds) throw Failure{KXP_ERROR_ARGUMENT, message};
+}
+
+}  // namespace kxcms

@@ -1,0 +1,65 @@
+#ifndef KXCMS_API_FAILURE_H
+#define KXCMS_API_FAILURE_H
+
+#include <cstdint>
+#include <exception>
+#include <new>
+#include <string>
+
+#include "api/pipeline.h"
+
+namespace kxcms {
+
+/// Why a call of the interface is refused. Thrown behind the border, told as a status and a record
+/// at it.
+struct Failure {
+  kxp_status status;
+  std::string message;    ///< one sentence without a line end
+  std::uint32_t tag = 0;  ///< of the profile, 0 for none
+  std::uint64_t offset = 0;
+};
+
+/// Fills a caller's record; null, or a record of another size, is left alone.
+void Tell(const Failure& failure, kxp_error* error) noexcept;
+/// The same for exhausted memory, without allocating.
+void TellNoMemory(kxp_error* error) noexcept;
+
+/// Runs the body of an interface function. Nothing that it throws gets past the border.
+template <typename Body>
+kxp_status Guarded(kxp_error* error, const Body& body) noexcept {
+  try {
+    body();
+    return KXP_OK;
+  } catch (const Failure& failure) {
+    Tell(failure, error);
+    return failure.status;
+  } catch (const std::exception&) {
+    // bad_alloc, or length_error for what no allocation can hold.
+    TellNoMemory(error);
+    return KXP_ERROR_MEMORY;
+  }
+}
+
+/// A copy of a caller's struct that begins with its size, as large as this library knows it:
+/// members that the caller does not know are 0. Throws Failure for a size below `leastBytes` and
+/// for members that this library does not know and that are not 0.
+template <typename Struct>
+Struct Known(const Struct* given, std::size_t leastBytes, const char* name);
+
+/// The bytes of that, for any struct.
+void CopyKnown(const void* given, std::size_t leastBytes, const char* name, void* known,
+               std::size_t knownBytes);
+
+template <typename Struct>
+Struct Known(const Struct* given, std::size_t leastBytes, const char* name) {
+  Struct known{};
+  CopyKnown(given, leastBytes, name, &known, sizeof known);
+  return known;
+}
+
+/// Throws an argument Failure with this message unless `holds`.
+void Require(bool holds, const char* message);
+
+}  // namespace kxcms
+
+#endif
