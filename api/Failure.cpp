@@ -10,18 +10,6 @@ namespace {
 // What the record had when it was first published: the least that a caller's has.
 constexpr std::size_t kErrorBytes = sizeof(kxp_error);
 
-// Copies a text and its zero byte, cut where a character of UTF-8 begins.
-template <std::size_t N>
-void CopyText(const char* from, char (&to)[N]) {
-  std::size_t length = std::strlen(from);
-  if (length > N - 1) {
-    length = N - 1;
-    while (length > 0 && (from[length] & 0xC0) == 0x80) --length;
-  }
-  std::memcpy(to, from, length);
-  std::fill(to + length, to + N, '\0');
-}
-
 void Fill(kxp_status status, const char* message, std::uint32_t tag, std::uint64_t offset,
           kxp_error* error) {
   if (error == nullptr || error->size < kErrorBytes) return;
@@ -32,7 +20,7 @@ void Fill(kxp_status status, const char* message, std::uint32_t tag, std::uint64
     error->tag[n] = character >= 0x20 && character < 0x7F ? static_cast<char>(character) : '?';
   }
   error->offset = offset;
-  CopyText(message, error->message);
+  CopyText(message, std::strlen(message), error->message, sizeof error->message);
 }
 
 }  // namespace
@@ -62,6 +50,16 @@ void CopyKnown(const void* given, std::size_t leastBytes, const char* name, void
     refuse(" is larger than this library knows, and the members past that are not 0.");
   }
   std::memcpy(known, given, std::min(givenBytes, knownBytes));
+}
+
+void CopyText(const char* from, std::size_t length, char* to, std::size_t capacity) noexcept {
+  if (capacity == 0) return;
+  if (length > capacity - 1) {
+    length = capacity - 1;
+    while (length > 0 && (from[length] & 0xC0) == 0x80) --length;
+  }
+  std::memcpy(to, from, length);
+  to[length] = '\0';
 }
 
 void Require(bool holds, const char* message) {

@@ -5,6 +5,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <type_traits>
 
 #include "api/pipeline.h"
 
@@ -24,12 +25,17 @@ void Tell(const Failure& failure, kxp_error* error) noexcept;
 /// The same for exhausted memory, without allocating.
 void TellNoMemory(kxp_error* error) noexcept;
 
-/// Runs the body of an interface function. Nothing that it throws gets past the border.
+/// Runs the body of an interface function, which may return a status. Nothing that it throws gets
+/// past the border.
 template <typename Body>
 kxp_status Guarded(kxp_error* error, const Body& body) noexcept {
   try {
-    body();
-    return KXP_OK;
+    if constexpr (std::is_void_v<decltype(body())>) {
+      body();
+      return KXP_OK;
+    } else {
+      return body();
+    }
   } catch (const Failure& failure) {
     Tell(failure, error);
     return failure.status;
@@ -50,12 +56,18 @@ Struct Known(const Struct* given, std::size_t leastBytes, const char* name);
 void CopyKnown(const void* given, std::size_t leastBytes, const char* name, void* known,
                std::size_t knownBytes);
 
+/// A copy of a caller's struct that begins with its size, as large as this library knows it:
+/// members that the caller does not know are 0. Throws Failure for a size below `leastBytes`, and
+/// for members that this library does not know and that are not 0.
 template <typename Struct>
 Struct Known(const Struct* given, std::size_t leastBytes, const char* name) {
   Struct known{};
   CopyKnown(given, leastBytes, name, &known, sizeof known);
   return known;
 }
+
+/// Copies a text and a zero byte, cut where a character of UTF-8 begins. Nothing into no room.
+void CopyText(const char* from, std::size_t length, char* to, std::size_t capacity) noexcept;
 
 /// Throws an argument Failure with this message unless `holds`.
 void Require(bool holds, const char* message);
