@@ -12,7 +12,7 @@ namespace ICC_ENG_S4 {
 
 /// The conversion engine: one profile, the pipeline built from it, and the run state.
 ///
-/// The tables are inline (about 1.9 MB): static or heap objects only. One thread at a time; a
+/// The tables are inline (1.97 MB): static or heap objects only. One thread at a time; a
 /// conversion may open its own parallel region, during which the engine must not be reconfigured.
 /// Allocation failures are reported on standard error as "bad_alloc caught: ..."; nothing converts
 /// with tables that are half old, half new. The field order is interface.

@@ -47,7 +47,7 @@ std::unique_ptr<ColorTable33> NewTable() {
   return std::make_unique<ColorTable33>();
 }
 
-// A grid whose node (i, j, k) holds base[c] + step * (i, j, k)[c] in channel c.
+// A grid whose node (i, j, k) holds step * i, step * j and step * k.
 std::vector<unsigned short> RampNodes(int n, int step) {
   std::vector<unsigned short> nodes;
   for (int i = 0; i < n; ++i) {
