@@ -108,8 +108,9 @@ CIccEngineS::CIccEngineS()
       inLutAux2(nullptr),
       inLut2(nullptr),
       fractionBits(kFractionBits) {
+  // For parallel regions of this thread; other threads keep their own settings.
   omp_set_num_threads(kThreads);
-  omp_set_dynamic(kThreads);
+  omp_set_dynamic(1);  // on
   // The first engine settles the level of the pixel workers, when the library is loaded.
   ChosenCpuLevel();
 }

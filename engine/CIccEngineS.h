@@ -13,12 +13,13 @@ namespace ICC_ENG_S4 {
 /// The conversion engine: one profile, the pipeline built from it, and the run state.
 ///
 /// The tables are inline (1.97 MB): static or heap objects only. One thread at a time; a
-/// conversion may open its own parallel region, during which the engine must not be reconfigured.
-/// Allocation failures are reported on standard error as "bad_alloc caught: ..."; nothing converts
-/// with tables that are half old, half new. The field order is interface.
+/// conversion of 32,768 pixels or more opens its own parallel region, during which the engine must
+/// not be reconfigured. Allocation failures are reported on standard error as "bad_alloc caught:
+/// ..."; nothing converts with tables that are half old, half new. The field order is interface.
 class KX_API CIccEngineS : public ICC_UNIT::Info {
  public:
-  /// No profile. Sets the OpenMP thread count to 8 and turns dynamic adjustment on (process-wide).
+  /// No profile. Sets OpenMP's number of threads to 8 and turns its dynamic adjustment on, for the
+  /// thread that makes the engine and no other.
   CIccEngineS();
   ~CIccEngineS();
   CIccEngineS(const CIccEngineS&) = delete;

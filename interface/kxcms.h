@@ -24,8 +24,14 @@
  * to be freed. Paths are the bytes that fopen takes.
  *
  * Threads. No function takes a lock. One slot must be used by one thread at a time; different slots
- * may be used at once. Conversions may start an OpenMP parallel region of their own. Loading the
- * library sets OpenMP's thread count to 8 and turns its dynamic adjustment on, for the process.
+ * may be used at once. Conversions of 32,768 pixels or more, and KX_Icc_Adjust with curves, open an
+ * OpenMP parallel region, with as many threads as OpenMP is set to use for the calling thread.
+ * Loading the library sets this to 8, or fewer by dynamic adjustment, for the loading thread only;
+ * other threads keep their own settings, at first those of OMP_NUM_THREADS and OMP_DYNAMIC.
+ *
+ * Processes. In a child of fork, whatever opens a parallel region hangs in GNU's OpenMP runtime if
+ * the forking thread had opened one with several threads. Work in a new thread of the child does
+ * not, nor does work after omp_set_num_threads(1).
  */
 #ifndef KXCMS_INTERFACE_KXCMS_H
 #define KXCMS_INTERFACE_KXCMS_H

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -77,12 +78,18 @@ TEST(CIccEngineS, AFreshEngineIsUnusable) {
   EXPECT_EQ(engine->iccFile.header.manufacturer, 0u);
 }
 
-TEST(CIccEngineS, ConstructionSetsTheThreadCountAndDynamicAdjustment) {
-  omp_set_num_threads(3);
+TEST(CIccEngineS, ConstructionSetsTheTeamOfItsThreadOnly) {
+  omp_set_num_threads(5);
   omp_set_dynamic(0);
-  const auto engine = MakeEngine();
-  EXPECT_EQ(omp_get_max_threads(), 8);
-  EXPECT_NE(omp_get_dynamic(), 0);
+  std::thread([] {
+    omp_set_num_threads(3);
+    omp_set_dynamic(0);
+    const auto engine = MakeEngine();
+    EXPECT_EQ(omp_get_max_threads(), 8);
+    EXPECT_NE(omp_get_dynamic(), 0);
+  }).join();
+  EXPECT_EQ(omp_get_max_threads(), 5);
+  EXPECT_EQ(omp_get_dynamic(), 0);
 }
 
 TEST(CIccEngineS, UnusedOperationsReturnTheirCode) {
