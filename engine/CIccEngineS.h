@@ -33,9 +33,10 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
   int DeleteWorkingBuf();
 
   /// Selects a profile file, intent, colour codes and offsets, and builds the pipeline; returns at
-  /// once when nothing changed. The outcome is in `outputColor`: 65535 = unusable. A profile
-  /// without a usable lookup tag counts as success here; `engineStatus` is then 65535 and
-  /// conversions do nothing.
+  /// once when path, intent and codes are those in force, even if the file or the offsets have
+  /// changed. The outcome is in `outputColor`: 65535 = unusable. A profile without a usable lookup
+  /// tag counts as success here; `engineStatus` is then 65535 and conversions do nothing. The
+  /// connection space is taken for Lab, whatever it is: one of XYZ gives wrong colours.
   /// @param path    profile file, borrowed; null counts as one that cannot be opened.
   /// @param intent  any number; those outside the enumeration use A2B0.
   /// @param in      `RGB` or `RGB_16`.

@@ -113,12 +113,14 @@ enum KX_Result {
 
 /* ---- Profile selection ---------------------------------------------------------------------- */
 
-/** Reads a profile and builds the slot's pipeline; at once when nothing changed since the last
- *  call. Offsets of an earlier KX_Icc_Adjust are dropped with a rebuild.
+/** Reads a profile and builds the slot's pipeline; at once when path, intent and codes are those in
+ *  force: a file that has changed under the same path is then not read again. Offsets of an earlier
+ *  KX_Icc_Adjust are dropped with a rebuild.
  *
  *  The slot becomes unusable when the file cannot be opened, the input code is neither RGB nor
  *  RGB_16, or the output code is none that is accepted as output. A profile without a usable lookup
- *  tag is not told apart from success: conversions then do nothing.
+ *  tag is not told apart from success: conversions then do nothing. The profile's connection space
+ *  is taken for Lab, whatever it is: one of XYZ gives wrong colours.
  *
  *  Writes one line to standard output, "SetProfile : <path>, intent : <n>, Input : <n>, Output :
  *  <n>".
