@@ -28,8 +28,8 @@ int DefaultToRgb(int input) {
 
 // ---- Profile selection
 
-// Written in pieces of bytes: the stream's format, a null path or the lack of memory cannot spoil
-// it.
+// Through `write` and a fixed buffer: neither the format that the application has given the stream,
+// nor a null path, nor lack of memory changes the line.
 void PrintRequest(const char* path, int intent, int input, int output) {
   const auto print = [](const char* text) {
     std::cout.write(text, static_cast<std::streamsize>(std::strlen(text)));

@@ -228,8 +228,8 @@ KX_C_API int KX_Icc_DeleteWorkingBuf(void);
 /**@{*/
 /** A hook. The library's own version does nothing. An application that defines a function of this
  *  name gets the calls instead. The library calls only ConfigGetInt, ConfigSetInt and
- *  ConfigSetString, on the caller's thread; all strings are borrowed and valid only during the
- * call, and the value of "InputProfile" is null where the path was.
+ *  ConfigSetString, on the caller's thread. Strings are borrowed and valid only during the call.
+ *  The value of "InputProfile" is null where the path was.
  *  @return the library's own version: 0, null for the string getters. */
 KX_C_API int ConfigFile(const char* path);
 KX_C_API int ConfigGetInt(const char* section, const char* key, int defaultValue);

@@ -47,8 +47,8 @@ class KX_API TiffTag {
   /// @return the out-of-line data (borrowed), or null.
   virtual unsigned char* GetData() const;
 
-  /// @return whether DataType[type] * count exceeds 4 as a signed 32-bit number: false from 2 GiB
-  /// on.
+  /// @return whether DataType[type] * count, as a signed 32-bit number, exceeds 4: false from 2 GiB
+  ///         on.
   bool ValueIsOffset() const;
 
   unsigned tag;         ///< TiffTagSignature
