@@ -184,7 +184,7 @@ int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceS
   if (inputColor == in && intent == newIntent && outputColor == out && IsBuilt(*this)) {
     return outputColor;
   }
-  // No check of the input code, no new conversion type: as applications know it.
+  // No check of the input code, no new conversion type: kept so that results stay identical.
   inputColor = in;
   outputColor = out;
   intent = newIntent;
