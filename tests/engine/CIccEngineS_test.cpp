@@ -312,7 +312,7 @@ TEST(CIccEngineS, InputEntriesAreCellAndFraction) {
   }
 }
 
-TEST(CIccEngineS, EightBitTablesAreIndexedTwiceOnPurpose) {
+TEST(CIccEngineS, EightBitTablesAreIndexedTwice) {
   const TemporaryFile profile(WriteProfile(PlainSpec(17, 2, 2)));
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path()), 0);

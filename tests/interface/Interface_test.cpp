@@ -152,7 +152,7 @@ TEST_F(Interface, TheLineIsDecimalWhateverTheApplicationDidToTheStream) {
             "SetProfile : /nonexistent/folder/scan.icc, intent : 3, Input : 1, Output : 12\n");
 }
 
-TEST_F(Interface, DeliberateOnlySetProfilePrintsTheLine) {
+TEST_F(Interface, OnlySetProfilePrintsTheLine) {
   EXPECT_EQ(Printed([] {
               KX_Icc_SetProfile_2nd(kNoFile, nullptr, 0, 0, 12);
               KX_Icc_SetProfile_3rd(kNoFile, nullptr, 0, 0, 12);
@@ -163,7 +163,7 @@ TEST_F(Interface, DeliberateOnlySetProfilePrintsTheLine) {
 
 // Which form takes 65535 for the default: it shows in the code stored, and in whether the profile
 // is accepted.
-TEST_F(Interface, DeliberateOnlySetProfileReplacesTheMissingInputCode) {
+TEST_F(Interface, OnlySetProfileReplacesTheMissingInputCode) {
   const TemporaryFile profile(GreyScannerProfile());
   const struct {
     const char* what;
@@ -194,7 +194,7 @@ TEST_F(Interface, SetIntentReplacesTheMissingInputCodeInEverySlot) {
 
 // Without a profile the codes are stored all the same, so the slot passes for usable; conversions
 // have no tables and touch nothing.
-TEST_F(Interface, DeliberateSetIntentWithoutProfileReturnsTheNewOutputCode) {
+TEST_F(Interface, SetIntentWithoutProfileReturnsTheNewOutputCode) {
   for (const Slot& slot : kSlots) {
     EXPECT_EQ(slot.setIntent(1, 0, 13), 13) << slot.what;
     unsigned char src[3] = {1, 2, 3};
