@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "tests/units/UnitFixtures.h"
