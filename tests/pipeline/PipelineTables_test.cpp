@@ -1,4 +1,4 @@
-#include "engine/PipelineTables.h"
+#include "pipeline/PipelineTables.h"
 
 #include <gtest/gtest.h>
 

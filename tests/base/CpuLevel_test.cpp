@@ -1,4 +1,4 @@
-#include "interface/CpuLevel.h"
+#include "base/CpuLevel.h"
 
 #include <gtest/gtest.h>
 

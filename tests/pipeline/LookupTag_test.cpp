@@ -1,6 +1,6 @@
 // The lookup tag by itself; what an engine makes of one is in CIccEngineS_test.cpp.
 
-#include "engine/LookupTag.h"
+#include "pipeline/LookupTag.h"
 
 #include <gtest/gtest.h>
 

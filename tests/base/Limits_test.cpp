@@ -1,4 +1,4 @@
-#include "interface/Limits.h"
+#include "base/Limits.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "interface/OwnedStream.h"
+#include "base/OwnedStream.h"
 #include "tests/TemporaryFile.h"
 
 namespace {
