@@ -57,8 +57,8 @@ struct WorkingSpace {
   int code;  // that the table then reports
 };
 
-// ColorMatch reports its 16-bit gamma member, Adobe and Apple their 16-bit linear ones: kept as
-// applications know it.
+// ColorMatch reports its 16-bit gamma member, Adobe and Apple their 16-bit linear ones: kept so
+// that results stay identical.
 WorkingSpace WorkingSpaceOf(int cs) {
   using namespace ICCFILE;
   if (cs >= ColorMatch100 && cs <= ColorMatch_16) {
