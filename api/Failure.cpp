@@ -10,15 +10,20 @@ namespace {
 // What the record had when it was first published: the least that a caller's has.
 constexpr std::size_t kErrorBytes = sizeof(kxp_error);
 
+// The four characters of a signature; what is none of ASCII's becomes a question mark.
+void WriteSignature(std::uint32_t signature, char* text) {
+  for (int n = 0; n < 4; ++n) {
+    const auto character = static_cast<unsigned char>(signature >> (24 - 8 * n));
+    text[n] = character >= 0x20 && character < 0x7F ? static_cast<char>(character) : '?';
+  }
+}
+
 void Fill(kxp_status status, const char* message, std::uint32_t tag, std::uint64_t offset,
           kxp_error* error) {
   if (error == nullptr || error->size < kErrorBytes) return;
   error->status = status;
   std::fill(std::begin(error->tag), std::end(error->tag), '\0');
-  for (int n = 0; tag != 0 && n < 4; ++n) {
-    const auto character = static_cast<unsigned char>(tag >> (24 - 8 * n));
-    error->tag[n] = character >= 0x20 && character < 0x7F ? static_cast<char>(character) : '?';
-  }
+  if (tag != 0) WriteSignature(tag, error->tag);
   error->offset = offset;
   CopyText(message, std::strlen(message), error->message, sizeof error->message);
 }
@@ -50,6 +55,12 @@ void CopyKnown(const void* given, std::size_t leastBytes, const char* name, void
     refuse(" is larger than this library knows, and the members past that are not 0.");
   }
   std::memcpy(known, given, std::min(givenBytes, knownBytes));
+}
+
+std::string TextOf(std::uint32_t signature) {
+  std::string text(signature == 0 ? 0 : 4, ' ');
+  if (signature != 0) WriteSignature(signature, text.data());
+  return text;
 }
 
 void CopyText(const char* from, std::size_t length, char* to, std::size_t capacity) noexcept {

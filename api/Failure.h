@@ -66,6 +66,9 @@ Struct Known(const Struct* given, std::size_t leastBytes, const char* name) {
   return known;
 }
 
+/// The four characters of a signature; "" for 0.
+std::string TextOf(std::uint32_t signature);
+
 /// Copies a text and a zero byte, cut where a character of UTF-8 begins. Nothing into no room.
 void CopyText(const char* from, std::size_t length, char* to, std::size_t capacity) noexcept;
 

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "api/pipeline.h"
+#include "pipeline/precise/PrecisePipeline.h"
 #include "profile/DeviceProfile.h"
 #include "profile/RgbSpaces.h"
 
@@ -37,6 +38,17 @@ struct kxp_profile {
   std::shared_ptr<const kxcms::DeviceProfile> device;
   const kxcms::RgbSpace* space = nullptr;  ///< of kRgbSpace
   const char* name = "";                   ///< of a built-in space
+};
+
+struct kxp_pipeline {
+  kxp_pipeline(const kxcms::DeviceProfile& source, const kxcms::PreciseDestination& destination,
+               const kxcms::PreciseOptions& options)
+      : intent(options.intent), precise(source, destination, options) {}
+
+  kxcms::References references;
+  kxcms::RenderingIntent intent;
+  bool isToProfile = false;  ///< of a file: it has a model that serves the intent
+  kxcms::PrecisePipeline precise;
 };
 
 #endif

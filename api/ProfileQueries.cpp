@@ -11,16 +11,6 @@ namespace {
 constexpr std::uint32_t kIntents = 4;
 constexpr std::uint32_t kChannels = 3;
 
-std::string TextOf(Signature signature) {
-  if (signature == 0) return "";
-  std::string text;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    const auto character = static_cast<unsigned char>(signature >> shift);
-    text += character >= 0x20 && character < 0x7F ? static_cast<char>(character) : '?';
-  }
-  return text;
-}
-
 template <std::size_t N>
 Answer At(const std::array<double, N>& values, std::uint32_t index) {
   return index < N ? Number(values[index]) : NoSuchQuestion{};

@@ -249,9 +249,7 @@ enum {
   KXP_SOURCE_TAG = 2,      /**< text: "A2B0" and so on, or "matrix" */
   KXP_SOURCE_FALLBACK = 3, /**< number: 1 if that is not the tag of the intent */
   KXP_TARGET_TAG = 4,      /**< text: "B2A0" and so on, "matrix", or "builtin" */
-  KXP_TARGET_FALLBACK = 5, /**< number */
-  KXP_SOURCE_BLACK = 6,    /**< 3 numbers: XYZ, with black point compensation */
-  KXP_TARGET_BLACK = 7     /**< 3 numbers: XYZ, with black point compensation */
+  KXP_TARGET_FALLBACK = 5  /**< number */
 };
 /** As kxp_profile_number. */
 KXP_API kxp_status kxp_pipeline_number(const kxp_pipeline* pipeline, uint32_t key, uint32_t index,
