@@ -130,7 +130,7 @@ inline Elements OnlyB() {
 
 inline Elements MatrixAndB() {
   Elements lut = OnlyB();
-  lut.curvesM = {CurvTag({}), CurvTag(Values(4, 2)), CurvTag(Values(5, 3))};
+  lut.curvesM = {CurvTag({}), CurvTag(Values(4, 2)), CurvTag(Values(6, 3))};
   lut.matrix = SomeMatrix();
   return lut;
 }

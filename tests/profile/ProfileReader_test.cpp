@@ -80,7 +80,7 @@ DeviceProfile Read(const ProfileBytes& profile) {
 
 constexpr char kMatrix[] = "matrix 0.5 0.25 0 0 -1.5 1 0 0 ";
 constexpr char kB[] = "[3/65535, gamma 1.5, para0(2.5 0 0 0 0 0 0)]";
-constexpr char kM[] = "[identity, 4/65535, 5/65535]";
+constexpr char kM[] = "[identity, 4/65535, 6/65535]";
 constexpr char kA[] = "[para3(2.5 0.75 0.25 0.125 0.0625 0 0), identity, 2/65535]";
 constexpr char kLut16[] =
     " | [2/65535, 2/65535, 2/65535] | grid 2x2x2/65535 | [3/65535, 3/65535, 3/65535]";
@@ -198,7 +198,7 @@ TEST(ProfileReader, ValuesOfCurvesAndClut) {
     };
     EXPECT_EQ(values(0, 2), Values(2, 4));
     EXPECT_EQ(values(2, 1), Values(4, 2));
-    EXPECT_EQ(values(2, 2), Values(5, 3));
+    EXPECT_EQ(values(2, 2), Values(6, 3));
     EXPECT_EQ(values(4, 0), Values(3, 1));
   }
 }
