@@ -7,31 +7,11 @@
 #include <string>
 
 #include "exact/Colorimetry.h"
+#include "profile/Models.h"
 
 namespace kxcms::exact {
 
 namespace {
-
-// ---- Models -------------------------------------------------------------------------------------
-
-// Of the tags A2B0, A2B1, A2B2 or B2A0, B2A1, B2A2: absolute colorimetry is made of relative.
-std::size_t TagNumber(RenderingIntent intent) {
-  return intent == RenderingIntent::kAbsolute ? 1 : static_cast<std::size_t>(intent);
-}
-
-using Tables = std::array<std::optional<LookupTable>, 3>;
-
-Model Choose(const Tables& tables, const std::optional<MatrixTrc>& matrixTrc,
-             RenderingIntent intent) {
-  const std::size_t wanted = TagNumber(intent);
-  const auto table = [&](std::size_t n) -> Model { return {&*tables[n], nullptr, n != wanted}; };
-  if (tables[wanted]) return table(wanted);
-  if (tables[0]) return table(0);
-  if (matrixTrc) return {nullptr, &*matrixTrc, tables[1] || tables[2]};
-  if (tables[1]) return table(1);
-  if (tables[2]) return table(2);
-  return {};
-}
 
 bool IsMissing(const Model& model) {
   return model.table == nullptr && model.matrixTrc == nullptr;
@@ -96,7 +76,7 @@ PcsColor ToPcs(const Model& model, const Triple& device) {
 // ---- Black points -------------------------------------------------------------------------------
 
 Model RelativeModelToPcs(const DeviceProfile& profile) {
-  const Model model = ModelToPcs(profile, RenderingIntent::kRelative);
+  const Model model = ModelFor(profile, RenderingIntent::kRelative);
   if (IsMissing(model)) {
     throw std::invalid_argument("the black point is unknown: the profile does not lead to the PCS");
   }
@@ -133,21 +113,13 @@ double FootOfParabola(const std::vector<double>& x, const std::vector<double>& y
 
 }  // namespace
 
-Model ModelToPcs(const DeviceProfile& profile, RenderingIntent intent) {
-  return Choose(profile.deviceToPcs, profile.matrixTrc, intent);
-}
-
-Model ModelToDevice(const DeviceProfile& profile, RenderingIntent intent) {
-  return Choose(profile.pcsToDevice, profile.matrixTrc, intent);
-}
-
 Xyz SourceBlackPoint(const DeviceProfile& profile) {
   return Grey(BlackLightness(RelativeModelToPcs(profile)));
 }
 
 Xyz DestinationBlackPoint(const DeviceProfile& profile) {
   const Model toPcs = RelativeModelToPcs(profile);
-  const Model toDevice = ModelToDevice(profile, RenderingIntent::kRelative);
+  const Model toDevice = DestinationModelFor(profile, RenderingIntent::kRelative);
   const double initial = BlackLightness(toPcs);
   if (toDevice.table == nullptr) return Grey(initial);
 
@@ -242,7 +214,7 @@ Conversion::Conversion(const DeviceProfile& source, const Destination& destinati
                        const Options& options)
     : destination_(destination),
       options_(options),
-      sourceModel_(ModelToPcs(source, options.intent)),
+      sourceModel_(ModelFor(source, options.intent)),
       sourceWhite_(source.mediaWhite),
       destinationWhite_(kPcsWhite) {
   if (IsMissing(sourceModel_)) {
@@ -259,7 +231,7 @@ Conversion::Conversion(const DeviceProfile& source, const Destination& destinati
   if (const auto* space = std::get_if<const RgbSpace*>(&destination)) {
     pcsToLinear_ = Inverse(RgbToPcs(**space));
   } else if (const auto* profile = std::get_if<const DeviceProfile*>(&destination)) {
-    destinationModel_ = ModelToDevice(**profile, options.intent);
+    destinationModel_ = DestinationModelFor(**profile, options.intent);
     if (IsMissing(destinationModel_)) {
       throw std::invalid_argument("the destination profile does not lead from the PCS");
     }

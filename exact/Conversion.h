@@ -69,13 +69,6 @@ struct Trace {
   std::optional<std::array<std::uint8_t, 3>> result8;
 };
 
-/// The model of a profile that serves an intent: its own tag, A2B0, the matrix-based model, A2B1,
-/// A2B2, whichever is there first; and the same of B2A for the other direction. The matrix-based
-/// model is no fallback in a profile that has no lookup tag of the direction. A profile without any
-/// model of that direction gives a `Model` of null pointers.
-Model ModelToPcs(const DeviceProfile& profile, RenderingIntent intent);
-Model ModelToDevice(const DeviceProfile& profile, RenderingIntent intent);
-
 /// The black point of a source, ISO 18619, 5.2: device (0, 0, 0) through the relative model, as
 /// grey, at most L* 50.
 /// @throw std::invalid_argument  there is no model

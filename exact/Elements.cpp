@@ -53,23 +53,28 @@ double BreakOf(const ParametricCurve& p) {
   }
 }
 
+// A negative base, such as rounded parameters may leave where a power should begin at 0, counts as
+// 0 if it has no power.
+double Power(double base, double exponent) {
+  const double power = std::pow(base, exponent);
+  return std::isnan(power) ? 0 : power;
+}
+
 // ICC.1:2010 10.16, table 65.
 double Formula(const ParametricCurve& p, double x) {
-  double base = p.a * x + p.b;
-  // Functions 1 and 2 break where the base is 0: rounding must not leave it just below.
-  if (p.function <= 2 && p.a > 0) base = std::max(base, 0.0);
   const bool isPower = x >= BreakOf(p);
+  const double base = p.a * x + p.b;
   switch (p.function) {
     case 0:
       return std::pow(x, p.g);
     case 1:
-      return isPower ? std::pow(base, p.g) : 0;
+      return isPower ? Power(base, p.g) : 0;
     case 2:
-      return isPower ? std::pow(base, p.g) + p.c : p.c;
+      return isPower ? Power(base, p.g) + p.c : p.c;
     case 3:
-      return isPower ? std::pow(base, p.g) : p.c * x;
+      return isPower ? Power(base, p.g) : p.c * x;
     default:
-      return isPower ? std::pow(base, p.g) + p.e : p.c * x + p.f;
+      return isPower ? Power(base, p.g) + p.e : p.c * x + p.f;
   }
 }
 

@@ -93,7 +93,7 @@ TEST(Curves, FollowTheirFormulas) {
       {"function 4 at d", ParametricCurve{4, 2, 0.5, 0, 0.25, 0.5, 0.125, 0.0625}, 0.5, 0.1875},
       {"function 4 above", ParametricCurve{4, 2, 0.5, 0, 0.25, 0.5, 0.125, 0.0625}, 1, 0.375},
       {"function 4, clipped at 0", ParametricCurve{4, 2, 1, 0, 1, 0.5, 0, -0.25}, 0.125, 0},
-      {"function 4, base below 0", ParametricCurve{4, 2.5, 1, -0.5, 1, 0, 0.75, 0}, 0.25, 0},
+      {"function 4, base below 0", ParametricCurve{4, 2.5, 1, -0.5, 1, 0, 0.75, 0}, 0.25, 0.75},
   };
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.what);
