@@ -165,7 +165,8 @@ void RunOnHostThreads(Conversion& conversion, const kxp_convert_options& options
           work->conversion->Work(work->end, [] {});
         },
         &handOut);
-    // Jobs that a host left out, or did not wait for long enough, are done here.
+    // What jobs that the host left out would have done. One that it calls twice finds nothing to
+    // do.
     conversion.Work(handOut.end, [] {});
     conversion.Report(options);
   }
@@ -210,7 +211,7 @@ kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* source,
       RunOnOwnThreads(conversion, how);
     }
     if (conversion.IsCancelled()) {
-      throw Failure{KXP_CANCELLED, "The progress callback cancelled the conversion."};
+      throw Failure{KXP_CANCELLED, {"The progress callback cancelled the conversion."}};
     }
     conversion.ReportEnd(how);
     return KXP_OK;

@@ -30,8 +30,18 @@ void Fill(kxp_status status, const char* message, std::uint32_t tag, std::uint64
 
 }  // namespace
 
+Failure::Failure(kxp_status why, std::initializer_list<std::string_view> sentence,
+                 std::uint32_t where, std::uint64_t at) noexcept
+    : status(why), tag(where), offset(at), message{} {
+  std::size_t length = 0;
+  for (const std::string_view part : sentence) {
+    CopyText(part.data(), part.size(), message + length, sizeof message - length);
+    length += std::strlen(message + length);
+  }
+}
+
 void Tell(const Failure& failure, kxp_error* error) noexcept {
-  Fill(failure.status, failure.message.c_str(), failure.tag, failure.offset, error);
+  Fill(failure.status, failure.message, failure.tag, failure.offset, error);
 }
 
 void TellNoMemory(kxp_error* error) noexcept {
@@ -43,7 +53,7 @@ void CopyKnown(const void* given, std::size_t leastBytes, const char* name, void
   std::size_t givenBytes;
   std::memcpy(&givenBytes, given, sizeof givenBytes);
   const auto refuse = [&](const char* why) {
-    throw Failure{KXP_ERROR_ARGUMENT, std::string("The member size of ") + name + why};
+    throw Failure{KXP_ERROR_ARGUMENT, {"The member size of ", name, why}};
   };
   // More than a page of members is no size of a struct.
   constexpr std::size_t kMostBytes = 4096;
@@ -74,7 +84,7 @@ void CopyText(const char* from, std::size_t length, char* to, std::size_t capaci
 }
 
 void Require(bool holds, const char* message) {
-  if (!holds) throw Failure{KXP_ERROR_ARGUMENT, message};
+  if (!holds) throw Failure{KXP_ERROR_ARGUMENT, {message}};
 }
 
 }  // namespace kxcms

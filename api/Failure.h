@@ -1,10 +1,12 @@
 #ifndef KXCMS_API_FAILURE_H
 #define KXCMS_API_FAILURE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <new>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 #include "api/pipeline.h"
@@ -12,12 +14,17 @@
 namespace kxcms {
 
 /// Why a call of the interface is refused. Thrown behind the border, told as a status and a record
-/// at it.
+/// at it. Made without allocating: a conversion that is refused tells why even when memory is
+/// short.
 struct Failure {
+  /// @param sentence  in parts, without a line end; cut where a record's room ends.
+  Failure(kxp_status why, std::initializer_list<std::string_view> sentence, std::uint32_t where = 0,
+          std::uint64_t at = 0) noexcept;
+
   kxp_status status;
-  std::string message;    ///< one sentence without a line end
-  std::uint32_t tag = 0;  ///< of the profile, 0 for none
-  std::uint64_t offset = 0;
+  std::uint32_t tag;  ///< of the profile, 0 for none
+  std::uint64_t offset;
+  char message[sizeof(kxp_error::message)];
 };
 
 /// Fills a caller's record; null, or a record of another size, is left alone.
@@ -46,13 +53,7 @@ kxp_status Guarded(kxp_error* error, const Body& body) noexcept {
   }
 }
 
-/// A copy of a caller's struct that begins with its size, as large as this library knows it:
-/// members that the caller does not know are 0. Throws Failure for a size below `leastBytes` and
-/// for members that this library does not know and that are not 0.
-template <typename Struct>
-Struct Known(const Struct* given, std::size_t leastBytes, const char* name);
-
-/// The bytes of that, for any struct.
+/// What `Known` does, for the bytes of any struct.
 void CopyKnown(const void* given, std::size_t leastBytes, const char* name, void* known,
                std::size_t knownBytes);
 

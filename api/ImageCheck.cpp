@@ -1,7 +1,6 @@
 #include "api/ImageCheck.h"
 
 #include <algorithm>
-#include <string>
 
 #include "api/Failure.h"
 
@@ -18,7 +17,7 @@ struct Extent {
 };
 
 [[noreturn]] void Refuse(const char* what, const char* why) {
-  throw Failure{KXP_ERROR_ARGUMENT, std::string("The ") + what + " image " + why};
+  throw Failure{KXP_ERROR_ARGUMENT, {"The ", what, " image ", why}};
 }
 
 // Distance in bytes from the first of `count` samples to the last one; false if no address holds
@@ -52,40 +51,63 @@ bool Overlap(const Extent& a, const Extent& b) {
   return a.begin < b.end && b.begin < a.end;
 }
 
-// Whether all samples of one channel have bytes of their own: the rows do not run into each other,
-// or, of an image that is stored column by column, the columns do not.
-bool IsWrittenOnce(const Image& image, std::size_t width, std::size_t height) {
+std::uint64_t Magnitude(std::ptrdiff_t stride) {
+  return stride < 0 ? std::uint64_t{0} - static_cast<std::uint64_t>(stride)
+                    : static_cast<std::uint64_t>(stride);
+}
+
+// The places of a channel's samples, as a lattice: lines, and steps along them. The signs of the
+// strides do not count where only distances between samples do.
+struct Lattice {
+  std::uint64_t step, line;    // bytes
+  std::uint64_t steps, lines;  // how many samples
+  std::uint64_t size;          // of a sample
+};
+
+// Rows as lines, or columns if those lie apart from one another and rows do not. The products are
+// those that FindExtent has found to fit.
+Lattice LatticeOf(const Image& image, std::size_t width, std::size_t height) {
+  const std::uint64_t pixel = Magnitude(image.pixelStride), row = Magnitude(image.rowStride);
   const auto size = static_cast<std::uint64_t>(kSampleBytes[image.sample]);
-  const auto magnitude = [](std::ptrdiff_t stride) {
-    return stride < 0 ? std::uint64_t{0} - static_cast<std::uint64_t>(stride)
-                      : static_cast<std::uint64_t>(stride);
-  };
-  const std::uint64_t pixel = magnitude(image.pixelStride), row = magnitude(image.rowStride);
-  // Products that FindExtent has found to fit.
   const bool rowsApart = height == 1 || row >= pixel * (width - 1) + size;
-  const bool columnsApart = width == 1 || pixel >= row * (height - 1) + size;
-  const bool pixelsApart = width == 1 || pixel >= size;
-  const bool linesApart = height == 1 || row >= size;
-  return pixelsApart && linesApart && (rowsApart || columnsApart);
+  return rowsApart ? Lattice{pixel, row, width, height, size}
+                   : Lattice{row, pixel, height, width, size};
 }
 
-// Whether the samples of two channels of one image interleave without sharing bytes: then they
-// stand within a pixel, at the same place of it everywhere.
-bool Interleave(const unsigned char* a, const unsigned char* b, const Image& image) {
-  const auto apart = a < b ? b - a : a - b;
-  const std::ptrdiff_t size = kSampleBytes[image.sample];
-  const std::ptrdiff_t pixel = image.pixelStride < 0 ? -image.pixelStride : image.pixelStride;
-  if (pixel < size) return false;
-  const std::ptrdiff_t within = apart % pixel;
-  return within >= size && pixel - within >= size;
+// Whether all samples of one channel have bytes of their own.
+bool IsWrittenOnce(const Lattice& at) {
+  const bool stepsApart = at.steps == 1 || at.step >= at.size;
+  const bool linesApart = at.lines == 1 || at.line >= at.step * (at.steps - 1) + at.size;
+  return stepsApart && linesApart;
 }
 
-bool IsInPlace(const Image& source, const Image& destination) {
-  if (source.pixelStride != destination.pixelStride || source.rowStride != destination.rowStride ||
-      kSampleBytes[source.sample] != kSampleBytes[destination.sample]) {
-    return false;
+// Whether any two samples share bytes of two channels whose samples lie alike, each with bytes of
+// its own.
+bool Meet(const unsigned char* a, const unsigned char* b, const Lattice& at) {
+  const auto distance = [](std::uint64_t x, std::uint64_t y) { return x < y ? y - x : x - y; };
+  const std::uint64_t apart =
+      distance(reinterpret_cast<std::uintptr_t>(a), reinterpret_cast<std::uintptr_t>(b));
+  // Samples of other lines or steps than the two nearest are too far away.
+  const std::uint64_t line = at.lines == 1 ? 0 : apart / at.line;
+  for (std::uint64_t l = line; l < std::min(line + 2, at.lines); ++l) {
+    const std::uint64_t rest = distance(apart, l * at.line);
+    const std::uint64_t step = at.steps == 1 ? 0 : rest / at.step;
+    for (std::uint64_t s = step; s < std::min(step + 2, at.steps); ++s) {
+      if (distance(rest, s * at.step) < at.size) return true;
+    }
   }
-  return std::equal(source.samples, source.samples + 3, destination.samples);
+  return false;
+}
+
+bool HaveOneLattice(const Image& a, const Image& b) {
+  return a.pixelStride == b.pixelStride && a.rowStride == b.rowStride &&
+         kSampleBytes[a.sample] == kSampleBytes[b.sample];
+}
+
+// Every pixel is read before it is written.
+bool IsInPlace(const Image& source, const Image& destination) {
+  return HaveOneLattice(source, destination) &&
+         std::equal(source.samples, source.samples + 3, destination.samples);
 }
 
 }  // namespace
@@ -122,7 +144,8 @@ Image CheckedImage(const kxp_image* given, std::size_t width, std::size_t height
 
 void CheckOverlap(const Image& source, const Image& destination, std::size_t width,
                   std::size_t height) {
-  if (!IsWrittenOnce(destination, width, height)) {
+  const Lattice lattice = LatticeOf(destination, width, height);
+  if (!IsWrittenOnce(lattice)) {
     Refuse("destination", "has pixels that share bytes: its strides are too small.");
   }
   Extent to[4], from[4];
@@ -137,21 +160,21 @@ void CheckOverlap(const Image& source, const Image& destination, std::size_t wid
   for (int a = 0; a < 4; ++a) {
     for (int b = 0; b < a; ++b) {
       if (destination.samples[a] == nullptr || !Overlap(to[a], to[b])) continue;
-      if (!Interleave(destination.samples[a], destination.samples[b], destination)) {
+      if (Meet(destination.samples[a], destination.samples[b], lattice)) {
         Refuse("destination", "has two samples that share bytes.");
       }
     }
   }
-  // In place, every pixel is read before it is written; its own other samples, like an alpha that
-  // only the destination has, may stand between those of the source.
+  // Of images with different strides only those that keep wholly apart are known not to meet.
+  const bool haveOneLattice = HaveOneLattice(source, destination);
   const bool inPlace = IsInPlace(source, destination);
   for (int d = 0; d < 4; ++d) {
     if (destination.samples[d] == nullptr) continue;
     for (int s = 0; s < 4; ++s) {
       if (source.samples[s] == nullptr || !Overlap(to[d], from[s])) continue;
-      const bool isSame = inPlace && source.samples[s] == destination.samples[d];
+      const bool isSame = inPlace && d == s && source.samples[s] == destination.samples[d];
       const bool isApart =
-          inPlace && Interleave(destination.samples[d], source.samples[s], destination);
+          haveOneLattice && !Meet(destination.samples[d], source.samples[s], lattice);
       if (!isSame && !isApart) {
         Refuse("destination", "overlaps the source other than in place.");
       }

@@ -15,6 +15,11 @@ kxp_status StatusOf(PipelineFault fault) {
   return fault == PipelineFault::kContradiction ? KXP_ERROR_ARGUMENT : KXP_ERROR_UNSUPPORTED;
 }
 
+// Whatever the locale.
+char AsCapital(char letter) {
+  return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+}
+
 PreciseOptions CheckedOptions(const kxp_pipeline_options* given) {
   PreciseOptions options;
   if (given == nullptr) return options;
@@ -82,7 +87,9 @@ kxp_status kxp_pipeline_create(const kxp_profile* source, const kxp_profile* des
       made->isToProfile = destination->kind == ProfileKind::kDevice;
       *pipeline = made.release();
     } catch (const PipelineError& fault) {
-      throw Failure{StatusOf(fault.fault), fault.what(), fault.tag};
+      std::string sentence = fault.what();
+      sentence[0] = AsCapital(sentence[0]);
+      throw Failure{StatusOf(fault.fault), {sentence, "."}, fault.tag};
     }
   });
 }

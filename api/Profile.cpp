@@ -2,15 +2,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
-#include <system_error>
 #include <vector>
 
 #include "api/Failure.h"
 #include "api/Objects.h"
 #include "api/Spaces.h"
+#include "base/Bytes.h"
 #include "profile/ProfileReader.h"
 #include "profile/SpaceProfile.h"
 
@@ -20,10 +21,13 @@ namespace {
 
 // Larger files are no profiles that anybody has.
 constexpr std::uint64_t kMostFileBytes = std::uint64_t{1} << 30;
+// Header and tag count: with less a file is no profile, whatever it says.
+constexpr std::uint64_t kHeaderBytes = 132;
 
 [[noreturn]] void RefuseFile(const char* what, int number) {
-  throw Failure{KXP_ERROR_FILE,
-                std::string(what) + ": " + std::generic_category().message(number) + "."};
+  // In English, whatever the locale. Null for numbers that the system does not know.
+  const char* const why = strerrordesc_np(number);
+  throw Failure{KXP_ERROR_FILE, {what, ": ", why != nullptr ? why : "unknown error", "."}};
 }
 
 struct Descriptor {
@@ -36,6 +40,20 @@ struct Descriptor {
   int number;
 };
 
+// The first bytes of a file into all of `bytes`, as far as there are any.
+void ReadBeginning(const Descriptor& file, std::vector<unsigned char>& bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t count =
+        pread(file.number, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) RefuseFile("The file cannot be read", errno);
+    if (count == 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  bytes.resize(done);
+}
+
 std::vector<unsigned char> ReadFile(const char* path) {
   // Not blocking: a pipe is refused, not waited for.
   const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -43,21 +61,21 @@ std::vector<unsigned char> ReadFile(const char* path) {
   struct stat status;
   if (fstat(file.number, &status) != 0) RefuseFile("The file cannot be examined", errno);
   if (!S_ISREG(status.st_mode)) {
-    throw Failure{KXP_ERROR_FILE, "This is no regular file, and no profile can be read from it."};
+    throw Failure{KXP_ERROR_FILE, {"This is no regular file, and no profile can be read from it."}};
   }
-  if (static_cast<std::uint64_t>(status.st_size) > kMostFileBytes) {
-    throw Failure{KXP_ERROR_FILE, "The file is larger than 1 GiB, which no profile is."};
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  if (size > kMostFileBytes) {
+    throw Failure{KXP_ERROR_FILE, {"The file is larger than 1 GiB, which no profile is."}};
   }
-  std::vector<unsigned char> bytes(static_cast<std::size_t>(status.st_size));
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t count = read(file.number, bytes.data() + done, bytes.size() - done);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) RefuseFile("The file cannot be read", errno);
-    if (count == 0) break;
-    done += static_cast<std::size_t>(count);
+  // As much as the profile says that it has, which its first four bytes tell: a large file that is
+  // none takes no memory.
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(std::min(size, kHeaderBytes)));
+  ReadBeginning(file, bytes);
+  const std::uint64_t claimed = BigEndianView(bytes).U32(0);
+  if (bytes.size() == kHeaderBytes && claimed > kHeaderBytes) {
+    bytes.resize(static_cast<std::size_t>(std::min(size, claimed)));
+    ReadBeginning(file, bytes);
   }
-  bytes.resize(done);
   return bytes;
 }
 
@@ -78,7 +96,7 @@ kxp_profile* NewProfile(std::span<const unsigned char> bytes) {
   try {
     profile->device = std::make_shared<const DeviceProfile>(ReadProfile(bytes));
   } catch (const ProfileError& error) {
-    throw Failure{StatusOf(error.fault), error.what(), error.tag, error.offset};
+    throw Failure{StatusOf(error.fault), {error.what()}, error.tag, error.offset};
   }
   return profile.release();
 }
@@ -96,8 +114,7 @@ kxp_profile* NewBuiltIn(const char* name) {
     }
     return profile.release();
   }
-  throw Failure{KXP_ERROR_ARGUMENT,
-                std::string("There is no built-in space of the name \"") + name + "\"."};
+  throw Failure{KXP_ERROR_ARGUMENT, {"There is no built-in space of this name."}};
 }
 
 }  // namespace

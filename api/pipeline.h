@@ -64,16 +64,20 @@ typedef enum kxp_status {
   KXP_ERROR_FILE = 3,        /**< a file cannot be opened or read */
   KXP_ERROR_DAMAGED = 4,     /**< the bytes are no valid profile */
   KXP_ERROR_UNSUPPORTED = 5, /**< a valid profile, but not one that can do what is asked */
-  KXP_CANCELLED = 6 /**< the progress callback asked for it; the destination is incomplete */
+  KXP_CANCELLED = 6          /**< the progress callback asked for it; the destination may be
+                                  incomplete */
 } kxp_status;
 
-/** What is wrong, for people. Owned by the caller; filled only on failure. */
+/** What is wrong, for people. Owned by the caller; filled only on failure, and not at all if its
+ *  size is less than that of the struct. */
 typedef struct kxp_error {
   size_t size;       /**< sizeof(kxp_error) */
   kxp_status status; /**< as returned */
-  char tag[8];       /**< the profile's tag that is concerned, as text ("A2B0"); "" for none */
-  uint64_t offset;   /**< where in the profile, in bytes from its start; 0 where tag is "" */
-  char message[240]; /**< one English sentence without a line end, UTF-8 */
+  char tag[8];     /**< the profile's tag that is concerned, as text ("A2B0"); "" for none, and for
+                        the profile's header and tag table */
+  uint64_t offset; /**< of what is wrong with a damaged or unsupported profile, in bytes from its
+                        start; 0 otherwise */
+  char message[240]; /**< one English sentence without a line end, ASCII, whatever the locale */
 } kxp_error;
 
 /** @return a short text for a status, static storage; "unknown status" for any other number. */
@@ -87,8 +91,8 @@ KXP_API const char* kxp_version(void);
 
 /** The instruction-set level of the conversions: "portable", "avx2" or "avx512", or "scalar" on
  *  request. It is the highest that the processor and the operating system support, unless the
- *  environment variable KXCMS_LEVEL names a lower one when the library first converts or is first
- *  asked. Results are the same bits at every level. @return static storage. */
+ *  environment variable KXCMS_LEVEL names a lower one when the library first converts or is
+ *  first asked. Results are the same bits at every level. @return static storage. */
 KXP_API const char* kxp_level(void);
 
 /* ---- Profiles ---------------------------------------------------------------------------------
@@ -98,9 +102,9 @@ KXP_API const char* kxp_level(void);
 typedef struct kxp_profile kxp_profile;
 
 /** Reads a profile from memory. Taken are RGB profiles of the classes input, display, output and
- *  colour space, versions 2 and 4, with lookup tags (lut8Type, lut16Type, lutAToBType) or a matrix
- *  and tone curves. Damage to anything that a conversion needs is refused; texts that are damaged
- *  are empty.
+ *  colour space, versions 2 and 4, with lookup tags (lut8Type, lut16Type, lutAToBType) or a
+ *  matrix and tone curves. Damage to anything that a conversion needs is refused; texts that are
+ *  damaged are empty.
  *  @param bytes    the profile, copied as far as needed.
  *  @param size     their number. Memory stays below 32 MiB and four times this number.
  *  @param profile  receives the object.
@@ -108,8 +112,9 @@ typedef struct kxp_profile kxp_profile;
 KXP_API kxp_status kxp_profile_from_memory(const void* bytes, size_t size, kxp_profile** profile,
                                            kxp_error* error);
 
-/** Reads a profile from a file. Nothing is remembered by name: every call reads. A file that is no
- *  regular one, or larger than 1 GiB, is refused.
+/** Reads a profile from a file. Nothing is remembered by name: every call reads, as many bytes
+ *  as the profile says that it has. A file that is no regular one, or larger than 1 GiB, is
+ *  refused.
  *  @param path  the bytes that open() takes. */
 KXP_API kxp_status kxp_profile_open(const char* path, kxp_profile** profile, kxp_error* error);
 
@@ -140,8 +145,8 @@ enum {
 };
 
 /** What can be asked of a profile. Numbers have an index from 0 on, 0 where there is only one.
- *  Texts are UTF-8. A built-in space has a class of "mntr" and no file: size 0, version 0, no tags;
- *  its numbers are those of its definition. */
+ *  Texts are UTF-8. A built-in space has a class of "mntr" and no file: size 0, version 0, no
+ *  tags; its numbers are those of its definition. */
 enum {
   KXP_SIZE = 1,           /**< number: bytes */
   KXP_VERSION = 2,        /**< text "4.3.0"; number 4.3 */
@@ -172,8 +177,8 @@ enum {
 };
 
 /** A number of a profile.
- *  @return KXP_OK; KXP_ERROR_ARGUMENT for an unknown key, a key of texts or an index that there is
- *          not; KXP_ERROR_UNSUPPORTED where this profile has no such number. */
+ *  @return KXP_OK; KXP_ERROR_ARGUMENT for an unknown key, a key of texts or an index that there
+ *          is not; KXP_ERROR_UNSUPPORTED where this profile has no such number. */
 KXP_API kxp_status kxp_profile_number(const kxp_profile* profile, uint32_t key, uint32_t index,
                                       double* value);
 
@@ -194,7 +199,7 @@ typedef struct kxp_pipeline kxp_pipeline;
 /** kxp_pipeline_options::flags. */
 enum {
   /** Maps the source's black to the destination's (ISO 18619), scaling in XYZ. Relative intent
-   * only: with any other it is refused. */
+   *  only: with any other it is refused. */
   KXP_BLACK_POINT_COMPENSATION = 1 << 0,
   /** Half and float results of built-in spaces go on below 0 and above 1, where the destination
    *  cannot show a colour: above, the encoding's formula goes on; below, it is that of the
@@ -212,22 +217,22 @@ typedef struct kxp_pipeline_options {
 /** Makes a pipeline.
  *
  *  Source. The tag of the intent (perceptual A2B0, relative and absolute A2B1, saturation A2B2),
- * or, where a profile lacks it, A2B0, its matrix and curves, A2B1, A2B2, the first that is there;
- *  KXP_SOURCE_TAG tells which. Each element of it is evaluated for every pixel as ICC.1 says, on
- * its own grid, by tetrahedral interpolation, in 32-bit floating point; each clips to its own
- * domain, [0, 1].
+ *  or, where a profile lacks it, A2B0, its matrix and curves, A2B1, A2B2, the first that is
+ *  there; KXP_SOURCE_TAG tells which. Each element of it is evaluated for every pixel as ICC.1
+ *  says, on its own grid, by tetrahedral interpolation, in 32-bit floating point; each clips to
+ *  its own domain, [0, 1].
  *
- *  Destination. A built-in space, or an RGB profile with B2A tags (the tag of the intent, else B2A0
- *  and so on), or with a matrix and tone curves that can all be inverted.
+ *  Destination. A built-in space, or an RGB profile with B2A tags (the tag of the intent, else
+ *  B2A0 and so on), or with a matrix and tone curves that can all be inverted.
  *
- *  The absolute intent scales XYZ by the ratio of the two media whites (ICC.1:2010 6.3.2.2), each
- * as its wtpt tag says; those of built-in spaces are D50. A chad tag takes no part: the white of a
- *  version 4 display is D50 already, so that absolute is relative there.
+ *  The absolute intent scales XYZ by the ratio of the two media whites (ICC.1:2010 6.3.2.2),
+ *  each as its wtpt tag says; those of built-in spaces are D50. A chad tag takes no part: the
+ *  white of a version 4 display is D50 already, so that absolute is relative there.
  *
  *  Precision. Integer results are the nearest ones, within 2 levels of 65535 of what double
- * precision gives, 99.9 % within 1, and at 8 bits equal to it but within 0.02 of a tie; half and
- * float results within 0.005 in CIEDE2000. For pure gamma encodings the 16-bit bound holds from a
- * linear 0.0001 on. The same bits on every processor and with every number of threads.
+ *  precision gives, 99.9 % within 1, and at 8 bits equal to it but within 0.02 of a tie; half
+ *  and float results within 0.005 in CIEDE2000. For pure gamma encodings the 16-bit bound holds
+ *  from a linear 0.0001 on. The same bits on every processor and with every number of threads.
  *
  *  @param source       where the pixels come from; "lab" and "xyz" are refused.
  *  @param destination  where they go.
@@ -273,7 +278,7 @@ enum {
 /** kxp_image::flags. */
 enum {
   /** Colour samples are multiplied by alpha (associated, premultiplied). They are divided before
-   * the conversion and multiplied after it; where alpha is 0 they are converted as they stand. */
+   *  the conversion and multiplied after it; where alpha is 0 they are converted as they stand. */
   KXP_ASSOCIATED_ALPHA = 1 << 0,
   /** Of a destination: alpha is written as 1 (full scale) whatever the source says. */
   KXP_OPAQUE = 1 << 1
@@ -282,12 +287,13 @@ enum {
 /** Where the samples of an image are. One description for all layouts: interleaved in any order,
  *  planar, flipped (a negative row_stride from the last row on), a part of a larger image.
  *
- *  An interleaved RGB image of bytes: {sizeof i, p, p + 1, p + 2}; BGRA: {sizeof i, p + 2, p + 1,
- * p, p + 3}; three planes of width w and n pixels: {sizeof i, p, p + n, p + 2 * n, NULL, 1, w}.
+ *  An interleaved RGB image of bytes is {sizeof i, p, p + 1, p + 2}, a BGRA one
+ *  {sizeof i, p + 2, p + 1, p, p + 3}; three planes of width w, of n pixels each, are
+ *  {sizeof i, p, p + n, p + 2 * n, NULL, 1, w}.
  *
- *  The samples of a Lab or XYZ destination (U16 or F32 only) are L*, a*, b* or X, Y, Z themselves
- * as floats; as integers L* * 655.35, (a* + 128) * 257, (b* + 128) * 257 (ICC.1:2010 6.3.4.2), and
- *  32768 times X, Y, Z, clipped to 0..65535. */
+ *  The samples of a Lab or XYZ destination (U16 or F32 only) are L*, a*, b* or X, Y, Z
+ *  themselves as floats; as integers L* * 655.35, (a* + 128) * 257, (b* + 128) * 257 (ICC.1:2010
+ *  6.3.4.2), and 32768 times X, Y, Z, clipped to 0..65535. */
 typedef struct kxp_image {
   size_t size;            /**< sizeof(kxp_image) */
   void* r;                /**< first R sample of the first row; a source is only read */
@@ -304,12 +310,15 @@ typedef struct kxp_image {
 /** One piece of work: to be called once for every index. */
 typedef void (*kxp_job)(void* argument, uint32_t index);
 
-/** Runs jobs on the host's own threads: calls job(argument, index) once for each index below count,
- *  on any threads, in any order, and returns when all have returned. It must not throw. */
+/** Runs jobs on the host's own threads: calls job(argument, index) once for each index below
+ *  count, on any threads, in any order, and returns when all have returned. It must not throw. A
+ *  job that it does not call at all is done without: the caller's thread does its work
+ *  afterwards. One that it calls again does no harm. */
 typedef void (*kxp_run)(void* context, uint32_t count, kxp_job job, void* argument);
 
-/** Told how far a conversion is, on the thread that called kxp_convert, never after the last pixel
- *  but once with done == total. @return 0 to go on, anything else to cancel. */
+/** Told how far a conversion is, in pixels, on the thread that called kxp_convert: now and then
+ *  with a number that never falls, and at the end once with done == total, when there is nothing
+ *  left to cancel. It must not throw. @return 0 to go on, anything else to cancel. */
 typedef int (*kxp_progress)(void* context, uint64_t done, uint64_t total);
 
 /** How to run a conversion. */
@@ -325,14 +334,19 @@ typedef struct kxp_convert_options {
   void* progress_context; /**< passed to progress */
 } kxp_convert_options;
 
-/** Converts an image. Alpha is kept where both images have it (rescaled between sample types,
- *  clipped to [0, 1] where it becomes an integer), 1 where only the destination has it, dropped
- * where only the source has it.
+/** Converts an image. Alpha is kept where both images have it, 1 where only the destination has
+ *  it, dropped where only the source has it.
  *
- *  Half and float samples outside [0, 1] are clipped, NaN counts as 0; so does alpha's NaN.
+ *  Half and float samples outside [0, 1] are clipped, NaN counts as 0. So does alpha where it is
+ *  rescaled to another sample type, divided or multiplied by; between images of one sample type
+ *  it is copied, bit for bit.
  *
- *  In place: both descriptions may be the same but for flags. Images that overlap otherwise are
- *  refused. Nothing of the size of the image is allocated.
+ *  In place: source and destination may describe the same samples, each read before it is
+ *  written. Their sample types may differ if they have the same size, and either may have an
+ *  alpha that the other has not. Images may also lie between one another, like two parts of a
+ *  larger one, if their strides and the sizes of their samples are the same. Any other overlap
+ *  is refused, and so is a destination two samples of which share bytes. Nothing of the size of
+ *  the image is allocated, and without threads nothing at all.
  *
  *  @param source       borrowed, like the memory that it describes.
  *  @param destination  likewise; only the samples described are written.
@@ -356,8 +370,8 @@ typedef struct kxp_stage {
       clipped[3]; /**< how much the stage cut off: what came in less what it used; 0 for nothing */
 } kxp_stage;
 
-/** Takes one colour through a pipeline and tells every stage. The last stage is what a float image
- *  would get.
+/** Takes one colour through a pipeline and tells every stage. The last stage is what a float
+ *  image would get.
  *  @param device    R, G, B in [0, 1].
  *  @param stages    receives the stages; may be null if capacity is 0.
  *  @param capacity  room in stages; 24 are always enough.
