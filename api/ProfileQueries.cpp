@@ -93,7 +93,7 @@ Answer Ask(const kxp_profile& handle, std::uint32_t key, std::uint32_t index) {
     case KXP_PCS:
       return single(Text(profile.pcs == PcsSpace::kLab ? "Lab " : "XYZ "));
     case KXP_DESCRIPTION:
-      return single(Text(profile.description));
+      return single(Text(handle.space != nullptr ? handle.name : profile.description));
     case KXP_COPYRIGHT:
       return single(Text(profile.copyright));
     case KXP_MANUFACTURER:
