@@ -76,9 +76,31 @@ inline Bytes MatrixProfile() {
   return profile_forms::MatrixProfile(curve, curve, curve).Build();
 }
 
-/// A scanner: lut16Type, no way back.
+/// A scanner: lut16Type, no way back. Lightness rises with the mean of R, G and B, a* and b* with
+/// their differences, so that most colours are within sRGB, none of them on a grid node alone.
 inline Bytes ScannerProfile() {
-  return profile_forms::WithTag("A2B0", profile_forms::Lut16(5, 4, 6).Tag()).Build();
+  constexpr int kPoints = 5, kInputEntries = 4, kOutputEntries = 6;
+  profile_bytes::Mft2 lut;
+  lut.gridPoints = kPoints;
+  lut.inputEntries = kInputEntries;
+  lut.outputEntries = kOutputEntries;
+  lut.inputTables = {0, 9000, 30000, 65535, 0, 10000, 31000, 65000, 500, 11000, 32000, 65535};
+  // L* with a little more of the shadows; a* and b* as they come.
+  lut.outputTables = {0,     14000, 27500, 40300, 52700, 65535, 0,     13107, 26214,
+                      39321, 52428, 65535, 0,     13107, 26214, 39321, 52428, 65535};
+  lut.colorTable.clear();
+  for (int r = 0; r < kPoints; ++r) {
+    for (int g = 0; g < kPoints; ++g) {
+      for (int b = 0; b < kPoints; ++b) {
+        // Encoded as lut16Type does: L* 652.8, (a* + 128) 256, (b* + 128) 256.
+        for (const int value : {65280 * (r + g + b) / 12, 32768 + 2500 * (r - g) + 37 * b,
+                                32768 + 2500 * (g - b) - 29 * r}) {
+          lut.colorTable.push_back(static_cast<std::uint16_t>(value));
+        }
+      }
+    }
+  }
+  return profile_forms::WithTag("A2B0", lut.Tag()).Build();
 }
 
 /// From the scanner to sRGB: grid, curves, CIE Lab, matrix and encoding.
