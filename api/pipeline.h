@@ -4,12 +4,11 @@
  * A kxp_profile is an ICC profile or a built-in space; a kxp_pipeline converts from one to another:
  *
  *     kxp_profile *scanner, *srgb;
- *     kxp_pipeline *pipeline;
- *     kxp_image image = {sizeof image};
+ *     kxp_pipeline* pipeline;
+ *     kxp_image image = {.size = sizeof image, .r = pixels, .g = pixels + 1, .b = pixels + 2};
  *     if (kxp_profile_open("scanner.icc", &scanner, NULL) != KXP_OK) return -1;
  *     kxp_profile_builtin("srgb", &srgb, NULL);
  *     kxp_pipeline_create(scanner, srgb, NULL, &pipeline, NULL);
- *     image.r = pixels, image.g = pixels + 1, image.b = pixels + 2;
  *     kxp_convert(pipeline, &image, &image, width, height, NULL, NULL);
  *
  * (with every status looked at, as examples/convert_image.c does).
@@ -25,8 +24,9 @@
  * more once it is made.
  *
  * Structs begin with their size, to be set to sizeof; 0 is the default of every other member, so
- * {sizeof x} is a valid one. A program compiled against this header runs with later libraries. What
- * is unknown (flags, numbers of intents or sample types) is refused; numbers are never reused.
+ * {.size = sizeof x} is a valid one. A program compiled against this header runs with later
+ * libraries. What is unknown (flags, numbers of intents or sample types) is refused; numbers are
+ * never reused.
  *
  * Loading the library does nothing. It prints nothing, touches neither locale nor global state,
  * starts no thread unless a conversion asks for it, and joins it before the conversion returns, so
@@ -287,9 +287,12 @@ enum {
 /** Where the samples of an image are. One description for all layouts: interleaved in any order,
  *  planar, flipped (a negative row_stride from the last row on), a part of a larger image.
  *
- *  An interleaved RGB image of bytes is {sizeof i, p, p + 1, p + 2}, a BGRA one
- *  {sizeof i, p + 2, p + 1, p, p + 3}; three planes of width w, of n pixels each, are
- *  {sizeof i, p, p + n, p + 2 * n, NULL, 1, w}.
+ *  Bytes from p on, with every other member 0 and size as always:
+ *
+ *      interleaved RGB               .r = p, .g = p + 1, .b = p + 2
+ *      interleaved BGRA              .r = p + 2, .g = p + 1, .b = p, .a = p + 3
+ *      planes of n pixels, width w   .r = p, .g = p + n, .b = p + 2 * n,
+ *                                    .pixel_stride = 1, .row_stride = w
  *
  *  The samples of a Lab or XYZ destination (U16 or F32 only) are L*, a*, b* or X, Y, Z
  *  themselves as floats; as integers L* * 655.35, (a* + 128) * 257, (b* + 128) * 257 (ICC.1:2010

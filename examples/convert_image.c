@@ -9,10 +9,9 @@
 static kxp_pipeline* MakePipeline(const char* path) {
   kxp_profile *scanner = NULL, *srgb = NULL;
   kxp_pipeline* pipeline = NULL;
-  kxp_pipeline_options options = {sizeof options};
-  kxp_error error = {sizeof error};
-  options.intent = KXP_RELATIVE;
-  options.flags = KXP_BLACK_POINT_COMPENSATION;
+  const kxp_pipeline_options options = {
+      .size = sizeof options, .intent = KXP_RELATIVE, .flags = KXP_BLACK_POINT_COMPENSATION};
+  kxp_error error = {.size = sizeof error};
   if (kxp_profile_open(path, &scanner, &error) != KXP_OK ||
       kxp_profile_builtin("srgb", &srgb, &error) != KXP_OK ||
       kxp_pipeline_create(scanner, srgb, &options, &pipeline, &error) != KXP_OK) {
@@ -26,13 +25,9 @@ static kxp_pipeline* MakePipeline(const char* path) {
 /* Converts pixels in place; alpha stays as it is. Returns 0, or -1. */
 static int ConvertRgba(const kxp_pipeline* pipeline, unsigned char* pixels, size_t width,
                        size_t height) {
-  kxp_image image = {sizeof image};
-  kxp_convert_options options = {sizeof options};
-  image.r = pixels;
-  image.g = pixels + 1;
-  image.b = pixels + 2;
-  image.a = pixels + 3;
-  options.threads = 2;
+  const kxp_image image = {
+      .size = sizeof image, .r = pixels, .g = pixels + 1, .b = pixels + 2, .a = pixels + 3};
+  const kxp_convert_options options = {.size = sizeof options, .threads = 2};
   return kxp_convert(pipeline, &image, &image, width, height, &options, NULL) == KXP_OK ? 0 : -1;
 }
 
