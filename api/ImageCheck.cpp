@@ -20,6 +20,11 @@ struct Extent {
   throw Failure{KXP_ERROR_ARGUMENT, {"The ", what, " image ", why}};
 }
 
+std::uint64_t Magnitude(std::ptrdiff_t stride) {
+  return stride < 0 ? static_cast<std::uint64_t>(-(stride + 1)) + 1
+                    : static_cast<std::uint64_t>(stride);
+}
+
 // Distance in bytes from the first of `count` samples to the last one; false if no address holds
 // it.
 bool Reach(std::ptrdiff_t stride, std::size_t count, std::ptrdiff_t& reach) {
@@ -41,7 +46,7 @@ bool FindExtent(const unsigned char* first, const Image& image, std::size_t widt
     return false;
   }
   const auto address = reinterpret_cast<std::uintptr_t>(first);
-  const auto below = std::uintptr_t{0} - static_cast<std::uintptr_t>(low);
+  const std::uintptr_t below = Magnitude(low);
   if (below > address) return false;
   extent.begin = address - below;
   return !__builtin_add_overflow(address, static_cast<std::uintptr_t>(high), &extent.end);
@@ -49,11 +54,6 @@ bool FindExtent(const unsigned char* first, const Image& image, std::size_t widt
 
 bool Overlap(const Extent& a, const Extent& b) {
   return a.begin < b.end && b.begin < a.end;
-}
-
-std::uint64_t Magnitude(std::ptrdiff_t stride) {
-  return stride < 0 ? std::uint64_t{0} - static_cast<std::uint64_t>(stride)
-                    : static_cast<std::uint64_t>(stride);
 }
 
 // The places of a channel's samples, as a lattice: lines, and steps along them. The signs of the

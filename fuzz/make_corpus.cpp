@@ -292,28 +292,29 @@ void AddImagePairs(Corpus& corpus) {
       const unsigned relation = number % 4, type = number % 16;
       // Kind, width, height; an image: type, channels, flags, strides, places, where it begins.
       // Bytes that a stride does not ask for move on to what follows.
-      corpus.Add("Image", "pair-" + std::to_string(number++), Choices(40, {number % 8,
-                                                                           5 + number,
-                                                                           2 + number % 5,
-                                                                           type / 4,
-                                                                           number / 2 % 2,
-                                                                           number % 2,
-                                                                           strides,
-                                                                           places,
-                                                                           0,
-                                                                           0,
-                                                                           0,
-                                                                           relation,
-                                                                           type % 4,
-                                                                           number % 2,
-                                                                           number % 4,
-                                                                           strides,
-                                                                           places,
-                                                                           1,
-                                                                           200,
-                                                                           90,
-                                                                           number % 3,
-                                                                           1}));
+      corpus.Add("Image", "pair-" + std::to_string(number), Choices(40, {number % 8,
+                                                                         5 + number,
+                                                                         2 + number % 5,
+                                                                         type / 4,
+                                                                         number / 2 % 2,
+                                                                         number % 2,
+                                                                         strides,
+                                                                         places,
+                                                                         0,
+                                                                         0,
+                                                                         0,
+                                                                         relation,
+                                                                         type % 4,
+                                                                         number % 2,
+                                                                         number % 4,
+                                                                         strides,
+                                                                         places,
+                                                                         1,
+                                                                         200,
+                                                                         90,
+                                                                         number % 3,
+                                                                         1}));
+      ++number;
     }
   }
   for (unsigned stride = 0; stride < 5; ++stride) {
