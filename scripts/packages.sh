@@ -6,7 +6,8 @@ packaging_packages=(scdoc dpkg-dev file fakeroot lintian man-db pkg-config)
 # Peers and readers to compare with, and material that nobody here made.
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   doxygen colord-data icc-profiles-free liblcms2-dev
-  argyll argyll-ref liblcms2-utils libtiff-tools netpbm qemu-user clang libomp-dev
+  argyll argyll-ref libgs-common rawtherapee-data liblcms2-utils libtiff-tools netpbm qemu-user
+  clang libomp-dev
   python3 python3-numpy python3-tifffile python-matplotlib-data)
 
 # The sanitizers of clang, OpenMP for them, and the fuzzer.
