@@ -18,19 +18,12 @@ namespace {
 // The device manufacturer "none" as a signature.
 constexpr unsigned int kManufacturerNone = 0x6E6F6E65;
 
-bool HasTables(const CIccEngineS& engine) {
-  return engine.inLut0 != nullptr && engine.inLut1 != nullptr && engine.inLut2 != nullptr;
-}
-
 ContractTables ContractTablesOf(const CIccEngineS& engine) {
   return {{engine.inLut0, engine.inLut1, engine.inLut2},
           InputLevels(engine),
           engine.cells,
           engine.outLut};
 }
-
-// Below this many pixels a parallel region costs more than it saves.
-constexpr int kMinParallelPixels = 32768;
 
 // Below this many pixels the scalar worker is done before a fast one has filled its registers.
 constexpr int kMinKernelPixels = 8;
@@ -92,17 +85,21 @@ void RunFill(const CIccEngineS& engine, unsigned char* destination, int pixels) 
   });
 }
 
-// A profile whose manufacturer is "none" yields the output tables' own contents: kept so that
-// results stay identical bit for bit.
-bool IsFilled(const CIccEngineS& engine) {
-  return engine.iccFile.header.manufacturer == kManufacturerNone;
-}
-
 bool CanConvert(const CIccEngineS& engine, const void* destination, int pixels) {
   return HasTables(engine) && destination != nullptr && pixels > 0;
 }
 
 }  // namespace
+
+bool HasTables(const CIccEngineS& engine) {
+  return engine.inLut0 != nullptr && engine.inLut1 != nullptr && engine.inLut2 != nullptr;
+}
+
+// A profile whose manufacturer is "none" yields the output tables' own contents: kept so that
+// results stay identical bit for bit.
+bool IsFilled(const CIccEngineS& engine) {
+  return engine.iccFile.header.manufacturer == kManufacturerNone;
+}
 
 int CIccEngineS::Conversion(unsigned char* src, unsigned char* dst, int pixels) {
   if (!CanConvert(*this, dst, pixels)) return IccResultOk;
