@@ -19,21 +19,34 @@ void NeedThreeChannels(const TagBytes& tag) {
   for (const std::uint64_t at : {8u, 9u}) {
     const std::uint64_t channels = tag.bytes.U8(at);
     if (channels == 3) continue;
-    tag.Refuse(at, Sentence("The tag ", tag.signature, " has ", channels,
-                            at == 8 ? " input" : " output", " channels, not 3."));
+    tag.Refuse(at, Sentence("The number of ", at == 8 ? "input" : "output", " channels of the tag ",
+                            tag.signature, " is ", channels, ", not 3."));
   }
 }
 
-void NeedGridPoints(const TagBytes& tag, std::uint64_t at) {
+// @return the number of grid points along an axis, from the byte at `at`.
+int ReadGridPoints(const TagBytes& tag, std::uint64_t at) {
   const std::uint64_t points = tag.bytes.U8(at);
-  if (points >= 2) return;
-  tag.Refuse(at, Sentence("The grid of the tag ", tag.signature, " has ", points,
-                          points == 1 ? " point" : " points", " along an axis, not 2 or more."));
+  if (points < 2) {
+    tag.Refuse(at, Sentence("The number of grid points along an axis of the tag ", tag.signature,
+                            " is ", points, ", not 2 or more."));
+  }
+  return static_cast<int>(points);
+}
+
+// @return the number of entries of each input or output table of a lut16Type.
+std::uint64_t ReadEntryCount(const TagBytes& tag, std::uint64_t at, const char* side) {
+  const std::uint64_t entries = tag.bytes.U16(at);
+  if (entries < 2 || entries > 4096) {
+    tag.Refuse(at, Sentence("The number of ", side, " table entries of the tag ", tag.signature,
+                            " is ", entries, ", not 2 to 4096."));
+  }
+  return entries;
 }
 
 // `count` values of one or two bytes, all there.
 std::vector<std::uint16_t> ReadValues(const TagBytes& tag, std::uint64_t at, std::uint64_t count,
-                                      int valueBytes, ReadBudget& budget) {
+                                      std::uint64_t valueBytes, ReadBudget& budget) {
   tag.Charge(2 * count, budget);
   std::vector<std::uint16_t> values(static_cast<std::size_t>(count));
   if (valueBytes == 1) {
@@ -46,7 +59,7 @@ std::vector<std::uint16_t> ReadValues(const TagBytes& tag, std::uint64_t at, std
   return values;
 }
 
-constexpr int MaximumOf(int valueBytes) {
+constexpr int MaximumOf(std::uint64_t valueBytes) {
   return valueBytes == 1 ? 255 : 65535;
 }
 
@@ -60,12 +73,12 @@ Matrix3 ReadMatrix(const TagBytes& tag, std::uint64_t at) {
 }
 
 // Three tables of `entries` values each, one behind the other.
-CurveSet ReadTables(const TagBytes& tag, std::uint64_t at, std::uint64_t entries, int valueBytes,
-                    ReadBudget& budget) {
+CurveSet ReadTables(const TagBytes& tag, std::uint64_t at, std::uint64_t entries,
+                    std::uint64_t valueBytes, ReadBudget& budget) {
   CurveSet set;
   for (Curve& curve : set.curves) {
     curve = SampledCurve{ReadValues(tag, at, entries, valueBytes, budget), MaximumOf(valueBytes)};
-    at += entries * static_cast<unsigned>(valueBytes);
+    at += entries * valueBytes;
   }
   return set;
 }
@@ -74,37 +87,25 @@ CurveSet ReadTables(const TagBytes& tag, std::uint64_t at, std::uint64_t entries
 std::vector<Element> ReadTableElements(const TagBytes& tag, bool hasMatrix, ReadBudget& budget) {
   const bool isLut16 = tag.Type() == kLut16;
   const std::uint64_t headBytes = isLut16 ? 52 : 48;
+  const std::uint64_t valueBytes = isLut16 ? 2 : 1;
   tag.Need(0, headBytes, "its head");
   NeedThreeChannels(tag);
-  NeedGridPoints(tag, 10);
-  const int valueBytes = isLut16 ? 2 : 1;
-  std::uint64_t entries[2] = {256, 256};
-  if (isLut16) {
-    for (const std::size_t side : {0u, 1u}) {
-      const std::uint64_t at = 48 + 2 * side;
-      entries[side] = tag.bytes.U16(at);
-      if (entries[side] >= 2 && entries[side] <= 4096) continue;
-      tag.Refuse(
-          at, Sentence("The ", side == 0 ? "input" : "output", " tables of the tag ", tag.signature,
-                       " have ", entries[side], " entries, which is not 2 to 4096."));
-    }
-  }
-  const int points = tag.bytes.U8(10);
-  const std::uint64_t gridValues = 3 * static_cast<std::uint64_t>(points) *
-                                   static_cast<std::uint64_t>(points) *
-                                   static_cast<std::uint64_t>(points);
-  const std::uint64_t width = static_cast<std::uint64_t>(valueBytes);
-  const std::uint64_t gridAt = headBytes + 3 * entries[0] * width;
-  const std::uint64_t outputAt = gridAt + gridValues * width;
-  tag.Need(headBytes, outputAt - headBytes + 3 * entries[1] * width, "its tables");
+  const int points = ReadGridPoints(tag, 10);
+  const std::uint64_t inputEntries = isLut16 ? ReadEntryCount(tag, 48, "input") : 256;
+  const std::uint64_t outputEntries = isLut16 ? ReadEntryCount(tag, 50, "output") : 256;
+  const std::uint64_t gridValues = 3 * static_cast<std::uint64_t>(points * points * points);
+  tag.Need(headBytes, (3 * inputEntries + gridValues + 3 * outputEntries) * valueBytes,
+           "its tables");
+  const std::uint64_t gridAt = headBytes + 3 * inputEntries * valueBytes;
+  const std::uint64_t outputAt = gridAt + gridValues * valueBytes;
 
   std::vector<Element> elements;
   if (hasMatrix) elements.push_back(MatrixElement{ReadMatrix(tag, 12), {}});
-  elements.push_back(ReadTables(tag, headBytes, entries[0], valueBytes, budget));
+  elements.push_back(ReadTables(tag, headBytes, inputEntries, valueBytes, budget));
   elements.push_back(ColorGrid{{points, points, points},
                                ReadValues(tag, gridAt, gridValues, valueBytes, budget),
                                MaximumOf(valueBytes)});
-  elements.push_back(ReadTables(tag, outputAt, entries[1], valueBytes, budget));
+  elements.push_back(ReadTables(tag, outputAt, outputEntries, valueBytes, budget));
   return elements;
 }
 
@@ -114,17 +115,24 @@ constexpr std::uint64_t kHeadBytes = 32;
 constexpr std::uint64_t kOffsetB = 12, kOffsetMatrix = 16, kOffsetM = 20, kOffsetClut = 24,
                         kOffsetA = 28;
 
-// The place of an element in the tag; it is known to be there.
+// The place in the tag of an element that it has.
 std::uint64_t ElementAt(const TagBytes& tag, std::uint64_t offsetAt) {
   const std::uint64_t at = tag.bytes.U32(offsetAt);
-  if (at >= kHeadBytes && at % 4 == 0) return at;
-  tag.Refuse(offsetAt, Sentence("An element of the tag ", tag.signature, " is at byte ", at,
-                                ", which is not a multiple of 4 from 32 on."));
+  if (at < kHeadBytes) {
+    tag.Refuse(offsetAt, Sentence("An element of the tag ", tag.signature, " begins at byte ", at,
+                                  ", within the head of 32 bytes."));
+  }
+  return at;
 }
 
-// Each curve begins at a multiple of four bytes.
+// Each curve begins at a multiple of four bytes. From another place on, it would be a matter of
+// opinion where the second one is.
 CurveSet ReadCurveSet(const TagBytes& tag, std::uint64_t offsetAt, ReadBudget& budget) {
   std::uint64_t at = ElementAt(tag, offsetAt);
+  if (at % 4 != 0) {
+    tag.Refuse(offsetAt, Sentence("The curves of the tag ", tag.signature, " begin at byte ", at,
+                                  ", which is not a multiple of 4."));
+  }
   CurveSet set;
   for (Curve& curve : set.curves) {
     CurveAndSize read = ReadCurve(tag, at, budget);
@@ -148,47 +156,51 @@ ColorGrid ReadClut(const TagBytes& tag, ReadBudget& budget) {
   ColorGrid grid;
   std::uint64_t count = 3;
   for (std::size_t axis = 0; axis < 3; ++axis) {
-    NeedGridPoints(tag, at + axis);
-    grid.points[axis] = tag.bytes.U8(at + axis);
+    grid.points[axis] = ReadGridPoints(tag, at + axis);
     count *= tag.bytes.U8(at + axis);
   }
-  const int valueBytes = tag.bytes.U8(at + 16);
+  const std::uint64_t valueBytes = tag.bytes.U8(at + 16);
   if (valueBytes != 1 && valueBytes != 2) {
     tag.Refuse(at + 16, Sentence("The CLUT of the tag ", tag.signature, " has a precision of ",
-                                 std::uint64_t(valueBytes), " bytes, not 1 or 2."));
+                                 valueBytes, " bytes, not 1 or 2."));
   }
-  tag.Need(at + 20, count * static_cast<unsigned>(valueBytes), "its CLUT");
+  tag.Need(at + 20, count * valueBytes, "its CLUT");
   grid.values = ReadValues(tag, at + 20, count, valueBytes, budget);
   grid.maximum = MaximumOf(valueBytes);
   return grid;
+}
+
+bool Has(const TagBytes& tag, std::uint64_t offsetAt) {
+  return tag.bytes.U32(offsetAt) != 0;
+}
+
+// Refuses one element without the other.
+void NeedBothOrNone(const TagBytes& tag, std::uint64_t oneAt, const char* one,
+                    std::uint64_t otherAt, const char* other) {
+  if (Has(tag, oneAt) == Has(tag, otherAt)) return;
+  if (Has(tag, otherAt)) {
+    std::swap(oneAt, otherAt);
+    std::swap(one, other);
+  }
+  tag.Refuse(otherAt, Sentence("The tag ", tag.signature, " has ", one, " without ", other, "."));
 }
 
 // A curves and CLUT, M curves and matrix come in pairs; B curves always (ICC.1:2010 10.10.1).
 std::vector<Element> ReadCurvesAndGrid(const TagBytes& tag, ReadBudget& budget) {
   tag.Need(0, kHeadBytes, "its head");
   NeedThreeChannels(tag);
-  const auto has = [&](std::uint64_t offsetAt) { return tag.bytes.U32(offsetAt) != 0; };
-  if (!has(kOffsetB))
+  if (!Has(tag, kOffsetB)) {
     tag.Refuse(kOffsetB, Sentence("The tag ", tag.signature, " has no B curves."));
-  if (has(kOffsetM) != has(kOffsetMatrix)) {
-    tag.Refuse(has(kOffsetM) ? kOffsetMatrix : kOffsetM,
-               Sentence("The tag ", tag.signature,
-                        has(kOffsetM) ? " has M curves without a matrix."
-                                      : " has a matrix without M curves."));
   }
-  if (has(kOffsetA) != has(kOffsetClut)) {
-    tag.Refuse(has(kOffsetA) ? kOffsetClut : kOffsetA,
-               Sentence("The tag ", tag.signature,
-                        has(kOffsetA) ? " has A curves without a CLUT."
-                                      : " has a CLUT without A curves."));
-  }
+  NeedBothOrNone(tag, kOffsetM, "M curves", kOffsetMatrix, "a matrix");
+  NeedBothOrNone(tag, kOffsetA, "A curves", kOffsetClut, "a CLUT");
 
   std::vector<Element> elements;
-  if (has(kOffsetA)) {
+  if (Has(tag, kOffsetA)) {
     elements.push_back(ReadCurveSet(tag, kOffsetA, budget));
     elements.push_back(ReadClut(tag, budget));
   }
-  if (has(kOffsetM)) {
+  if (Has(tag, kOffsetM)) {
     elements.push_back(ReadCurveSet(tag, kOffsetM, budget));
     elements.push_back(ReadMatrixElement(tag));
   }
@@ -207,7 +219,8 @@ PcsEncoding EncodingOf(Signature type, PcsSpace pcs) {
 bool IsSingular(const Matrix3& m) {
   double lengths = 1;
   for (std::size_t row = 0; row < 3; ++row) {
-    lengths *= std::hypot(m[3 * row], m[3 * row + 1], m[3 * row + 2]);
+    const double* v = &m[3 * row];
+    lengths *= std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
   }
   const double determinant = m[0] * (m[4] * m[8] - m[5] * m[7]) -
                              m[1] * (m[3] * m[8] - m[5] * m[6]) +

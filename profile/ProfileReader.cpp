@@ -102,40 +102,40 @@ void ReadHeader(const TagBytes& all, DeviceProfile& profile) {
   if (intent <= 3) profile.headerIntent = static_cast<RenderingIntent>(intent);
 }
 
-void ReadTagTable(const TagBytes& all, DeviceProfile& profile, ReadBudget& budget) {
+void ReadTagTable(const TagBytes& all, DeviceProfile& profile) {
   const BigEndianView& bytes = all.bytes;
   const std::uint64_t size = bytes.size();
   const std::uint64_t count = bytes.U32(kHeaderBytes);
   const std::uint64_t tableEnd = kTableAt + count * kEntryBytes;
   if (tableEnd > size) {
-    all.Refuse(kHeaderBytes, Sentence("A tag table of ", count, " entries ends at byte ", tableEnd,
-                                      " of a profile of ", size, "."));
+    all.Refuse(kHeaderBytes, Sentence("A tag table of ", count, " entries would end at byte ",
+                                      tableEnd, " of a profile of ", size, "."));
   }
-  all.Charge(count * sizeof(TagEntry), budget);
   profile.tags.reserve(static_cast<std::size_t>(count));
   for (std::uint64_t at = kTableAt; at < tableEnd; at += kEntryBytes) {
-    const Signature signature = bytes.U32(at);
-    const std::uint32_t offset = bytes.U32(at + 4), sizeBytes = bytes.U32(at + 8);
-    const TagBytes entry{signature, at, bytes.Part(at, kEntryBytes)};
+    const TagBytes entry{bytes.U32(at), at, bytes.Part(at, kEntryBytes)};
+    const std::uint32_t offset = entry.bytes.U32(4), sizeBytes = entry.bytes.U32(8);
     if (!bytes.Holds(offset, sizeBytes)) {
-      entry.Refuse(
-          4, Sentence("The tag ", signature, " of ", std::uint64_t{sizeBytes}, " bytes at byte ",
-                      std::uint64_t{offset}, " does not lie within a profile of ", size, "."));
+      entry.Refuse(4, Sentence("The tag ", entry.signature, " of ", std::uint64_t{sizeBytes},
+                               " bytes at byte ", std::uint64_t{offset},
+                               " does not lie within a profile of ", size, " bytes."));
     }
     if (sizeBytes > 0 && offset < tableEnd) {
-      entry.Refuse(4, Sentence("The tag ", signature, " begins at byte ", std::uint64_t{offset},
-                               ", within the header and tag table of ", tableEnd, " bytes."));
+      entry.Refuse(4,
+                   Sentence("The tag ", entry.signature, " begins at byte ", std::uint64_t{offset},
+                            ", within the header and tag table of ", tableEnd, " bytes."));
     }
     const Signature type = sizeBytes < 4 ? 0 : bytes.U32(offset);
-    profile.tags.push_back({signature, type, offset, sizeBytes});
+    profile.tags.push_back({entry.signature, type, offset, sizeBytes});
   }
 }
 
-/// The tags of a profile whose tag table has been read.
+/// The tags of a profile whose tag table has been read. Borrows both.
 class Tags {
  public:
-  Tags(const TagBytes& all, const DeviceProfile& profile) : all_(all), entries_(profile.tags) {}
+  Tags(const TagBytes& all, const std::vector<TagEntry>& entries) : all_(all), entries_(entries) {}
 
+  /// Refuses a signature that stands there twice.
   std::optional<TagBytes> Find(Signature signature) const {
     const auto isIt = [&](const TagEntry& entry) { return entry.signature == signature; };
     const auto first = std::find_if(entries_.begin(), entries_.end(), isIt);
@@ -143,8 +143,8 @@ class Tags {
     const auto second = std::find_if(first + 1, entries_.end(), isIt);
     if (second != entries_.end()) {
       const auto index = static_cast<std::uint64_t>(second - entries_.begin());
-      TagBytes{signature, kTableAt + index * kEntryBytes, {}}.Refuse(
-          0, Sentence("The profile has two tags ", signature, "."));
+      throw ProfileError(ProfileFault::kDamaged, signature, kTableAt + index * kEntryBytes,
+                         Sentence("The profile has two tags ", signature, ".").text);
     }
     return TagBytes{signature, first->offset, all_.bytes.Part(first->offset, first->sizeBytes)};
   }
@@ -154,105 +154,131 @@ class Tags {
   const std::vector<TagEntry>& entries_;
 };
 
-// ICC.1:2010, XYZType and s15Fixed16ArrayType: type, four zeros, the numbers.
+// XYZType and s15Fixed16ArrayType: type, four zeros, the numbers.
 constexpr std::uint64_t kNumbersAt = 8;
+constexpr Signature kXyzType = MakeSignature("XYZ ");
+constexpr Signature kFixedArrayType = MakeSignature("sf32");
 
 bool HoldsNumbers(const TagBytes& tag, Signature type, std::uint64_t count) {
   return tag.Type() == type && tag.bytes.Holds(kNumbersAt, 4 * count);
 }
 
-Xyz NumbersOf(const TagBytes& tag) {
-  return {tag.S15Fixed16(kNumbersAt), tag.S15Fixed16(kNumbersAt + 4),
-          tag.S15Fixed16(kNumbersAt + 8)};
+template <std::size_t kCount>
+std::array<double, kCount> NumbersOf(const TagBytes& tag) {
+  std::array<double, kCount> numbers;
+  for (std::size_t n = 0; n < kCount; ++n) numbers[n] = tag.S15Fixed16(kNumbersAt + 4 * n);
+  return numbers;
 }
 
 Xyz ReadXyz(const TagBytes& tag) {
-  constexpr Signature kXyzType = MakeSignature("XYZ ");
   if (tag.Type() != kXyzType) {
     tag.Refuse(0, Sentence("The tag ", tag.signature, " is of type ", tag.Type(), ", not 'XYZ '."));
   }
   tag.Need(kNumbersAt, 12, "its XYZ");
-  return NumbersOf(tag);
+  return NumbersOf<3>(tag);
 }
 
-MatrixTrc ReadMatrixTrc(const std::array<std::optional<TagBytes>, 6>& tags, ReadBudget& budget) {
+// @return whether there are any.
+bool ReadLookupTables(const Tags& tags, DeviceProfile& profile, ReadBudget& budget) {
+  constexpr Signature kAToB[] = {MakeSignature("A2B0"), MakeSignature("A2B1"),
+                                 MakeSignature("A2B2")};
+  constexpr Signature kBToA[] = {MakeSignature("B2A0"), MakeSignature("B2A1"),
+                                 MakeSignature("B2A2")};
+  bool any = false;
+  for (std::size_t n = 0; n < 3; ++n) {
+    if (const auto tag = tags.Find(kAToB[n])) {
+      profile.deviceToPcs[n] = ReadLookupTable(*tag, false, profile.pcs, budget);
+      any = true;
+    }
+    if (const auto tag = tags.Find(kBToA[n])) {
+      profile.pcsToDevice[n] = ReadLookupTable(*tag, true, profile.pcs, budget);
+      any = true;
+    }
+  }
+  return any;
+}
+
+/// The tags of the three-component matrix-based model, as far as a profile has them.
+struct MatrixTrcTags {
+  std::array<std::optional<TagBytes>, 3> colorants, curves;
+  int count = 0;
+  Signature missing = 0;  ///< the first of those that are not there
+};
+
+MatrixTrcTags FindMatrixTrc(const Tags& tags) {
+  constexpr Signature kColorants[] = {MakeSignature("rXYZ"), MakeSignature("gXYZ"),
+                                      MakeSignature("bXYZ")};
+  constexpr Signature kCurves[] = {MakeSignature("rTRC"), MakeSignature("gTRC"),
+                                   MakeSignature("bTRC")};
+  MatrixTrcTags found;
+  const auto find = [&](Signature signature) {
+    auto tag = tags.Find(signature);
+    if (tag) ++found.count;
+    if (!tag && found.missing == 0) found.missing = signature;
+    return tag;
+  };
+  for (std::size_t n = 0; n < 3; ++n) found.colorants[n] = find(kColorants[n]);
+  for (std::size_t n = 0; n < 3; ++n) found.curves[n] = find(kCurves[n]);
+  return found;
+}
+
+MatrixTrc ReadMatrixTrc(const MatrixTrcTags& tags, ReadBudget& budget) {
   MatrixTrc model;
   for (std::size_t n = 0; n < 3; ++n) {
-    const Xyz colorant = ReadXyz(*tags[n]);
+    const Xyz colorant = ReadXyz(*tags.colorants[n]);
     for (std::size_t row = 0; row < 3; ++row) model.matrix[3 * row + n] = colorant[row];
-    model.curves[n] = ReadCurve(*tags[3 + n], 0, budget).curve;
   }
   if (IsSingular(model.matrix)) {
-    tags[0]->Refuse(kNumbersAt, Sentence("The matrix of the colorants 'rXYZ', 'gXYZ' and 'bXYZ' "
-                                         "cannot be inverted."));
+    tags.colorants[0]->Refuse(kNumbersAt, Sentence("The matrix of the colorants 'rXYZ', 'gXYZ' and "
+                                                   "'bXYZ' cannot be inverted."));
+  }
+  for (std::size_t n = 0; n < 3; ++n) {
+    model.curves[n] = ReadCurve(*tags.curves[n], 0, budget).curve;
   }
   return model;
 }
 
 void ReadModels(const TagBytes& all, const Tags& tags, DeviceProfile& profile, ReadBudget& budget) {
-  constexpr Signature kAToB[] = {MakeSignature("A2B0"), MakeSignature("A2B1"),
-                                 MakeSignature("A2B2")};
-  constexpr Signature kBToA[] = {MakeSignature("B2A0"), MakeSignature("B2A1"),
-                                 MakeSignature("B2A2")};
-  bool hasLookupTag = false;
-  for (std::size_t n = 0; n < 3; ++n) {
-    if (const auto tag = tags.Find(kAToB[n])) {
-      profile.deviceToPcs[n] = ReadLookupTable(*tag, false, profile.pcs, budget);
-      hasLookupTag = true;
-    }
-    if (const auto tag = tags.Find(kBToA[n])) {
-      profile.pcsToDevice[n] = ReadLookupTable(*tag, true, profile.pcs, budget);
-      hasLookupTag = true;
-    }
-  }
-
-  constexpr Signature kMatrixTrc[] = {MakeSignature("rXYZ"), MakeSignature("gXYZ"),
-                                      MakeSignature("bXYZ"), MakeSignature("rTRC"),
-                                      MakeSignature("gTRC"), MakeSignature("bTRC")};
+  const bool hasLookupTable = ReadLookupTables(tags, profile, budget);
   if (profile.pcs == PcsSpace::kLab) {
-    if (hasLookupTag) return;
-    all.Refuse(kHeaderBytes, Sentence("The connection space is 'Lab ', and the profile has none of "
-                                      "the tags A2B0 to A2B2 and B2A0 to B2A2."));
+    if (hasLookupTable) return;
+    all.Refuse(kHeaderBytes, Sentence("The connection space is 'Lab ', but there is no tag A2B0, "
+                                      "A2B1, A2B2, B2A0, B2A1 or B2A2."));
   }
-  std::array<std::optional<TagBytes>, 6> found;
-  std::size_t foundCount = 0;
-  const Signature* missing = nullptr;
-  for (std::size_t n = 0; n < 6; ++n) {
-    found[n] = tags.Find(kMatrixTrc[n]);
-    if (found[n]) ++foundCount;
-    if (!found[n] && missing == nullptr) missing = &kMatrixTrc[n];
-  }
-  if (missing == nullptr) {
+  const MatrixTrcTags found = FindMatrixTrc(tags);
+  if (found.missing == 0) {
     profile.matrixTrc = ReadMatrixTrc(found, budget);
-  } else if (!hasLookupTag && foundCount == 0) {
-    all.Refuse(kHeaderBytes, Sentence("The profile has none of the tags A2B0 to A2B2 and B2A0 to "
-                                      "B2A2, and no colorants and tone curves."));
-  } else if (!hasLookupTag) {
-    TagBytes{*missing, kHeaderBytes, {}}.Refuse(
-        0, Sentence("The tag ", *missing, " is missing beside the other colorants and curves."));
+  } else if (!hasLookupTable && found.count == 0) {
+    all.Refuse(kHeaderBytes, Sentence("There is no tag A2B0, A2B1, A2B2, B2A0, B2A1 or B2A2, and "
+                                      "no colorant or tone curve."));
+  } else if (!hasLookupTable) {
+    throw ProfileError(
+        ProfileFault::kDamaged, found.missing, kHeaderBytes,
+        Sentence("Of the colorants and tone curves, ", found.missing, " is missing.").text);
   }
 }
 
-void ReadWhiteAndBlack(const Tags& tags, DeviceProfile& profile) {
+void ReadMediaPoints(const Tags& tags, DeviceProfile& profile) {
   if (const auto tag = tags.Find(MakeSignature("wtpt"))) {
     profile.mediaWhite = ReadXyz(*tag);
     profile.hasMediaWhite = true;
-    if (std::any_of(profile.mediaWhite.begin(), profile.mediaWhite.end(),
-                    [](double value) { return value <= 0; })) {
-      tag->Refuse(kNumbersAt,
-                  Sentence("The media white point 'wtpt' is not above 0 in X, Y and Z."));
+    if (*std::min_element(profile.mediaWhite.begin(), profile.mediaWhite.end()) <= 0) {
+      tag->Refuse(kNumbersAt, Sentence("The media white point has an X, Y or Z of 0 or less."));
     }
   }
   const auto black = tags.Find(MakeSignature("bkpt"));
-  if (black && HoldsNumbers(*black, MakeSignature("XYZ "), 3))
-    profile.mediaBlack = NumbersOf(*black);
+  if (black && HoldsNumbers(*black, kXyzType, 3)) profile.mediaBlack = NumbersOf<3>(*black);
   const auto chad = tags.Find(MakeSignature("chad"));
-  if (chad && HoldsNumbers(*chad, MakeSignature("sf32"), 9)) {
-    Matrix3& matrix = profile.adaptation.emplace();
-    for (std::size_t n = 0; n < matrix.size(); ++n) {
-      matrix[n] = chad->S15Fixed16(kNumbersAt + 4 * n);
-    }
-  }
+  if (chad && HoldsNumbers(*chad, kFixedArrayType, 9)) profile.adaptation = NumbersOf<9>(*chad);
+}
+
+void ReadTexts(const Tags& tags, DeviceProfile& profile, ReadBudget& budget) {
+  const auto read = [&](Signature signature) {
+    const auto tag = tags.Find(signature);
+    return tag ? ReadText(*tag, budget) : std::string();
+  };
+  profile.description = read(MakeSignature("desc"));
+  profile.copyright = read(MakeSignature("cprt"));
 }
 
 }  // namespace
@@ -261,15 +287,13 @@ DeviceProfile ReadProfile(std::span<const unsigned char> bytes) {
   const TagBytes all = WholeProfile(bytes);
   DeviceProfile profile;
   ReadHeader(all, profile);
-  ReadBudget budget(ReaderLimit(profile.sizeBytes));
-  ReadTagTable(all, profile, budget);
-  const Tags tags(all, profile);
+  ReadTagTable(all, profile);
+  // The table has 12 bytes in the profile for each 16 in memory.
+  ReadBudget budget(ReaderLimit(profile.sizeBytes) - profile.tags.size() * sizeof(TagEntry));
+  const Tags tags(all, profile.tags);
   ReadModels(all, tags, profile, budget);
-  ReadWhiteAndBlack(tags, profile);
-  if (const auto tag = tags.Find(MakeSignature("desc"))) {
-    profile.description = ReadText(*tag, budget);
-  }
-  if (const auto tag = tags.Find(MakeSignature("cprt"))) profile.copyright = ReadText(*tag, budget);
+  ReadMediaPoints(tags, profile);
+  ReadTexts(tags, profile, budget);
   return profile;
 }
 

@@ -5,8 +5,9 @@ build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
 packaging_packages=(scdoc dpkg-dev file fakeroot lintian man-db pkg-config)
 # Peers and readers to compare with, and material that nobody here made.
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
-  doxygen colord-data icc-profiles-free libgs-common rawtherapee-data liblcms2-dev
-  argyll argyll-ref liblcms2-utils libtiff-tools netpbm qemu-user clang libomp-dev
+  doxygen colord-data icc-profiles-free liblcms2-dev
+  argyll argyll-ref libgs-common rawtherapee-data liblcms2-utils libtiff-tools netpbm qemu-user
+  clang libomp-dev
   python3 python3-numpy python3-tifffile python-matplotlib-data)
 
 # The sanitizers of clang, OpenMP for them, and the fuzzer.
