@@ -8,6 +8,7 @@
 #include "engine/Stopwatch.h"
 #include "tiff/CTiff.h"
 #include "tiff/ImageBytes.h"
+#include "tiff/TiffLayout.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
@@ -17,7 +18,6 @@ using KX_Tiff_STL3::CTiff;
 
 namespace {
 
-constexpr int kResolution = 300;
 constexpr int kSamples = 3;
 constexpr int kBits16 = 16;
 constexpr int kAllocate = 1;
@@ -71,8 +71,8 @@ int CIccEngineS::Conversion(char const* inPath, char const* outPath) {
     source.RemoveIcc();
     source.SaveFile(outPath);
   } else {
-    newImage.CreateNew(static_cast<int>(width), static_cast<int>(length), kResolution, kSamples,
-                       kBits16, kAllocate);
+    newImage.CreateNew(static_cast<int>(width), static_cast<int>(length),
+                       KX_Tiff_STL3::kNewImageResolution, kSamples, kBits16, kAllocate);
     Stopwatch stopwatch;
     Conversion(buffer, newImage.GetImageBuf(), pixels);
     stopwatch.Stop();
