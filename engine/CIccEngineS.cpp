@@ -64,7 +64,7 @@ bool IsBuilt(CIccEngineS& engine) {
 
 // @return whether there was memory for it; the cells are left as they were if not.
 bool BuildColorStage(CIccEngineS& engine, CLut16Type* lut, double L, double c, double h) {
-  if (lut == nullptr || lut->colorTable == nullptr) return false;
+  if (lut == nullptr || !HasColorTable(*lut)) return false;
   try {
     const auto table = std::make_unique<ColorTable33>();
     table->Initial(lut);

@@ -72,7 +72,7 @@ int InputTable33::Initial(CLut16Type* lut, ColorSpaceSignature inputColor) {
   if (lut->inputEntries < kMinCurveEntries) {
     FillIdentity(*this, channels);
   } else {
-    if (lut->inputTables == nullptr) return 0;
+    if (channels > 0 && lut->inputTables == nullptr) return 0;
     const int entries = UsableEntries(lut->inputEntries);
     step = CurveStep(entries);
     CopyCurves(lut->inputTables, channels, lut->inputEntries, curves);

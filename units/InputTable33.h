@@ -30,8 +30,9 @@ class KX_API InputTable33 : public Base {
 
   /// Builds the tables from the input tables of `lut` (borrowed during the call) and indexes them
   /// for `inputColor`: `RGB_16`, `Lab`, `Lab_16`, anything else as 8-bit RGB. The first three
-  /// channels are used, and of each up to 4096 entries; fewer than 3 entries mean identity. A null
-  /// tag or absent input tables change nothing. @return 0.
+  /// channels are used, and of each up to 4096 entries; one that the tag lacks keeps its curve,
+  /// which is 0 in a new table. Fewer than 3 entries mean identity. A null tag or absent input
+  /// tables change nothing. @return 0.
   int Initial(ICCFILE::CLut16Type* lut, ICCFILE::ColorSpaceSignature inputColor);
   /// Copies lookup and depth of another table; null changes nothing. @return 0.
   int Initial(InputTable33* other);

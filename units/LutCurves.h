@@ -16,7 +16,7 @@ namespace ICC_UNIT {
 /// levels) and `OutputTable33::lookup`, low 16 bits. Borrows the tag.
 class LutCurves {
  public:
-  /// Fewer than 3 entries mean exact identity.
+  /// Fewer than 3 entries mean exact identity. Not for channels that the tag lacks.
   static LutCurves Input(const ICCFILE::CLut16Type& lut);
   /// Fewer than 3 entries mean the interpolated 16 * i curve. Channels that the tag lacks, or whose
   /// tables are absent, are identity.

@@ -121,7 +121,7 @@ int OutputTable33::Interpolation1D(int c) {
 int OutputTable33::Initial(CLut16Type* lut) {
   if (lut == nullptr) return 0;
   const bool isIdentity = lut->outputEntries < kMinCurveEntries;
-  if (!isIdentity && lut->outputTables == nullptr) return 0;
+  if (!isIdentity && lut->outputChannels > 0 && lut->outputTables == nullptr) return 0;
   channels = lut->outputChannels;
   const int used = std::min(channels, kMaxChannels);
   if (isIdentity) {

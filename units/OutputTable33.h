@@ -34,8 +34,9 @@ class KX_API OutputTable33 : public Base {
   /// not by `step`. Position 65535 takes the last entry. A channel outside 0..6 changes nothing.
   /// @return 0.
   virtual int Interpolation1D(int c);
-  /// Takes the output tables of `lut`: up to 7 channels, up to 4096 entries; fewer than 3 entries
-  /// mean the 16 * i curve. A null tag or absent output tables change nothing. @return 0.
+  /// Takes the output tables of `lut`: up to 7 channels, up to 4096 entries; channels that the tag
+  /// lacks keep their lookups, identity in a new table. Fewer than 3 entries mean the 16 * i curve.
+  /// A null tag or absent output tables change nothing. @return 0.
   virtual int Initial(ICCFILE::CLut16Type* lut);
   /// Copies the first 256 bytes from each channel's output table on into the lookups, whatever the
   /// entry count; bytes past the last table are 0. Null changes nothing. @return 0.

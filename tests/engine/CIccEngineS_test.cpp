@@ -693,9 +693,15 @@ TEST(LookupTag, ShapesThatThePipelineCannotUse) {
       {"two grid points", 3, 3, 2, 256, 256, true},
       {"33 grid points, 7 outputs", 3, 7, 33, 256, 256, true},
       {"no curve entries", 3, 3, 17, 0, 0, true},
+      {"two inputs", 2, 3, 9, 256, 256, true},
+      {"one input, as few bytes as can be", 1, 3, 2, 0, 0, true},
+      {"no input", 0, 3, 9, 256, 256, true},
+      {"two outputs", 3, 2, 9, 256, 256, true},
+      {"one output", 3, 1, 33, 0, 256, true},
+      {"no output", 3, 0, 9, 256, 256, true},
+      {"neither inputs nor outputs", 0, 0, 2, 3, 3, true},
       {"four inputs", 4, 3, 9, 256, 256, false},
-      {"one input", 1, 3, 9, 256, 256, false},
-      {"two outputs", 3, 2, 9, 256, 256, false},
+      {"255 inputs", 255, 3, 9, 0, 0, false},
       {"eight outputs", 3, 8, 9, 256, 256, false},
       {"one grid point", 3, 3, 1, 256, 256, false},
       {"34 grid points", 3, 3, 34, 256, 256, false},
@@ -709,6 +715,44 @@ TEST(LookupTag, ShapesThatThePipelineCannotUse) {
     EXPECT_EQ(Select(*engine, profile.Path()), 0);
     EXPECT_EQ(engine->engineStatus, row.usable ? 12 : 65535) << row.what;
     EXPECT_EQ(engine->inLut0 != nullptr, row.usable) << row.what;
+    // The code is asked for an output curve only when there is a tag.
+    const auto refusing = MakeEngine();
+    EXPECT_EQ(Select(*refusing, profile.Path(), CMYK), 0);
+    EXPECT_EQ(refusing->outputColor, row.usable ? 65535 : 4) << row.what;
+  }
+}
+
+TEST(LookupTag, TablesThatAreNotThere) {
+  const struct {
+    const char* what;
+    int in, out, inEntries, outEntries;
+    bool usable;
+  } kRows[] = {
+      {"nothing that would need one", 3, 0, 2, 2, true},
+      {"nor of no channels", 0, 0, 65535, 65535, true},
+      {"input tables of no channels", 0, 0, 3, 0, true},
+      {"output tables of no channels", 0, 0, 0, 3, true},
+      {"colour table of one output", 3, 1, 0, 0, false},
+      {"input tables of one channel", 1, 0, 3, 0, false},
+  };
+  for (const auto& row : kRows) {
+    CLut16Type lut;
+    lut.inputChannels = static_cast<unsigned char>(row.in);
+    lut.outputChannels = static_cast<unsigned char>(row.out);
+    lut.gridPoints = 2;
+    lut.inputEntries = static_cast<unsigned short>(row.inEntries);
+    lut.outputEntries = static_cast<unsigned short>(row.outEntries);
+    EXPECT_EQ(IsUsable(lut), row.usable) << row.what;
+    EXPECT_EQ(LookupTag(&lut).Get(), row.usable ? &lut : nullptr) << row.what;
+    if (!row.usable) continue;
+    const TemporaryFile profile(WriteProfile(PlainProfile()));
+    const auto engine = MakeEngine();
+    ASSERT_EQ(Select(*engine, profile.Path()), 0);
+    const unsigned int before = engine->cells[15][15][15][0][0];
+    engine->Set1DLutIn(&lut);
+    engine->Set3DLut(&lut, 0, 0, 0);
+    EXPECT_NE(engine->cells[15][15][15][0][0], before) << row.what;
+    EXPECT_EQ(engine->inLut2[255], row.in == 3 ? PackIndex(65535) : 0u) << row.what;
   }
 }
 
@@ -763,6 +807,20 @@ TEST(LookupTag, CurvesAndClutThatCannotBeConverted) {
          return t;
        }(),
        true},
+      {"two inputs",
+       [=] {
+         auto t = good;
+         t.in = 2;
+         return t;
+       }(),
+       false},
+      {"two outputs",
+       [=] {
+         auto t = good;
+         t.out = 2;
+         return t;
+       }(),
+       false},
       {"lut8",
        [=] {
          auto t = good;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -144,6 +145,31 @@ TEST(InputTable33, UsesTheFirstThreeChannels) {
   EXPECT_EQ(table->lookup[0][500], 500u);
   EXPECT_EQ(table->lookup[1][500], 0u) << "a missing curve is zero";
   EXPECT_EQ(table->lookup[2][65535], 0u);
+}
+
+TEST(InputTable33, MissingChannelsAreZero) {
+  for (int channels : {0, 1, 2}) {
+    for (int entries : {0, 2, 3, 256}) {
+      SCOPED_TRACE(testing::Message() << channels << " channels, " << entries << " entries");
+      auto lut = units_test::EmptyLut(channels, 3, 2);
+      lut->inputEntries = static_cast<unsigned short>(entries);
+      // An array of no values need not be there.
+      if (channels > 0 && entries >= 3) {
+        lut->inputTables = units_test::NewArray(LinearCurves(channels, entries));
+      }
+      for (const ColorSpaceSignature color : {RGB, RGB_16}) {
+        const auto table = TableFor(*lut, color);
+        EXPECT_EQ(table->step, entries < 3 ? 65535.0 / 4095 : 65535.0 / (entries - 1));
+        EXPECT_EQ(table->depth, color == RGB ? 8u : 16u);
+        for (int c = 0; c < 3; ++c) {
+          EXPECT_EQ(table->lookup[c][color == RGB ? 255 : 65535], c < channels ? 65535u : 0u);
+          if (c < channels) continue;
+          for (unsigned int value : table->lookup[c]) ASSERT_EQ(value, 0u) << c;
+          for (unsigned int value : table->curves[c]) ASSERT_EQ(value, 0u) << c;
+        }
+      }
+    }
+  }
 }
 
 TEST(InputTable33, MissingTablesChangeNothing) {
@@ -299,13 +325,17 @@ TEST(InputTable33, ExpandsThroughADerivedConversion) {
       return 0;
     }
   };
-  const auto table = std::make_unique<Doubling>();
-  const auto lut = InputLut(3, LinearCurves(3, 3));
-  table->Initial(lut.get(), RGB_16);
-  EXPECT_EQ(table->lookup[0][40000], 14464u) << "kept to 16 bits";
-  EXPECT_EQ(table->lookup[1][65534], 65535u);
-  EXPECT_EQ(table->lookup[2][9], 5u);
-  EXPECT_EQ(table->lookup[2][65535], 65535u) << "the top is the last entry itself";
+  for (int entries : {3}) {
+    SCOPED_TRACE(entries);
+    const auto table = std::make_unique<Doubling>();
+    const auto lut = InputLut(3, LinearCurves(3, entries));
+    table->Initial(lut.get(), RGB_16);
+    EXPECT_EQ(table->lookup[0][40000], 14464u) << "kept to 16 bits";
+    EXPECT_EQ(table->lookup[0][60000], 54464u);
+    EXPECT_EQ(table->lookup[1][65534], 65535u);
+    EXPECT_EQ(table->lookup[2][9], 5u);
+    EXPECT_EQ(table->lookup[2][65535], 65535u) << "the top is the last entry itself";
+  }
 }
 
 // Conversion of whole buffers, for the four classes that share it.

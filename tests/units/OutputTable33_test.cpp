@@ -160,6 +160,34 @@ TEST(OutputTable33, LongCurvesAndManyChannels) {
   }
 }
 
+TEST(OutputTable33, MissingChannelsKeepIdentity) {
+  unsigned char curve[256];
+  std::fill_n(curve, 256, static_cast<unsigned char>(9));
+  for (int channels : {0, 1, 2}) {
+    const struct {
+      int entries, expectedEntries;
+      unsigned int topAfterCurves;  // expected of a channel that the tag lacks
+    } kRows[] = {{0, 4096, 4095}, {3, 3, 2304}, {300, 300, 299}};
+    for (const auto& row : kRows) {
+      SCOPED_TRACE(testing::Message() << channels << " channels, " << row.entries << " entries");
+      auto lut = units_test::EmptyLut(3, channels, 2);
+      lut->outputEntries = static_cast<unsigned short>(row.entries);
+      // An array of no values need not be there.
+      if (channels > 0 && row.entries >= 3) {
+        lut->outputTables = units_test::NewArray(LinearCurves(channels, row.entries));
+      }
+      const auto table = NewTable();
+      EXPECT_EQ(table->Initial(lut.get()), 0);
+      EXPECT_EQ(table->channels, channels);
+      EXPECT_EQ(table->entries, row.expectedEntries);
+      ExpectIdentity(*table, channels, 6);
+      EXPECT_EQ(table->Initial(curve, curve, curve, 256), 0);
+      EXPECT_EQ(table->lookup[2][30000], 9u * 256);
+      EXPECT_EQ(table->lookup[2][65535], row.topAfterCurves);
+    }
+  }
+}
+
 TEST(OutputTable33, MissingTablesChangeNothing) {
   const auto table = NewTable();
   const auto lut = OutputLut(3, LinearCurves(3, 256));
