@@ -326,7 +326,7 @@ TEST_P(RandomProfiles, TablesAndBuffers) {
   }
 }
 
-// Channels that are missing.
+// Channels that are missing, and curves of more entries than a table holds.
 TEST_P(RandomProfiles, UnusualShapes) {
   Pair pair;
   for (int n = 0; n < kProfilesPerShard && !HasFailure(); ++n) {
@@ -341,7 +341,7 @@ INSTANTIATE_TEST_SUITE_P(Shard, RandomProfiles, testing::Range(0, kShards));
 // are not.
 TEST(Pipeline, MissingChannels) {
   constexpr int kGrids[] = {2, 9, 17, 20, 33};
-  constexpr int kEntries[] = {0, 3, 256, 4096};
+  constexpr int kEntries[] = {0, 3, 256, 5000};
   Pair pair;
   int turn = 0;
   for (int in = 0; in <= 3; ++in) {
@@ -397,6 +397,36 @@ TEST(Pipeline, TheLeastTagOfOneInput) {
     EXPECT_EQ(pair.engine->outputColor, row.expected);
     ExpectSameTables(pair);
     ExpectSameRandomConversion(pair, 100, 6);
+  }
+}
+
+TEST(Pipeline, LongCurves) {
+  for (TagForm form : {TagForm::kLut16, TagForm::kMab}) {
+    for (int entries : {4097, 5000, 32768, 65535}) {
+      ProfileSpec spec = PlainSpec(9, entries, entries);
+      spec.tags[0].form = form;
+      spec.tags[0].inCurve = CurveShape::kRandom;
+      spec.tags[0].outCurve = CurveShape::kGamma;
+      const ProfileFile file(spec);
+      Pair pair;
+      for (int in : {0, 1, 2, 3}) {
+        Selection s;
+        s.in = in;
+        s.out = 13;
+        SCOPED_TRACE(Describe(spec) + ", " + Describe(s));
+        if (in < 2) {
+          pair.SetProfile(file, s);
+        } else {
+          pair.SetIntent(s);
+        }
+        ExpectSameTables(pair);
+        if (in < 2) ExpectSameRandomConversion(pair, 1000, 3);
+        for (int count : {1, 256, 5000}) {
+          pair.AdjustOutput(Bytes(count, 10), Bytes(count, 20), Bytes(count, 30));
+          ExpectSameTables(pair);
+        }
+      }
+    }
   }
 }
 

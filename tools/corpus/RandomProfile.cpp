@@ -310,7 +310,7 @@ ProfileSpec RandomSpec(std::uint64_t seed) {
 }
 
 ProfileSpec UnusualSpec(std::uint64_t seed) {
-  constexpr int kEntries[] = {0, 3, 256, 4095, 4096};
+  constexpr int kEntries[] = {0, 3, 256, 4095, 4097, 5000, 8192, 16385, 65535};
   ProfileSpec spec = RandomSpec(seed);
   Dice dice(seed + 0x5EED);
   std::uint64_t turn = seed;
@@ -319,8 +319,8 @@ ProfileSpec UnusualSpec(std::uint64_t seed) {
       tag.in = static_cast<int>(turn % 4);
       tag.out = static_cast<int>((turn / 4 + turn) % 8);
     }
-    tag.inEntries = kEntries[dice.Between(0, 4)];
-    tag.outEntries = kEntries[dice.Between(0, 4)];
+    tag.inEntries = kEntries[dice.Between(0, 8)];
+    tag.outEntries = kEntries[dice.Between(0, 8)];
     turn += 5;
   }
   return spec;
