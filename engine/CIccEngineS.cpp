@@ -182,9 +182,9 @@ int CIccEngineS::SetProfile(char const* path, char const*, Intent newIntent, Col
 
 int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceSignature out,
                            double, double, double) {
-  if (inputColor == in && intent == newIntent && outputColor == out && IsBuilt(*this)) {
-    return outputColor;
-  }
+  // Nothing is built for no output code, so that nothing can be missing.
+  const bool isSame = inputColor == in && intent == newIntent && outputColor == out;
+  if (isSame && (out == kNoColorCode || IsBuilt(*this))) return outputColor;
   // No check of the input code, no new conversion type: as applications know it.
   inputColor = in;
   outputColor = out;

@@ -51,8 +51,9 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
                  ICCFILE::ColorSpaceSignature in, ICCFILE::ColorSpaceSignature out, double L,
                  double c, double h);
   /// Rebuilds the pipeline for another intent or other codes with the stored offsets; the three
-  /// doubles are ignored. @return the output code, or 65535 without a usable lookup tag (the codes
-  /// are stored, the older tables stay in use).
+  /// doubles are ignored. The stored intent and codes build nothing, the codes 65535 that `Reset`
+  /// leaves included. @return the output code, or 65535 without a usable lookup tag (the codes are
+  /// stored, the older tables stay in use).
   int SetIntent(ICCFILE::Intent intent, ICCFILE::ColorSpaceSignature in,
                 ICCFILE::ColorSpaceSignature out, double, double, double);
 

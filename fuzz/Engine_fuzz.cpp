@@ -256,6 +256,14 @@ void RunCall(CIccEngineS& engine, Input choices) {
       FUZZ_CHECK(engine.Adjust_Output(curve, curve, curve, 0) == output);
       FUZZ_CHECK(engine.Initial(choices.Position()) == IccResultUnused);
       FUZZ_CHECK(engine.DeleteWorkingBuf() == IccResultUnused);
+      if (choices.U8() % 2 == 0) return;
+      // The codes that it leaves are not built for.
+      engine.Reset();
+      FUZZ_CHECK(engine.SetIntent(static_cast<Intent>(engine.intent),
+                                  static_cast<ColorSpaceSignature>(kNoColorCode),
+                                  static_cast<ColorSpaceSignature>(kNoColorCode), 0.0, 0.0,
+                                  0.0) == IccResultNotSet);
+      FUZZ_CHECK(engine.inLut0 == nullptr && engine.outputColor == kNoColorCode);
     }
   }
 }

@@ -136,6 +136,9 @@ void AddCodes(Corpus& corpus) {
         "Engine", "input-" + std::to_string(variant++),
         Joined({Choices(40, {0, 0, 12, 1, 64, 64, 64, 7, 3, 1, 0, 0, 0, 0, input, 12}), profile}));
   }
+  // Two calls; the first ends with Reset.
+  corpus.Add("Engine", "reset",
+             Joined({Choices(40, {1, 0, 12, 1, 64, 64, 64, 7, 3, 2, 0, 0, 3, 0, 1}), profile}));
 }
 
 void AddLookupTags(Corpus& corpus) {

@@ -446,6 +446,39 @@ TEST(CIccEngineS, ResetKeepsTheProfile) {
   EXPECT_EQ(engine->ConstructEngine(0, 0, 0), 65535) << "no profile selected";
 }
 
+// Reset stores code 65535 twice and keeps the intent: to ask for these three is to ask for nothing.
+TEST(CIccEngineS, AfterAResetItsOwnCodesBuildNothing) {
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
+  const struct {
+    const char* what;
+    int intent, in, out, result;
+    bool builds;
+  } kRows[] = {
+      {"the codes that Reset leaves", Relative, 65535, 65535, 65535, false},
+      {"another intent", Saturation, 65535, 65535, 65535, true},
+      {"another input", Relative, RGB, 65535, 65535, true},
+      {"an output code", Relative, 65535, sRGB, 12, true},
+      {"what was there before", Relative, RGB, sRGB, 12, true},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    const auto engine = MakeEngine();
+    ASSERT_EQ(Select(*engine, profile.Path(), sRGB, RGB, Relative), 0);
+    engine->Reset();
+    EXPECT_EQ(SetIntent(*engine, row.intent, row.in, row.out), row.result);
+    EXPECT_EQ(engine->inLut0 != nullptr, row.builds);
+    EXPECT_EQ(engine->outputColor, row.result);
+    // Without an output code, the same selection reads the file again.
+    engine->Reset();
+    EXPECT_EQ(SetIntent(*engine, engine->intent, 65535, 65535), 65535);
+    const std::size_t tags = engine->iccFile.tags.size();
+    engine->iccFile.Reset();
+    EXPECT_EQ(Select(*engine, profile.Path(), sRGB, RGB, Relative), 0);
+    EXPECT_EQ(engine->iccFile.tags.size(), tags);
+    EXPECT_NE(engine->inLut0, nullptr);
+  }
+}
+
 // Heap and system would pass the arrays to and fro at every selection.
 TEST(CIccEngineS, ASelectionFillsTheArraysOfTheOneBefore) {
   const TemporaryFile profile(WriteProfile(PlainProfile()));

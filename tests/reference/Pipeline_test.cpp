@@ -102,6 +102,10 @@ struct Pair {
                           static_cast<ColorSpaceSignature>(s.out), 31, 32, 33);
     EXPECT_EQ(actual, expected) << "SetIntent";
   }
+  void Reset() {
+    reference::Reset(model);
+    engine->Reset();
+  }
   void AdjustLch(double L, double c, double h) {
     const int expected = reference::AdjustLch(model, L, c, h);
     EXPECT_EQ(engine->Adjust_Lch(L, c, h), expected) << "Adjust_Lch";
@@ -767,6 +771,48 @@ TEST(Pipeline, SetIntentWithoutTagKeepsTheOlderTables) {
   EXPECT_EQ(pair.engine->intent, 0);
   ExpectSameTables(pair);
   ExpectSameRandomConversion(pair, 100, 1);
+}
+
+// The profile stays: what is asked for next is built from it, but for what is stored already.
+TEST(Pipeline, AfterAReset) {
+  const ProfileFile file(PlainSpec(9, 256, 256));
+  const struct {
+    const char* what;
+    int intent, in, out;
+  } kRows[] = {
+      {"the codes that a reset leaves", 1, 65535, 65535},
+      {"another intent", 2, 65535, 65535},
+      {"another input code", 1, 0, 65535},
+      {"another output code", 1, 65535, 13},
+      {"the codes before", 1, 0, 12},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    Pair pair;
+    Selection s;
+    s.intent = 1;
+    s.L = 5;
+    pair.SetProfile(file, s);
+    pair.AdjustLch(7, 0, 0);
+    pair.Reset();
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, 20, 1);
+    Selection asked;
+    asked.intent = row.intent;
+    asked.in = row.in;
+    asked.out = row.out;
+    pair.SetIntent(asked);
+    ExpectSameTables(pair);
+    pair.AdjustLch(-3, 2, 1);
+    pair.AdjustOutput({0, 255}, {255, 0}, {9, 9});
+    ExpectSameTables(pair);
+    pair.SetIntent(asked);
+    ExpectSameTables(pair);
+    pair.Reset();
+    pair.SetProfile(file, s);
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, 100, 1);
+  }
 }
 
 // SetIntent neither looks at the input code nor at the conversion type that it leaves behind.
