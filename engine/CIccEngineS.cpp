@@ -3,10 +3,12 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "engine/EngineTables.h"
 #include "engine/LookupTag.h"
@@ -37,21 +39,20 @@ int WholeUnits(double offset) {
   return static_cast<int>(std::clamp(offset, -kMost, kMost));
 }
 
+std::array<unsigned int**, 6> InputFields(CIccEngineS& engine) {
+  return {&engine.inLutAux0, &engine.inLut0,    &engine.inLutAux1,
+          &engine.inLut1,    &engine.inLutAux2, &engine.inLut2};
+}
+
 void ReleaseInputTables(CIccEngineS& engine) {
-  DisownEngineTables(engine);
-  for (unsigned int** table : {&engine.inLutAux0, &engine.inLut0, &engine.inLutAux1, &engine.inLut1,
-                               &engine.inLutAux2, &engine.inLut2}) {
-    delete[] * table;
-    *table = nullptr;
-  }
+  DropEngineTables(engine);
+  for (unsigned int** table : InputFields(engine)) delete[] std::exchange(*table, nullptr);
 }
 
 void NewInputTables(CIccEngineS& engine, std::uint32_t levels) {
   ReleaseInputTables(engine);
-  engine.inLut0 = new unsigned int[levels];
-  engine.inLut1 = new unsigned int[levels];
-  engine.inLut2 = new unsigned int[levels];
-  engine.inLutAux0 = NewEngineTables({engine.inLut0, engine.inLut1, engine.inLut2}, levels);
+  for (unsigned int** table : InputFields(engine)) *table = new unsigned int[levels];
+  HoldEngineTables(engine, levels);
 }
 
 // Whether the tables are those of the codes that the engine holds: a build that ran out of memory
