@@ -3,10 +3,12 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <numeric>
+#include <utility>
 
 #include "base/CpuLevel.h"
 #include "base/Diagnostics.h"
@@ -37,21 +39,20 @@ int WholeUnits(double offset) {
   return static_cast<int>(std::clamp(offset, -kMost, kMost));
 }
 
+std::array<unsigned int**, 6> InputFields(CIccEngineS& engine) {
+  return {&engine.inLutAux0, &engine.inLut0,    &engine.inLutAux1,
+          &engine.inLut1,    &engine.inLutAux2, &engine.inLut2};
+}
+
 void ReleaseInputTables(CIccEngineS& engine) {
-  DisownEngineTables(engine);
-  for (unsigned int** table : {&engine.inLutAux0, &engine.inLut0, &engine.inLutAux1, &engine.inLut1,
-                               &engine.inLutAux2, &engine.inLut2}) {
-    delete[] * table;
-    *table = nullptr;
-  }
+  DropEngineTables(engine);
+  for (unsigned int** table : InputFields(engine)) delete[] std::exchange(*table, nullptr);
 }
 
 void NewInputTables(CIccEngineS& engine, std::uint32_t levels) {
   ReleaseInputTables(engine);
-  engine.inLut0 = new unsigned int[levels];
-  engine.inLut1 = new unsigned int[levels];
-  engine.inLut2 = new unsigned int[levels];
-  engine.inLutAux0 = NewEngineTables({engine.inLut0, engine.inLut1, engine.inLut2}, levels);
+  for (unsigned int** table : InputFields(engine)) *table = new unsigned int[levels];
+  HoldEngineTables(engine, levels);
 }
 
 // Leaves an engine that converts nothing. @return the result of the selection that failed.
@@ -71,7 +72,7 @@ bool IsBuilt(CIccEngineS& engine) {
 
 // @return whether there was memory for it; the cells are left as they were if not.
 bool BuildColorStage(CIccEngineS& engine, CLut16Type* lut, double L, double c, double h) {
-  if (lut == nullptr || lut->colorTable == nullptr) return false;
+  if (lut == nullptr || !HasColorTable(*lut)) return false;
   try {
     const auto table = std::make_unique<ColorTable33>();
     table->Initial(lut);
@@ -181,9 +182,9 @@ int CIccEngineS::SetProfile(char const* path, char const*, Intent newIntent, Col
 
 int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceSignature out,
                            double, double, double) {
-  if (inputColor == in && intent == newIntent && outputColor == out && IsBuilt(*this)) {
-    return outputColor;
-  }
+  // Nothing is built for no output code, so that nothing can be missing.
+  const bool isSame = inputColor == in && intent == newIntent && outputColor == out;
+  if (isSame && (out == kNoColorCode || IsBuilt(*this))) return outputColor;
   // No check of the input code, no new conversion type: kept so that results stay identical.
   inputColor = in;
   outputColor = out;

@@ -1,6 +1,8 @@
 #include "engine/EngineTables.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -21,9 +23,7 @@ constexpr int kGridNodes = kCellGridPoints * kCellGridPoints * kCellGridPoints;
 // One array of words holds this record, aligned, with the tables behind it. Pages that a format
 // never touches cost nothing.
 struct alignas(64) EngineTables {
-  // Its own address: programs can set the engine's public pointers to arrays of theirs.
-  const void* self;
-  InputArrays input;
+  InputArrays arrays;  // those that were made with the record; programs can put others into fields
   std::uint32_t inputLevels;
   // What is out of date is made anew when a conversion needs it.
   bool coordinatesAreCurrent;
@@ -52,25 +52,61 @@ EngineTables* Align(unsigned int* words) {
                                          ~kMask);
 }
 
-// The record behind `inLutAux0`, or null where that is no array of ours.
-EngineTables* RecordBehind(const CIccEngineS& engine) {
-  if (engine.inLutAux0 == nullptr) return nullptr;
-  EngineTables* const record = Align(engine.inLutAux0);
-  // Like every input table, some program's has 256 words at least.
-  const void* self;
-  std::memcpy(&self, record, sizeof self);
-  return self == record ? record : nullptr;
+// Where an engine's record is. Nothing leads there but the engine's address: whatever stands in the
+// arrays that its fields point to, and wherever they point, makes no difference.
+struct Place {
+  std::atomic<const CIccEngineS*> owner;  // null: free
+  unsigned int* words;
+};
+
+// Any thread may look through the places for the one of its own engine. They stay once they are
+// made, so that a search needs no lock; the first ones are enough for most programs.
+struct Places {
+  Place places[16];
+  std::atomic<Places*> more;
+};
+constinit Places firstPlaces{};
+
+Place* PlaceOf(const CIccEngineS& engine) {
+  for (Places* some = &firstPlaces; some != nullptr; some = some->more.load()) {
+    for (Place& place : some->places) {
+      if (place.owner.load(std::memory_order_acquire) == &engine) return &place;
+    }
+  }
+  return nullptr;
 }
 
-// The same, or null where the engine holds a program's array in place of one of its own. The other
-// auxiliary tables are null in ours: whoever fills these is likely to have put in all six.
-EngineTables* TablesBehind(const CIccEngineS& engine) {
-  if (engine.inLutAux1 != nullptr || engine.inLutAux2 != nullptr) return nullptr;
-  EngineTables* const record = RecordBehind(engine);
+Place& TakePlace(const CIccEngineS& engine) {
+  for (Places* some = &firstPlaces;; some = some->more.load()) {
+    for (Place& place : some->places) {
+      const CIccEngineS* nobody = nullptr;
+      if (place.owner.compare_exchange_strong(nobody, &engine)) return place;
+    }
+    if (some->more.load() != nullptr) continue;
+    auto made = std::make_unique<Places>();
+    Places* none = nullptr;
+    if (some->more.compare_exchange_strong(none, made.get())) static_cast<void>(made.release());
+  }
+}
+
+EngineTables* RecordOf(const CIccEngineS& engine) {
+  const Place* const place = PlaceOf(engine);
+  return place == nullptr ? nullptr : Align(place->words);
+}
+
+InputArrays ArraysOf(const CIccEngineS& engine) {
+  return {engine.inLut0,    engine.inLut1,    engine.inLut2,
+          engine.inLutAux0, engine.inLutAux1, engine.inLutAux2};
+}
+
+// The record, or null where the engine holds a program's array in place of one of its own three
+// that are read.
+EngineTables* TablesOf(const CIccEngineS& engine) {
+  EngineTables* const record = RecordOf(engine);
   if (record == nullptr) return nullptr;
-  const auto& [first, second, third] = record->input;
-  const bool areOurs = first == engine.inLut0 && second == engine.inLut1 && third == engine.inLut2;
-  return areOurs ? record : nullptr;
+  const InputArrays& own = record->arrays;
+  const bool areOwn = engine.inLut0 == own[0] && engine.inLut1 == own[1] && engine.inLut2 == own[2];
+  return areOwn ? record : nullptr;
 }
 
 // The 16-bit grid coordinate that an input entry was packed from.
@@ -82,7 +118,7 @@ std::uint16_t UnpackIndex(std::uint32_t entry) {
 bool BuildCoordinates(EngineTables& compact) {
   bool areCompact = true;
   for (int c = 0; c < 3; ++c) {
-    const std::uint32_t* const entries = compact.input[static_cast<std::size_t>(c)];
+    const std::uint32_t* const entries = compact.arrays[static_cast<std::size_t>(c)];
     for (std::uint32_t level = 0; level < compact.inputLevels; ++level) {
       compact.coordinates[c][level] = UnpackIndex(entries[level]);
       areCompact &= PackIndex(compact.coordinates[c][level]) == entries[level];
@@ -257,53 +293,58 @@ void BuildOutput(const CIccEngineS& engine, Sample (&narrow)[3][kLevels16],
 
 }  // namespace
 
-unsigned int* NewEngineTables(const InputArrays& input, std::uint32_t inputLevels) {
+void HoldEngineTables(const CIccEngineS& engine, std::uint32_t inputLevels) {
+  DropEngineTables(engine);
   constexpr std::size_t kBytes = sizeof(EngineTables) + alignof(EngineTables);
   std::unique_ptr<unsigned int[]> words(new unsigned int[kBytes / sizeof(unsigned int)]);
-  auto* compact = new (Align(words.get())) EngineTables;
-  compact->self = compact;
-  compact->input = input;
-  compact->inputLevels = inputLevels;
-  compact->coordinatesAreCurrent = false;
-  compact->pairsAreCurrent = false;
-  compact->gridIsCurrent = false;
-  compact->output8IsCurrent = false;
-  compact->output16IsCurrent = false;
-  return words.release();
+  auto* record = new (Align(words.get())) EngineTables;
+  record->arrays = ArraysOf(engine);
+  record->inputLevels = inputLevels;
+  record->coordinatesAreCurrent = false;
+  record->pairsAreCurrent = false;
+  record->gridIsCurrent = false;
+  record->output8IsCurrent = false;
+  record->output16IsCurrent = false;
+  Place& place = TakePlace(engine);
+  place.words = words.release();
+}
+
+void DropEngineTables(const CIccEngineS& engine) {
+  Place* const place = PlaceOf(engine);
+  if (place == nullptr) return;
+  delete[] place->words;
+  place->owner.store(nullptr, std::memory_order_release);
 }
 
 std::uint32_t InputLevels(const CIccEngineS& engine) {
-  if (const EngineTables* record = RecordBehind(engine)) {
-    const auto& [first, second, third] = record->input;
-    const bool isOneOurs =
-        first == engine.inLut0 || second == engine.inLut1 || third == engine.inLut2;
-    if (isOneOurs) return record->inputLevels;
+  if (const EngineTables* record = RecordOf(engine)) {
+    const InputArrays& own = record->arrays;
+    const bool isOneOwn =
+        engine.inLut0 == own[0] || engine.inLut1 == own[1] || engine.inLut2 == own[2];
+    if (isOneOwn) return record->inputLevels;
   }
   return static_cast<std::uint32_t>(InputLevelsOf(engine.inputColor));
 }
 
-void DisownEngineTables(CIccEngineS& engine) {
-  if (EngineTables* record = RecordBehind(engine)) record->self = nullptr;
-}
-
 bool HasOwnInputTables(const CIccEngineS& engine, std::uint32_t inputLevels) {
-  const EngineTables* tables = TablesBehind(engine);
-  return tables != nullptr && tables->inputLevels == inputLevels;
+  const EngineTables* record = RecordOf(engine);
+  return record != nullptr && record->inputLevels == inputLevels &&
+         record->arrays == ArraysOf(engine);
 }
 
 void InputTablesChanged(const CIccEngineS& engine) {
-  EngineTables* tables = TablesBehind(engine);
+  EngineTables* tables = TablesOf(engine);
   if (tables == nullptr) return;
   tables->coordinatesAreCurrent = false;
   tables->pairsAreCurrent = false;
 }
 
 void CellsChanged(const CIccEngineS& engine) {
-  if (EngineTables* record = RecordBehind(engine)) record->gridIsCurrent = false;
+  if (EngineTables* record = RecordOf(engine)) record->gridIsCurrent = false;
 }
 
 void OutputTablesChanged(const CIccEngineS& engine) {
-  EngineTables* record = RecordBehind(engine);
+  EngineTables* record = RecordOf(engine);
   if (record == nullptr) return;
   record->output8IsCurrent = false;
   record->output16IsCurrent = false;
@@ -311,7 +352,7 @@ void OutputTablesChanged(const CIccEngineS& engine) {
 
 const CompactTables* CurrentCompactTables(const CIccEngineS& engine, PixelFormat format,
                                           const KernelSet& kernels) {
-  EngineTables* const tables = TablesBehind(engine);
+  EngineTables* const tables = TablesOf(engine);
   if (tables == nullptr) return nullptr;
   EngineTables& compact = *tables;
   if (format == PixelFormat::k16To16 && compact.inputLevels != kLevels16) return nullptr;

@@ -22,6 +22,7 @@
 #include "tiff/CTiff.h"
 #include "tiff/ImageBytes.h"
 #include "tiff/PixelRuns.h"
+#include "tiff/TiffLayout.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
@@ -31,7 +32,6 @@ using KX_Tiff_STL3::CTiff;
 
 namespace {
 
-constexpr int kResolution = 300;
 constexpr unsigned kSamples = 3;
 constexpr int kBits16 = 16;
 constexpr unsigned kNewSampleBytes = 2;
@@ -91,7 +91,7 @@ bool MayBeMadeNew(const Dimensions& dimensions, std::uint64_t fileBytes) {
 
 void CreateNewImage(CTiff& image, const Dimensions& dimensions, bool allocate) {
   image.CreateNew(static_cast<int>(dimensions.width), static_cast<int>(dimensions.length),
-                  kResolution, kSamples, kBits16, allocate ? 1 : 0);
+                  KX_Tiff_STL3::kNewImageResolution, kSamples, kBits16, allocate ? 1 : 0);
 }
 
 // ---- In pieces

@@ -120,7 +120,17 @@ void CheckWorkers(CIccEngineS& engine, PixelFormat format, const Bytes& source,
   }
 }
 
+/// Programs may write into the auxiliary tables, which are as large as the input tables.
+void WriteAuxiliaries(const CIccEngineS& engine, std::uint32_t seed) {
+  unsigned int* const arrays[] = {engine.inLutAux0, engine.inLutAux1, engine.inLutAux2};
+  for (unsigned int* array : arrays) FUZZ_CHECK((array != nullptr) == (engine.inLut0 != nullptr));
+  if (engine.inLut0 == nullptr || seed % 2 == 0) return;
+  const Bytes words = fuzz::SomePixels(4 * 256, seed);
+  std::memcpy(arrays[seed / 2 % 3], words.data(), words.size());
+}
+
 void CheckConversion(CIccEngineS& engine, int pixels, std::uint32_t seed) {
+  WriteAuxiliaries(engine, seed);
   const Widths widths = WidthsOf(engine);
   const std::size_t samples = 3 * static_cast<std::size_t>(std::max(pixels, 0));
   const Bytes source = fuzz::SomePixels(2 * samples, seed);
@@ -256,6 +266,14 @@ void RunCall(CIccEngineS& engine, Input choices) {
       FUZZ_CHECK(engine.Adjust_Output(curve, curve, curve, 0) == output);
       FUZZ_CHECK(engine.Initial(choices.Position()) == IccResultUnused);
       FUZZ_CHECK(engine.DeleteWorkingBuf() == IccResultUnused);
+      if (choices.U8() % 2 == 0) return;
+      // The codes that it leaves are not built for.
+      engine.Reset();
+      FUZZ_CHECK(engine.SetIntent(static_cast<Intent>(engine.intent),
+                                  static_cast<ColorSpaceSignature>(kNoColorCode),
+                                  static_cast<ColorSpaceSignature>(kNoColorCode), 0.0, 0.0,
+                                  0.0) == IccResultNotSet);
+      FUZZ_CHECK(engine.inLut0 == nullptr && engine.outputColor == kNoColorCode);
     }
   }
 }

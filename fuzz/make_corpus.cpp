@@ -93,6 +93,10 @@ void AddProfiles(Corpus& corpus) {
       {"matrix", fuzz::MatrixProfile()},
       {"lut16-grid-5", OneTag("A2B0", fuzz::Lut16(5, 3))},
       {"lut16-seven-outputs", OneTag("A2B2", fuzz::Lut16(2, 3, 7))},
+      {"lut16-one-input", OneTag("A2B0", fuzz::Lut16(2, 0, 3, 1))},
+      {"lut16-two-outputs", OneTag("A2B0", fuzz::Lut16(3, 5, 2))},
+      {"lut16-no-channels", OneTag("A2B0", fuzz::Lut16(9, 3, 0, 0))},
+      {"lut16-long-curves", OneTag("A2B0", fuzz::Lut16(2, 4100, 1, 1))},
       {"mab", OneTag("A2B1", fuzz::CurvesAndGrid("mAB ", 3, 5))},
       {"mab-padded", OneTag("A2B0", fuzz::CurvesAndGrid("mAB ", 2, 4, Mab::Spacing::kPadded))},
       {"mab-bytes", OneTag("A2B0", fuzz::CurvesAndGrid("mAB ", 2, 3, Mab::Spacing::kAsRead, 1))},
@@ -133,6 +137,9 @@ void AddCodes(Corpus& corpus) {
         "Engine", "input-" + std::to_string(variant++),
         Joined({Choices(40, {0, 0, 12, 1, 64, 64, 64, 7, 3, 1, 0, 0, 0, 0, input, 12}), profile}));
   }
+  // Two calls; the first ends with Reset.
+  corpus.Add("Engine", "reset",
+             Joined({Choices(40, {1, 0, 12, 1, 64, 64, 64, 7, 3, 2, 0, 0, 3, 0, 1}), profile}));
 }
 
 void AddLookupTags(Corpus& corpus) {
@@ -145,6 +152,10 @@ void AddLookupTags(Corpus& corpus) {
       {"lut16-9", fuzz::Lut16(9, 3)},
       {"lut16-4-outputs", fuzz::Lut16(2, 3, 4)},
       {"lut16-7-outputs", fuzz::Lut16(3, 3, 7)},
+      {"lut16-1-input", fuzz::Lut16(3, 3, 3, 1)},
+      {"lut16-1-output", fuzz::Lut16(3, 3, 1)},
+      {"lut16-no-channels", fuzz::Lut16(9, 3, 0, 0)},
+      {"lut16-long-curves", fuzz::Lut16(2, 4100, 1, 1)},
       {"mab", fuzz::CurvesAndGrid("mAB ", 2, 3)},
       {"mab-5", fuzz::CurvesAndGrid("mAB ", 5, 7)},
       {"mba", fuzz::CurvesAndGrid("mBA ", 2, 3)},

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 
+#include "codes/ColorCodeTable.h"
 #include "codes/ResultCodes.h"
 #include "units/InputTable33.h"
 #include "units/LutCurves.h"
@@ -18,60 +19,36 @@ using namespace ICCFILE;
 
 namespace {
 
-// Runs the builder of an output code on fresh identity lookups.
+// Runs the builder of a colour code on fresh lookups.
 // @return the code that it reports, or 65535 for a code without a curve.
-int BuildOutputCurve(ICC_UNIT::OutputTable33& table, ColorSpaceSignature outputColor) {
-  switch (outputColor) {
-    case sRGB220:
-    case sRGB:
-      return table.OutputGamma_sRGB();
-    case sRGB220_16:
-    case sRGB_16:
-      return table.OutputGamma_sRGB_16();
-    case sRGB100:
-    case Adobe100:
-    case Apple100:
-    case ColorMatch100:
-      return table.OutputGamma100(outputColor);
-    case sRGB100_16:
-    case Adobe100_16:
-    case Apple100_16:
-    case ColorMatch100_16:
-      return outputColor;
-    case Adobe:
-    case Apple:
-    case ColorMatch:
-      return table.OutputGamma180(outputColor);
-    case Adobe_16:
-    case Apple_16:
-    case ColorMatch_16:
-      return table.OutputGamma180_16(outputColor);
-    case sRGB_KodakPhoto:
+int BuildOutputCurve(ICC_UNIT::OutputTable33& table, const kxcms::ColorCode& output) {
+  using enum kxcms::EncodingCurve;
+  const bool is8 = output.bits == 8;
+  switch (output.curve) {
+    case kNone:
+      break;
+    case kLinear:
+      return is8 ? table.OutputGamma100(output.code) : output.code;
+    case kSRgb:
+      return is8 ? table.OutputGamma_sRGB() : table.OutputGamma_sRGB_16();
+    case kGamma180:
+      return is8 ? table.OutputGamma180(output.code) : table.OutputGamma180_16(output.code);
+    case kKodakPhoto:
       table.ResetTable();
-      return table.OutputGamma_KodakPhoto();
-    case sRGB_KodakPhoto_16:
+      return is8 ? table.OutputGamma_KodakPhoto() : table.OutputGamma_KodakPhoto_16();
+    case kKodakMix:
       table.ResetTable();
-      return table.OutputGamma_KodakPhoto_16();
-    case sRGB_KodakMix:
+      return is8 ? table.OutputGamma_KodakMix() : table.OutputGamma_KodakMix_16();
+    case kKodakText:
       table.ResetTable();
-      return table.OutputGamma_KodakMix();
-    case sRGB_KodakMix_16:
-      table.ResetTable();
-      return table.OutputGamma_KodakMix_16();
-    case sRGB_KodakText:
-      table.ResetTable();
-      return table.OutputGamma_KodakText();
-    case sRGB_KodakText_16:
-      table.ResetTable();
-      return table.OutputGamma_KodakText_16();
-    default:
-      return IccResultNotSet;
+      return is8 ? table.OutputGamma_KodakText() : table.OutputGamma_KodakText_16();
   }
+  return IccResultNotSet;
 }
 
-void MakeOutputCurve(ColorSpaceSignature outputColor, OutputCurve& curve) {
+void MakeOutputCurve(const kxcms::ColorCode& output, OutputCurve& curve) {
   const auto table = std::make_unique<ICC_UNIT::OutputTable33>();
-  curve.status = BuildOutputCurve(*table, outputColor);
+  curve.status = BuildOutputCurve(*table, output);
   std::copy_n(table->lookup[0], kLevels16, curve.levels);
 }
 
@@ -147,16 +124,17 @@ const OutputCurve* OutputCurveOf(ColorSpaceSignature outputColor) {
   static OutputCurve curves[kColorCodeCount];
   static std::atomic<bool> made[kColorCodeCount];
   static std::mutex making;
-  if (outputColor < 0 || outputColor >= kColorCodeCount) return nullptr;
+  const kxcms::ColorCode* output = kxcms::FindColorCode(outputColor);
+  if (output == nullptr || output->curve == kxcms::EncodingCurve::kNone) return nullptr;
   OutputCurve& curve = curves[outputColor];
   if (!made[outputColor].load(std::memory_order_acquire)) {
     const std::lock_guard lock(making);
     if (!made[outputColor].load(std::memory_order_relaxed)) {
-      MakeOutputCurve(outputColor, curve);
+      MakeOutputCurve(*output, curve);
       made[outputColor].store(true, std::memory_order_release);
     }
   }
-  return curve.status == IccResultNotSet ? nullptr : &curve;
+  return &curve;
 }
 
 }  // namespace ICC_ENG_S4

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <iostream>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <span>
@@ -226,7 +227,7 @@ int CTiff::CreateNew(int width, int length, int resolution, int samples, int bit
       {ImageWidth, TIFF_LONG, 1, static_cast<unsigned>(width)},
       {ImageLength, TIFF_LONG, 1, static_cast<unsigned>(length)},
       {BitsPerSample, TIFF_SHORT, static_cast<unsigned>(samples), static_cast<unsigned>(bits)},
-      {Compression, TIFF_SHORT, 1, 1},
+      {Compression, TIFF_SHORT, 1, kUncompressed},
       {PhotometricInterpretation, TIFF_SHORT, 1, Photometric(samples)},
       {SamplesPerPixel, TIFF_SHORT, 1, static_cast<unsigned>(samples)},
       {RowsPerStrip, TIFF_LONG, 1, static_cast<unsigned>(length)},
@@ -235,9 +236,10 @@ int CTiff::CreateNew(int width, int length, int resolution, int samples, int bit
       {XResolution, TIFF_RATIONAL, 1, dotsPerInch},
       {YResolution, TIFF_RATIONAL, 1, dotsPerInch},
       {ResolutionUnit, TIFF_SHORT, 1, kInch},
-      {PlanarConfiguration, TIFF_SHORT, 1, 1},
+      {PlanarConfiguration, TIFF_SHORT, 1, kChunky},
       {IccProfile, TIFF_UNDEFINED, 0, 0},
   };
+  static_assert(std::size(kTags) == kNewImageTags);
   for (const auto& row : kTags) SetTag(row.tag, row.type, row.count, row.value, nullptr);
 
   const int rowBytes = BytesPerRow(bits, width, samples);

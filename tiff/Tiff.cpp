@@ -26,15 +26,6 @@ constexpr char const* kNotPcVersion = " *** Tiff is not PC version. *** ";
 constexpr char const* kSaveOpenError = "*** File(Save) Open Error. ***";
 constexpr char const* kNoTags = "*** Tiff::SaveFile() --> TiffTag EntryCounts is 0. ***";
 
-// "II", then 42 (TIFF 6.0, section 2).
-constexpr std::uint32_t kLittleEndianMark = 0x002A4949;
-constexpr unsigned kHeaderBytes = 8;
-constexpr unsigned kEntryBytes = 12;
-constexpr unsigned kMaxEntries = 39;
-
-constexpr unsigned kUncompressed = 1;
-enum Planar : unsigned { kPlanarMissing = 0, kChunky = 1, kSeparatePlanes = 2 };
-
 /// What the pixel buffers may take while these tags are held.
 std::uint64_t PixelLimit(const Tiff& image, FILE* file) {
   const std::uint64_t limit = ReaderLimit(FileBytes(file));
@@ -181,7 +172,7 @@ int ReadTags(Tiff& image, FILE* file) {
   if (headerWords.U32() != kLittleEndianMark) throw kNotPcVersion;
   image.IFDOffset = headerWords.U32();
 
-  unsigned char countBytes[2];
+  unsigned char countBytes[kEntryCountBytes];
   ReadAt(file, image.IFDOffset, countBytes, sizeof countBytes);
   const unsigned entryCount = kxcms::LittleEndianReader(countBytes, sizeof countBytes).U16();
   if (entryCount > kMaxEntries) return kTooManyEntries;
@@ -412,31 +403,25 @@ int Tiff::SaveTiff(FILE* file) {
 int Tiff::WriteHeader(FILE* file) {
   unsigned char header[kHeaderBytes];
   kxcms::StoreLittle32(header, kLittleEndianMark);
-  kxcms::StoreLittle32(header + 4, kHeaderBytes);
+  kxcms::StoreLittle32(header + kFirstDirectoryAt, kHeaderBytes);
   WriteBytes(file, header, sizeof header);
   return 0;
 }
 
 int Tiff::WriteIFD(FILE* file) {
   const auto entryCount = static_cast<unsigned>(tags.size());
-  unsigned next = kEntryBytes * entryCount + 14;
-  for (const auto& tag : tags) {
-    // Types 6..9 reserve room for inline data too, which WriteTagData never writes; the data after
-    // them are shifted. Kept so that files stay identical byte for byte.
-    if (!AlwaysGetsOffset(tag->type) && !IsOutOfLine(*tag)) continue;
-    tag->value = next;
-    next += static_cast<unsigned>(ReservedBytes(*tag));
-  }
-  SetTagValue(StripOffsets, next);
-  SetTagValue(ExifIfd, next + GetTagValue(StripByteCounts));
+  const auto pixels = static_cast<unsigned>(LayOutTagData(
+      tags, [](TiffTag& tag, std::uint64_t offset) { tag.value = static_cast<unsigned>(offset); }));
+  SetTagValue(StripOffsets, pixels);
+  SetTagValue(ExifIfd, pixels + GetTagValue(StripByteCounts));
 
-  std::vector<unsigned char> directory(2 + std::size_t{kEntryBytes} * entryCount + 4);
+  std::vector<unsigned char> directory(DirectoryBytes(entryCount));
   kxcms::StoreLittle16(directory.data(), entryCount);
-  unsigned char* entry = directory.data() + 2;
+  unsigned char* entry = directory.data() + kEntryCountBytes;
   for (const auto& tag : tags) {
     kxcms::StoreLittle32(entry, tag->tag | tag->type << 16);
-    kxcms::StoreLittle32(entry + 4, tag->count);
-    kxcms::StoreLittle32(entry + 8, tag->value);
+    kxcms::StoreLittle32(entry + kEntryItemsAt, tag->count);
+    kxcms::StoreLittle32(entry + kEntryValueAt, tag->value);
     entry += kEntryBytes;
   }
   if (file) static_cast<void>(std::fseek(file, kHeaderBytes, SEEK_SET));

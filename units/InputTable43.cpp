@@ -41,7 +41,7 @@ int InputTable43::Conversion(Info*) {
 int InputTable43::Initial(ICCFILE::CLut16Type* lut) {
   if (lut == nullptr || (lut->inputEntries > 0 && lut->inputTables == nullptr)) return 0;
   // Short curves are taken as they are: one entry has no spacing and converts everything to 0.
-  step = CurveStep(UsableEntries(lut->inputEntries));
+  step = CurveStep(lut->inputEntries);
   if (lut->inputEntries == 0) return 0;
   CopyCurves(lut->inputTables, std::min<int>(lut->inputChannels, kInputs), lut->inputEntries,
              curves);

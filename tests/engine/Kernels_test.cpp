@@ -58,8 +58,7 @@ class Tables {
     FillInput(dice, levels, curves);
     FillCells(dice, nodes);
     FillOutput(dice, outputs);
-    engine_->inLutAux0 = NewEngineTables({engine_->inLut0, engine_->inLut1, engine_->inLut2},
-                                         static_cast<std::uint32_t>(levels));
+    HoldEngineTables(*engine_, static_cast<std::uint32_t>(levels));
   }
 
   ContractTables Contract() const {
@@ -393,8 +392,6 @@ TEST(EngineTables, TablesWithoutACompactForm) {
          delete[] engine.inLut1;
          engine.inLut1 = copy;
        }},
-      {"another array for an auxiliary table", PixelFormat::k8To8,
-       [](CIccEngineS& engine) { engine.inLutAux2 = new unsigned int[256]; }},
   };
   for (const auto& row : kRows) {
     Tables tables(80, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
@@ -410,9 +407,34 @@ TEST(EngineTables, TablesWithoutACompactForm) {
       << "a change after the first conversion";
 }
 
-TEST(EngineTables, DisownedMemoryDoesNotPassForTables) {
+TEST(EngineTables, AreFoundByTheEngineAlone) {
   Tables tables(80, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
-  EXPECT_NE(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
-  DisownEngineTables(tables.Engine());
+  Tables other(81, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
+  const CompactTables* const own = &tables.Compact(PixelFormat::k8To8);
+  EXPECT_NE(&other.Compact(PixelFormat::k8To8), own);
+  tables.Engine().inLutAux2 = new unsigned int[256];
+  EXPECT_EQ(&tables.Compact(PixelFormat::k8To8), own) << "auxiliary tables make no difference";
+  EXPECT_FALSE(HasOwnInputTables(tables.Engine(), 256)) << "but are made anew with the others";
+  DropEngineTables(tables.Engine());
   EXPECT_EQ(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
+  DropEngineTables(tables.Engine());
+  EXPECT_EQ(InputLevels(tables.Engine()), 256u);
+  EXPECT_NE(CurrentCompactTables(other.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
+}
+
+// More than there are places to begin with, which are then taken over.
+TEST(EngineTables, OfManyEngines) {
+  for (int round = 0; round < 2; ++round) {
+    std::vector<std::unique_ptr<CIccEngineS>> engines;
+    for (int i = 0; i < 50; ++i) {
+      engines.push_back(std::make_unique<CIccEngineS>());
+      HoldEngineTables(*engines.back(), i % 2 == 0 ? 256 : 65536);
+    }
+    for (int i = 0; i < 50; i += 3) DropEngineTables(*engines[static_cast<std::size_t>(i)]);
+    for (int i = 0; i < 50; ++i) {
+      EXPECT_EQ(HasOwnInputTables(*engines[static_cast<std::size_t>(i)], i % 2 == 0 ? 256 : 65536),
+                i % 3 != 0)
+          << i;
+    }
+  }
 }

@@ -13,6 +13,7 @@
 #include "interface/kxcms.h"
 #include "tests/TemporaryFile.h"
 #include "tests/interface/TestProfile.h"
+#include "tests/reference/RandomProfile.h"
 
 namespace {
 
@@ -88,6 +89,25 @@ TEST_F(Interface, NeverSetUp) {
   EXPECT_EQ(KX_Icc_Convert(nullptr, nullptr, 1), -1);
   EXPECT_EQ(KX_Icc_Initial(0), 65535);
   EXPECT_EQ(KX_Icc_DeleteWorkingBuf(), 65535);
+}
+
+// The least lookup tag that there can be: 100 bytes. The inputs that it lacks make no difference.
+TEST_F(Interface, ATagOfOneInput) {
+  reference::ProfileSpec spec = reference::PlainSpec(2, 0, 0);
+  spec.tags[0].in = 1;
+  const TemporaryFile profile(reference::WriteProfile(spec));
+  for (const Slot& slot : kSlots) {
+    Printed([&] {
+      EXPECT_EQ(slot.setProfile(profile.Path(), nullptr, 0, 0, 4), 65535) << slot.what;
+      EXPECT_EQ(slot.setProfile(profile.Path(), nullptr, 0, 0, 12), 12) << slot.what;
+    });
+    unsigned char src[9] = {200, 0, 0, 200, 255, 77, 0, 255, 77};
+    unsigned char dst[9];
+    std::memset(dst, 33, sizeof dst);
+    EXPECT_EQ(slot.convert2(src, dst, 3), 0) << slot.what;
+    EXPECT_EQ(std::memcmp(dst, dst + 3, 3), 0) << slot.what;
+    EXPECT_NE(std::memcmp(dst, dst + 6, 3), 0) << slot.what;
+  }
 }
 
 TEST_F(Interface, FileConversionOfAnUnusableSlotTouchesNoPath) {

@@ -1,6 +1,7 @@
 #!/bin/bash
-# The installed headers are those that declare the exported interface or forward to one that does;
-# each compiles alone, as C++17, and kxcms.h as C99 too.
+# The installed headers are those that declare the exported interface, the lists of codes that two of
+# them are made from, and those that forward to one of them; each compiles alone, as C++17, and
+# kxcms.h as C99 too.
 set -euo pipefail
 
 failed=0
@@ -8,6 +9,7 @@ cd "$KXCMS_SOURCE"
 expected="$( (
   grep -lwE 'KX_API|Forwards to' -- {base,codes,colormath,engine,iccfile,interface,tiff,units}/*.h
   echo kxcms.h
+  echo codes/CodeLists.h
 ) | sort)"
 installed="$(cd "$KXCMS_STAGE/usr/include/kxcms" && find . -type f -printf '%P\n' | sort)"
 if ! diff <(echo "$expected") <(echo "$installed"); then

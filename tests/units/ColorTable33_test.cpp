@@ -288,6 +288,34 @@ TEST(ColorTable33, InitialCopiesTheTagsOrder) {
   EXPECT_EQ(table->grid[8][8][8][3], 4 * 729 - 1);
 }
 
+// With and without resampling, in the half of the grid that small tables use and beyond.
+TEST(ColorTable33, MissingOutputsAreZero) {
+  for (int outputs : {0, 1, 2}) {
+    for (int gridPoints : {2, 9, 17, 33}) {
+      SCOPED_TRACE(testing::Message() << outputs << " outputs, " << gridPoints << " points");
+      auto lut = units_test::EmptyLut(1, outputs, gridPoints);
+      // An array of no values need not be there.
+      if (outputs > 0) {
+        lut->colorTable =
+            units_test::NewArray(std::vector<unsigned short>(outputs * Cube(gridPoints), 1234));
+      }
+      const auto table = NewTable();
+      EXPECT_EQ(table->Initial(lut.get()), 0);
+      EXPECT_EQ(table->gridPoints, gridPoints == 2 ? 17 : gridPoints);
+      EXPECT_EQ(table->inputChannels, 1);
+      EXPECT_EQ(table->outputChannels, outputs);
+      for (int at : {0, 5, table->gridPoints - 1}) {
+        for (int c = 0; c < 7; ++c) {
+          EXPECT_EQ(table->grid[at][at][at][c], c < outputs ? 1234 : 0) << at << ' ' << c;
+        }
+      }
+      unsigned short v[7] = {40000, 3, 65535, 1, 2, 3, 4};
+      table->Conversion(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+      for (int c = 0; c < 3; ++c) EXPECT_EQ(v[c], c < outputs ? 1234 : 0) << c;
+    }
+  }
+}
+
 TEST(ColorTable33, InitialRefusesUnusableTags) {
   const auto table = NewTable();
   const auto good = GridLut(3, 9, RampNodes(9, 100));
@@ -297,7 +325,7 @@ TEST(ColorTable33, InitialRefusesUnusableTags) {
     int outputs, gridPoints;
     bool hasTable;
   } kRows[] = {
-      {"no colour table", 3, 17, false}, {"no outputs", 0, 17, true},
+      {"no colour table", 3, 17, false}, {"none of one output", 1, 17, false},
       {"eight outputs", 8, 17, true},    {"no grid", 3, 0, true},
       {"one grid point", 3, 1, true},    {"34 grid points", 3, 34, true},
       {"255 grid points", 3, 255, true},
