@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <new>
 
+#include "engine/WorkingBufferSizes.h"
 #include "interface/ColorCodes.h"
 #include "interface/Diagnostics.h"
 #include "interface/ResultCodes.h"
@@ -136,6 +137,7 @@ int Info::Reset() {
 }
 
 int Info::DeleteWorkingBuf() {
+  ForgetWorkingBuffer(*this);
   delete[] workingBuf;
   workingBuf = nullptr;
   return 0;
@@ -166,12 +168,7 @@ int Info::CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count) {
   workingCount = count;
   workingSize = 0;
   const int channels = ChannelCount(conversionType);
-  if (channels == 0) {
-    // The buffer that is kept has another size: nobody may convert with it.
-    reserved = IccResultNoConversionType;
-    return IccResultNoConversionType;
-  }
-  reserved = ICCFILE::kNoColorCode;
+  if (channels == 0) return IccResultNoConversionType;
 
   const std::int64_t sampleCount = std::int64_t{count} * channels;
   if (sampleCount >= INT_MIN && sampleCount <= INT_MAX) {
@@ -180,7 +177,9 @@ int Info::CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count) {
   DeleteWorkingBuf();
   try {
     workingBuf = NewSamples(sampleCount);
+    NoteWorkingBuffer(*this, workingSize);
   } catch (const std::bad_alloc& failure) {
+    DeleteWorkingBuf();
     ReportBadAlloc(failure);
   }
   return IccResultOk;
