@@ -127,7 +127,7 @@ TEST(LutCurves, OutputLevelsAreThoseOfTheTableClass) {
 
 namespace {
 
-constexpr int kEntries[] = {0, 1, 2, 3, 4, 255, 256, 1000, 4095, 4096, 4097, 5000, 16385, 65535};
+constexpr int kEntryCounts[] = {0, 1, 2, 3, 4, 255, 256, 1000, 4095, 4096, 4097, 5000, 16385, 65535};
 
 std::unique_ptr<units_test::CLut16Type> RandomLut(int channels, int entries) {
   Random random(static_cast<std::uint64_t>(entries));
@@ -153,7 +153,7 @@ void ExpectSameLevels(const LutCurves& curves, int channel, const unsigned int (
 }  // namespace
 
 TEST(LutCurves, AreThoseOfTheTables) {
-  for (int entries : kEntries) {
+  for (int entries : kEntryCounts) {
     for (int channels : {1, 3}) {
       SCOPED_TRACE(testing::Message() << entries << " entries, " << channels << " channels");
       const auto lut = RandomLut(channels, entries);
