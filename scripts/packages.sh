@@ -8,8 +8,8 @@ test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   doxygen colord-data icc-profiles-free liblcms2-dev
   argyll argyll-ref liblcms2-utils libtiff-tools netpbm
   python3 python3-numpy python3-tifffile python-matplotlib-data)
-# Large ones: another compiler, an emulator.
-integration_packages=(clang libomp-dev qemu-user)
+# Large ones: another compiler, emulators, a compiler for another processor.
+integration_packages=(clang libomp-dev qemu-user g++-aarch64-linux-gnu)
 
 # The sanitizers of clang, OpenMP for them, and the fuzzer.
 clang_packages=(clang clang-14 libclang-rt-14-dev libomp-14-dev llvm-14)
