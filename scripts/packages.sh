@@ -2,7 +2,7 @@
 
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
 # Manual pages, Debian packages, and their checks.
-packaging_packages=(scdoc dpkg-dev file fakeroot lintian man-db pkg-config)
+packaging_packages=(scdoc dpkg-dev file lintian man-db pkg-config)
 # Peers and readers to compare with, and material that nobody here made.
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   doxygen colord-data icc-profiles-free liblcms2-dev
