@@ -17,6 +17,7 @@
 #include "engine/PipelineTables.h"
 #include "iccfile/CLut.h"
 #include "interface/ResultCodes.h"
+#include "tests/Surroundings.h"
 #include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
 
@@ -611,6 +612,7 @@ TEST(CIccEngineS, CellsThatDisagreeFollowTheRule) {
 
 // Threads that a team has had stay with the process until a smaller team forms.
 TEST(CIccEngineS, LargeCallsUseTheWholeTeamAndSmallCallsNone) {
+  KXCMS_REQUIRE_PATH("/proc/self/task");
   constexpr std::ptrdiff_t kTeam = 13;
   const auto threads = [] {
     const std::filesystem::directory_iterator tasks("/proc/self/task");

@@ -4,13 +4,16 @@
 set -euo pipefail
 
 failed=0
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
 cd "$KXCMS_SOURCE"
 expected="$( (
   grep -lw KX_API -- colormath/*.h engine/*.h iccfile/*.h interface/*.h tiff/*.h units/*.h
   echo kxcms.h
 ) | sort)"
 installed="$(cd "$KXCMS_STAGE/usr/include/kxcms" && find . -type f -printf '%P\n' | sort)"
-if ! diff <(echo "$expected") <(echo "$installed"); then
+echo "$expected" >"$work/expected"
+if ! echo "$installed" | diff "$work/expected" -; then
   echo "^ headers: expected and installed differ"
   failed=1
 fi
