@@ -641,6 +641,28 @@ class RefusedProfiles(Command):
                 self.expect_untouched("in.tif", "scan.icc")
 
 
+class WithoutProc(Command):
+    """The library opens a profile by its path, and the command's copy has one in /proc alone."""
+
+    def test_the_reason_is_told(self):
+        hidden = []
+        if surroundings.HAS_PROC:
+            hidden = [*surroundings.mount_namespace(), "sh", "-c",
+                      'mount -t tmpfs none /proc && exec "$@"', "-"]
+        for what, arguments in [
+            ("convert", ["convert", "--profile", "scan.icc", "in.tif", "out.tif"]),
+            ("selftest", ["selftest"]),
+        ]:
+            with self.subTest(what):
+                done = subprocess.run([*hidden, KXCMS, *arguments], cwd=self.folder,
+                                      stdin=subprocess.DEVNULL, capture_output=True, timeout=120)
+                self.assertEqual(done.returncode, WRITE)
+                self.assertRegex(done.stderr.decode(),
+                                 r"\Akxcms: no private copy of the profile can be made: "
+                                 r"/proc/self/fd/\d+: No such file or directory\n\Z")
+                self.expect_untouched("in.tif", "scan.icc")
+
+
 class Writing(Command):
     @needs_proc
     def test_refused_targets(self):
