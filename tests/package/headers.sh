@@ -5,6 +5,8 @@
 set -euo pipefail
 
 failed=0
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
 cd "$KXCMS_SOURCE"
 expected="$( (
   grep -lwE 'KX_API|Forwards to' -- {base,codes,colormath,engine,iccfile,interface,tiff,units}/*.h
@@ -12,7 +14,8 @@ expected="$( (
   echo codes/CodeLists.h
 ) | sort)"
 installed="$(cd "$KXCMS_STAGE/usr/include/kxcms" && find . -type f -printf '%P\n' | sort)"
-if ! diff <(echo "$expected") <(echo "$installed"); then
+echo "$expected" >"$work/expected"
+if ! echo "$installed" | diff "$work/expected" -; then
   echo "^ headers: expected and installed differ"
   failed=1
 fi

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/Surroundings.h"
 #include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
 #include "tests/tiff/TiffBytes.h"
@@ -72,6 +73,7 @@ void LoadAndUnload(const char* profile, std::vector<unsigned char>& pixels) {
 
 // The team's threads outlive the library: the OpenMP runtime keeps them, and has to stay mapped.
 TEST(Loading, AThousandTimesLeavesNothing) {
+  KXCMS_REQUIRE_PATH("/proc/self/maps");
   const TemporaryFile profile(reference::WriteProfile(reference::PlainSpec(2, 2, 2)));
   std::vector<unsigned char> pixels(std::size_t{3} * 40000, 100);
   for (int i = 0; i < kWarmUp; ++i) LoadAndUnload(profile.Path(), pixels);
