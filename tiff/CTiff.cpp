@@ -247,7 +247,7 @@ int CTiff::CreateNew(int width, int length, int resolution, int samples, int bit
   if (strips && allocate == 1 && bufferBytes <= std::numeric_limits<std::uint32_t>::max()) {
     auto pixels = UnfilledPixels(bufferBytes);
     std::fill_n(pixels.get(), bufferBytes, static_cast<unsigned char>(0));
-    HoldPixels(*strips, pixels.release());
+    HoldPixels(*strips, pixels.release(), bufferBytes);
     ImageBuf = strips->data;
   }
   Width = width;
@@ -298,7 +298,7 @@ void CTiff::SetImageBuf(unsigned char* buffer, bool release) {
   const auto strips = GetTag(StripOffsets);
   if (!strips) return;
   if (release && strips->data != buffer) delete[] strips->data;
-  HoldPixels(*strips, buffer);
+  HoldPixels(*strips, buffer, BytesOfRows(RowBytes, Length));
   ImageBuf = buffer;
 }
 
