@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <span>
 
+#include "../interface/Diagnostics.h"
 #include "../interface/Limits.h"
 #include "FileStream.h"
 #include "PixelData.h"
@@ -153,13 +153,13 @@ int ReadAndReport(CTiff& image, FILE* file) {
     image.ImageBuf = image.GetTag(StripOffsets)->data;
     return 0;
   } catch (char const* message) {
-    std::cout << "*** " << message << " Open Error. ***" << std::endl;
+    PrintLine({"*** ", message ? message : "", " Open Error. ***"});
     return kOpenFailed;
   } catch (const ErrCode& failure) {
-    std::cout << "Tiff Read Filer Error:" << failure.code << std::endl;
+    PrintLine({"Tiff Read Filer Error:", Decimal(failure.code)});
     return failure.code;
   } catch (...) {
-    std::cout << "*** CTiff::ReadFile() --> unknown Error. ***" << std::endl;
+    PrintLine({"*** CTiff::ReadFile() --> unknown Error. ***"});
     return kUnknownFailure;
   }
 }
@@ -194,13 +194,13 @@ int CTiff::ReadFile(char const* path) {
     if (!file) throw path;
     return ReadTiff(file.get());
   } catch (char const* message) {
-    std::cout << (message ? message : "") << " Open fail." << std::endl;
+    PrintLine({message ? message : "", " Open fail."});
     return kOpenFailed;
   } catch (const ErrCode& failure) {
-    std::cout << "Tiff Open fail, Error Code:" << failure.code << std::endl;
+    PrintLine({"Tiff Open fail, Error Code:", Decimal(failure.code)});
     return failure.code;
   } catch (...) {
-    std::cout << "Tiff Open fail, Unknown Error" << std::endl;
+    PrintLine({"Tiff Open fail, Unknown Error"});
     return kOpenFailed;
   }
 }
@@ -263,7 +263,7 @@ int CTiff::CreateNew(int width, int length, int resolution, int samples, int bit
                      char const* rawPath) {
   const OwnedStream file = OpenForReading(rawPath);
   if (!file) {
-    std::cout << "*** CTiff::CreateNew() --> Create File Fail *** " << std::endl;
+    PrintLine({"*** CTiff::CreateNew() --> Create File Fail *** "});
     return kOpenFailed;
   }
   CreateNew(width, length, resolution, samples, bits, 1);

@@ -1,7 +1,6 @@
 #include "Tiff.h"
 
 #include <algorithm>
-#include <iostream>
 #include <limits>
 
 #include "../interface/Diagnostics.h"
@@ -115,7 +114,7 @@ OwnedStream OpenForSaving(char const* path, const Tiff& image) {
 }
 
 int ReportSaveFailure(char const* message) {
-  std::cout << message << std::endl;
+  PrintLine({message ? message : ""});
   return kOpenFailed;
 }
 
@@ -315,9 +314,11 @@ int Tiff::SaveFile(char const* path) {
 int Tiff::SaveRaw(char const* path) {
   try {
     const OwnedStream file = OpenForSaving(path, *this);
-    std::cout << "\nWidth:" << GetTagValue(ImageWidth) << " Length:" << GetTagValue(ImageLength)
-              << " Samples:" << GetTagValue(SamplesPerPixel)
-              << " Bits:" << GetTagValue(BitsPerSample) << std::endl;
+    PrintLine({});
+    PrintLine({"Width:", Decimal(GetTagValue(ImageWidth)),
+               " Length:", Decimal(GetTagValue(ImageLength)),
+               " Samples:", Decimal(GetTagValue(SamplesPerPixel)),
+               " Bits:", Decimal(GetTagValue(BitsPerSample))});
     return WriteImageData(file.get());
   } catch (char const* message) {
     return ReportSaveFailure(message);
