@@ -1,7 +1,6 @@
 #include "Tiff.h"
 
 #include <algorithm>
-#include <iostream>
 #include <limits>
 #include <optional>
 
@@ -15,6 +14,7 @@
 #include "PixelData.h"
 #include "PixelRuns.h"
 #include "ResolutionTag.h"
+#include "StripOffsetsTag.h"
 #include "TagData.h"
 #include "TiffResults.h"
 
@@ -32,13 +32,15 @@ std::uint64_t PixelLimit(const Tiff& image, FILE* file) {
   return limit - std::min(limit, HeldBytes(image.tags));
 }
 
-/// Saving replaces the value of an inline tag of type 6..9 by an offset, which would then count as
-/// the size of the pixel buffer. Such a StripByteCounts becomes a LONG.
-void SettleByteCountType(Tiff& image) {
+/// Bytes of the pixel buffer that are meant by StripByteCounts: its value. Saving replaces that of
+/// types 6..9 by an offset, which then counts as a size like any other: kept so that files stay
+/// identical byte for byte, but for what would lie past the pixels.
+std::uint64_t StripBytes(Tiff& image, const TiffTag& strips) {
   const auto byteCounts = image.GetTag(StripByteCounts);
-  if (!byteCounts || !AlwaysGetsOffset(byteCounts->type) || IsOutOfLine(*byteCounts)) return;
-  byteCounts->type = TIFF_LONG;
-  byteCounts->count = 1;
+  if (!byteCounts) return 0;
+  const std::uint64_t value = byteCounts->GetValue();
+  if (!AlwaysGetsOffset(byteCounts->type) || IsOutOfLine(*byteCounts)) return value;
+  return std::min(value, HeldPixelBytes(strips).value_or(value));
 }
 
 /// How the pixels lie in the file.
@@ -55,8 +57,8 @@ Layout SettleLayout(Tiff& image) {
   if (rowsPerStrip == 0) {
     image.tags.push_back(std::make_shared<TiffTag>(RowsPerStrip, TIFF_SHORT, 1, length, nullptr));
   } else if (rowsPerStrip != length && strips->count != 1) {
-    // On purpose whatever the planar configuration: planes in several strips stay one after
-    // another.
+    // Whatever the planar configuration, so that planes in several strips stay one after another:
+    // kept so that results stay identical.
     return Layout::kStrips;
   }
   switch (image.GetTagValue(PlanarConfiguration)) {
@@ -85,7 +87,7 @@ int ReadSingleStrip(Tiff& image, FILE* file, std::uint64_t stripBytes) {
   ReadAt(file, strips->GetValue(), pixels.get(), stripBytes);
   std::fill(pixels.get() + stripBytes, pixels.get() + bufferBytes, std::uint8_t{0});
   delete[] strips->data;
-  HoldPixels(*strips, pixels.release());
+  HoldPixels(*strips, pixels.release(), stripBytes);
   return 0;
 }
 
@@ -94,7 +96,6 @@ int ReadSingleStrip(Tiff& image, FILE* file, std::uint64_t stripBytes) {
 std::optional<std::uint32_t> SettleChunkyBytes(Tiff& image) {
   const std::uint64_t stripBytes = ChunkyBytes(GeometryOf(image));
   if (stripBytes > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
-  SettleByteCountType(image);
   if (image.GetTagValue(StripByteCounts) != stripBytes) {
     image.SetTagValue(StripByteCounts, static_cast<unsigned>(stripBytes));
   }
@@ -118,13 +119,13 @@ void SettleGathered(Tiff& image, std::uint64_t totalBytes, unsigned char* pixels
   delete[] offsets->data;
   offsets->type = TIFF_LONG;
   offsets->count = 1;
-  HoldPixels(*offsets, pixels);
+  HoldPixels(*offsets, pixels, totalBytes);
 
   const auto byteCounts = image.GetTag(StripByteCounts);
   delete[] byteCounts->data;
   byteCounts->data = nullptr;
-  // SHORT although the total is a 32-bit number, on purpose: the entry keeps all 32 bits, and files
-  // must stay identical byte for byte.
+  // SHORT although the total is a 32-bit number: the entry keeps all 32 bits. Kept so that files
+  // stay identical byte for byte.
   byteCounts->type = TIFF_SHORT;
   byteCounts->count = 1;
   byteCounts->value = static_cast<unsigned>(totalBytes);
@@ -134,7 +135,6 @@ void SettleGathered(Tiff& image, std::uint64_t totalBytes, unsigned char* pixels
 // One-bit planes are not interleaved: they stay one after another as in the file.
 int ReadBitPlanes(Tiff& image, FILE* file) {
   const ImageGeometry geometry = GeometryOf(image);
-  SettleByteCountType(image);
   return ReadSingleStrip(
       image, file,
       ChunkyBytes({geometry.width / 8, geometry.length, geometry.samples, /*bits=*/8}));
@@ -206,7 +206,7 @@ OwnedStream OpenForSaving(char const* path, const Tiff& image) {
 }
 
 int ReportSaveFailure(char const* message) {
-  std::cout << message << std::endl;
+  PrintLine({message ? message : ""});
   return kOpenFailed;
 }
 
@@ -267,7 +267,7 @@ std::optional<PixelRuns> ReadWithoutPixels(Tiff& image, FILE* file) {
   }
   pixels.Append(offsets->GetValue(), *stripBytes);
   delete[] offsets->data;
-  HoldPixels(*offsets, nullptr);
+  HoldPixels(*offsets, nullptr, 0);
   return pixels;
 }
 
@@ -282,6 +282,8 @@ std::shared_ptr<TiffTag> Tiff::CreateTag(unsigned tagAndType, unsigned count,
         return std::make_shared<ResolutionTag>(tagAndType, count, valueOrOffset, file);
       case ExifIfd:
         return std::make_shared<Exif_IFD_Tag>(tagAndType, count, valueOrOffset, file);
+      case StripOffsets:
+        return std::make_shared<StripOffsetsTag>(tagAndType, count, valueOrOffset, file);
       default:
         return std::make_shared<TiffTag>(tagAndType, count, valueOrOffset, file);
     }
@@ -331,14 +333,14 @@ void Tiff::Pack(int width, int length) {
   const auto strips = GetTag(StripOffsets);
   if (!strips || !HoldsPixels(*strips)) return;
   const unsigned samples = GetTagValue(SamplesPerPixel);
-  const std::uint64_t planeBytes = GetTagValue(StripByteCounts);
+  const std::uint64_t planeBytes = StripBytes(*this, *strips);
   const std::uint64_t pixelCount = BytesOfRows(width, length);
   const std::uint64_t packedBytes = std::max(PlanarBytes(pixelCount, samples, sizeof(T)),
                                              PixelBufferBytes(GeometryOf(*this), planeBytes));
   auto packed = std::make_unique<unsigned char[]>(packedBytes);
   InterleavePlanes<T>(strips->data, planeBytes, pixelCount, samples == 3 ? 3 : 4, packed.get());
   delete[] strips->data;
-  strips->data = packed.release();
+  SetPixels(*strips, packed.release(), packedBytes);
 }
 
 template void Tiff::Pack<unsigned char>(int width, int length);
@@ -383,9 +385,11 @@ int Tiff::SaveFile(char const* path) {
 int Tiff::SaveRaw(char const* path) {
   try {
     const OwnedStream file = OpenForSaving(path, *this);
-    std::cout << "\nWidth:" << GetTagValue(ImageWidth) << " Length:" << GetTagValue(ImageLength)
-              << " Samples:" << GetTagValue(SamplesPerPixel)
-              << " Bits:" << GetTagValue(BitsPerSample) << std::endl;
+    PrintLine({});
+    PrintLine({"Width:", Decimal(GetTagValue(ImageWidth)),
+               " Length:", Decimal(GetTagValue(ImageLength)),
+               " Samples:", Decimal(GetTagValue(SamplesPerPixel)),
+               " Bits:", Decimal(GetTagValue(BitsPerSample))});
     return WriteImageData(file.get());
   } catch (char const* message) {
     return ReportSaveFailure(message);
@@ -437,7 +441,7 @@ int Tiff::WriteTagData(FILE* file) {
 int Tiff::WriteImageData(FILE* file) {
   const auto strips = GetTag(StripOffsets);
   if (strips && HoldsPixels(*strips)) {
-    WriteBytes(file, strips->data, GetTagValue(StripByteCounts));
+    WriteBytes(file, strips->data, StripBytes(*this, *strips));
   }
   return 0;
 }
