@@ -1,8 +1,5 @@
 // Stages that mix the channels. A level's source includes this file inside its own unnamed
-// namespace, after ChannelStages.inl, and after it has defined
-//
-//   ReadNodes(nodes, indices)  the nodes of indices[0], [4], ...: one a lane, as floats greater by
-//                              kNodeBias
+// namespace, after ChannelStages.inl.
 
 // ---- Grid ---------------------------------------------------------------------------------------
 
@@ -57,12 +54,11 @@ void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
                          Load<Floats>(paths.fraction[2] + p)};
     // Element n of every lane: a pixel's three channels.
     const auto pixel = [&]<int n>(std::integral_constant<int, n>) {
-      const std::int32_t* const index = paths.index[0] + p + n;
-      const Floats v0 = ReadNodes(nodes, index);
-      const Floats v1 = ReadNodes(nodes, index + kBlockPixels);
-      const Floats v2 = ReadNodes(nodes, index + 2 * kBlockPixels);
-      const Floats v3 = ReadNodes(highest, index);
-      return (v0 - kNodeBias) + Spread<n>(w[0]) * (v1 - v0) + Spread<n>(w[1]) * (v2 - v1) +
+      const Floats v0 = ReadRecords<n>(nodes, paths.index[0] + p);
+      const Floats v1 = ReadRecords<n>(nodes, paths.index[1] + p);
+      const Floats v2 = ReadRecords<n>(nodes, paths.index[2] + p);
+      const Floats v3 = ReadRecords<n>(highest, paths.index[0] + p);
+      return v0 + Spread<n>(w[0]) * (v1 - v0) + Spread<n>(w[1]) * (v2 - v1) +
              Spread<n>(w[2]) * (v3 - v2);
     };
     const Floats rows[4] = {
@@ -132,7 +128,7 @@ void TakeCubeRoots(const ParabolaTable& given, float* values, int pixels) {
   const ParabolaTable table = given;
   PowerBlock roots;
   for (int p = 0; p < pixels; p += kElements) {
-    ChooseParabola(table, Load<Floats>(values + p), roots, p);
+    ChooseParabola(table, Min(Load<Floats>(values + p), Splat(table.highest)), roots, p);
   }
   for (int p = 0; p < pixels; p += kElements) {
     const Floats t = Load<Floats>(values + p);
