@@ -574,7 +574,9 @@ bool FileSizeLimitsHold(const rlimit& unlimited) {
   const TemporaryFile probe;
   const rlimit limit{0, unlimited.rlim_max};
   if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return false;
+  const auto old = std::signal(SIGXFSZ, SIG_IGN);
   probe.Write({1});
+  std::signal(SIGXFSZ, old);
   setrlimit(RLIMIT_FSIZE, &unlimited);
   return probe.Read().empty();
 }
@@ -584,12 +586,12 @@ bool FileSizeLimitsHold(const rlimit& unlimited) {
 TEST_F(FileSweep, DeliberateFullDiskIsNotReported) {
   rlimit unlimited;
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
-  const auto old = std::signal(SIGXFSZ, SIG_IGN);
   if (!FileSizeLimitsHold(unlimited)) GTEST_SKIP() << "SKIP: file size limits stop nobody";
   SelectedAndConverted(0, 0, 12);
   testing::internal::CaptureStdout();
   KX_Icc_ConvertFile(TheFiles().image8.Path(), TheFiles().saved.Path());
   const Bytes complete = SavedFile();
+  const auto old = std::signal(SIGXFSZ, SIG_IGN);
   for (rlim_t sizeBytes = 0; sizeBytes <= complete.size(); sizeBytes += 41) {
     const rlimit limit{sizeBytes, unlimited.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
