@@ -613,7 +613,9 @@ bool FileSizeLimitsHold(const rlimit& unlimited) {
   const TemporaryFile probe;
   const rlimit limit{0, unlimited.rlim_max};
   if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return false;
+  const auto old = std::signal(SIGXFSZ, SIG_IGN);
   probe.Write({1});
+  std::signal(SIGXFSZ, old);
   setrlimit(RLIMIT_FSIZE, &unlimited);
   return probe.Read().empty();
 }
@@ -623,7 +625,6 @@ bool FileSizeLimitsHold(const rlimit& unlimited) {
 TEST_F(FileSweep, FullDiskIsNotReported) {
   rlimit unlimited;
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
-  const auto old = std::signal(SIGXFSZ, SIG_IGN);
   if (!FileSizeLimitsHold(unlimited)) GTEST_SKIP() << "SKIP: file size limits stop nobody";
   const struct {
     const char* what;
@@ -632,6 +633,7 @@ TEST_F(FileSweep, FullDiskIsNotReported) {
   } kRows[] = {{"8 bits", TheFiles().image8, 0, 12},
                {"strips, 8 bits", TheFiles().strips8, 0, 12},
                {"strips, 16 bits", TheFiles().strips16, 1, 13}};
+  const auto old = std::signal(SIGXFSZ, SIG_IGN);
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.what);
     SelectedAndConverted(0, row.input, row.output);
