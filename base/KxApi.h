@@ -2,7 +2,7 @@
 #define KXCMS_BASE_KXAPI_H
 
 /// @file
-/// The one export macro.
+/// The export macro of the C++ interface. kxcms.h, which includes nothing, has its own.
 
 /// Marks a class, function or datum as part of the library's exported interface. Everything
 /// without it is hidden (the library is compiled with hidden visibility).

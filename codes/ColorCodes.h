@@ -44,7 +44,7 @@ constexpr int kNoColorCode = 65535;
 
 /// Display name of each `ColorSpaceSignature`, 40 entries. Static storage, never null.
 extern KX_API const char* const strColor[ICC40::ICCFILE::kColorCodeCount];
-/// Display name of each `Intent`, 4 entries. "Percepture" is spelled as applications know it.
+/// Display name of each `Intent`, 4 entries; "Percepture" so that results stay identical.
 extern KX_API const char* const strIntent[4];
 
 #endif

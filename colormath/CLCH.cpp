@@ -143,8 +143,8 @@ void CLCH::XYZ2LAB() {
   const double zr = Z / Zw;
   L = yr > kToeXyz ? 116.0 * CubeRoot(yr) - 16.0 : kToeLPerY * yr;
   const double fx = xr > kToeXyz ? CubeRoot(xr) : ToeF(xr);
-  // L* and fx look at the ratio to the white, fy and fz at the absolute Y and Z. With a white near
-  // 1 nobody sees it; kept, since results must stay identical bit for bit.
+  // L* and fx look at the ratio to the white, fy and fz at the absolute Y and Z: kept so that
+  // results stay identical bit for bit.
   const double fy = Y > kToeXyz ? CubeRoot(yr) : ToeF(yr);
   const double fz = Z > kToeXyz ? CubeRoot(zr) : ToeF(zr);
   a = 500.0 * (fx - fy);

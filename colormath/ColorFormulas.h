@@ -34,9 +34,8 @@ KX_API int Density2RGB255(double d);
 /// Correlated colour temperature by Robertson's method (JOSA 58, 1528, 1968).
 /// @param xyz          CIE X, Y, Z, any scale (borrowed, only read).
 /// @param temperature  receives kelvin on success; untouched otherwise (borrowed).
-/// @return 0, or -1 when a pointer is null, all three values are below 1e-20, or no two
-/// neighbouring
-///         isotemperature lines (0 to 600 mired) enclose the colour.
+/// @return 0, or -1 when a pointer is null, all three values are below 1e-20, or the colour lies
+///         between no two neighbouring isotemperature lines (0 to 600 mired).
 KX_API int XYZtoCorColorTemp(double* xyz, double* temperature);
 
 /// Hue, saturation and brightness in truncating integer arithmetic. Other inputs than 0..255 give

@@ -1,7 +1,6 @@
 #include "colormath/RgbMatrices.h"
 
-// Adapted to D50 by the Bradford transform and rounded to four decimals; the rounded values are
-// the definition, since results must stay identical bit for bit.
+// The rounded values are the definition, since results must stay identical bit for bit.
 
 const double sRGB_D50[9] = {
     0.4361, 0.3851, 0.1431,  // X
@@ -21,7 +20,8 @@ const double AdobeRGB_D50[9] = {
     0.0195, 0.0609, 0.7448,  // Z
 };
 
-// The row of G is that of inv_sRGB_D50, on purpose.
+// The row of G is that of inv_sRGB_D50: it is 0 for the red and the blue primary and 1 for the
+// white, which the two spaces share.
 const double inv_AdobeRGB_D50[9] = {
     1.9625,  -0.6107, -0.3414,  // R
     -0.9788, 1.9163,  0.0334,   // G

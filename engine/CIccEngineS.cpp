@@ -55,6 +55,13 @@ void NewInputTables(CIccEngineS& engine, std::uint32_t levels) {
   HoldEngineTables(engine, levels);
 }
 
+// Leaves an engine that converts nothing. @return the result of the selection that failed.
+int Refuse(CIccEngineS& engine, int result) {
+  ReleaseInputTables(engine);
+  engine.engineStatus = engine.outputColor = IccResultNotSet;
+  return result;
+}
+
 // Whether the tables are those of the codes that the engine holds: a build that ran out of memory
 // leaves none, and the next selection of the same codes has to build again.
 bool IsBuilt(CIccEngineS& engine) {
@@ -69,7 +76,7 @@ bool BuildColorStage(CIccEngineS& engine, CLut16Type* lut, double L, double c, d
   try {
     const auto table = std::make_unique<ColorTable33>();
     table->Initial(lut);
-    // A NaN offset counts as one.
+    // NaN, which equals nothing, is an offset too.
     if (L != 0 || c != 0 || h != 0) table->Adjust_Lch(L, c, h);
     table->TableResize(kCellGridPoints);
     std::shared_ptr<iccTagBase> mediaWhite;
@@ -109,8 +116,9 @@ CIccEngineS::CIccEngineS()
       inLutAux2(nullptr),
       inLut2(nullptr),
       fractionBits(kFractionBits) {
+  // For parallel regions of this thread; other threads keep their own settings.
   omp_set_num_threads(kThreads);
-  omp_set_dynamic(kThreads);
+  omp_set_dynamic(1);  // on
   // The first engine settles the level of the pixel workers, when the library is loaded.
   ChosenCpuLevel();
 }
@@ -148,22 +156,13 @@ int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignat
     outputColor = out;
     iccFile.Reset();
     profileState = 0;
-    if (in != RGB && in != RGB_16) {
-      ReleaseInputTables(*this);
-      engineStatus = outputColor = IccResultNotSet;
-      return IccResultInputColor;
-    }
-    if (iccFile.ReadFile(path) != 0) {
-      ReleaseInputTables(*this);
-      engineStatus = outputColor = IccResultNotSet;
-      return IccResultProfileRead;
-    }
+    if (in != RGB && in != RGB_16) return Refuse(*this, IccResultInputColor);
+    if (iccFile.ReadFile(path) != 0) return Refuse(*this, IccResultProfileRead);
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
-    Reset();
+    Info::Reset();
     iccFile.Reset();
-    engineStatus = outputColor = IccResultNotSet;
-    return IccResultProfileRead;
+    return Refuse(*this, IccResultProfileRead);
   }
   const LookupTag tag(GetMft2());
   if (tag.Get() == nullptr) {
@@ -186,7 +185,7 @@ int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceS
   // Nothing is built for no output code, so that nothing can be missing.
   const bool isSame = inputColor == in && intent == newIntent && outputColor == out;
   if (isSame && (out == kNoColorCode || IsBuilt(*this))) return outputColor;
-  // No check of the input code, no new conversion type: as applications know it.
+  // No check of the input code, no new conversion type: kept so that results stay identical.
   inputColor = in;
   outputColor = out;
   intent = newIntent;

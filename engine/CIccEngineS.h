@@ -12,13 +12,14 @@ namespace ICC_ENG_S4 {
 
 /// The conversion engine: one profile, the pipeline built from it, and the run state.
 ///
-/// The tables are inline (about 1.9 MB): static or heap objects only. One thread at a time; a
-/// conversion may open its own parallel region, during which the engine must not be reconfigured.
-/// Allocation failures are reported on standard error as "bad_alloc caught: ..."; nothing converts
-/// with tables that are half old, half new. The field order is interface.
+/// The tables are inline (1.97 MB): static or heap objects only. One thread at a time; a
+/// conversion of 32,768 pixels or more opens its own parallel region, during which the engine must
+/// not be reconfigured. Allocation failures are reported on standard error as "bad_alloc caught:
+/// ..."; nothing converts with tables that are half old, half new. The field order is interface.
 class KX_API CIccEngineS : public ICC_UNIT::Info {
  public:
-  /// No profile. Sets the OpenMP thread count to 8 and turns dynamic adjustment on (process-wide).
+  /// No profile. Sets OpenMP's number of threads to 8 and turns its dynamic adjustment on, for the
+  /// thread that makes the engine and no other.
   CIccEngineS();
   ~CIccEngineS();
   CIccEngineS(const CIccEngineS&) = delete;
@@ -32,9 +33,10 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
   int DeleteWorkingBuf();
 
   /// Selects a profile file, intent, colour codes and offsets, and builds the pipeline; returns at
-  /// once when nothing changed. The outcome is in `outputColor`: 65535 = unusable. A profile
-  /// without a usable lookup tag counts as success here; `engineStatus` is then 65535 and
-  /// conversions do nothing.
+  /// once when path, intent and codes are those in force, even if the file or the offsets have
+  /// changed. The outcome is in `outputColor`: 65535 = unusable. A profile without a usable lookup
+  /// tag counts as success here; `engineStatus` is then 65535 and conversions do nothing. The
+  /// connection space is taken for Lab, whatever it is: one of XYZ gives wrong colours.
   /// @param path    profile file, borrowed; null counts as one that cannot be opened.
   /// @param intent  any number; those outside the enumeration use A2B0.
   /// @param in      `RGB` or `RGB_16`.

@@ -16,7 +16,7 @@ Stopwatch::Stopwatch() : start_(std::time(nullptr)) {
 void Stopwatch::Stop() {
   const auto seconds = static_cast<unsigned int>(std::time(nullptr) - start_);
   std::cout << kLabel << "(Pause) : End Conversion(count : " << seconds << ')' << std::endl;
-  // Two blanks after this colon, on purpose: programs parse the lines.
+  // Two blanks after this colon: kept so that the lines stay identical.
   std::cout << kLabel << "(Stop) :  End Conversion(count : " << seconds << ')' << std::endl;
 }
 

@@ -107,7 +107,7 @@ void CheckOutput(CIccEngineS& engine, CTiff& source, const MemoryFile& written) 
   const bool inPlace = source.GetTagValue(KX_Tiff_STL3::BitsPerSample) == 8;
   const unsigned stripBytes = source.GetTagValue(KX_Tiff_STL3::StripByteCounts);
   if (inPlace) {
-    // Files that the TIFF classes deliberately write otherwise than they describe them.
+    // Files that the TIFF classes write otherwise than they describe them.
     if (source.tags.size() > kMaxEntries + 1 || result != 0 || !IsLaidOutAsDescribed(source))
       return;
     CheckTagsWithoutProfile(source, output);

@@ -303,7 +303,7 @@ void CheckRawFile(CTiff& image) {
 
 // ---- Ownership
 
-/// Copies keep tag, type, count and data, deliberately not the value.
+/// Copies keep tag, type, count and data, not the value.
 void CheckTagCopies(CTiff& image) {
   for (const auto& tag : image.tags) {
     const bool isStrip = tag->tag == StripOffsets;

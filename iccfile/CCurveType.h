@@ -22,8 +22,8 @@ class KX_API CCurveType : public iccTagBase {
 
   /// Parses one curve of a longer buffer, by the virtual `Initial` with size 0. The caller
   /// guarantees that the curve lies within its buffer.
-  /// @return the bytes to advance to the next curve, 2 * count + 14 (deliberately 2 bytes past the
-  ///         padded curve when the count is even).
+  /// @return the bytes to advance to the next curve, 2 * count + 14: for even counts 2 bytes past
+  ///         the padded curve, kept so that results stay identical.
   int Initial(ICC4_HEADER::icTagSignature signature, unsigned char* data);
 
   /// Makes an identity curve ready to be written: size 12, count 0, and the 12 bytes of the tag in

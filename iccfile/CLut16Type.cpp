@@ -73,10 +73,10 @@ std::unique_ptr<unsigned short[]> JoinCurves(const CLut& lut, Curves curves, std
 }
 
 /// The colour table: all grid points of the source, taken as if every axis had those of the first.
-/// Deliberately bytes, not values, are copied: a CLUT of another precision than 2 comes out wrong.
-/// What it lacks is 0. With fewer than three inputs, zeros fill the table up to the cube that
-/// its users and `Save` take it for. A count beyond any array throws, whether or not the values are
-/// held.
+/// Bytes, not values, are copied, and a CLUT of another precision than 2 comes out wrong: kept so
+/// that results stay identical. What it lacks is 0. With fewer than three inputs, zeros fill the
+/// table up to the cube that its users and `Save` take it for. A count beyond any array throws,
+/// whether or not the values are held.
 std::unique_ptr<unsigned short[]> CopyGrid(const CLut& source, ReadBudget& budget) {
   if (source.grid == nullptr) return nullptr;
   const unsigned gridPoints = source.grid->gridPoints[0];
@@ -164,7 +164,8 @@ int CLut16Type::Save(FILE* stream) {
   head[9] = outputChannels;
   head[10] = gridPoints;
   head[11] = reservedByte;
-  // Deliberately: 1.0 on the diagonal whatever is stored, the other words as they lie in memory.
+  // 1.0 on the diagonal whatever is stored, the other words as they lie in memory: kept so that
+  // files stay identical.
   for (int i = 0; i < 9; ++i) {
     if (i % 4 == 0) {
       kxcms::StoreBig32(head + 12 + 4 * i, 0x00010000);
@@ -184,7 +185,7 @@ int CLut16Type::Save(FILE* stream) {
   SwapInPlace(colorTable, colorValues);
   WriteHeld(stream, colorTable, 2 * colorValues, 2 * colorValues);
 
-  // Deliberately not swapped.
+  // Not swapped: kept so that files stay identical.
   const std::uint64_t outputValues = std::uint64_t{outputChannels} * outputEntries;
   WriteHeld(stream, outputTables, 2 * outputValues, 2 * outputValues);
 

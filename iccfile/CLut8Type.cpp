@@ -23,8 +23,8 @@ CLut8Type::~CLut8Type() {
   delete[] outputTables;
 }
 
-// Deliberately the header of the 16-bit form: a real 'mft1' tag (ICC.1:2010 10.9) has no entry
-// counts, and the first four bytes of its input tables are taken for them.
+// By the header of the 16-bit form: a real 'mft1' tag (ICC.1:2010 10.9) has no entry counts, and
+// the first four bytes of its input tables are taken for them. Kept so that results stay identical.
 void Parse(CLut8Type& tag, ICC4_HEADER::icTagSignature signature, const TagBytes& bytes,
            ReadBudget& budget) {
   ParseTableTag(tag, signature, bytes, budget);

@@ -12,8 +12,8 @@ namespace ICCFILE {
 namespace {
 
 /// The word that `Initial` stores for a double: the sign is dropped after rounding (so -0.5 gives
-/// 0x7FFF, not 0x8000), and the bytes are in file order. Both are deliberate. Values beyond the
-/// range of s15Fixed16 give its largest word, NaN gives 0.
+/// 0x7FFF, not 0x8000), and the bytes are in file order. Both are kept so that results stay
+/// identical. Values beyond the range of s15Fixed16 give its largest word, NaN gives 0.
 int UnsignedFileWord(double value) {
   constexpr double kLargest = 2147483647.0;
   const double scaled = value * 65536 + 0.5;

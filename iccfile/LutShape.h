@@ -28,8 +28,8 @@ inline std::uint64_t TableValueCount(unsigned gridPoints, unsigned inputChannels
   return SaturatingProduct(count, outputChannels);
 }
 
-/// Values of the colour table of an 'mft1' or 'mft2' tag. Deliberately a cube, whatever the number
-/// of input channels.
+/// Values of the colour table of an 'mft1' or 'mft2' tag: a cube, whatever the number of input
+/// channels, kept so that results stay identical.
 constexpr std::uint64_t CubeValueCount(unsigned gridPoints, unsigned outputChannels) {
   return std::uint64_t{gridPoints} * gridPoints * gridPoints * outputChannels;
 }

@@ -30,9 +30,9 @@ std::unique_ptr<Value[]> ReadTable(kxcms::BigEndianReader& reader, std::uint64_t
   return table;
 }
 
-/// The common form of the two table tags (ICC.1:2010 10.10): header of 52 bytes, then input tables,
-/// colour table and output tables one behind the other. `Lut` is CLut16Type or CLut8Type, which
-/// differ in the width of a table value only.
+/// The form of lut16Type (ICC.1:2010 10.8): header of 52 bytes, then input tables, colour table and
+/// output tables one behind the other. `Lut` is CLut16Type or CLut8Type: both are read so, with
+/// table values of 16 or 8 bits.
 template <class Lut>
 void ParseTableTag(Lut& lut, ICC4_HEADER::icTagSignature signature, const TagBytes& bytes,
                    ReadBudget& budget) {

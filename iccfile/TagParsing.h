@@ -64,8 +64,8 @@ void Parse(CLut8Type& tag, ICC4_HEADER::icTagSignature signature, const TagBytes
 void Parse(CLut& tag, ICC4_HEADER::icTagSignature signature, const TagBytes& bytes,
            ReadBudget& budget);
 
-/// Bytes from one curve of a lookup tag to the next. Deliberately not the padded length of a
-/// 'curv' element: for even counts it goes 2 bytes further.
+/// Bytes from one curve of a lookup tag to the next. For even counts this goes 2 bytes beyond the
+/// padded length of a 'curv' element: kept so that results stay identical.
 constexpr std::uint64_t CurveAdvance(std::uint32_t count) {
   return 2 * std::uint64_t{count} + 14;
 }

@@ -28,8 +28,8 @@ int DefaultToRgb(int input) {
 
 // ---- Profile selection
 
-// Written in pieces of bytes: the stream's format, a null path or the lack of memory cannot spoil
-// it.
+// Through `write` and a fixed buffer: neither the format that the application has given the stream,
+// nor a null path, nor lack of memory changes the line.
 void PrintRequest(const char* path, int intent, int input, int output) {
   const auto print = [](const char* text) {
     std::cout.write(text, static_cast<std::streamsize>(std::strlen(text)));
@@ -70,7 +70,7 @@ int SelectProfileReported(CIccEngineS& engine, const char* section, const char* 
   ReportRequest(section, path, intent, input, output);
   const int result = SelectProfile(engine, path, second, intent, input, output);
   if (result == IccResultOk) {
-    // Success is reported by the name of a failure; applications know it so.
+    // Success is reported by the name of a failure: kept so that results stay identical.
     ConfigSetString(section, "Result", "UnKnownColorSpace");
   } else {
     ReportFailure(section, result);
@@ -130,7 +130,7 @@ int KX_Icc_SetProfile_3rd(const char* path, const char* second, int intent, int 
 
 int KX_Icc_SetProfileF(const char* path, const char* second, int intent, int input, int output) {
   const int result = SelectProfile(IccEngine, path, second, intent, input, output);
-  // The first engine reports under the third slot's section, on purpose.
+  // The first engine reports under the third slot's section: kept so that results stay identical.
   if (result != IccResultOk) ReportFailure(kSection3rd, result);
   return IccEngine.outputColor;
 }

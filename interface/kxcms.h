@@ -24,8 +24,14 @@
  * to be freed. Paths are the bytes that fopen takes.
  *
  * Threads. No function takes a lock. One slot must be used by one thread at a time; different slots
- * may be used at once. Conversions may start an OpenMP parallel region of their own. Loading the
- * library sets OpenMP's thread count to 8 and turns its dynamic adjustment on, for the process.
+ * may be used at once. Conversions of 32,768 pixels or more, and KX_Icc_Adjust with curves, open an
+ * OpenMP parallel region, with as many threads as OpenMP is set to use for the calling thread.
+ * Loading the library sets this to 8, or fewer by dynamic adjustment, for the loading thread only;
+ * other threads keep their own settings, at first those of OMP_NUM_THREADS and OMP_DYNAMIC.
+ *
+ * Processes. In a child of fork, whatever opens a parallel region hangs in GNU's OpenMP runtime if
+ * the forking thread had opened one with several threads. Work in a new thread of the child does
+ * not, nor does work after omp_set_num_threads(1).
  */
 #ifndef KXCMS_INTERFACE_KXCMS_H
 #define KXCMS_INTERFACE_KXCMS_H
@@ -71,12 +77,14 @@ enum KX_Result {
 
 /* ---- Profile selection ---------------------------------------------------------------------- */
 
-/** Reads a profile and builds the slot's pipeline; at once when nothing changed since the last
- *  call. Offsets of an earlier KX_Icc_Adjust are dropped with a rebuild.
+/** Reads a profile and builds the slot's pipeline; at once when path, intent and codes are those in
+ *  force: a file that has changed under the same path is then not read again. Offsets of an earlier
+ *  KX_Icc_Adjust are dropped with a rebuild.
  *
  *  The slot becomes unusable when the file cannot be opened, the input code is neither RGB nor
  *  RGB_16, or the output code is none that is accepted as output. A profile without a usable lookup
- *  tag is not told apart from success: conversions then do nothing.
+ *  tag is not told apart from success: conversions then do nothing. The profile's connection space
+ *  is taken for Lab, whatever it is: one of XYZ gives wrong colours.
  *
  *  Writes one line to standard output, "SetProfile : <path>, intent : <n>, Input : <n>, Output :
  *  <n>".
@@ -184,8 +192,8 @@ KX_C_API int KX_Icc_DeleteWorkingBuf(void);
 /**@{*/
 /** A hook. The library's own version does nothing. An application that defines a function of this
  *  name gets the calls instead. The library calls only ConfigGetInt, ConfigSetInt and
- *  ConfigSetString, on the caller's thread; all strings are borrowed and valid only during the
- * call, and the value of "InputProfile" is null where the path was.
+ *  ConfigSetString, on the caller's thread. Strings are borrowed and valid only during the call.
+ *  The value of "InputProfile" is null where the path was.
  *  @return the library's own version: 0, null for the string getters. */
 KX_C_API int ConfigFile(const char* path);
 KX_C_API int ConfigGetInt(const char* section, const char* key, int defaultValue);

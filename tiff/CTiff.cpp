@@ -346,8 +346,8 @@ unsigned char* CTiff::GetXY(int x, int y) {
   return PixelAddress(*this, ClampIndex(x, Width), ClampIndex(y, Length));
 }
 
-// Rows past either end do not follow the bottom-up order, on purpose: above the range gives the
-// bottom row in memory order, below it the top row.
+// Rows past either end do not follow the bottom-up order: above the range gives the bottom row in
+// memory order, below it the top row. Kept so that results stay identical.
 unsigned char* CTiff::GetXY_M(int x, int y) {
   const int row = y >= 0 && y < Length ? Length - 1 - y : ClampIndex(y, Length);
   return PixelAddress(*this, ClampIndex(x, Width), row);

@@ -201,8 +201,8 @@ int Tiff::ReadImage(FILE* file) {
   if (rowsPerStrip == 0) {
     tags.push_back(std::make_shared<TiffTag>(RowsPerStrip, TIFF_SHORT, 1, length, nullptr));
   } else if (rowsPerStrip != length && strips->count != 1) {
-    // On purpose whatever the planar configuration: planes in several strips stay one after
-    // another.
+    // Whatever the planar configuration, so that planes in several strips stay one after another:
+    // kept so that results stay identical.
     return ReadMultiStripOffset(file);
   }
   switch (GetTagValue(PlanarConfiguration)) {
@@ -237,8 +237,8 @@ int Tiff::ReadMultiStripOffset(FILE* file) {
 
   delete[] byteCounts->data;
   byteCounts->data = nullptr;
-  // SHORT although the total is a 32-bit number, on purpose: the entry keeps all 32 bits, and files
-  // must stay identical byte for byte.
+  // SHORT although the total is a 32-bit number, of which the entry keeps all bits: kept so that
+  // files stay identical byte for byte.
   byteCounts->type = TIFF_SHORT;
   byteCounts->count = 1;
   byteCounts->value = static_cast<unsigned>(strips.totalBytes);

@@ -44,7 +44,7 @@ TiffTag::TiffTag(unsigned tagAndType, unsigned itemCount, unsigned valueOrOffset
   data = bytes.release();
 }
 
-// Copying and move assignment leave `value` alone on purpose, so that results stay identical.
+// Copying and move assignment leave `value` alone: kept so that results stay identical.
 TiffTag::TiffTag(const TiffTag& other)
     : tag(other.tag), type(other.type), count(other.count), value(0), data(CloneData(other)) {}
 
@@ -81,7 +81,7 @@ TiffTag::~TiffTag() {
 }
 
 // Out-of-line data are always taken as SHORTs: a LONG array gives the low half of its first
-// element and a RATIONAL the low half of its numerator, on purpose.
+// element and a RATIONAL the low half of its numerator. Kept so that results stay identical.
 unsigned TiffTag::GetValue() const {
   if (!IsOutOfLine(*this)) return value;
   return data ? kxcms::LittleEndianReader(data, HeldDataBytes(*this)).U16() : 0;
@@ -99,7 +99,8 @@ unsigned char* TiffTag::GetData() const {
   return data;
 }
 
-// A 32-bit signed size, unlike everywhere else: from 2 GiB on the answer is false on purpose.
+// A 32-bit signed size, unlike everywhere else, so that the answer is false from 2 GiB on: kept so
+// that results stay identical.
 bool TiffTag::ValueIsOffset() const {
   return static_cast<int>(DataType[type & 15] * count) > static_cast<int>(kInlineBytes);
 }

@@ -27,13 +27,13 @@ class KX_API TiffTag {
   /// null); bytes that the file does not hold read as 0. Data that claim more than 16 MiB plus
   /// twice the file's size are held as null.
   TiffTag(unsigned tagAndType, unsigned count, unsigned valueOrOffset, FILE* file);
-  /// Copies tag, type, count and out-of-line data, deliberately not `value`.
+  /// Copies tag, type, count and out-of-line data, not `value`.
   TiffTag(const TiffTag& other);
   /// The same; `value` keeps what it held. @return this object.
   TiffTag& operator=(const TiffTag& other);
   /// Takes all four numbers and the data.
   TiffTag(TiffTag&& other);
-  /// Takes tag, type, count and data, deliberately not `value`. @return this object.
+  /// Takes tag, type, count and data, not `value`. @return this object.
   TiffTag& operator=(TiffTag&& other);
   virtual ~TiffTag();
 
@@ -47,8 +47,8 @@ class KX_API TiffTag {
   /// @return the out-of-line data (borrowed), or null.
   virtual unsigned char* GetData() const;
 
-  /// @return whether DataType[type] * count exceeds 4 as a signed 32-bit number: false from 2 GiB
-  /// on.
+  /// @return whether DataType[type] * count, as a signed 32-bit number, exceeds 4: false from 2 GiB
+  ///         on.
   bool ValueIsOffset() const;
 
   unsigned tag;         ///< TiffTagSignature

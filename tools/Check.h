@@ -15,8 +15,7 @@ struct CheckRequest {
 /// finding or as one JSON document. Which of the two a file is, its contents tell. A file that
 /// cannot be read does not keep the others from being checked.
 /// @return `WouldBeWrong` if there is an error among the findings, `InputUnreadable` if a file
-/// could
-///         not be read or is neither
+///         cannot be read or is neither
 Exit CheckFiles(const CheckRequest& request);
 
 #endif

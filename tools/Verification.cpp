@@ -151,7 +151,7 @@ class ImageVerifier {
 }  // namespace
 
 void VerifyProfile(const ICC40::ICCFILE::IccFile4& profile, std::span<const unsigned char> bytes) {
-  // ICC.1:2010, 7.2.14 (device manufacturer) and 7.3 (tag table).
+  // ICC.1:2010, 7.2.12 (device manufacturer) and 7.3 (tag table).
   constexpr std::uint64_t kManufacturer = 48, kTagCount = 128, kTagTable = 132, kTagEntry = 12;
   const kxcms::BigEndianView file(bytes);
   bool isSame = profile.header.manufacturer == file.U32(kManufacturer) &&

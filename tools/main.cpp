@@ -153,13 +153,10 @@ Exit Run(int argc, char** argv) {
   return Exit::Done;
 }
 
-/// Prints the one line, whatever a file name holds and however short memory is.
+/// Prints the one line, whatever a file name holds and however short memory is: nothing is copied.
 int Fail(Exit status, const char* line) {
   std::fputs("kxcms: ", stderr);
-  for (; *line != '\0'; ++line) {
-    const bool isControl = static_cast<unsigned char>(*line) < ' ' || *line == '\177';
-    std::fputc(isControl ? '?' : *line, stderr);
-  }
+  for (; *line != '\0'; ++line) std::fputc(InOneLine(*line), stderr);
   std::fputc('\n', stderr);
   return static_cast<int>(status);
 }

@@ -58,8 +58,8 @@ struct WorkingSpace {
   int code;  // that the table then reports
 };
 
-// ColorMatch reports its 16-bit gamma member, Adobe and Apple their 16-bit linear ones: kept as
-// applications know it.
+// ColorMatch reports its 16-bit gamma member, Adobe and Apple their 16-bit linear ones: kept so
+// that results stay identical.
 WorkingSpace WorkingSpaceOf(int cs) {
   const kxcms::ColorCode* code = kxcms::FindColorCode(cs);
   switch (code == nullptr ? kxcms::Primaries::kNone : code->primaries) {

@@ -74,7 +74,8 @@ std::uint32_t KodakToneCurve::At(int level) const {
     const std::int64_t value = TruncateToInt64(level * slope_ + intercept_);
     return static_cast<std::uint32_t>(std::max<std::int64_t>(value, 0));
   }
-  // Only this part has the +128.0; the curve steps up at x1 on purpose.
+  // Only this part has the +128.0, by which the curve steps up at x1: kept so that results stay
+  // identical.
   const std::int64_t value =
       TruncateToInt64(::std::pow(level / kTop, exponent_) * kTop * scale_ + 128.0);
   return static_cast<std::uint32_t>(std::min<std::int64_t>(value, 65535));

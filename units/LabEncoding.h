@@ -6,8 +6,8 @@
 namespace ICC40 {
 namespace ICC_UNIT {
 
-/// Lab in the 16-bit encoding of lookup tags (ICC.1:2010 10.10, legacy PCSLAB): L* 100 is 65280;
-/// a*, b* are offset by 32768, 256 per unit. Of a node value only the low 16 bits count.
+/// Lab in the 16-bit encoding of lut16Type (ICC.1:2010 10.8, legacy PCSLAB): L* 100 is 65280; a*,
+/// b* are offset by 32768, 256 per unit. Of a node value only the low 16 bits count.
 
 constexpr int LowWord(std::int64_t value) {
   return static_cast<int>(value & 0xFFFF);

@@ -107,7 +107,7 @@ int OutputTable33::Conversion(Info* info) {
   if (info == nullptr || info->dstBuf == nullptr) return 0;
   const int inputClass = info->conversionType >> 8;
   const int outputClass = info->conversionType & 0xFF;
-  // The seven-colour classes 7 and 8 write nothing, on purpose.
+  // The seven-colour classes 7 and 8 write nothing: kept so that results stay identical.
   constexpr int kChannelsOfClass[] = {0, 3, 3, 4, 4, 6, 6};
   if (inputClass < 1 || inputClass > 2 || outputClass < 1 || outputClass > 6) return 0;
   if (outputClass % 2 == 1) {
@@ -180,7 +180,8 @@ int OutputTable33::Initial(unsigned char* r, unsigned char* g, unsigned char* b,
   }
   step = kByteCurveStep;
   divisor = kByteCurveDivisor;
-  // The entry count stays that of the last lookup tag, on purpose: it decides the top level.
+  // The entry count, which decides the top level, stays that of the last lookup tag: kept so that
+  // results stay identical.
   for (int c = 0; c < kRgbChannels; ++c) Interpolation1D(c);
   return 0;
 }
@@ -320,7 +321,8 @@ int OutputTable33::OutputGamma_KodakText_16() {
 
 int OutputTable33::KodakCurve(int x0, int x1, double g, double d, double gd) {
   const KodakToneCurve curve(x0, x1, g, d, gd);
-  // The top level keeps its value on purpose; the 8-bit builders then reduce the old one.
+  // The top level keeps its value, and the 8-bit builders then reduce the old one: kept so that
+  // results stay identical.
   SetRgbCurve(*this, kTopLevel, [&](int v) { return curve.At(v); });
   return 0;
 }

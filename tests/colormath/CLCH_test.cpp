@@ -221,7 +221,7 @@ TEST(ClchSteps, XyzToLab) {
        kRoot,
        kRoot,
        kRoot},
-      {"deliberate: fy looks at Y, not at Y / Yw; Y below, ratio above",
+      {"kept: fy looks at Y, not at Y / Yw; Y below, ratio above",
        {63195, 32767.5, 54073},
        0.3,
        0.006,
@@ -230,7 +230,7 @@ TEST(ClchSteps, XyzToLab) {
        kRoot,
        kToe,
        kRoot},
-      {"deliberate: fy looks at Y, not at Y / Yw; Y above, ratio below",
+      {"kept: fy looks at Y, not at Y / Yw; Y above, ratio below",
        {63195, 131070, 54073},
        0.3,
        0.012,
@@ -239,7 +239,7 @@ TEST(ClchSteps, XyzToLab) {
        kRoot,
        kRoot,
        kRoot},
-      {"deliberate: fz looks at Z, not at Z / Zw; Z below, ratio above",
+      {"kept: fz looks at Z, not at Z / Zw; Z below, ratio above",
        {63195, 65535, 32767.5},
        0.3,
        0.25,
@@ -248,7 +248,7 @@ TEST(ClchSteps, XyzToLab) {
        kRoot,
        kRoot,
        kToe},
-      {"deliberate: fz looks at Z, not at Z / Zw; Z above, ratio below",
+      {"kept: fz looks at Z, not at Z / Zw; Z above, ratio below",
        {63195, 65535, 131070},
        0.3,
        0.25,
@@ -329,7 +329,7 @@ TEST(ClchSteps, RgbIsLinear) {
   EXPECT_NEAR(color.B, 127.5, 0.05);
 }
 
-TEST(ClchSteps, DeliberateSinglePrecisionInRgbToXyz) {
+TEST(ClchSteps, SinglePrecisionInRgbToXyz) {
   CLCH color = WithD50();
   color.R = 10.0;
   color.G = 20.0;
@@ -470,8 +470,8 @@ TEST(ClchAdjust, LimitsAndWrapsOnce) {
       {"hue wraps down", 50, 20, 10, 0, 0, -30, 50, 20, 340},
       {"360 itself stays", 50, 20, 350, 0, 0, 10, 50, 20, 360},
       {"0 itself stays", 50, 20, 10, 0, 0, -10, 50, 20, 0},
-      {"deliberate: one turn only, upwards", 50, 20, 350, 0, 0, 800, 50, 20, 790},
-      {"deliberate: one turn only, downwards", 50, 20, 10, 0, 0, -800, 50, 20, -430},
+      {"kept: one turn only, upwards", 50, 20, 350, 0, 0, 800, 50, 20, 790},
+      {"kept: one turn only, downwards", 50, 20, 10, 0, 0, -800, 50, 20, -430},
       {"huge", 50, 20, 10, 1e300, 1e300, 0, 100, 100, 10},
       {"infinite", 50, 20, 10, -kInf, kInf, 0, 0, 100, 10},
   };

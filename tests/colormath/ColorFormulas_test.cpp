@@ -57,7 +57,7 @@ TEST(SRgbGamma, Encode) {
   EXPECT_TRUE(std::isnan(sRGB_Gamma_Encode(kNaN)));
 }
 
-TEST(SRgbGamma, DeliberateRoundedExponentAndThresholdDoNotMirror) {
+TEST(SRgbGamma, RoundedExponentAndThresholdDoNotMirror) {
   // 0.4167 is not 1 / 2.4, and 0.00304 * 12.92 is not 0.03928.
   EXPECT_NE(sRGB_Gamma_Encode(0.5), 1.055 * Power(0.5, 1.0 / 2.4) - 0.055);
   EXPECT_NE(sRGB_Gamma_Decode(sRGB_Gamma_Encode(0.5)), 0.5);
@@ -304,7 +304,7 @@ TEST(Hsb, OutsideTheRange) {
       {"g is 0, the others negative", -1, 0, -2, 90, 0, 0},
       {"g is 0, r smallest", -2, 0, -1, 150, 0, 0},
       {"b is 0, r > g", -1, -2, 0, 270, 0, 0},
-      {"deliberate: b is 0, r smallest, all three are 0", -2, -1, 0, 0, 0, 0},
+      {"kept: b is 0, r smallest, all three are 0", -2, -1, 0, 0, 0, 0},
       {"all negative: 60*1/2, 100*2/-1, 100*-1/255", -1, -2, -3, 30, -200, 0},
       {"largest", INT_MAX, 0, 0, 0, 100, 842150449},
       {"whole range: 100*(2^32-1)/(2^31-1)", INT_MAX, INT_MIN, INT_MIN, 0, 200, 842150449},

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <array>
 
 namespace {
 
@@ -73,8 +73,139 @@ TEST(RgbMatrices, InversesAreInverses) {
   }
 }
 
-TEST(RgbMatrices, DeliberateSecondRowOfInverseAdobeIsThatOfSRgb) {
-  for (int i = 3; i < 6; ++i) EXPECT_EQ(inv_AdobeRGB_D50[i], inv_sRGB_D50[i]) << i;
+using Vector = std::array<double, 3>;
+using Matrix3 = std::array<Vector, 3>;  // rows
+
+Vector Times(const Matrix3& m, const Vector& v) {
+  Vector product{};
+  for (int row = 0; row < 3; ++row) {
+    for (int k = 0; k < 3; ++k) product[row] += m[row][k] * v[k];
+  }
+  return product;
+}
+
+Matrix3 Times(const Matrix3& a, const Matrix3& b) {
+  Matrix3 product{};
+  for (int row = 0; row < 3; ++row) {
+    for (int col = 0; col < 3; ++col) {
+      for (int k = 0; k < 3; ++k) product[row][col] += a[row][k] * b[k][col];
+    }
+  }
+  return product;
+}
+
+// By cofactors.
+Matrix3 Inverse(const Matrix3& m) {
+  const auto cofactor = [&m](int row, int col) {
+    const int r1 = (row + 1) % 3, r2 = (row + 2) % 3, c1 = (col + 1) % 3, c2 = (col + 2) % 3;
+    return m[r1][c1] * m[r2][c2] - m[r1][c2] * m[r2][c1];
+  };
+  double determinant = 0.0;
+  for (int col = 0; col < 3; ++col) determinant += m[0][col] * cofactor(0, col);
+  Matrix3 inverse;
+  for (int row = 0; row < 3; ++row) {
+    for (int col = 0; col < 3; ++col) inverse[row][col] = cofactor(col, row) / determinant;
+  }
+  return inverse;
+}
+
+// XYZ of a chromaticity, with Y = 1.
+struct Chromaticity {
+  double x, y;
+  Vector Xyz() const { return {x / y, 1.0, (1.0 - x - y) / y}; }
+};
+
+constexpr Chromaticity kD65 = {0.3127, 0.3290}, kD50 = {0.3457, 0.3585};
+
+struct WorkingSpace {
+  const char* what;
+  Chromaticity primaries[3];  // of R, G, B
+  Chromaticity white;
+  const double* toXyz;
+  const double* toRgb;
+};
+
+const WorkingSpace kSpaces[] = {
+    {"sRGB, IEC 61966-2-1",
+     {{0.64, 0.33}, {0.30, 0.60}, {0.15, 0.06}},
+     kD65,
+     sRGB_D50,
+     inv_sRGB_D50},
+    {"Adobe RGB (1998)",
+     {{0.64, 0.33}, {0.21, 0.71}, {0.15, 0.06}},
+     kD65,
+     AdobeRGB_D50,
+     inv_AdobeRGB_D50},
+    {"Apple RGB",
+     {{0.625, 0.34}, {0.28, 0.595}, {0.155, 0.07}},
+     kD65,
+     AppleRGB_D50,
+     inv_AppleRGB_D50},
+    {"ColorMatch RGB",
+     {{0.63, 0.34}, {0.295, 0.605}, {0.15, 0.075}},
+     kD50,
+     ColorMatchRGB_D50,
+     inv_ColorMatchRGB_D50},
+};
+
+// Columns are the primaries, each as bright as the white needs it.
+Matrix3 UnadaptedToXyz(const WorkingSpace& space) {
+  Matrix3 primaries;
+  for (int col = 0; col < 3; ++col) {
+    const Vector xyz = space.primaries[col].Xyz();
+    for (int row = 0; row < 3; ++row) primaries[row][col] = xyz[row];
+  }
+  const Vector amounts = Times(Inverse(primaries), space.white.Xyz());
+  for (Vector& row : primaries) {
+    for (int col = 0; col < 3; ++col) row[col] *= amounts[col];
+  }
+  return primaries;
+}
+
+// The linearized Bradford transform (ICC.1:2010, annex E.3) from the space's white to D50.
+Matrix3 ToD50(const WorkingSpace& space) {
+  constexpr Matrix3 kConeResponse = {
+      {{0.8951, 0.2664, -0.1614}, {-0.7502, 1.7135, 0.0367}, {0.0389, -0.0685, 1.0296}}};
+  const Vector from = Times(kConeResponse, space.white.Xyz());
+  const Vector to = Times(kConeResponse, kD50.Xyz());
+  Matrix3 scaled = kConeResponse;
+  for (int row = 0; row < 3; ++row) {
+    for (double& value : scaled[row]) value *= to[row] / from[row];
+  }
+  return Times(Inverse(kConeResponse), scaled);
+}
+
+// Half a unit of the fourth decimal. One number of the 72 is off by a little more.
+TEST(RgbMatrices, FollowFromPrimariesAndWhiteWithinTheirRounding) {
+  constexpr double kRounding = 0.5e-4;
+  constexpr double kOfSRgbXFromG = 0.52e-4;
+  for (const WorkingSpace& space : kSpaces) {
+    const Matrix3 toXyz = Times(ToD50(space), UnadaptedToXyz(space));
+    const Matrix3 toRgb = Inverse(toXyz);
+    for (int row = 0; row < 3; ++row) {
+      for (int col = 0; col < 3; ++col) {
+        const int i = 3 * row + col;
+        const bool isException = space.toXyz == sRGB_D50 && i == 1;
+        EXPECT_NEAR(space.toXyz[i], toXyz[row][col], isException ? kOfSRgbXFromG : kRounding)
+            << space.what << " [" << i << "]";
+        EXPECT_NEAR(space.toRgb[i], toRgb[row][col], kRounding)
+            << space.what << ", inverse [" << i << "]";
+      }
+    }
+  }
+}
+
+// The row that gives G is 0 for red and blue and 1 for the white, which determines it: sRGB and
+// Adobe RGB share all three.
+TEST(RgbMatrices, InversesOfSRgbAndAdobeRgbShareTheSecondRow) {
+  const WorkingSpace& sRgb = kSpaces[0];
+  const WorkingSpace& adobe = kSpaces[1];
+  const Vector ofSRgb = Inverse(Times(ToD50(sRgb), UnadaptedToXyz(sRgb)))[1];
+  const Vector ofAdobe = Inverse(Times(ToD50(adobe), UnadaptedToXyz(adobe)))[1];
+  for (int col = 0; col < 3; ++col) {
+    EXPECT_NEAR(ofSRgb[col], ofAdobe[col], 1e-14) << col;
+    EXPECT_EQ(inv_sRGB_D50[3 + col], inv_AdobeRGB_D50[3 + col]) << col;
+  }
 }
 
 }  // namespace

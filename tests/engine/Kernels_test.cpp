@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "base/CpuLevel.h"
@@ -438,21 +437,4 @@ TEST(EngineTables, OfManyEngines) {
           << i;
     }
   }
-}
-
-TEST(CpuLevel, NamesAndOrder) {
-  EXPECT_STREQ(NameOf(CpuLevel::kScalar), "scalar");
-  EXPECT_STREQ(NameOf(CpuLevel::kPortable), "portable");
-  EXPECT_STREQ(NameOf(CpuLevel::kAvx2), "avx2");
-  EXPECT_STREQ(NameOf(CpuLevel::kAvx512), "avx512");
-  EXPECT_LE(ChosenCpuLevel(), SupportedCpuLevel());
-  const char* wanted = std::getenv("KXCMS_LEVEL");
-  // A level that this processor does not have counts as the best that it has.
-  CpuLevel expected = SupportedCpuLevel();
-  for (const CpuLevel level : {CpuLevel::kScalar, CpuLevel::kPortable, CpuLevel::kAvx2}) {
-    if (wanted != nullptr && NameOf(level) == std::string(wanted)) {
-      expected = std::min(level, SupportedCpuLevel());
-    }
-  }
-  EXPECT_EQ(ChosenCpuLevel(), expected);
 }

@@ -569,9 +569,9 @@ TEST_F(FileSweep, ConvertingFiles) {
   }
 }
 
-// The library has no way to tell the application, but it survives and goes on. Deliberate: the
-// signal that the limit sends is the application's business.
-TEST_F(FileSweep, DeliberateFullDiskIsNotReported) {
+// The library has no way to tell the application, but it survives and goes on. The signal that the
+// limit sends is the application's business.
+TEST_F(FileSweep, FullDiskIsNotReported) {
   SelectedAndConverted(0, 0, 12);
   testing::internal::CaptureStdout();
   KX_Icc_ConvertFile(TheFiles().image8.Path(), TheFiles().saved.Path());

@@ -58,8 +58,7 @@ TEST(WriteHeader, WritesTheFieldsAndTheGivenSize) {
   Read(profile, given.bytes());
 
   Bytes expected = BigEndianBytes().Append(given.bytes()).Put32(0, 0x01020304).bytes();
-  std::fill(expected.begin() + 56, expected.begin() + 64,
-            std::uint8_t{0});  // deliberate: attributes
+  std::fill(expected.begin() + 56, expected.begin() + 64, std::uint8_t{0});  // kept: attributes
   std::fill(expected.begin() + 100, expected.end(), std::uint8_t{0});
   EXPECT_EQ(
       Written([&profile](FILE* stream) { EXPECT_EQ(profile.WriteHeader(stream, 0x01020304), 0); }),
@@ -202,7 +201,7 @@ TEST(SaveLut16, WritesTheTagWithItsOddities) {
   CLut16Type lut;
   lut.Initial(ICC4_HEADER::A2B0, bytes.data(), static_cast<int>(bytes.size()));
 
-  // Deliberate: the diagonal is 1.0, the other matrix words and the output tables lie as in memory.
+  // Kept: the diagonal is 1.0, the other matrix words and the output tables lie as in memory.
   BigEndianBytes head;
   head.Text("mft2").U32(0).U8(3).U8(3).U8(1).U8(9);
   for (unsigned i = 0; i < 9; ++i) {
@@ -224,7 +223,7 @@ TEST(SaveLut16, WritesTheTagWithItsOddities) {
                           .Append(Bytes((4 - bytes.size() % 4) % 4))
                           .bytes();
   EXPECT_EQ(Saved(lut), first);
-  // Deliberate: the tables that were written are left in file order ...
+  // Kept: the tables that were written are left in file order ...
   EXPECT_EQ(std::memcmp(lut.inputTables, "\1\2\3\4", 4), 0);
   EXPECT_EQ(std::memcmp(lut.colorTable, "\x11\x22", 2), 0);
   EXPECT_EQ(lut.outputTables[0], 0x7788);
@@ -312,7 +311,7 @@ TEST(SaveLut16, ZerosForAHugeAbsentTableAreBounded) {
   std::fclose(stream);
 }
 
-// Deliberate: a successful open is what fails, and it leaves an empty file.
+// Kept: a successful open is what fails, and it leaves an empty file.
 TEST(SaveFile, ThrowsOnceTheFileIsOpen) {
   const TemporaryFile file(Bytes{1, 2, 3});
   IccFile4 profile;

@@ -251,7 +251,7 @@ TEST(IccFile4, SignatureAndTypeDecideTheClass) {
       {"A2B2", "mft2", typeid(CLut16Type)},
       {"A2B0", "mft1", typeid(CLut8Type)},
       {"A2B1", "abcd", typeid(CLut8Type)},
-      {"A2B2", "mBA ", typeid(CLut8Type)},  // deliberate: only under B2A
+      {"A2B2", "mBA ", typeid(CLut8Type)},  // kept: only under B2A
       {"A2B0", "text", typeid(CLut8Type)},
       {"B2A0", "mBA ", typeid(CLut)},
       {"B2A1", "mBA ", typeid(CLut)},
@@ -259,7 +259,7 @@ TEST(IccFile4, SignatureAndTypeDecideTheClass) {
       {"B2A0", "mft2", typeid(CLut16Type)},
       {"B2A1", "mft2", typeid(CLut16Type)},
       {"B2A2", "mft2", typeid(CLut16Type)},
-      {"B2A0", "mAB ", typeid(CLut8Type)},  // deliberate: only under A2B
+      {"B2A0", "mAB ", typeid(CLut8Type)},  // kept: only under A2B
       {"B2A1", "mft1", typeid(CLut8Type)},
       {"B2A2", "abcd", typeid(CLut8Type)},
       {"bXYZ", "XYZ ", typeid(CXYZType)},
@@ -274,10 +274,10 @@ TEST(IccFile4, SignatureAndTypeDecideTheClass) {
       {"cprt", "mluc", typeid(CTextType)},
       {"desc", "desc", typeid(CTextDescriptionType)},
       {"desc", "mluc", typeid(CTextDescriptionType)},
-      {"targ", "text", typeid(CTextDescriptionType)},  // deliberate: not a CTextType
+      {"targ", "text", typeid(CTextDescriptionType)},  // kept: not a CTextType
       {"targ", "desc", typeid(CDataType)},
       {"lumi", "XYZ ", typeid(CDataType)},
-      {"A2B3", "mft2", typeid(CDataType)},  // deliberate: only 0 to 2
+      {"A2B3", "mft2", typeid(CDataType)},  // kept: only 0 to 2
       {"B2A3", "mBA ", typeid(CDataType)},
       {"A2B3", "text", typeid(CTextDescriptionType)},
   };

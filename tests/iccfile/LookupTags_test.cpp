@@ -56,8 +56,8 @@ TEST(Lut16, ReadsHeaderAndTables) {
       {"a usual scanner profile", 3, 3, 33, 256, 4096, 768, 107811, 12288},
       {"smallest", 3, 3, 2, 2, 2, 6, 24, 6},
       {"four outputs", 3, 4, 5, 7, 9, 21, 500, 36},
-      {"four inputs: deliberately still the cube of 9", 4, 3, 9, 2, 2, 8, 2187, 6},
-      {"one input: deliberately the cube too", 1, 2, 4, 3, 3, 3, 128, 6},
+      {"four inputs: still the cube of 9", 4, 3, 9, 2, 2, 8, 2187, 6},
+      {"one input: the cube too", 1, 2, 4, 3, 3, 3, 128, 6},
       {"no entries", 3, 3, 2, 0, 0, 0, 24, 0},
       {"no grid", 3, 3, 0, 2, 2, 6, 0, 6},
       {"no channels", 0, 0, 2, 2, 2, 0, 0, 0},
@@ -160,7 +160,7 @@ TEST(Lut16, NothingIsReadWithoutBytes) {
   }
 }
 
-// Deliberate: an 'mft1' tag is read with the header of the 16-bit form.
+// Kept: an 'mft1' tag is read with the header of the 16-bit form.
 TEST(Lut8, Mft1IsReadWithTheHeaderOfMft2) {
   BigEndianBytes tag;
   tag.Text("mft1").U32(0).U8(3).U8(2).U8(2).U8(7);
@@ -282,7 +282,7 @@ TEST(Lut, CurvesFollowTheDirection) {
   }
 }
 
-// Deliberate: behind a padded curve with an even count the next one is looked for 2 bytes too far.
+// Kept: behind a padded curve with an even count the next one is looked for 2 bytes too far.
 TEST(Lut, PaddedCurvesOfEvenCountsAreReadTwoBytesLate) {
   Mab mab;
   mab.curvesB = {Values(256, 9), {0x0005, 0x1111, 0x2222, 0x3333, 0x4444, 0x5555}, {}};
@@ -584,7 +584,7 @@ TEST(ConvertedLut, PaddedCurvesOf256EntriesConvertWhateverTheFirstEntry) {
   }
 }
 
-// Deliberate: of padded curves with even counts, only the first is read right.
+// Kept: of padded curves with even counts, only the first is read right.
 TEST(ConvertedLut, PaddedCurves) {
   const struct {
     const char* what;
@@ -653,7 +653,7 @@ TEST(ConvertedLut, ColorTableHasTheRealNumberOfDimensions) {
   }
 }
 
-// Deliberate: 2 x count bytes are copied, whatever the precision.
+// Kept: 2 x count bytes are copied, whatever the precision.
 TEST(ConvertedLut, EightBitGridIsCopiedAsBytesAndEndsInZeros) {
   Mab mab;
   mab.gridPoints = {2, 2, 2};

@@ -206,7 +206,7 @@ TEST(XyzType, CutOffTripleEndsInZeros) {
   EXPECT_EQ(tag.Z, 0.0);
 }
 
-// Deliberate: the sign is dropped, and the words are in file byte order.
+// Kept: the sign is dropped, and the words are in file byte order.
 TEST(XyzType, SetFromDoublesDropsTheSignAndKeepsFileOrder) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   const struct {
@@ -250,7 +250,7 @@ TEST(XyzType, SavesAValueThatWasSet) {
   EXPECT_EQ(Saved(tag), XyzTag(0x0000F6D6, 0x00010000, 0x0000D32D));
 }
 
-// Deliberate: the words of a parsed tag are in host order and are written so.
+// Kept: the words of a parsed tag are in host order and are written so.
 TEST(XyzType, SavesAParsedValueInHostOrder) {
   Bytes bytes = XyzTag(0x0000F6D6, 0x00010000, 0x0000D32D);
   CXYZType tag;
@@ -322,7 +322,7 @@ TEST(CurveType, NothingIsReadWithoutBytes) {
   EXPECT_EQ(tag.Initial(ICC4_HEADER::rTRC, nullptr), 14);
 }
 
-// Deliberate: 2 * count + 14 is two bytes past the padded curve for even counts.
+// Kept: 2 * count + 14 is two bytes past the padded curve for even counts.
 TEST(CurveType, FormWithoutSizeReturnsTheAdvance) {
   const struct {
     const char* what;
@@ -350,7 +350,7 @@ TEST(CurveType, FormWithoutSizeReturnsTheAdvance) {
   }
 }
 
-// Deliberate: the type is not checked.
+// Kept: the type is not checked.
 TEST(CurveType, ParametricCurveIsReadAsATable) {
   Bytes bytes = BigEndianBytes().Text("para").U32(0).U16(0).U16(2).U16(0x1111).U16(0x2222).bytes();
   CCurveType tag;
@@ -394,7 +394,7 @@ TEST(CurveType, IdentityIsReadyToBeWritten) {
   }
 }
 
-// Deliberate: the entries are written as they lie, not as a tag.
+// Kept: the entries are written as they lie, not as a tag.
 TEST(CurveType, SaveWritesTheEntriesAndZerosBehindThem) {
   Bytes bytes = CurvTag({0x0102, 0x0304});
   CCurveType tag;
@@ -444,7 +444,7 @@ TEST(TextTypes, KeepWhatIsBehindTheHeader) {
   }
 }
 
-// Deliberate: the text is written without its header, and `size` bytes of it.
+// Kept: the text is written without its header, and `size` bytes of it.
 TEST(TextTypes, DescriptionSavesTheTextAndZerosBehindIt) {
   Bytes bytes = PlainTag("desc", "hello");
   CTextDescriptionType tag;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <iomanip>
@@ -171,7 +172,7 @@ TEST_F(Interface, TheLineIsDecimalWhateverTheApplicationDidToTheStream) {
             "SetProfile : /nonexistent/folder/scan.icc, intent : 3, Input : 1, Output : 12\n");
 }
 
-TEST_F(Interface, DeliberateOnlySetProfilePrintsTheLine) {
+TEST_F(Interface, OnlySetProfilePrintsTheLine) {
   EXPECT_EQ(Printed([] {
               KX_Icc_SetProfile_2nd(kNoFile, nullptr, 0, 0, 12);
               KX_Icc_SetProfile_3rd(kNoFile, nullptr, 0, 0, 12);
@@ -182,7 +183,7 @@ TEST_F(Interface, DeliberateOnlySetProfilePrintsTheLine) {
 
 // Which form takes 65535 for the default: it shows in the code stored, and in whether the profile
 // is accepted.
-TEST_F(Interface, DeliberateOnlySetProfileReplacesTheMissingInputCode) {
+TEST_F(Interface, OnlySetProfileReplacesTheMissingInputCode) {
   const TemporaryFile profile(GreyScannerProfile());
   const struct {
     const char* what;
@@ -213,7 +214,7 @@ TEST_F(Interface, SetIntentReplacesTheMissingInputCodeInEverySlot) {
 
 // Without a profile the codes are stored all the same, so the slot passes for usable; conversions
 // have no tables and touch nothing.
-TEST_F(Interface, DeliberateSetIntentWithoutProfileReturnsTheNewOutputCode) {
+TEST_F(Interface, SetIntentWithoutProfileReturnsTheNewOutputCode) {
   for (const Slot& slot : kSlots) {
     EXPECT_EQ(slot.setIntent(1, 0, 13), 13) << slot.what;
     unsigned char src[3] = {1, 2, 3};
@@ -320,6 +321,52 @@ TEST_F(Interface, SecondPathIsIgnored) {
     EXPECT_EQ(slot.setProfile(profile.Path(), kNoFile, 0, 0, 12), 12) << slot.what;
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(slot.engine.currentProfile2, "") << slot.what;
+  }
+}
+
+TEST_F(Interface, AFileThatChangesUnderItsPathIsReadWithTheNextOtherSelection) {
+  std::vector<unsigned char> black = GreyScannerProfile();
+  for (int node = 0; node < 8; ++node) std::fill_n(&black[kTestProfileNodes + 6 * node], 2, 0);
+  for (const Slot& slot : kSlots) {
+    const TemporaryFile profile(GreyScannerProfile());
+    const auto white = [&slot] {
+      unsigned char pixel[3] = {255, 255, 255};
+      EXPECT_EQ(slot.convert2(pixel, pixel, 1), 0);
+      return static_cast<int>(pixel[0]);
+    };
+    const auto select = [&](int intent, int output) {
+      testing::internal::CaptureStdout();
+      EXPECT_EQ(slot.setProfile(profile.Path(), nullptr, intent, 0, output), output) << slot.what;
+      testing::internal::GetCapturedStdout();
+    };
+    select(0, 12);
+    EXPECT_EQ(white(), 255) << slot.what;
+    profile.Write(black);
+    select(0, 12);
+    EXPECT_EQ(white(), 255) << slot.what << ", the same selection";
+    slot.setIntent(0, 0, 10);
+    slot.setIntent(0, 0, 12);
+    EXPECT_EQ(white(), 255) << slot.what << ", other codes of the same profile";
+    select(0, 10);
+    EXPECT_EQ(white(), 0) << slot.what << ", another selection";
+  }
+}
+
+// XYZ has another encoding (ICC.1:2010 6.3.4.2): these colours are wrong, and stay what they are.
+TEST_F(Interface, XyzIsTakenForLab) {
+  std::vector<unsigned char> bytes = GreyScannerProfile();
+  const TemporaryFile toLab(bytes);
+  std::memcpy(&bytes[20], "XYZ ", 4);
+  const TemporaryFile toXyz(bytes);
+  for (const Slot& slot : kSlots) {
+    unsigned char ofLab[6] = {200, 100, 50, 1, 2, 3}, ofXyz[6] = {200, 100, 50, 1, 2, 3};
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(slot.setProfile(toLab.Path(), nullptr, 0, 0, 12), 12) << slot.what;
+    EXPECT_EQ(slot.convert2(ofLab, ofLab, 2), 0) << slot.what;
+    EXPECT_EQ(slot.setProfile(toXyz.Path(), nullptr, 0, 0, 12), 12) << slot.what;
+    EXPECT_EQ(slot.convert2(ofXyz, ofXyz, 2), 0) << slot.what;
+    testing::internal::GetCapturedStdout();
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(ofXyz[i], ofLab[i]) << slot.what << " " << i;
   }
 }
 

@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <vector>
 
+/// Where the eight nodes of the profile begin: behind header, tag table, tag header, input curves.
+constexpr int kTestProfileNodes = 128 + 4 + 12 + 52 + 3 * 2 * 2;
+
 /// A scanner profile (ICC.1:2010 7.2, 10.8) whose only tag is an A2B0 of type lut16Type with two
 /// grid points: L* rises from 0 at black to 100 at white with the mean of R, G, B, and a* = b* = 0,
 /// so that every conversion to an RGB space is grey.

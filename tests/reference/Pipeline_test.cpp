@@ -633,8 +633,8 @@ TEST(Pipeline, InPlace) {
   }
 }
 
-// A profile marked "none" yields the output tables position by position: deliberate. Positions
-// past the end of a table have no required value, but nothing behind the buffer is touched.
+// A profile marked "none" yields the output tables position by position. Positions past the end of
+// a table have no required value, but nothing behind the buffer is touched.
 TEST(Pipeline, FillBeyondTheTables) {
   ProfileSpec spec = PlainSpec(2, 0, 0);
   spec.manufacturer = Signature("none");

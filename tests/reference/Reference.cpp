@@ -85,7 +85,7 @@ std::vector<std::uint16_t> CurvesOf(const Bytes& tag, std::uint64_t at, int chan
       const bool held = static_cast<std::uint64_t>(i) < count;
       tables.push_back(static_cast<std::uint16_t>(held ? U16(tag, at + 12 + 2 * i) : 0));
     }
-    // Deliberately 14 and not 12 rounded up: two bytes too far for an even count.
+    // 14 and not 12 rounded up: two bytes too far for an even count.
     at += 2 * count + 14;
   }
   return tables;
@@ -186,7 +186,7 @@ void ReindexToLab8(InputCurve& curve) {
   curve.depth = 8;
 }
 
-// The pair 32767/65535 stays unswapped on purpose.
+// The pair 32767/65535 stays unswapped.
 void ReindexToLab16(InputCurve& curve) {
   for (std::size_t c = 1; c <= 2; ++c) {
     for (std::size_t v = 0; v <= 32766; ++v) {
@@ -658,7 +658,7 @@ OutputStage BuildOutput(int code) {
       ReduceTo8(table);
       break;
     case 37:
-      // 0.0 where the 8-bit twin has 0.2: deliberate.
+      // 0.0 where the 8-bit twin has 0.2.
       KodakCurve(table, 512, 2048, 1.5, 0.0, 2.2);
       break;
     case 38:

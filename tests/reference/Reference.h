@@ -24,7 +24,7 @@ constexpr std::uint32_t Signature(const char (&text)[5]) {
   return value;
 }
 
-// A lut16Type tag (ICC.1:2010 10.10) without its matrix, which takes no part in RGB to Lab.
+// A lut16Type tag (ICC.1:2010 10.8) without its matrix, which takes no part in RGB to Lab.
 struct Lut16 {
   int in = 0;
   int out = 0;

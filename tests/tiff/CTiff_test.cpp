@@ -68,7 +68,7 @@ TEST(CTiffCreateNew, SizesAndBuffer) {
   } kRows[] = {
       {"8-bit grey", 10, 4, 1, 8, 1, 40, 10, true},
       {"1-bit, rows rounded up", 10, 4, 1, 1, 1, 8, 2, true},
-      {"deliberate: 1-bit RGB rounds up by plane", 10, 4, 3, 1, 1, 24, 4, true},
+      {"kept: 1-bit RGB rounds up by plane", 10, 4, 3, 1, 1, 24, 4, true},
       {"not allocated", 10, 4, 3, 8, 0, 120, 30, false},
       {"allocate 2 is not 1", 10, 4, 3, 8, 2, 120, 30, false},
       {"no width", 0, 4, 3, 8, 1, 0, 0, true},
@@ -116,7 +116,7 @@ TEST(CTiffCreateNew, AMissingRawFileLeavesTheImage) {
   CTiff empty;
   EXPECT_EQ(PrintedBy([&] { result = empty.CreateNew(4, 2, 300, 3, 8, missing, "no/x.tif"); }),
             "*** CTiff::CreateNew() --> Create File Fail *** \n*** File(Save) Open Error. ***\n");
-  EXPECT_EQ(result, 0) << "whatever happened, deliberately";
+  EXPECT_EQ(result, 0) << "kept: whatever happened";
 }
 
 TEST(CTiffSetTag, GoesThroughTheFactoryWithoutData) {
@@ -258,7 +258,7 @@ TEST(CTiffRectangles, GetRowColumnOf16Bits) {
   EXPECT_EQ(image.GetRowColumn(words.data(), 1, 0, 2, 2), 0);
   EXPECT_EQ(words, (std::vector<unsigned short>{0x0302, 0x0504, 0x0908, 0x0B0A, 0xEEEE}));
 
-  // The 8-bit form on a 16-bit image enters the row at byte Samples * x, deliberately.
+  // The 8-bit form on a 16-bit image enters the row at byte Samples * x.
   Bytes bytes(5, 0xEE);
   EXPECT_EQ(image.GetRowColumn(bytes.data(), 1, 0, 2, 1), 0);
   EXPECT_EQ(bytes, (Bytes{1, 2, 3, 4, 0xEE}));
@@ -315,8 +315,8 @@ TEST(CTiffAddresses, ByPosition) {
       {"last pixel", 3, 2, 66, 18},
       {"x clamped", 9, 0, 18, 66},
       {"negative x", -9, 1, 24, 24},
-      {"negative y: the top row both ways, deliberately", 0, -1, 0, 0},
-      {"y past the end: the bottom row both ways, deliberately", 0, 3, 48, 48},
+      {"kept: negative y, the top row both ways", 0, -1, 0, 0},
+      {"kept: y past the end, the bottom row both ways", 0, 3, 48, 48},
       {"extremes", 0x7FFFFFFF, 0x7FFFFFFF, 66, 66},
   };
   for (const auto& row : kRows) {

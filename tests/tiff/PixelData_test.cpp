@@ -20,8 +20,8 @@ TEST(PixelData, BytesPerRowRoundUpAndWrapAt32Bits) {
       {"a hundred 16-bit RGB pixels", 16, 100, 3, 600},
       {"nothing", 0, 100, 3, 0},
       {"negative width", 8, -1, 3, -3},
-      {"deliberate: 2^31 bits wrap", 16, 1 << 27, 1, -(1 << 28)},
-      {"deliberate: 2^32 bits wrap", 32, 1 << 27, 1, 0},
+      {"kept: 2^31 bits wrap", 16, 1 << 27, 1, -(1 << 28)},
+      {"kept: 2^32 bits wrap", 32, 1 << 27, 1, 0},
   };
   for (const auto& row : kRows) {
     EXPECT_EQ(BytesPerRow(row.bits, row.width, row.samples), row.expected) << row.what;
@@ -49,11 +49,11 @@ TEST(StripArray, ReadsInlineAndOutOfLineNumbers) {
     std::vector<unsigned> expected;
   } kRows[] = {
       {"one LONG", 4, 1, 70000, {}, {70000}},
-      {"one SHORT is one number of 32 bits, deliberately", 3, 1, 0x0001D4C0, {}, {120000}},
+      {"kept: one SHORT is one number of 32 bits", 3, 1, 0x0001D4C0, {}, {120000}},
       {"two inline SHORTs", 3, 2, 0x00090007, {}, {7, 9}},
       {"three SHORTs", 3, 3, 0, Shorts({1, 2, 60000}), {1, 2, 60000}},
       {"two LONGs", 4, 2, 0, Longs({1, 0xFFFFFFFF}), {1, 0xFFFFFFFF}},
-      {"bytes count as LONGs, deliberately", 1, 8, 0, Longs({5, 6}), {5, 6}},
+      {"kept: bytes count as LONGs", 1, 8, 0, Longs({5, 6}), {5, 6}},
       {"none", 4, 0, 77, {}, {}},
   };
   for (const auto& row : kRows) {

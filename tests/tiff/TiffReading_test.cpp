@@ -95,14 +95,14 @@ TEST(TiffReading, EveryFormBecomesOneInterleavedBuffer) {
        ImageEntries(2, 3, 3, 8, 0, 2).AddStrips({red, green, blue}).Build(), interleaved8, 1},
       {"three planes in one strip", ImageEntries(2, 3, 3, 8, 3, 2).AddStrips({planes8}).Build(),
        interleaved8, 1},
-      {"deliberate: planes in several strips stay planes",
+      {"kept: planes in several strips stay planes",
        ImageEntries(2, 3, 3, 8, 2, 2)
            .AddStrips({Slice(red, 0, 4), Slice(red, 4, 2), Slice(green, 0, 4), Slice(green, 4, 2),
                        Slice(blue, 0, 4), Slice(blue, 4, 2)})
            .Build(),
        planes8, 2},
       {"one-bit chunky", ImageEntries(16, 3, 1, 1, 3, 1).AddStrips({Ramp(6)}).Build(), Ramp(6), 1},
-      {"deliberate: one-bit planes stay planes",
+      {"kept: one-bit planes stay planes",
        ImageEntries(16, 3, 3, 1, 3, 2).AddStrips({Ramp(18)}).Build(), Ramp(18), 2},
   };
   for (const auto& row : kRows) {
@@ -127,11 +127,11 @@ TEST(TiffReading, FourPlanesForAnySampleCountButThree) {
     Bytes expected;
   } kRows[] = {
       {"four", 4, {{1, 2}, {3, 4}, {5, 6}, {7, 8}}, {1, 3, 5, 7, 2, 4, 6, 8}},
-      {"deliberate: five give four",
+      {"kept: five give four",
        5,
        {{1, 2}, {3, 4}, {5, 6}, {7, 8}, {9, 10}},
        {1, 3, 5, 7, 2, 4, 6, 8, 0, 0}},
-      {"deliberate: one gives four, missing planes are 0", 1, {{1, 2}}, {1, 0, 0, 0, 2, 0, 0, 0}},
+      {"kept: one gives four, missing planes are 0", 1, {{1, 2}}, {1, 0, 0, 0, 2, 0, 0, 0}},
   };
   for (const auto& row : kRows) {
     const TemporaryFile scratch(
@@ -188,7 +188,7 @@ TEST(TiffReading, FieldsAfterASuccessfulRead) {
   ASSERT_EQ(image.ReadFile(bits.Path()), 0);
   EXPECT_EQ(image.RowBytes, 2);
   EXPECT_EQ(image.Resolution, 0);
-  EXPECT_EQ(image.GetTagValue(StripByteCounts), 3u) << "30 bits rounded down, deliberately";
+  EXPECT_EQ(image.GetTagValue(StripByteCounts), 3u) << "kept: 30 bits rounded down";
   EXPECT_EQ(CopyOf(image.GetImageBuf(), 6), (Bytes{1, 2, 3, 0, 0, 0})) << "whole rows are held";
 }
 
@@ -248,7 +248,7 @@ TEST(TiffReading, MissingRowsPerStripIsAppended) {
   EXPECT_EQ(CopyOf(image.GetImageBuf(), 12), Ramp(12));
 }
 
-TEST(TiffReading, WithoutRowsPerStripSeveralStripsAreDeliberatelyOneAtAHalfWordOffset) {
+TEST(TiffReading, WithoutRowsPerStripSeveralStripsAreOneAtAHalfWordOffset) {
   // A LONG array counts as its first 16 bits: here the offset of its first strip.
   const TemporaryFile scratch(
       ImageEntries(2, 2, 3, 8, 0, 1).AddStrips({Ramp(6), Ramp(6, 7)}).Build());
@@ -294,7 +294,7 @@ TEST(TiffReading, SeveralStripsLeaveOne) {
   EXPECT_EQ(strips->type, 4u);
   EXPECT_EQ(strips->count, 1u);
   const auto byteCounts = image.GetTag(StripByteCounts);
-  EXPECT_EQ(byteCounts->type, 3u) << "SHORT for a 32-bit total, deliberately";
+  EXPECT_EQ(byteCounts->type, 3u) << "kept: SHORT for a 32-bit total";
   EXPECT_EQ(byteCounts->count, 1u);
   EXPECT_EQ(byteCounts->value, 17u);
   EXPECT_EQ(byteCounts->GetData(), nullptr);

@@ -21,7 +21,7 @@ constexpr unsigned Packed(unsigned tag, unsigned type) {
   return type << 16 | tag;
 }
 
-TEST(TiffCodes, ItemSizesOfTypesTenToTwelveAreDeliberatelyShifted) {
+TEST(TiffCodes, ItemSizesOfTypesTenToTwelveAreShifted) {
   const unsigned kExpected[16] = {1, 1, 1, 2, 4, 8, 1, 1, 2, 4, 4, 8, 1, 1, 1, 1};
   for (int type = 0; type < 16; ++type) EXPECT_EQ(DataType[type], kExpected[type]) << type;
 }
@@ -69,9 +69,9 @@ TEST(TiffTag, FromADirectoryEntry) {
       {"RATIONAL: low half of the numerator", Packed(700, 5), 1, 8, 5, true, 0x0113},
       {"BYTE x 4 is inline", Packed(700, 1), 4, 5, 1, false, 5},
       {"BYTE x 5 is out of line", Packed(700, 1), 5, 4, 1, true, 0x0111},
-      {"deliberate: SRATIONAL x 1 is inline", Packed(700, 10), 1, 4, 10, false, 4},
-      {"deliberate: FLOAT x 1 is out of line", Packed(700, 11), 1, 4, 11, true, 0x0111},
-      {"deliberate: DOUBLE x 4 is inline", Packed(700, 12), 4, 4, 12, false, 4},
+      {"kept: SRATIONAL x 1 is inline", Packed(700, 10), 1, 4, 10, false, 4},
+      {"kept: FLOAT x 1 is out of line", Packed(700, 11), 1, 4, 11, true, 0x0111},
+      {"kept: DOUBLE x 4 is inline", Packed(700, 12), 4, 4, 12, false, 4},
       {"type 19 is reduced to 3", Packed(700, 19), 3, 4, 3, true, 0x0111},
       {"type 0 counts bytes", Packed(700, 0), 4, 4, 0, false, 4},
       {"count 0", Packed(700, 7), 0, 12, 7, false, 12},
@@ -96,7 +96,7 @@ TEST(TiffTag, WithoutAFileTheDataAreNull) {
   EXPECT_EQ(tag.GetValue(), 0u);
 }
 
-TEST(TiffTag, ValueIsOffsetIsDeliberatelyASigned32BitTest) {
+TEST(TiffTag, ValueIsOffsetIsASigned32BitTest) {
   const struct {
     unsigned type, count;
     bool expected;
@@ -152,7 +152,7 @@ TEST(TiffTag, AStreamThatCannotSeekReadsAsZeros) {
   pclose(pipe);
 }
 
-TEST(TiffTag, CopiesDeliberatelyLeaveTheValue) {
+TEST(TiffTag, CopiesLeaveTheValue) {
   TiffTag inlineTag(ImageWidth, TIFF_LONG, 1, 640, nullptr);
   const TiffTag copy(inlineTag);
   EXPECT_EQ(copy.tag, 256u);
@@ -371,7 +371,7 @@ TEST(ExifTag, OddCountsNeverReadPastTheBlock) {
   }
 }
 
-TEST(ExifTag, ACopyDeliberatelyLosesTheBlock) {
+TEST(ExifTag, ACopyLosesTheBlock) {
   const Exif_IFD_Tag tag(Packed(34665, 4), 1, 0, nullptr);
   const Exif_IFD_Tag copy(tag);
   EXPECT_EQ(copy.GetData(), nullptr);

@@ -53,7 +53,7 @@ TEST(TiffWriting, ANewImageByteForByte) {
   const Bytes pixels = Ramp(30000, 3, 5);
   std::copy(pixels.begin(), pixels.end(), image.GetImageBuf());
 
-  // List order, deliberately not sorted by number: 279 before 273 and 296 before 284.
+  // List order, not sorted by number: 279 before 273 and 296 before 284.
   const std::vector<Entry> kEntries = {
       {254, 4, 1, 0},   {256, 4, 1, 100}, {257, 4, 1, 50}, {258, 3, 3, 194},   {259, 3, 1, 1},
       {262, 3, 1, 2},   {277, 3, 1, 3},   {278, 4, 1, 50}, {279, 4, 1, 30000}, {273, 4, 1, 216},
@@ -138,7 +138,7 @@ TEST(TiffWriting, AReadFileKeepsAllTagsInFileOrder) {
   EXPECT_EQ(saved.size(), 188u);
 }
 
-TEST(TiffWriting, TypesSixToNineDeliberatelyReserveRoomForInlineData) {
+TEST(TiffWriting, TypesSixToNineReserveRoomForInlineData) {
   // Two entries end at 38.
   const struct {
     const char* what;

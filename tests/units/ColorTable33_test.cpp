@@ -47,7 +47,7 @@ std::unique_ptr<ColorTable33> NewTable() {
   return std::make_unique<ColorTable33>();
 }
 
-// A grid whose node (i, j, k) holds base[c] + step * (i, j, k)[c] in channel c.
+// A grid whose node (i, j, k) holds step * i, step * j and step * k.
 std::vector<unsigned short> RampNodes(int n, int step) {
   std::vector<unsigned short> nodes;
   for (int i = 0; i < n; ++i) {
@@ -403,8 +403,8 @@ TEST(ColorTable33, RoundsTowardMinusInfinityAndWraps) {
   unsigned short v[7] = {1, 0, 0, 0, 0, 0, 0};
   Convert(*table, v);
   EXPECT_EQ(v[0], 4) << "5 - 1 / 2048, rounded down";
-  EXPECT_EQ(v[1], 65535) << "-1 wraps, deliberately not limited";
-  EXPECT_EQ(v[2], 70000 - 65536) << "70000 wraps, deliberately not limited";
+  EXPECT_EQ(v[1], 65535) << "-1 wraps, not limited";
+  EXPECT_EQ(v[2], 70000 - 65536) << "70000 wraps, not limited";
 }
 
 TEST(ColorTables, SixteenBitConversionFollowsTheSixRows) {
@@ -548,7 +548,7 @@ TEST(ColorTable33, TableResizeSamplesTheOldTable) {
   EXPECT_EQ(table->mask, 4095);
   EXPECT_EQ(table->nodeStep, 4096.0);
   for (int k = 0; k < 17; ++k) {
-    EXPECT_EQ(table->nodePositions[k], k < 16 ? 4096 * k : 65535) << "last: deliberately 65535";
+    EXPECT_EQ(table->nodePositions[k], k < 16 ? 4096 * k : 65535) << "last: 65535";
   }
   for (int i = 0; i < 17; ++i) {
     for (int j = 0; j < 17; ++j) {
@@ -599,7 +599,7 @@ TEST(ColorTable33, TableResizeKeepsTheScratchOutputsBetweenNodes) {
     using ColorTable33::Conversion;
     int Conversion(int& c0, int&, int&, int& o0, int&, int&, int& o3) override {
       c0 = 7;
-      ++o0;  // deliberately not reset from node to node
+      ++o0;  // not reset from node to node
       if (o0 == 1) o3 = 99;
       return 0;
     }

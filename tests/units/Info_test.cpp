@@ -58,7 +58,7 @@ TEST(Info, ResetKeepsStatusIntentAndNames) {
   EXPECT_EQ(info.adjustL, 0);
   EXPECT_EQ(info.adjustC, 0);
   EXPECT_EQ(info.adjustH, 0);
-  EXPECT_EQ(info.engineStatus, 12) << "deliberately not reset";
+  EXPECT_EQ(info.engineStatus, 12) << "not reset";
   EXPECT_EQ(info.intent, 3);
   EXPECT_EQ(info.currentProfile, "a.icc");
   EXPECT_EQ(info.currentProfile2, "b.icc");
@@ -94,8 +94,8 @@ TEST(InfoNames, Sequence) {
        "file",
        "d"},
       {"an empty name replaces a remembered one", "", "d", 1, "", "d"},
-      {"deliberate: an empty name is a change every time", "", "d", 1, "", "d"},
-      {"deliberate: an empty name is a change every time", "", "d", 1, "", "d"},
+      {"kept: an empty name is a change every time", "", "d", 1, "", "d"},
+      {"kept: an empty name is a change every time", "", "d", 1, "", "d"},
       {"null after an empty name is none", nullptr, "d", 0, "", "d"},
       {"the same for the second name", nullptr, "", 1, "", ""},
       {"the same for the second name", nullptr, "", 1, "", ""},
@@ -230,7 +230,7 @@ TEST(InfoWorkingBuf, SameCountKeepsTheBuffer) {
   unsigned short* const kept = info.workingBuf;
   info.conversionType = 263;
   EXPECT_EQ(info.CheckWorkingBuf(nullptr, nullptr, 10), 0);
-  EXPECT_EQ(info.workingBuf, kept) << "deliberate: only the count is compared, not the type";
+  EXPECT_EQ(info.workingBuf, kept) << "kept: only the count is compared, not the type";
   EXPECT_EQ(info.workingBuf[29], 4711);
   EXPECT_EQ(info.workingSize, 30);
 }

@@ -262,12 +262,12 @@ TEST(InputTable33, EightBitLab) {
     unsigned int expected;
   } kRows[] = {
       {"L* 1", 0, 1, Marker(0, 256)},
-      {"L* 255, deliberately without the special case of the top", 0, 255, Marker(0, 65280)},
+      {"L* 255, without the special case of the top", 0, 255, Marker(0, 65280)},
       {"a* 0", 1, 0, Marker(1, 32768) - 1},
       {"b* 0", 2, 0, Marker(2, 32768) - 1},
       {"a* 1", 1, 1, Marker(1, 33024) - 1},
       {"a* 127", 1, 127, Marker(1, 65280) - 1},
-      {"a* -128, deliberately the middle: reads what a* 0 wrote", 1, 128, Marker(1, 32768)},
+      {"a* -128, the middle: reads what a* 0 wrote", 1, 128, Marker(1, 32768)},
       {"b* -128", 2, 128, Marker(2, 32768)},
       {"a* -127", 1, 129, Marker(1, 256) + 1},
       {"a* -1", 1, 255, Marker(1, 32512) + 1},
@@ -299,8 +299,8 @@ TEST(InputTable33, SixteenBitLab) {
       {"the most negative a*", 1, 32768, 0},
       {"last swapped pair", 1, 32766, 65534},
       {"last swapped pair, upper", 2, 65534, 32766},
-      {"32767 deliberately unswapped", 1, 32767, 32767},
-      {"65535 deliberately unswapped", 2, 65535, 65535},
+      {"32767 unswapped", 1, 32767, 32767},
+      {"65535 unswapped", 2, 65535, 65535},
   };
   for (const auto& row : kRows) {
     EXPECT_EQ(table->lookup[row.channel][row.v], Marker(row.channel, row.expectedLevel))

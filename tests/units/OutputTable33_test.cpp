@@ -65,7 +65,7 @@ TEST(OutputTable33, ResetKeepsTheCounts) {
   EXPECT_EQ(table->outputMode, 7u);
 }
 
-TEST(OutputTable33, DivisorIsDeliberatelyNotTheStep) {
+TEST(OutputTable33, DivisorIsNotTheStep) {
   const auto table = NewTable();
   const auto lut = OutputLut(3, LinearCurves(3, 256));
   EXPECT_EQ(table->Initial(lut.get()), 0);
@@ -99,7 +99,7 @@ TEST(OutputTable33, InterpolatesLikeWholeNumbers) {
 
 // Three entries: step 32767.5, divisor 65536 / 3. Above level 32767 the fraction is
 // (2v - 65535) * 3 / 131072 and the value 65535 * (1 - fraction), down to -32763.
-TEST(OutputTable33, ShortCurvesDeliberatelyOvershoot) {
+TEST(OutputTable33, ShortCurvesOvershoot) {
   const auto table = NewTable();
   const auto lut = OutputLut(1, {0, 65535, 0});
   table->Initial(lut.get());
@@ -139,7 +139,7 @@ TEST(OutputTable33, FewerThanThreeEntriesGiveTheIdentityCurve) {
       }
       EXPECT_EQ(table->lookup[c][65535], 65520u) << "the top entry, not 65535";
     }
-    EXPECT_EQ(table->lookup[0][15], 16u) << "deliberately not identity: 15 / 15 * 16";
+    EXPECT_EQ(table->lookup[0][15], 16u) << "not identity: 15 / 15 * 16";
     EXPECT_EQ(table->curves[4][1], 1u);
   }
 }
@@ -347,7 +347,7 @@ TEST(OutputTable33, TakesCallerCurves) {
   EXPECT_EQ(table->lookup[0][300], 299u);  // 256 + 43 / 256 * 256
   EXPECT_EQ(table->lookup[1][0], 65280u);
   EXPECT_EQ(table->lookup[2][12345], 77u * 256);
-  EXPECT_EQ(table->lookup[0][65535], 512u) << "entry 2: the older count deliberately stays";
+  EXPECT_EQ(table->lookup[0][65535], 512u) << "entry 2: the older count stays";
 
   const auto longCurve = std::make_unique<unsigned char[]>(5000);
   std::fill_n(longCurve.get(), 5000, static_cast<unsigned char>(1));
@@ -402,7 +402,7 @@ TEST(OutputTable33, LabBuilders) {
     unsigned int expected8, expected16;
   } kRows[] = {
       {"L* 127 rounds down", 0, 127, 0, 127},
-      {"L* deliberately adds 128, not 127", 0, 128, 1, 128},
+      {"L* adds 128, not 127", 0, 128, 1, 128},
       {"L* top is limited", 0, 65535, 255, 65535},
       {"a* 0", 1, 32768, 0, 0},
       {"a* lowest", 1, 0, 128, 32768},
@@ -436,11 +436,11 @@ TEST(OutputTable33, FixedCurveBuilders) {
       {"180", [](Table& t) { return t.OutputGamma180(Adobe); }, 1, 22, 32768, 175, 255},
       {"180_16", [](Table& t) { return t.OutputGamma180_16(Apple_16); }, 0, 27, 32768, 44589,
        65535},
-      // The top level keeps what the table had, 1234, deliberately; the 8-bit builders reduce it.
+      // The top level keeps what the table had, 1234; the 8-bit builders reduce it.
       {"Photo", [](Table& t) { return t.OutputGamma_KodakPhoto(); }, 1, 34, 1024, 27, 5},
       {"Photo_16", [](Table& t) { return t.OutputGamma_KodakPhoto_16(); }, 0, 35, 1023, 6774, 1234},
       {"Mix", [](Table& t) { return t.OutputGamma_KodakMix(); }, 1, 36, 2048, 30, 5},
-      {"Mix_16 deliberately without the 0.2 of its twin: (2048 / 65535)^(1.5 / 2.2) * 65535 * 1535 "
+      {"Mix_16 without the 0.2 of its twin: (2048 / 65535)^(1.5 / 2.2) * 65535 * 1535 "
        "/ 1536",
        [](Table& t) { return t.OutputGamma_KodakMix_16(); }, 0, 37, 2047, 6165, 1234},
       {"Text", [](Table& t) { return t.OutputGamma_KodakText(); }, 1, 38, 10240, 65, 5},
@@ -514,7 +514,7 @@ TEST(OutputTable33, WritesTheSamplesOfEachType) {
     const int outputClass = type & 0xFF;
     const int channels = outputClass <= 2 ? 3 : outputClass <= 4 ? 4 : 6;
     const int width = outputClass % 2 == 1 ? 1 : 2;
-    // The seven-colour classes 7 and 8 deliberately write nothing.
+    // The seven-colour classes 7 and 8 write nothing.
     const bool known = (inputClass == 1 || inputClass == 2) && outputClass >= 1 && outputClass <= 6;
 
     Info info;

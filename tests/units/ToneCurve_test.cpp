@@ -59,7 +59,7 @@ TEST(ToneCurve, Interpolates) {
       {"halfway", 100.0, 100.0, 50, 512},
       {"0.5 rounds up", 2048.0, 2048.0, 1, 1},
       {"below 0.5 rounds down", 4096.0, 4096.0, 1, 0},
-      {"a divisor below the step overshoots, on purpose: f = 2", 3.0, 1.0, 2, 2048},
+      {"a divisor below the step overshoots: f = 2", 3.0, 1.0, 2, 2048},
       {"and can go below 0: 65535 * (1 - 2) + 0.5", 2.0, 0.5, 5, -65534},
       {"last entry of a full curve", 16.003663003663004, 15.0, 65535, 65520},
       {"beyond the curve the last entry holds", 1.0, 65536.0, 60000, 65520},

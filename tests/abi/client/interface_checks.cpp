@@ -217,7 +217,7 @@ void FirstSlot() {
                                   "get Icc Adjust_h 0\n"));
   settings.clear();
 
-  // The section belongs to the third slot, on purpose.
+  // The section belongs to the third slot.
   CHECK_EQ(KX_Icc_SetProfileF(path.c_str(), nullptr, Percepture, RGB, sRGB), 12);
   CHECK_EQ(Reports(), std::string());
   CHECK_EQ(KX_Icc_SetProfileF("/no/such.icc", nullptr, Percepture, RGB, sRGB), 65535);
@@ -242,7 +242,7 @@ void OtherSlot(const char* section, ICC40::ICC_ENG_S4::CIccEngineS& engine,
   printed =
       Printed(1, [&] { CHECK_EQ(setProfile(path.c_str(), nullptr, Absolute, RGB, sRGB_16), 13); });
   CHECK_EQ(printed, std::string());
-  // Success is reported as "UnKnownColorSpace", on purpose.
+  // Success is reported as "UnKnownColorSpace".
   CHECK_EQ(Reports(),
            request("RGB", "sRGB_16", "Absolute", path) + set + "Result \"UnKnownColorSpace\"\n");
   CHECK_EQ(engine.out, 13);

@@ -23,7 +23,7 @@ void Matrices() {
       {"AdobeRGB_D50",
        AdobeRGB_D50,
        {0.6098, 0.2053, 0.1492, 0.3111, 0.6257, 0.0632, 0.0195, 0.0609, 0.7448}},
-      // The second row equals that of inv_sRGB_D50 on purpose.
+      // The second row equals that of inv_sRGB_D50.
       {"inv_AdobeRGB_D50",
        inv_AdobeRGB_D50,
        {1.9625, -0.6107, -0.3414, -0.9788, 1.9163, 0.0334, 0.0287, -0.1407, 1.3489}},

@@ -14,7 +14,7 @@ constexpr unsigned Packed(unsigned number, unsigned type) {
 }
 
 void Tables() {
-  // The entries for types 10 to 12 are 4, 8 and 1 on purpose.
+  // The entries for types 10 to 12 are 4, 8 and 1, not 8, 4 and 8.
   const unsigned kSizes[16] = {1, 1, 1, 2, 4, 8, 1, 1, 2, 4, 4, 8, 1, 1, 1, 1};
   for (int i = 0; i < 16; ++i) {
     CHECK_EQ(DataType[i], kSizes[i]);

@@ -103,7 +103,7 @@ const struct {
   int (*setProfile)(const char*, const char*, int, int, int);
 } kReported[] = {{"Current2", KX_Icc_SetProfile_2nd}, {"Current3", KX_Icc_SetProfile_3rd}};
 
-TEST_F(HooksReplaced, DeliberateSuccessIsReportedAsUnKnownColorSpace) {
+TEST_F(HooksReplaced, SuccessIsReportedAsUnKnownColorSpace) {
   const TemporaryFile profile(GreyScannerProfile());
   for (const auto& form : kReported) {
     recordedCalls.clear();
@@ -114,7 +114,7 @@ TEST_F(HooksReplaced, DeliberateSuccessIsReportedAsUnKnownColorSpace) {
 }
 
 // An output code without a curve makes the slot unusable, but the selection itself went well.
-TEST_F(HooksReplaced, DeliberateUnusableOutputIsReportedLikeSuccess) {
+TEST_F(HooksReplaced, UnusableOutputIsReportedLikeSuccess) {
   const TemporaryFile profile(GreyScannerProfile());
   for (const auto& form : kReported) {
     recordedCalls.clear();
@@ -146,7 +146,7 @@ TEST_F(HooksReplaced, FailuresHaveAnEmptyResult) {
       {"file cannot be opened", kNoFile, 2, 0, 39, "RGB", "sRGB_KodakText_16", "Saturation"},
       {"no path is reported as null", nullptr, 0, 0, 12, "RGB", "sRGB", "Percepture"},
       {"input code 2", profile.Path(), 0, 2, 12, "Lab", "sRGB", "Percepture"},
-      {"deliberate: 65535 is not replaced but refused", profile.Path(), 0, 65535, 12, "", "sRGB",
+      {"kept: 65535 is not replaced but refused", profile.Path(), 0, 65535, 12, "", "sRGB",
        "Percepture"},
       {"codes outside the tables", kNoFile, 4, 40, 65535, "", "", ""},
       {"negative codes", kNoFile, -1, -1, -2147483647, "", "", ""},
@@ -172,7 +172,7 @@ TEST_F(HooksReplaced, SetProfileReportsNothing) {
   EXPECT_EQ(recordedCalls, Lines{});
 }
 
-TEST_F(HooksReplaced, DeliberateSetProfileFReportsOnlyFailuresUnderTheThirdSection) {
+TEST_F(HooksReplaced, SetProfileFReportsOnlyFailuresUnderTheThirdSection) {
   const TemporaryFile profile(GreyScannerProfile());
   EXPECT_EQ(KX_Icc_SetProfileF(profile.Path(), nullptr, 0, 0, 12), 12);
   EXPECT_EQ(recordedCalls, Lines{});
@@ -239,7 +239,7 @@ TEST_F(HooksReplaced, ControlDoesNotReplaceTheMissingInputCode) {
   EXPECT_EQ(IccEngine.inputColor, 65535);
 }
 
-TEST_F(HooksReplaced, DeliberateOnlyTheFirstSlotAsks) {
+TEST_F(HooksReplaced, OnlyTheFirstSlotAsks) {
   Answer({1, 2, 1, 13, 10, -20, 30});
   EXPECT_EQ(KX_Icc_Adjust_2nd(nullptr, nullptr, nullptr, 0, 4, 5, 6), 65535);
   EXPECT_EQ(KX_Icc_Adjust_3rd(nullptr, nullptr, nullptr, 0, 4, 5, 6), 65535);
@@ -269,7 +269,7 @@ TEST_F(HooksReplaced, ThrownTextIsPrintedByTheFirstSlot) {
   EXPECT_EQ(result, 12);
 }
 
-TEST_F(HooksReplaced, DeliberateThrownTextLeavesTheOtherSlots) {
+TEST_F(HooksReplaced, ThrownTextLeavesTheOtherSlots) {
   IccEngine_2nd.outputColor = 12;
   IccEngine_3rd.outputColor = 12;
   thrownByConversion = Thrown::kText;
