@@ -46,8 +46,8 @@ constexpr std::uint64_t kInlineBytes = 4;
 constexpr std::uint64_t kRationalBytes = 8;
 /// What is carried of an Exif directory.
 constexpr std::uint64_t kExifBlockBytes = 256;
-/// Most zeros written for absent data, most bytes of a new rational's tag, and the largest size
-/// that an Exif tag holds beyond its block.
+/// The largest size that a tag's type and count are trusted with: beyond it, absent data are not
+/// saved (as zeros), a new rational gets no data, and an Exif tag holds its block only.
 constexpr std::uint64_t kStandInTagBytes = 64 << 10;
 
 /// Bytes per item as the standard has them; 0 for other types. The library's own sizes, which

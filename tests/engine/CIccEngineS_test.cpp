@@ -19,8 +19,8 @@
 
 #include "codes/ResultCodes.h"
 #include "iccfile/CLut.h"
+#include "pipeline/FixedStages.h"
 #include "pipeline/LookupTag.h"
-#include "pipeline/PipelineTables.h"
 #include "tests/Surroundings.h"
 #include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"

@@ -514,6 +514,27 @@ TEST_F(AllocationSweep, ConvertingABufferAllocatesNothing) {
   EXPECT_EQ(injection.Calls(), 0);
 }
 
+// The fast workers' tables are made by the first conversion; without memory for them another worker
+// gives the same.
+TEST_F(AllocationSweep, ConvertingABufferNeedsNoMemory) {
+  const struct { int input, output; } kRoutes[] = {{0, 12}, {1, 13}};
+  for (const auto& route : kRoutes) {
+    const Bytes expected = SelectedAndConverted(0, route.input, route.output);
+    SelectQuietly(kNoFile, 0, 0, 12);
+    SelectQuietly(TheFiles().profile.Path(), 0, route.input, route.output);
+    Bytes bytes = Probe();
+    testing::internal::CaptureStderr();
+    {
+      const Injection injection(Call::kAllocation, 1, Reach::kFromThenOn);
+      const int pixels = static_cast<int>(bytes.size()) / (route.input == 0 ? 3 : 6);
+      EXPECT_EQ(KX_Icc_Convert2(bytes.data(), bytes.data(), pixels), 0);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(bytes, expected);
+    EXPECT_EQ(Converted(IccEngine), expected) << "and with memory again";
+  }
+}
+
 TEST_F(AllocationSweep, WorkingBuffer) {
   unsigned char pixel[3] = {};
   bool struck = true;

@@ -22,7 +22,8 @@ constexpr int kLoads = 40;  // the sanitizers keep books about every module
 #else
 constexpr int kLoads = 1000;
 #endif
-constexpr int kWarmUp = 20;
+// The C library settles meanwhile how much freed memory it keeps for the next ones.
+constexpr int kWarmUp = kLoads / 5;
 
 struct Usage {
   std::size_t heapBytes = 0;  // in use

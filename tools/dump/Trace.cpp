@@ -12,7 +12,7 @@
 #include "iccfile/CXYZType.h"
 #include "interface/EngineSlots.h"
 #include "interface/kxcms.h"
-#include "pipeline/PipelineTables.h"
+#include "pipeline/FixedTables.h"
 #include "units/ColorTable33.h"
 #include "units/InputTable33.h"
 #include "units/LabEncoding.h"

@@ -1,10 +1,11 @@
-#include "pipeline/PipelineTables.h"
+#include "pipeline/FixedStages.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "tests/units/UnitFixtures.h"
@@ -25,14 +26,14 @@ std::uint32_t CellAndFraction(int coordinate) {
   return static_cast<std::uint32_t>(coordinate / 4096 * 65536 + coordinate % 4096);
 }
 
-TEST(PipelineTables, PackIndex) {
+TEST(FixedStages, PackIndex) {
   const struct {
     std::uint32_t coordinate, entry;
   } kRows[] = {{0, 0}, {0xFFF, 0xFFF}, {0x1000, 0x10000}, {0xFFFF, 0xF0FFF}, {0x12345, 0x20345}};
   for (const auto& row : kRows) EXPECT_EQ(PackIndex(row.coordinate), row.entry);
 }
 
-TEST(PipelineTables, InputLevels) {
+TEST(FixedStages, InputLevels) {
   const struct {
     int code, levels;
   } kRows[] = {{RGB, 256}, {RGB_16, 65536}, {Lab, 256}, {Lab_16, 256}, {-1, 256}, {65535, 256}};
@@ -60,13 +61,13 @@ std::unique_ptr<CLut16Type> ThreeCurves() {
 std::vector<std::uint32_t> InputTables(ColorSpaceSignature code) {
   const auto levels = static_cast<std::size_t>(InputLevelsOf(code));
   std::vector<std::uint32_t> tables(3 * levels, 0xDEADBEEF);
-  BuildInputTables(*ThreeCurves(), code,
-                   {tables.data(), tables.data() + levels, tables.data() + 2 * levels});
+  const auto table = [&](std::size_t c) { return std::span(tables).subspan(c * levels, levels); };
+  FillInputTables(*ThreeCurves(), code, {{table(0), table(1), table(2)}});
   return tables;
 }
 
 // A level x stands for position x * 256, the highest for 65535.
-TEST(PipelineTables, EightBitInput) {
+TEST(FixedStages, EightBitInput) {
   const std::vector<std::uint32_t> tables = InputTables(RGB);
   for (int c = 0; c < 3; ++c) {
     for (int x = 0; x < 256; ++x) {
@@ -78,7 +79,7 @@ TEST(PipelineTables, EightBitInput) {
   }
 }
 
-TEST(PipelineTables, SixteenBitInput) {
+TEST(FixedStages, SixteenBitInput) {
   const std::vector<std::uint32_t> tables = InputTables(RGB_16);
   for (int c = 0; c < 3; ++c) {
     for (int level = 0; level < 65536; ++level) {
@@ -91,7 +92,7 @@ TEST(PipelineTables, SixteenBitInput) {
 
 // Along the axes in falling order of a point's fractions, from the base corner to the far one: an
 // axis' slope is that of its edge. Slopes may be negative, as two's complement.
-TEST(PipelineTables, CellCoefficients) {
+TEST(FixedStages, CellCoefficients) {
   constexpr int kAxesByFraction[6][3] = {{0, 1, 2}, {0, 2, 1}, {2, 0, 1},
                                          {1, 0, 2}, {1, 2, 0}, {2, 1, 0}};
   Random random(33);
@@ -105,7 +106,7 @@ TEST(PipelineTables, CellCoefficients) {
     }
   }
   const auto cells = std::make_unique<std::uint32_t[][16][16][6][12]>(16);
-  BuildCells(*table, cells.get());
+  FillCells(*table, cells.get());
   int different = 0;
   for (int cell = 0; cell < 16 * 16 * 16; ++cell) {
     for (int t = 0; t < 6; ++t) {
@@ -139,7 +140,7 @@ Curve Reduced(const Curve& curve) {
   return [curve](int level) { return ReduceTo8(curve(level)); };
 }
 
-TEST(PipelineTables, OutputCurves) {
+TEST(FixedStages, OutputCurves) {
   const Curve linear = [](int level) { return static_cast<std::uint32_t>(level); };
   const Curve sRgb8 = ICC40::ICC_UNIT::SRgbLevel8, sRgb16 = ICC40::ICC_UNIT::SRgbLevel16;
   const Curve gamma8 = ICC40::ICC_UNIT::Gamma180Level8, gamma16 = ICC40::ICC_UNIT::Gamma180Level16;
@@ -185,7 +186,7 @@ TEST(PipelineTables, OutputCurves) {
   }
 }
 
-TEST(PipelineTables, CodesWithoutAnOutputCurve) {
+TEST(FixedStages, CodesWithoutAnOutputCurve) {
   for (const int code : {-1, 0, 1, 2, 3, 4, 5, 6, 7, 14, 15, 16, 17, 18, 19, 32, 33, 40, 65535}) {
     EXPECT_EQ(OutputCurveOf(static_cast<ColorSpaceSignature>(code)), nullptr) << code;
   }

@@ -8,16 +8,18 @@
 #include <vector>
 
 #include "base/CpuLevel.h"
-#include "engine/CIccEngineS.h"
-#include "engine/EngineTables.h"
-#include "pipeline/PipelineTables.h"
-#include "pipeline/kernels/ScalarWorker.h"
-#include "tests/reference/RandomProfile.h"
+#include "pipeline/PixelWorker.h"
+#include "pipeline/WorkerTables.h"
+#include "tests/pipeline/HandFilledTables.h"
 
 // Every fast worker against the scalar one, which defines the result.
 
 using namespace ICC40;
 using namespace ICC40::ICC_ENG_S4;
+using pipeline_test::Curves;
+using pipeline_test::Nodes;
+using pipeline_test::Outputs;
+using pipeline_test::Tables;
 using reference::Dice;
 
 // Linked into this test only: see its CMakeLists.txt.
@@ -44,105 +46,6 @@ std::vector<Level> Levels() {
   return levels;
 }
 
-enum class Nodes { kRandom, kBlackAndWhite, kAllWhite, kSlope };
-enum class Curves { kRandom, kLine, kSteep, kConstant };
-enum class Outputs { kRandom, kIdentity, kSharedRamp, kSharedSteep, kDistinctRamps };
-
-// An engine whose contract tables are filled by hand, as the pipeline could: nodes are bytes times
-// 256, coordinates 16-bit numbers.
-class Tables {
- public:
-  Tables(std::uint64_t seed, int levels, Nodes nodes, Curves curves, Outputs outputs)
-      : engine_(std::make_unique<CIccEngineS>()) {
-    Dice dice(seed);
-    FillInput(dice, levels, curves);
-    FillCells(dice, nodes);
-    FillOutput(dice, outputs);
-    HoldEngineTables(*engine_, static_cast<std::uint32_t>(levels));
-  }
-
-  ContractTables Contract() const {
-    return {{engine_->inLut0, engine_->inLut1, engine_->inLut2},
-            InputLevels(*engine_),
-            engine_->cells,
-            engine_->outLut};
-  }
-  const CompactTables& Compact(PixelFormat format, const KernelSet& kernels = kPortableKernels) {
-    const CompactTables* tables = CurrentCompactTables(*engine_, format, kernels);
-    EXPECT_NE(tables, nullptr);
-    return *tables;
-  }
-  CIccEngineS& Engine() { return *engine_; }
-
- private:
-  void FillInput(Dice& dice, int levels, Curves curves) {
-    for (unsigned int** table : {&engine_->inLut0, &engine_->inLut1, &engine_->inLut2}) {
-      *table = new unsigned int[levels];
-      for (int i = 0; i < levels; ++i) {
-        int coordinate = 0;
-        switch (curves) {
-          case Curves::kRandom:
-            coordinate = dice.Between(0, 65535);
-            break;
-          case Curves::kLine:
-            coordinate = static_cast<int>(std::int64_t{i} * 65535 / (levels - 1));
-            break;
-          case Curves::kSteep:  // cell boundaries and ties
-            coordinate = std::min(65535, dice.Between(0, 16) * 4096 + dice.Between(-1, 1));
-            break;
-          case Curves::kConstant:
-            coordinate = 65535;
-            break;
-        }
-        (*table)[i] = PackIndex(static_cast<std::uint32_t>(std::max(coordinate, 0)));
-      }
-    }
-  }
-  void FillCells(Dice& dice, Nodes nodes) {
-    const auto table = std::make_unique<ICC40::ICC_UNIT::ColorTable33>();
-    for (int i = 0; i < kCellGridPoints; ++i) {
-      for (int j = 0; j < kCellGridPoints; ++j) {
-        for (int k = 0; k < kCellGridPoints; ++k) {
-          for (int c = 0; c < 3; ++c) {
-            int level = 255;
-            if (nodes == Nodes::kRandom) level = dice.Between(0, 255);
-            if (nodes == Nodes::kBlackAndWhite) level = 255 * dice.Between(0, 1);
-            if (nodes == Nodes::kSlope) level = std::min(255, 16 * i + j);
-            table->grid[i][j][k][c] = level * 256;
-          }
-        }
-      }
-    }
-    BuildCells(*table, engine_->cells);
-  }
-  void FillOutput(Dice& dice, Outputs outputs) {
-    for (int c = 0; c < 3; ++c) {
-      for (int v = 0; v < 65536; ++v) {
-        unsigned int& entry = engine_->outLut[c][v];
-        switch (outputs) {
-          case Outputs::kRandom:
-            entry = static_cast<unsigned int>(dice.Bits());
-            break;
-          case Outputs::kIdentity:
-            entry = static_cast<unsigned int>(v);
-            break;
-          case Outputs::kSharedRamp:
-            entry = static_cast<unsigned int>(v) >> 8;
-            break;
-          case Outputs::kSharedSteep:  // several levels a segment: no step curve
-            entry = static_cast<unsigned int>(v) >> 5;
-            break;
-          case Outputs::kDistinctRamps:
-            entry = static_cast<unsigned int>(v >> (7 + c));
-            break;
-        }
-      }
-    }
-  }
-
-  std::unique_ptr<CIccEngineS> engine_;
-};
-
 constexpr PixelFormat kFormats[] = {PixelFormat::k8To8, PixelFormat::k8To16, PixelFormat::k16To16};
 
 int SourceBytes(PixelFormat format) {
@@ -152,22 +55,17 @@ int DestinationBytes(PixelFormat format) {
   return format == PixelFormat::k8To8 ? 1 : 2;
 }
 
-void Scalar(const Tables& tables, PixelFormat format, const unsigned char* source,
+void Scalar(Tables& tables, PixelFormat format, const unsigned char* source,
             unsigned char* destination, std::int64_t begin, std::int64_t end) {
-  const ContractTables contract = tables.Contract();
-  switch (format) {
-    case PixelFormat::k8To8:
-      return ConvertPixels<std::uint8_t, std::uint8_t>(contract, source, destination, begin, end);
-    case PixelFormat::k8To16:
-      return ConvertPixels<std::uint8_t, std::uint16_t>(contract, source, destination, begin, end);
-    case PixelFormat::k16To16:
-      return ConvertPixels<std::uint16_t, std::uint16_t>(contract, source, destination, begin, end);
-  }
+  const FixedTables view = tables.View();
+  PixelWorker(view, format)(source, destination, begin, end);
 }
 
-PixelKernel KernelOf(const KernelSet& kernels, PixelFormat format) {
-  if (format == PixelFormat::k8To8) return kernels.convert8To8;
-  return format == PixelFormat::k8To16 ? kernels.convert8To16 : kernels.convert16To16;
+void Fast(Tables& tables, PixelFormat format, const KernelSet& kernels, const unsigned char* source,
+          unsigned char* destination, std::int64_t begin, std::int64_t end) {
+  const CompactTables* const compact = tables.Compact(format, kernels.readsCoordinatePairs);
+  ASSERT_NE(compact, nullptr);
+  PixelWorker(*compact, format, kernels)(source, destination, begin, end);
 }
 
 std::vector<unsigned char> RandomBytes(std::size_t size, std::uint64_t seed) {
@@ -198,8 +96,8 @@ void ExpectSame(Tables& tables, PixelFormat format, const std::vector<unsigned c
   Scalar(tables, format, from.get() + sourceOffset, expected.data() + first, begin, end);
   for (const Level& level : Levels()) {
     std::vector<unsigned char> actual(size, kGuardByte);
-    KernelOf(*level.kernels, format)(tables.Compact(format, *level.kernels),
-                                     from.get() + sourceOffset, actual.data() + first, begin, end);
+    Fast(tables, format, *level.kernels, from.get() + sourceOffset, actual.data() + first, begin,
+         end);
     const auto at = std::mismatch(expected.begin(), expected.end(), actual.begin()).first;
     ASSERT_TRUE(at == expected.end())
         << level.name << ", format " << static_cast<int>(format) << ", pixels " << begin << " to "
@@ -235,7 +133,7 @@ TEST(Kernels, ExtremeTables) {
       const std::int64_t pixels = 20011;
       ExpectSame(tables, format, RandomBytes(pixels * 3 * SourceBytes(format), seed), 0, pixels);
       if (format == PixelFormat::k8To8) {
-        EXPECT_EQ(tables.Compact(format).steps != nullptr, row.isStepCurve);
+        EXPECT_EQ(tables.Compact(format, true)->steps != nullptr, row.isStepCurve);
       }
     }
   }
@@ -271,8 +169,7 @@ TEST(Kernels, InPlace) {
       Scalar(tables, format, source.data(), expected.data(), 0, pixels);
       for (const Level& level : Levels()) {
         auto inPlace = source;
-        KernelOf(*level.kernels, format)(tables.Compact(format, *level.kernels), inPlace.data(),
-                                         inPlace.data(), 0, pixels);
+        Fast(tables, format, *level.kernels, inPlace.data(), inPlace.data(), 0, pixels);
         EXPECT_EQ(inPlace, expected) << level.name << ", " << pixels << " pixels";
       }
     }
@@ -326,9 +223,10 @@ TEST(Kernels, StepCurvesAtEveryValue) {
   }
   Tables tables(80, 256, Nodes::kSlope, Curves::kLine, Outputs::kIdentity);
   for (int level = 0; level < 256; ++level) {
-    tables.Engine().inLut0[level] = PackIndex(static_cast<std::uint32_t>(256 * level));
-    tables.Engine().inLut1[level] = PackIndex(static_cast<std::uint32_t>(16 * level));
-    tables.Engine().inLut2[level] = PackIndex(0);
+    const auto at = static_cast<std::size_t>(level);
+    tables.Input(0)[at] = PackIndex(static_cast<std::uint32_t>(256 * level));
+    tables.Input(1)[at] = PackIndex(static_cast<std::uint32_t>(16 * level));
+    tables.Input(2)[at] = PackIndex(0);
   }
   std::vector<unsigned char> values(6 * 65536);
   Scalar(tables, PixelFormat::k8To16, source.data(), values.data(), 0, 65536);
@@ -352,89 +250,8 @@ TEST(Kernels, StepCurvesAtEveryValue) {
         }
       }
     }
-    for (auto& channel : tables.Engine().outLut) std::copy(curve.begin(), curve.end(), channel);
-    OutputTablesChanged(tables.Engine());
+    for (int c = 0; c < 3; ++c) std::copy(curve.begin(), curve.end(), tables.Output()[c]);
     ExpectSame(tables, PixelFormat::k8To8, source, 0, 65536);
-    EXPECT_NE(tables.Compact(PixelFormat::k8To8).steps, nullptr);
-  }
-}
-
-TEST(EngineTables, TablesWithoutACompactForm) {
-  const struct {
-    const char* what;
-    PixelFormat format;
-    void (*change)(CIccEngineS& engine);
-  } kRows[] = {
-      {"16-bit samples over 256-entry tables", PixelFormat::k16To16, [](CIccEngineS&) {}},
-      {"a node that is no byte times 256", PixelFormat::k8To8,
-       [](CIccEngineS& engine) {
-         engine.cells[0][0][0][0][0] += 1u << kFractionBits;
-         CellsChanged(engine);
-       }},
-      {"a node that is no byte", PixelFormat::k8To8,
-       [](CIccEngineS& engine) {
-         for (auto& tetrahedron : engine.cells[3][4][5]) tetrahedron[4] = 65536u << kFractionBits;
-         CellsChanged(engine);
-       }},
-      {"one slope that misses its node", PixelFormat::k8To8,
-       [](CIccEngineS& engine) {
-         engine.cells[15][15][15][5][11] += 256;
-         CellsChanged(engine);
-       }},
-      {"a fraction above 4095", PixelFormat::k8To8,
-       [](CIccEngineS& engine) { engine.inLut1[200] |= 0x1000; }},
-      {"a cell above 15", PixelFormat::k8To8,
-       [](CIccEngineS& engine) { engine.inLut2[0] |= 16u << 16; }},
-      {"another array for an input table", PixelFormat::k8To8,
-       [](CIccEngineS& engine) {
-         auto* const copy = new unsigned int[256];
-         std::copy_n(engine.inLut1, 256, copy);
-         delete[] engine.inLut1;
-         engine.inLut1 = copy;
-       }},
-  };
-  for (const auto& row : kRows) {
-    Tables tables(80, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
-    row.change(tables.Engine());
-    EXPECT_EQ(CurrentCompactTables(tables.Engine(), row.format, kPortableKernels), nullptr)
-        << row.what;
-  }
-  Tables tables(80, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
-  EXPECT_NE(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
-  tables.Engine().cells[0][0][0][0][0] += 1u << kFractionBits;
-  CellsChanged(tables.Engine());
-  EXPECT_EQ(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr)
-      << "a change after the first conversion";
-}
-
-TEST(EngineTables, AreFoundByTheEngineAlone) {
-  Tables tables(80, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
-  Tables other(81, 256, Nodes::kRandom, Curves::kLine, Outputs::kRandom);
-  const CompactTables* const own = &tables.Compact(PixelFormat::k8To8);
-  EXPECT_NE(&other.Compact(PixelFormat::k8To8), own);
-  tables.Engine().inLutAux2 = new unsigned int[256];
-  EXPECT_EQ(&tables.Compact(PixelFormat::k8To8), own) << "auxiliary tables make no difference";
-  EXPECT_FALSE(HasOwnInputTables(tables.Engine(), 256)) << "but are made anew with the others";
-  DropEngineTables(tables.Engine());
-  EXPECT_EQ(CurrentCompactTables(tables.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
-  DropEngineTables(tables.Engine());
-  EXPECT_EQ(InputLevels(tables.Engine()), 256u);
-  EXPECT_NE(CurrentCompactTables(other.Engine(), PixelFormat::k8To8, kPortableKernels), nullptr);
-}
-
-// More than there are places to begin with, which are then taken over.
-TEST(EngineTables, OfManyEngines) {
-  for (int round = 0; round < 2; ++round) {
-    std::vector<std::unique_ptr<CIccEngineS>> engines;
-    for (int i = 0; i < 50; ++i) {
-      engines.push_back(std::make_unique<CIccEngineS>());
-      HoldEngineTables(*engines.back(), i % 2 == 0 ? 256 : 65536);
-    }
-    for (int i = 0; i < 50; i += 3) DropEngineTables(*engines[static_cast<std::size_t>(i)]);
-    for (int i = 0; i < 50; ++i) {
-      EXPECT_EQ(HasOwnInputTables(*engines[static_cast<std::size_t>(i)], i % 2 == 0 ? 256 : 65536),
-                i % 3 != 0)
-          << i;
-    }
+    EXPECT_NE(tables.Compact(PixelFormat::k8To8, true)->steps, nullptr);
   }
 }
