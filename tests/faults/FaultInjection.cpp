@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <sys/types.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -18,6 +19,7 @@ struct Plan {
   long nth = 0;
   Reach reach{};
   std::atomic<long> calls{0};
+  std::atomic<long> largestBytes{0};
 } plan;
 
 bool Fails(Call call) {
@@ -35,9 +37,28 @@ Function Real(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
+// Whether an allocation fails; its size is noted.
+bool FailsToAllocate(std::size_t size) {
+  if (plan.active) {
+    const auto bytes = static_cast<long>(size);
+    long largest = plan.largestBytes;
+    while (largest < bytes && !plan.largestBytes.compare_exchange_weak(largest, bytes)) {
+    }
+  }
+  return Fails(Call::kAllocation);
+}
+
 void* Allocate(std::size_t size) {
-  if (Fails(Call::kAllocation)) return nullptr;
+  if (FailsToAllocate(size)) return nullptr;
   return std::malloc(size == 0 ? 1 : size);
+}
+
+void* AllocateAligned(std::size_t size, std::align_val_t alignment) {
+  if (FailsToAllocate(size)) throw std::bad_alloc();
+  const auto bytes = static_cast<std::size_t>(alignment);
+  void* memory = nullptr;
+  if (posix_memalign(&memory, std::max(bytes, sizeof memory), size) != 0) throw std::bad_alloc();
+  return memory;
 }
 
 void* AllocateOrThrow(std::size_t size) {
@@ -64,6 +85,7 @@ Injection::Injection(Call call, long nth, Reach reach) : nth_(nth) {
   plan.nth = nth;
   plan.reach = reach;
   plan.calls = 0;
+  plan.largestBytes = 0;
   plan.active = true;
 }
 
@@ -73,6 +95,10 @@ Injection::~Injection() {
 
 long Injection::Calls() const {
   return plan.calls;
+}
+
+long Injection::LargestBytes() const {
+  return plan.largestBytes;
 }
 
 }  // namespace faults
@@ -90,6 +116,24 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   return faults::Allocate(size);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return faults::AllocateAligned(size, alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+  return faults::AllocateAligned(size, alignment);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
+  std::free(memory);
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);

@@ -24,6 +24,8 @@ class Injection {
 
   /// Calls of the kind that were made, those that failed included.
   long Calls() const;
+  /// The most bytes that a single allocation asked for.
+  long LargestBytes() const;
   /// Whether a call has failed.
   bool Struck() const { return Calls() >= nth_; }
 
