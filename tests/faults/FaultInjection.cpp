@@ -172,7 +172,8 @@ std::size_t fwrite(const void* from, std::size_t size, std::size_t count, FILE* 
               stream);
 }
 
-ssize_t pread(int fd, void* to, std::size_t size, off_t offset) {
+// Weak: a program may have one of its own.
+__attribute__((weak)) ssize_t pread(int fd, void* to, std::size_t size, off_t offset) {
   static const auto real = faults::Real<ssize_t (*)(int, void*, std::size_t, off_t)>("pread");
   if (!faults::Fails(Call::kRead)) return real(fd, to, size, offset);
   errno = EIO;

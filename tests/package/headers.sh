@@ -11,6 +11,7 @@ cd "$KXCMS_SOURCE"
 expected="$( (
   grep -lwE 'KX_API|Forwards to' -- {base,codes,colormath,engine,iccfile,interface,tiff,units}/*.h
   echo kxcms.h
+  echo pipeline.h
   echo codes/CodeLists.h
 ) | sort)"
 installed="$(cd "$KXCMS_STAGE/usr/include/kxcms" && find . -type f -printf '%P\n' | sort)"
@@ -28,10 +29,12 @@ while read -r header; do
     failed=1
   }
 done <<<"$installed"
-echo "#include <kxcms/kxcms.h>" |
-  "$CC" -std=c99 "${warnings[@]}" "-I$KXCMS_STAGE/usr/include" -fsyntax-only -x c - || {
-  echo "kxcms.h does not compile as C99"
-  failed=1
-}
+for header in kxcms.h pipeline.h; do
+  echo "#include <kxcms/$header>" |
+    "$CC" -std=c99 "${warnings[@]}" "-I$KXCMS_STAGE/usr/include" -fsyntax-only -x c - || {
+    echo "$header does not compile as C99"
+    failed=1
+  }
+done
 echo "$(wc -l <<<"$installed") headers"
 exit "$failed"
