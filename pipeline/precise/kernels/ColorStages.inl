@@ -7,10 +7,10 @@
 // fraction, then along the next, to the highest node.
 struct alignas(64) Paths {
   std::int32_t index[3][kBlockPixels];  // of the first three nodes
-  float fraction[3][kBlockPixels];      // falling
 };
 
-void FindPaths(const Grid& grid, const PixelBlock& block, int pixels, Paths& paths) {
+// The values become the fractions, falling.
+void FindPaths(const Grid& grid, PixelBlock& block, int pixels, Paths& paths) {
   const float factor[3] = {grid.factor[0], grid.factor[1], grid.factor[2]};
   const Floats belowLast[3] = {Splat(grid.belowLast[0]), Splat(grid.belowLast[1]),
                                Splat(grid.belowLast[2])};
@@ -25,9 +25,9 @@ void FindPaths(const Grid& grid, const PixelBlock& block, int pixels, Paths& pat
     }
     const auto [r, g, b] = fraction;
     const Floats low = Min(r, g), high = Max(r, g);
-    Store(paths.fraction[0] + p, Max(high, b));
-    Store(paths.fraction[1] + p, Max(low, Min(high, b)));
-    Store(paths.fraction[2] + p, Min(low, b));
+    Store(block.values[0] + p, Max(high, b));
+    Store(block.values[1] + p, Max(low, Min(high, b)));
+    Store(block.values[2] + p, Min(low, b));
     // Where fractions tie, any order gives the same value, up to rounding; this one is always the
     // same.
     const Ints rg = r >= g, rb = r >= b, gb = g >= b;
@@ -50,8 +50,8 @@ void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
   const Node* const highest =
       nodes + static_cast<int>(grid.stride[0] + grid.stride[1] + grid.stride[2]);
   for (int p = 0; p < pixels; p += kElements) {
-    const Floats w[3] = {Load<Floats>(paths.fraction[0] + p), Load<Floats>(paths.fraction[1] + p),
-                         Load<Floats>(paths.fraction[2] + p)};
+    const Floats w[3] = {Load<Floats>(block.values[0] + p), Load<Floats>(block.values[1] + p),
+                         Load<Floats>(block.values[2] + p)};
     // Element n of every lane: a pixel's three channels.
     const auto pixel = [&]<int n>(std::integral_constant<int, n>) {
       const Floats v0 = ReadRecords<n>(nodes, paths.index[0] + p);

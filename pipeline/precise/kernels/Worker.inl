@@ -108,8 +108,9 @@ Planes PlanesOf(SampleType type, Workspace& space, PlaneBytes& alpha) {
 
 // Fills up to whole vectors with zeros, which every stage can take.
 void Pad(unsigned char* plane, int size, int pixels) {
-  __builtin_memset(plane + size * pixels, 0,
-                   static_cast<unsigned>(size * (RoundUp(pixels) - pixels)));
+  const int missing = RoundUp(pixels) - pixels;
+  if (missing == 0) return;
+  __builtin_memset(plane + size * pixels, 0, static_cast<unsigned>(size * missing));
 }
 
 void ReadBlock(const Program& program, const Call& call, const SourceRun& source, int pixels,
