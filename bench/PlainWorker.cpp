@@ -1,5 +1,6 @@
 #include "bench/PlainWorker.h"
 
+#include <cstddef>
 #include <cstdint>
 
 #include "pipeline/kernels/ScalarWorker.h"
@@ -10,7 +11,7 @@ using ICC40::ICC_ENG_S4::ConvertPixels;
 
 namespace {
 
-void ConvertPart(const ICC40::ICC_ENG_S4::ContractTables& tables, const Format& format,
+void ConvertPart(const ICC40::ICC_ENG_S4::FixedTables& tables, const Format& format,
                  const unsigned char* source, unsigned char* destination, std::int64_t begin,
                  std::int64_t end) {
   if (format.sourceBytes == 2) {
@@ -27,10 +28,11 @@ void ConvertPart(const ICC40::ICC_ENG_S4::ContractTables& tables, const Format& 
 void ConvertPlainly(const ICC40::ICC_ENG_S4::CIccEngineS& engine, const Format& format,
                     const unsigned char* source, unsigned char* destination, int pixels,
                     int threads) {
-  const ICC40::ICC_ENG_S4::ContractTables tables = {{engine.inLut0, engine.inLut1, engine.inLut2},
-                                                    format.sourceBytes == 1 ? 256u : 65536u,
-                                                    engine.cells,
-                                                    engine.outLut};
+  const std::size_t levels = format.sourceBytes == 1 ? 256 : 65536;
+  const ICC40::ICC_ENG_S4::FixedTables tables = {
+      {{{engine.inLut0, levels}, {engine.inLut1, levels}, {engine.inLut2, levels}}},
+      engine.cells,
+      engine.outLut};
   if (threads == 1) return ConvertPart(tables, format, source, destination, 0, pixels);
 #pragma omp parallel for num_threads(threads)
   for (int part = 0; part < threads; ++part) {

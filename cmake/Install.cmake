@@ -21,7 +21,7 @@ endforeach()
 # its source moves.
 set(public_headers
   base/KxApi.h
-  codes/ColorCodes.h codes/ResultCodes.h
+  codes/CodeLists.h codes/ColorCodes.h codes/ResultCodes.h
   colormath/CLCH.h colormath/ColorFormulas.h colormath/RgbMatrices.h
   engine/CIccEngineS.h engine/Info.h
   iccfile/CChad.h iccfile/CCurveType.h iccfile/CDataType.h iccfile/CLut.h iccfile/CLut16Type.h

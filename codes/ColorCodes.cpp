@@ -1,46 +1,13 @@
 #include "codes/ColorCodes.h"
 
-const char* const strColor[40] = {
-    "RGB",
-    "RGB_16",
-    "Lab",
-    "Lab_16",
-    "CMYK",
-    "CMYK_16",
-    "XYZ",
-    "XYZ_16",
-    "sRGB220",
-    "sRGB220_16",
-    "sRGB100",
-    "sRGB100_16",
-    "sRGB",
-    "sRGB_16",
-    "CMY",
-    "CMY_16",
-    "CLR6",
-    "CLR6_16",
-    "CLR7",
-    "CLR7_16",
-    "Adobe100",
-    "Adobe100_16",
-    "Adobe",
-    "Adobe_16",
-    "Apple100",
-    "Apple100_16",
-    "Apple",
-    "Apple_16",
-    "ColorMatch100",
-    "ColorMatch100_16",
-    "ColorMatch",
-    "ColorMatch_16",
-    "Ycc",
-    "Ycc_16",
-    "sRGB_KodakPhoto",
-    "sRGB_KodakPhoto_16",
-    "sRGB_KodakMix",
-    "sRGB_KodakMix_16",
-    "sRGB_KodakText",
-    "sRGB_KodakText_16",
+const char* const strColor[ICC40::ICCFILE::kColorCodeCount] = {
+#define KX_ROW(value, name8, name16, ...) #name8, #name16,
+    KX_COLOR_CODES(KX_ROW)
+#undef KX_ROW
 };
 
-const char* const strIntent[4] = {"Percepture", "Relative", "Saturation", "Absolute"};
+const char* const strIntent[4] = {
+#define KX_ROW(value, name, ...) #name,
+    KX_INTENTS(KX_ROW)
+#undef KX_ROW
+};

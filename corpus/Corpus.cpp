@@ -25,6 +25,27 @@ std::string Name(std::size_t number, const Selection& selection) {
          kIntents[selection.intent];
 }
 
+/// Lookup tags that lack channels, and curves of more entries than a table holds.
+constexpr struct {
+  TagForm form;
+  int in, out, grid, inEntries, outEntries;
+} kUnusualTags[] = {
+    {TagForm::kLut16, 1, 3, 2, 0, 0},        {TagForm::kLut16, 2, 2, 17, 256, 1024},
+    {TagForm::kLut16, 0, 1, 9, 256, 3},      {TagForm::kLut16, 3, 0, 33, 4096, 256},
+    {TagForm::kLut16, 3, 3, 17, 5000, 4097}, {TagForm::kMab, 3, 3, 9, 65535, 16385},
+};
+
+ProfileSpec UnusualProfile(std::size_t number) {
+  const auto& tag = kUnusualTags[number];
+  ProfileSpec spec = PlainSpec(tag.grid, tag.inEntries, tag.outEntries);
+  spec.tags[0].form = tag.form;
+  spec.tags[0].in = tag.in;
+  spec.tags[0].out = tag.out;
+  spec.tags[0].inCurve = CurveShape::kGamma;
+  spec.tags[0].outCurve = CurveShape::kGamma;
+  return spec;
+}
+
 Bytes RandomBytes(std::size_t count, Dice& dice) {
   Bytes bytes(count);
   for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(dice.Bits() >> 32);
@@ -108,6 +129,17 @@ std::vector<Case> Cases() {
       next.name = Name(number, next.selection);
       cases.push_back(std::move(next));
     }
+  }
+  for (std::size_t i = 0; i < std::size(kUnusualTags); ++i) {
+    Case next;
+    next.profile = UnusualProfile(i);
+    next.selection.intent = static_cast<int>(i % 4);
+    next.selection.inputCode = static_cast<int>(i % 2);
+    next.selection.outputCode = kOutputCodes[i * 7 % std::size(kOutputCodes)];
+    if (i % 3 == 0) next.selection.chroma = 12.5;
+    next.adjusted = i % 3 != 1;
+    next.name = Name(cases.size(), next.selection);
+    cases.push_back(std::move(next));
   }
   return cases;
 }

@@ -11,8 +11,8 @@
 #include "RandomProfile.h"
 
 /// Conversions whose every bit is known: over profiles made of numbers, all output codes, both
-/// input depths, all intents, offsets, curves put in the place of the output curves, and the three
-/// ways in which a profile's manufacturer chooses the worker.
+/// input depths, all intents, offsets, curves put in the place of the output curves, the three ways
+/// in which a profile's manufacturer chooses the worker, and tags of unusual shapes.
 namespace corpus {
 
 using Bytes = std::vector<unsigned char>;

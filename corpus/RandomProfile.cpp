@@ -309,6 +309,23 @@ ProfileSpec RandomSpec(std::uint64_t seed) {
   return spec;
 }
 
+ProfileSpec UnusualSpec(std::uint64_t seed) {
+  constexpr int kEntries[] = {0, 3, 256, 4095, 4097, 5000, 8192, 16385, 65535};
+  ProfileSpec spec = RandomSpec(seed);
+  Dice dice(seed + 0x5EED);
+  std::uint64_t turn = seed;
+  for (TagSpec& tag : spec.tags) {
+    if (tag.form == TagForm::kLut16) {
+      tag.in = static_cast<int>(turn % 4);
+      tag.out = static_cast<int>((turn / 4 + turn) % 8);
+    }
+    tag.inEntries = kEntries[dice.Between(0, 8)];
+    tag.outEntries = kEntries[dice.Between(0, 8)];
+    turn += 5;
+  }
+  return spec;
+}
+
 ProfileSpec PlainSpec(int grid, int inEntries, int outEntries) {
   ProfileSpec spec;
   spec.seed = static_cast<std::uint64_t>(grid) << 32 | static_cast<std::uint64_t>(inEntries) << 16 |
@@ -333,8 +350,8 @@ std::string Describe(const ProfileSpec& spec) {
     text << (tag.form == TagForm::kMab     ? " mAB"
              : tag.form == TagForm::kLut16 ? " lut16"
                                            : " lut8")
-         << " grid " << tag.grid << " outputs " << tag.out << " entries " << tag.inEntries << '/'
-         << tag.outEntries << " shapes " << static_cast<int>(tag.inCurve)
+         << " grid " << tag.grid << " inputs " << tag.in << " outputs " << tag.out << " entries "
+         << tag.inEntries << '/' << tag.outEntries << " shapes " << static_cast<int>(tag.inCurve)
          << static_cast<int>(tag.clut) << static_cast<int>(tag.outCurve);
   }
   text << (spec.wtpt ? ", wtpt" : ", no wtpt");

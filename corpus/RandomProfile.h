@@ -66,6 +66,10 @@ struct ProfileSpec {
 // them all; the rest is drawn.
 ProfileSpec RandomSpec(std::uint64_t seed);
 
+// As RandomSpec, but with lut16 tags that lack channels or have more outputs than are used, and
+// with curves of more entries than a table class holds.
+ProfileSpec UnusualSpec(std::uint64_t seed);
+
 // One lut16 tag A2B0 of the given size over a Lab-like table.
 ProfileSpec PlainSpec(int grid, int inEntries, int outEntries);
 

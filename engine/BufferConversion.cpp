@@ -3,8 +3,7 @@
 #include "codes/ResultCodes.h"
 #include "engine/CIccEngineS.h"
 #include "engine/ConversionTypes.h"
-#include "engine/EngineTables.h"
-#include "pipeline/kernels/Kernels.h"
+#include "engine/EnginePipeline.h"
 #include "pipeline/kernels/ScalarWorker.h"
 #include "units/OpenMpLoop.h"
 
@@ -18,23 +17,6 @@ namespace {
 // The device manufacturer "none" as a signature.
 constexpr unsigned int kManufacturerNone = 0x6E6F6E65;
 
-bool HasTables(const CIccEngineS& engine) {
-  return engine.inLut0 != nullptr && engine.inLut1 != nullptr && engine.inLut2 != nullptr;
-}
-
-ContractTables ContractTablesOf(const CIccEngineS& engine) {
-  return {{engine.inLut0, engine.inLut1, engine.inLut2},
-          InputLevels(engine),
-          engine.cells,
-          engine.outLut};
-}
-
-// Below this many pixels a parallel region costs more than it saves.
-constexpr int kMinParallelPixels = 32768;
-
-// Below this many pixels the scalar worker is done before a fast one has filled its registers.
-constexpr int kMinKernelPixels = 8;
-
 template <typename Work>
 void ForEachShare(int pixels, const Work& work) {
   if (pixels < kMinParallelPixels) {
@@ -44,58 +26,27 @@ void ForEachShare(int pixels, const Work& work) {
   }
 }
 
-void RunScalar(const CIccEngineS& engine, PixelFormat format, const unsigned char* source,
-               unsigned char* destination, int pixels) {
-  const ContractTables tables = ContractTablesOf(engine);
-  ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
-    switch (format) {
-      case PixelFormat::k8To8:
-        return ConvertPixels<std::uint8_t, std::uint8_t>(tables, source, destination, begin, end);
-      case PixelFormat::k8To16:
-        return ConvertPixels<std::uint8_t, std::uint16_t>(tables, source, destination, begin, end);
-      case PixelFormat::k16To16:
-        return ConvertPixels<std::uint16_t, std::uint16_t>(tables, source, destination, begin, end);
-    }
-  });
-}
-
-PixelKernel KernelOf(const KernelSet& kernels, PixelFormat format) {
-  switch (format) {
-    case PixelFormat::k8To8:
-      return kernels.convert8To8;
-    case PixelFormat::k8To16:
-      return kernels.convert8To16;
-    case PixelFormat::k16To16:
-      break;
-  }
-  return kernels.convert16To16;
-}
-
-void RunStandard(const CIccEngineS& engine, PixelFormat format, const unsigned char* source,
+void RunStandard(CIccEngineS& engine, PixelFormat format, const unsigned char* source,
                  unsigned char* destination, int pixels) {
   if (source == nullptr) return;
-  const KernelSet* kernels = pixels < kMinKernelPixels ? nullptr : ChosenKernels();
-  const CompactTables* tables =
-      kernels == nullptr ? nullptr : CurrentCompactTables(engine, format, *kernels);
-  if (tables == nullptr) return RunScalar(engine, format, source, destination, pixels);
-  const PixelKernel convert = KernelOf(*kernels, format);
-  ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
-    convert(*tables, source, destination, begin, end);
-  });
+  const auto run = [&](const PixelWorker worker) {
+    ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
+      worker(source, destination, begin, end);
+    });
+  };
+  if (FixedPipeline* pipeline = OwnPipelineOf(engine)) {
+    return run(pipeline->WorkerFor(format, pixels));
+  }
+  // A program may write into its own arrays at any time: nothing is kept of them.
+  const FixedTables tables = TablesOf(engine);
+  run(PixelWorker(tables, format));
 }
 
 template <typename Sample>
 void RunFill(const CIccEngineS& engine, unsigned char* destination, int pixels) {
-  const ContractTables tables = ContractTablesOf(engine);
   ForEachShare(pixels, [&](std::int64_t begin, std::int64_t end) {
-    FillPixels<Sample>(tables, destination, begin, end);
+    FillPixels<Sample>(engine.outLut, destination, begin, end);
   });
-}
-
-// A profile whose manufacturer is "none" yields the output tables' own contents: kept so that
-// results stay identical bit for bit.
-bool IsFilled(const CIccEngineS& engine) {
-  return engine.iccFile.header.manufacturer == kManufacturerNone;
 }
 
 bool CanConvert(const CIccEngineS& engine, const void* destination, int pixels) {
@@ -103,6 +54,16 @@ bool CanConvert(const CIccEngineS& engine, const void* destination, int pixels) 
 }
 
 }  // namespace
+
+bool HasTables(const CIccEngineS& engine) {
+  return engine.inLut0 != nullptr && engine.inLut1 != nullptr && engine.inLut2 != nullptr;
+}
+
+// A profile whose manufacturer is "none" yields the output tables' own contents: kept so that
+// results stay identical bit for bit.
+bool IsFilled(const CIccEngineS& engine) {
+  return engine.iccFile.header.manufacturer == kManufacturerNone;
+}
 
 int CIccEngineS::Conversion(unsigned char* src, unsigned char* dst, int pixels) {
   if (!CanConvert(*this, dst, pixels)) return IccResultOk;

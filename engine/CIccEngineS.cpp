@@ -6,23 +6,20 @@
 #include <cmath>
 #include <limits>
 #include <memory>
-#include <numeric>
 
 #include "base/CpuLevel.h"
 #include "base/Diagnostics.h"
 #include "codes/ResultCodes.h"
-#include "engine/EngineTables.h"
+#include "engine/EnginePipeline.h"
 #include "iccfile/CXYZType.h"
+#include "pipeline/FixedStages.h"
 #include "pipeline/LookupTag.h"
-#include "pipeline/PipelineTables.h"
-#include "units/ColorTable33.h"
 #include "units/OutputTable33.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
 using namespace ICCFILE;
-using ICC_UNIT::ColorTable33;
 using ICC_UNIT::OutputTable33;
 
 namespace {
@@ -37,26 +34,9 @@ int WholeUnits(double offset) {
   return static_cast<int>(std::clamp(offset, -kMost, kMost));
 }
 
-void ReleaseInputTables(CIccEngineS& engine) {
-  DisownEngineTables(engine);
-  for (unsigned int** table : {&engine.inLutAux0, &engine.inLut0, &engine.inLutAux1, &engine.inLut1,
-                               &engine.inLutAux2, &engine.inLut2}) {
-    delete[] * table;
-    *table = nullptr;
-  }
-}
-
-void NewInputTables(CIccEngineS& engine, std::uint32_t levels) {
-  ReleaseInputTables(engine);
-  engine.inLut0 = new unsigned int[levels];
-  engine.inLut1 = new unsigned int[levels];
-  engine.inLut2 = new unsigned int[levels];
-  engine.inLutAux0 = NewEngineTables({engine.inLut0, engine.inLut1, engine.inLut2}, levels);
-}
-
 // Leaves an engine that converts nothing. @return the result of the selection that failed.
 int Refuse(CIccEngineS& engine, int result) {
-  ReleaseInputTables(engine);
+  ReleaseInputArrays(engine);
   engine.engineStatus = engine.outputColor = IccResultNotSet;
   return result;
 }
@@ -71,19 +51,12 @@ bool IsBuilt(CIccEngineS& engine) {
 
 // @return whether there was memory for it; the cells are left as they were if not.
 bool BuildColorStage(CIccEngineS& engine, CLut16Type* lut, double L, double c, double h) {
-  if (lut == nullptr || lut->colorTable == nullptr) return false;
+  if (lut == nullptr || !HasColorTable(*lut)) return false;
   try {
-    const auto table = std::make_unique<ColorTable33>();
-    table->Initial(lut);
-    // NaN, which equals nothing, is an offset too.
-    if (L != 0 || c != 0 || h != 0) table->Adjust_Lch(L, c, h);
-    table->TableResize(kCellGridPoints);
     std::shared_ptr<iccTagBase> mediaWhite;
     if (engine.intent == Absolute) mediaWhite = engine.iccFile.GetTag(ICC4_HEADER::wtpt);
-    table->Lab2RGB100_16(lut, static_cast<ColorSpaceSignature>(engine.outputColor),
-                         dynamic_cast<CXYZType*>(mediaWhite.get()));
-    BuildCells(*table, engine.cells);
-    CellsChanged(engine);
+    PipelineOf(engine).FillCells(*lut, {static_cast<ColorSpaceSignature>(engine.outputColor),
+                                        dynamic_cast<CXYZType*>(mediaWhite.get()), L, c, h});
     return true;
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
@@ -95,14 +68,9 @@ bool BuildColorStage(CIccEngineS& engine, CLut16Type* lut, double L, double c, d
 // conversions then do nothing, rather than mix old tables with new ones.
 int BuildPipeline(CIccEngineS& engine, CLut16Type* lut, double L, double c, double h) {
   engine.Set1DLutIn(lut);
-  if (!BuildColorStage(engine, lut, L, c, h)) ReleaseInputTables(engine);
+  if (!BuildColorStage(engine, lut, L, c, h)) ReleaseInputArrays(engine);
   engine.Set1DLutOut(lut);
   return engine.outputColor;
-}
-
-void CopyOutputTables(const OutputTable33& table, CIccEngineS& engine) {
-  for (int c = 0; c < 3; ++c) std::copy_n(table.lookup[c], kLevels16, engine.outLut[c]);
-  OutputTablesChanged(engine);
 }
 
 }  // namespace
@@ -115,6 +83,8 @@ CIccEngineS::CIccEngineS()
       inLutAux2(nullptr),
       inLut2(nullptr),
       fractionBits(kFractionBits) {
+  // Of an engine that stood here and never ended.
+  DropPipeline(*this);
   // For parallel regions of this thread; other threads keep their own settings.
   omp_set_num_threads(kThreads);
   omp_set_dynamic(1);  // on
@@ -124,11 +94,12 @@ CIccEngineS::CIccEngineS()
 
 CIccEngineS::~CIccEngineS() {
   Reset();
+  DropPipeline(*this);
 }
 
 void CIccEngineS::Reset() {
   Info::Reset();
-  ReleaseInputTables(*this);
+  ReleaseInputArrays(*this);
 }
 
 int CIccEngineS::Initial(int) {
@@ -165,7 +136,7 @@ int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignat
   }
   const LookupTag tag(GetMft2());
   if (tag.Get() == nullptr) {
-    ReleaseInputTables(*this);
+    ReleaseInputArrays(*this);
     engineStatus = IccResultNotSet;
   } else {
     engineStatus = BuildPipeline(*this, tag.Get(), L, c, h);
@@ -181,15 +152,15 @@ int CIccEngineS::SetProfile(char const* path, char const*, Intent newIntent, Col
 
 int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceSignature out,
                            double, double, double) {
-  if (inputColor == in && intent == newIntent && outputColor == out && IsBuilt(*this)) {
-    return outputColor;
-  }
+  // Nothing is built for no output code, so that nothing can be missing.
+  const bool isSame = inputColor == in && intent == newIntent && outputColor == out;
+  if (isSame && (out == kNoColorCode || IsBuilt(*this))) return outputColor;
   // No check of the input code, no new conversion type: kept so that results stay identical.
   inputColor = in;
   outputColor = out;
   intent = newIntent;
   const LookupTag tag(GetMft2());
-  if (tag.RanOutOfMemory()) ReleaseInputTables(*this);
+  if (tag.RanOutOfMemory()) ReleaseInputArrays(*this);
   if (tag.Get() == nullptr) return IccResultNotSet;
   return BuildPipeline(*this, tag.Get(), adjustL, adjustC, adjustH);
 }
@@ -217,13 +188,11 @@ iccTagBase* CIccEngineS::GetMft2() {
 void CIccEngineS::Set1DLutIn(CLut16Type* lut) {
   if (lut == nullptr) return;
   try {
-    const auto levels = static_cast<std::uint32_t>(InputLevelsOf(inputColor));
-    if (!HasOwnInputTables(*this, levels)) NewInputTables(*this, levels);
-    BuildInputTables(*lut, static_cast<ColorSpaceSignature>(inputColor), {inLut0, inLut1, inLut2});
-    InputTablesChanged(*this);
+    ProvideInputArrays(*this, static_cast<std::size_t>(InputLevelsOf(inputColor)));
+    PipelineOf(*this).FillInputTables(*lut, static_cast<ColorSpaceSignature>(inputColor));
   } catch (const std::bad_alloc& failure) {
     // Rather than tables of other codes.
-    ReleaseInputTables(*this);
+    ReleaseInputArrays(*this);
     ReportBadAlloc(failure);
   }
 }
@@ -234,16 +203,8 @@ void CIccEngineS::Set3DLut(CLut16Type* lut, double L, double c, double h) {
 
 int CIccEngineS::Set1DLutOut(CLut16Type*) {
   try {
-    const OutputCurve* curve = OutputCurveOf(static_cast<ColorSpaceSignature>(outputColor));
-    for (auto& table : outLut) {
-      if (curve != nullptr) {
-        std::copy_n(curve->levels, kLevels16, table);
-      } else {
-        std::iota(std::begin(table), std::end(table), 0u);
-      }
-    }
-    OutputTablesChanged(*this);
-    engineStatus = curve != nullptr ? curve->status : IccResultNotSet;
+    engineStatus =
+        PipelineOf(*this).FillOutputTables(static_cast<ColorSpaceSignature>(outputColor));
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
     engineStatus = IccResultNotSet;
@@ -276,7 +237,7 @@ int CIccEngineS::Adjust_Output(unsigned char* R, unsigned char* G, unsigned char
     if (inputColor == RGB) {
       engineStatus = table->OutputGamma100(static_cast<ColorSpaceSignature>(outputColor));
     }
-    CopyOutputTables(*table, *this);
+    PipelineOf(*this).CopyOutputTables(table->lookup);
   } catch (const std::bad_alloc& failure) {
     ReportBadAlloc(failure);
   }

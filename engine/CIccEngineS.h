@@ -53,8 +53,9 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
                  ICCFILE::ColorSpaceSignature in, ICCFILE::ColorSpaceSignature out, double L,
                  double c, double h);
   /// Rebuilds the pipeline for another intent or other codes with the stored offsets; the three
-  /// doubles are ignored. @return the output code, or 65535 without a usable lookup tag (the codes
-  /// are stored, the older tables stay in use).
+  /// doubles are ignored. The stored intent and codes build nothing, the codes 65535 that `Reset`
+  /// leaves included. @return the output code, or 65535 without a usable lookup tag (the codes are
+  /// stored, the older tables stay in use).
   int SetIntent(ICCFILE::Intent intent, ICCFILE::ColorSpaceSignature in,
                 ICCFILE::ColorSpaceSignature out, double, double, double);
 
@@ -85,7 +86,8 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
   /// 8-bit source, 16-bit destination, whatever the codes are. @return 0.
   int Conversion(unsigned char* src, unsigned short* dst, int pixels);
   /// Converts a TIFF file and prints three stopwatch lines. 8-bit images are converted in place and
-  /// lose an embedded profile; others become a new 16-bit image of 300 dots per inch. @return 0,
+  /// lose an embedded profile; others become a new 16-bit image of 300 dots per inch. Plain images
+  /// in strips pass in pieces and are not held, unless the output is the input itself. @return 0,
   /// whether or not the output could be written, or all ones when the input cannot be read, its
   /// buffer is too small for its geometry, or the new image would be out of proportion to the file
   /// (nothing is written then).
@@ -103,13 +105,14 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
   // The tables of the pipeline, for programs to read. What a program writes into them after a first
   // conversion need not reach the next one; arrays at other addresses in place of the input tables
   // do.
-  unsigned int* inLutAux0;  ///< owned, new[]: compact tables of the fast workers, private
+  /// Owned, new[]: as many words as the input tables, for programs. Neither filled nor read.
+  unsigned int* inLutAux0;
   /// Owned, new[]: cell index 0..15 << 16 | fraction 0..4095, by input level (256, or 65536 for
   /// `RGB_16`); first channel.
   unsigned int* inLut0;
-  unsigned int* inLutAux1;  ///< owned, null
+  unsigned int* inLutAux1;  ///< as `inLutAux0`
   unsigned int* inLut1;     ///< the same for the second channel
-  unsigned int* inLutAux2;  ///< owned, null
+  unsigned int* inLutAux2;  ///< as `inLutAux0`
   unsigned int* inLut2;     ///< the same for the third channel
   /// Per cell (first channel first) six tetrahedra, each of 3 output channels x (base, slope along
   /// each input): base is the node value << 12, slopes are signed 32-bit differences of node

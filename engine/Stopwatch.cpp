@@ -1,6 +1,8 @@
 #include "engine/Stopwatch.h"
 
-#include <iostream>
+#include <algorithm>
+
+#include "base/Diagnostics.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
@@ -10,14 +12,16 @@ constexpr char kLabel[] = "Start Conversion";
 }
 
 Stopwatch::Stopwatch() : start_(std::time(nullptr)) {
-  std::cout << kLabel << "(Start) : New ID" << std::endl;
+  PrintLine({kLabel, "(Start) : New ID"});
 }
 
-void Stopwatch::Stop() {
-  const auto seconds = static_cast<unsigned int>(std::time(nullptr) - start_);
-  std::cout << kLabel << "(Pause) : End Conversion(count : " << seconds << ')' << std::endl;
+void Stopwatch::Stop(std::time_t uncounted) {
+  const std::time_t elapsed = std::time(nullptr) - start_;
+  uncounted = std::min(uncounted, std::max<std::time_t>(elapsed, 0));
+  const Decimal seconds(static_cast<unsigned int>(elapsed - uncounted));
+  PrintLine({kLabel, "(Pause) : End Conversion(count : ", seconds, ")"});
   // Two blanks after this colon: kept so that the lines stay identical.
-  std::cout << kLabel << "(Stop) :  End Conversion(count : " << seconds << ')' << std::endl;
+  PrintLine({kLabel, "(Stop) :  End Conversion(count : ", seconds, ")"});
 }
 
 }  // namespace ICC_ENG_S4

@@ -18,9 +18,9 @@ double CubeWithToe(double f) {
   return f > kDelta ? f * f * f : (f - 4.0 / 29.0) * 3 * kDelta * kDelta;
 }
 
-// ICC.1:2010 6.3.4.2, table 11: 1 + 32767/32768 is the largest value of the XYZ encoding.
+// ICC.1:2010 6.3.4.2: 1 + 32767/32768 is the largest value of the XYZ encoding.
 constexpr double kLargestXyz = 65535.0 / 32768.0;
-// ICC.1:2010 10.8, tables 39 and 40: in lut16Type, 0xFF00 is L* = 100 and 0x8000 is a* = 0.
+// ICC.1:2010 10.8: in lut16Type, 0xFF00 is L* = 100 and 0x8000 is a* = 0.
 constexpr double kLegacyWhite = 65280.0 / 65535.0;
 
 }  // namespace
@@ -98,7 +98,7 @@ namespace {
 
 // ISO 22028-2, ROMM RGB: Et = 16^(1.8 / (1 - 1.8)) = 2^-9.
 constexpr double kRommToe = 1.0 / 512;
-// ITU-R BT.2020-2, table 4, note 2: the numbers that make the two parts meet smoothly.
+// ITU-R BT.2020-2, table 4: the numbers that make the two parts meet smoothly.
 constexpr double kRec2020Alpha = 1.09929682680944;
 constexpr double kRec2020Beta = 0.018053968510807;
 // Adobe RGB (1998), 4.3.1.2.
@@ -112,7 +112,7 @@ double EncodePositive(Transfer transfer, double E) {
   switch (transfer) {
     case Transfer::kLinear:
       return E;
-    case Transfer::kSRgb:  // IEC 61966-2-1:1999, 5.2, (6) and (7)
+    case Transfer::kSRgb:  // IEC 61966-2-1:1999, 5.2
       return E <= 0.0031308 ? 12.92 * E : 1.055 * std::pow(E, 1 / 2.4) - 0.055;
     case Transfer::kAdobeRgb:
       return std::pow(E, 1 / kAdobeGamma);

@@ -31,11 +31,11 @@ Triple EncodeXyz(PcsEncoding encoding, const Xyz& xyz);
 
 // ---- Intents and black points -------------------------------------------------------------------
 
-/// Media-relative to absolute colorimetry and on to another medium: ICC.1:2010 6.3.2.2 and D.6.2,
+/// Media-relative to absolute colorimetry and on to another medium: ICC.1:2010 6.3.2.2 and D.6,
 /// where XYZ relative to D50 are scaled by the ratio of the media white and D50.
 Xyz ToOtherMedium(const Xyz& xyz, const Xyz& sourceWhite, const Xyz& destinationWhite);
 
-/// ISO 18619, 4: in XYZ, along straight lines, such that the source's black point becomes the
+/// ISO 18619: in XYZ, along straight lines, such that the source's black point becomes the
 /// destination's and white stays.
 Xyz CompensateBlackPoint(const Xyz& xyz, const Xyz& sourceBlack, const Xyz& destinationBlack);
 

@@ -69,12 +69,12 @@ struct Trace {
   std::optional<std::array<std::uint8_t, 3>> result8;
 };
 
-/// The black point of a source, ISO 18619, 5.2: device (0, 0, 0) through the relative model, as
+/// The black point of a source, by ISO 18619: device (0, 0, 0) through the relative model, as
 /// grey, at most L* 50.
 /// @throw std::invalid_argument  there is no model
 Xyz SourceBlackPoint(const DeviceProfile& profile);
 /// The black point of a destination. Of a matrix-based model the same; of lookup tags the estimate
-/// of ISO 18619, 5.3, from greys that go to the device and back.
+/// of ISO 18619 from greys that go to the device and back.
 /// @throw std::invalid_argument  a model is missing
 Xyz DestinationBlackPoint(const DeviceProfile& profile);
 

@@ -124,6 +124,11 @@ double DirectionOf(const Curve& curve) {
   return Evaluate(curve, 0) < Evaluate(curve, 1) ? 1 : -1;
 }
 
+// Narrower than any part of a curve that matters.
+bool IsFlatAtZero(const Curve& curve) {
+  return Evaluate(curve, 0) == Evaluate(curve, 1.0 / 65536);
+}
+
 double Inverse(const IdentityCurve&, double y) {
   return y;
 }
@@ -195,6 +200,7 @@ Invertibility CanInvert(const Curve& curve) {
 
 double EvaluateInverse(const Curve& curve, double y) {
   const double first = Evaluate(curve, 0), last = Evaluate(curve, 1);
+  if (std::abs(y - first) <= kBlackNoise && IsFlatAtZero(curve)) return 0;
   const double reached = std::clamp(y, std::min(first, last), std::max(first, last));
   return std::visit([reached](const auto& form) { return Inverse(form, reached); }, curve);
 }

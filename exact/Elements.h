@@ -38,9 +38,15 @@ Invertibility CanInvert(const Curve& curve);
 /// 0.00006.
 constexpr double kLargestStepBack = 1.0 / 4096;
 
+/// More than single precision leaves of black, and a fifteenth of a level of 16 bits.
+constexpr double kBlackNoise = 1e-6;
+
 /// The lowest x in [0, 1] at which a curve that can be undone reaches y: the lowest x with
 /// curve(x) >= y for a rising curve, with curve(x) <= y for a falling one. A y beyond the last
 /// value counts as that value. To the precision of double.
+///
+/// A curve that is flat at x = 0 would send black to the end of the flat part as soon as rounding
+/// leaves anything of it: there a y within `kBlackNoise` of the first value counts as that value.
 double EvaluateInverse(const Curve& curve, double y);
 
 /// Interpolation in the tetrahedron of the cell that x lies in. Where tetrahedra meet, they give

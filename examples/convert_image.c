@@ -1,6 +1,7 @@
 /* Converts an image of 8-bit RGBA pixels from a device profile to sRGB, in place, on two threads.
  */
 
+/* README begin */
 #include <kxcms/pipeline.h>
 #include <stdio.h>
 
@@ -30,6 +31,7 @@ static int ConvertRgba(const kxp_pipeline* pipeline, unsigned char* pixels, size
   const kxp_convert_options options = {.size = sizeof options, .threads = 2};
   return kxp_convert(pipeline, &image, &image, width, height, &options, NULL) == KXP_OK ? 0 : -1;
 }
+/* README end */
 
 int main(int argc, char** argv) {
   unsigned char pixels[2 * 4] = {255, 255, 255, 255, 200, 100, 50, 128};

@@ -4,7 +4,7 @@
 #include "base/CpuLevel.h"
 #include "codes/ResultCodes.h"
 #include "engine/CIccEngineS.h"
-#include "engine/EngineTables.h"
+#include "engine/EnginePipeline.h"
 #include "fuzz/FuzzSupport.h"
 #include "fuzz/PlainWorker.h"
 #include "fuzz/ProfileView.h"
@@ -73,10 +73,9 @@ void CheckInputTables(const CIccEngineS& engine) {
   const bool present = engine.inLut0 != nullptr;
   FUZZ_CHECK(present == (engine.inLut1 != nullptr) && present == (engine.inLut2 != nullptr));
   if (!present) return;
-  const unsigned levels = InputLevels(engine);
-  FUZZ_CHECK(levels == 256 || levels == 65536);
-  for (const unsigned* table : {engine.inLut0, engine.inLut1, engine.inLut2}) {
-    for (unsigned level = 0; level < levels; level += levels == 256 ? 1 : 61) {
+  for (const std::span<const unsigned> table : TablesOf(engine).input) {
+    FUZZ_CHECK(table.size() == 256 || table.size() == 65536);
+    for (std::size_t level = 0; level < table.size(); level += table.size() == 256 ? 1 : 61) {
       FUZZ_CHECK(table[level] >> 16 < 16 && (table[level] & 0xFFFF) < 4096);
     }
   }
@@ -96,31 +95,44 @@ Widths WidthsOf(const CIccEngineS& engine) {
 }
 
 /// Every worker that this processor runs, not only the one that a conversion chooses.
-void CheckWorkers(CIccEngineS& engine, PixelFormat format, const Bytes& source,
+void CheckWorkers(const CIccEngineS& engine, PixelFormat format, const Bytes& source,
                   const Bytes& expected, int pixels) {
   if (pixels < 1) return;
   constexpr struct {
     CpuLevel level;
     const KernelSet* kernels;
-  } kSets[] = {{CpuLevel::kPortable, &kPortableKernels},
-               {CpuLevel::kAvx2, &kAvx2Kernels},
-               {CpuLevel::kAvx512, &kAvx512Kernels}};
+  } kSets[] = {
+    {CpuLevel::kPortable, &kPortableKernels},
+#if defined(__x86_64__)
+    {CpuLevel::kAvx2, &kAvx2Kernels},
+    {CpuLevel::kAvx512, &kAvx512Kernels},
+#endif
+  };
   for (const auto& set : kSets) {
     if (SupportedCpuLevel() < set.level) continue;
-    const CompactTables* tables = CurrentCompactTables(engine, format, *set.kernels);
-    if (tables == nullptr) return;
-    const PixelKernel convert = format == PixelFormat::k8To8    ? set.kernels->convert8To8
-                                : format == PixelFormat::k8To16 ? set.kernels->convert8To16
-                                                                : set.kernels->convert16To16;
+    const auto tables =
+        WorkerTables::Make(TablesOf(engine), {}, format, set.kernels->readsCoordinatePairs);
+    if (tables->compact() == nullptr) return;
+    const PixelWorker convert(*tables->compact(), format, *set.kernels);
     // A copy of its own, so that a sanitizer sees where the pixels end.
     const Bytes exact = source;
     fuzz::GuardedBuffer destination(expected.size());
-    convert(*tables, exact.data(), destination.data(), 0, pixels);
+    convert(exact.data(), destination.data(), 0, pixels);
     FUZZ_CHECK(destination.GuardsHold() && destination.Contents() == expected);
   }
 }
 
+/// Programs may write into the auxiliary tables, which are as large as the input tables.
+void WriteAuxiliaries(const CIccEngineS& engine, std::uint32_t seed) {
+  unsigned int* const arrays[] = {engine.inLutAux0, engine.inLutAux1, engine.inLutAux2};
+  for (unsigned int* array : arrays) FUZZ_CHECK((array != nullptr) == (engine.inLut0 != nullptr));
+  if (engine.inLut0 == nullptr || seed % 2 == 0) return;
+  const Bytes words = fuzz::SomePixels(4 * 256, seed);
+  std::memcpy(arrays[seed / 2 % 3], words.data(), words.size());
+}
+
 void CheckConversion(CIccEngineS& engine, int pixels, std::uint32_t seed) {
+  WriteAuxiliaries(engine, seed);
   const Widths widths = WidthsOf(engine);
   const std::size_t samples = 3 * static_cast<std::size_t>(std::max(pixels, 0));
   const Bytes source = fuzz::SomePixels(2 * samples, seed);
@@ -256,6 +268,14 @@ void RunCall(CIccEngineS& engine, Input choices) {
       FUZZ_CHECK(engine.Adjust_Output(curve, curve, curve, 0) == output);
       FUZZ_CHECK(engine.Initial(choices.Position()) == IccResultUnused);
       FUZZ_CHECK(engine.DeleteWorkingBuf() == IccResultUnused);
+      if (choices.U8() % 2 == 0) return;
+      // The codes that it leaves are not built for.
+      engine.Reset();
+      FUZZ_CHECK(engine.SetIntent(static_cast<Intent>(engine.intent),
+                                  static_cast<ColorSpaceSignature>(kNoColorCode),
+                                  static_cast<ColorSpaceSignature>(kNoColorCode), 0.0, 0.0,
+                                  0.0) == IccResultNotSet);
+      FUZZ_CHECK(engine.inLut0 == nullptr && engine.outputColor == kNoColorCode);
     }
   }
 }

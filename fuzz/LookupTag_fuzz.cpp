@@ -102,30 +102,35 @@ void CheckSaving(CLut16Type& lut) {
 
 // ---- Input tables
 
-/// Whether a value lies between the two curve entries around a level.
-bool IsBetween(unsigned value, const unsigned short* curve, int entries, int level) {
+/// Whether a value lies between the two entries around a level, of a curve of which the first
+/// `held` entries are read.
+bool IsBetween(unsigned value, const unsigned short* curve, int entries, int level, int held) {
   const double step = 65535.0 / (entries - 1);
   const int i = std::min(static_cast<int>(level / step), entries - 2);
-  const auto [low, high] = std::minmax(curve[i], curve[i + 1]);
+  const auto [low, high] =
+      std::minmax(curve[std::min(i, held - 1)], curve[std::min(i + 1, held - 1)]);
   return value >= low && value <= high;
 }
 
 void CheckInputLookup(const InputTable33& table, const CLut16Type& lut) {
-  const int channels = std::min<int>(lut.inputChannels, 3);
-  const int entries = std::min<int>(lut.inputEntries, 4096);
+  const int entries = lut.inputEntries;
   const int levelStep = table.depth == 8 ? 256 : 1;
   const int levels = 65536 / levelStep;
-  for (int c = 0; c < channels; ++c) {
+  for (int c = 0; c < 3; ++c) {
     for (int x = 0; x < levels; x += levelStep == 1 ? 37 : 1) {
       const bool isTop = x == levels - 1;
       const int level = isTop ? 65535 : x * levelStep;
+      if (c >= lut.inputChannels) {
+        FUZZ_CHECK(table.lookup[c][x] == 0);
+        continue;
+      }
       if (entries < 3) {
         FUZZ_CHECK(table.lookup[c][x] == static_cast<unsigned>(level));
         continue;
       }
       if (lut.inputTables == nullptr) continue;
       const unsigned short* curve = lut.inputTables + std::size_t(c) * lut.inputEntries;
-      FUZZ_CHECK(IsBetween(table.lookup[c][x], curve, entries, level));
+      FUZZ_CHECK(IsBetween(table.lookup[c][x], curve, entries, level, entries));
       if (isTop) FUZZ_CHECK(table.lookup[c][x] == curve[entries - 1]);
     }
   }
@@ -187,11 +192,11 @@ void CheckInputTable43(CLut16Type& lut, Input& choices) {
     unsigned short v[7] = {level, level, level, level, 1, 2, 3};
     FUZZ_CHECK(table->Conversion(v[0], v[1], v[2], v[3], v[4], v[5], v[6]) == 0);
     FUZZ_CHECK(v[4] == 1 && v[5] == 2 && v[6] == 3);
-    const int entries = std::min<int>(lut.inputEntries, 4096);
+    const int entries = lut.inputEntries;
     if (lut.inputTables == nullptr || entries < 2) continue;
     for (int c = 0; c < std::min<int>(lut.inputChannels, 4); ++c) {
       const unsigned short* curve = lut.inputTables + std::size_t(c) * lut.inputEntries;
-      FUZZ_CHECK(IsBetween(v[c], curve, entries, level));
+      FUZZ_CHECK(IsBetween(v[c], curve, entries, level, std::min(entries, 4096)));
     }
   }
 }
@@ -401,11 +406,12 @@ template <typename Table>
 void CheckColorTable(CLut16Type& lut, Input& choices, int channels, int outputCode) {
   const auto table = std::make_unique<Table>();
   FUZZ_CHECK(table->ColorTable33::Initial(&lut) == 0);
-  const bool filled = lut.colorTable != nullptr && lut.outputChannels >= 1 &&
+  const bool filled = (lut.colorTable != nullptr || lut.outputChannels == 0) &&
                       lut.outputChannels <= 7 && lut.gridPoints >= 2 && lut.gridPoints <= 33;
   FUZZ_CHECK((table->shift != 0) == filled);
   if (filled) {
     FUZZ_CHECK(table->outputChannels == lut.outputChannels);
+    for (int c = lut.outputChannels; c < 7; ++c) FUZZ_CHECK(table->grid[16][3][16][c] == 0);
     if (lut.gridPoints == 9 || lut.gridPoints == 17 || lut.gridPoints == 33) {
       CheckNodes(*table, lut, channels, choices);
     } else {
@@ -448,6 +454,16 @@ void CheckColorTable(CLut16Type& lut, Input& choices, int channels, int outputCo
     one = Convert(*table, one);
     FUZZ_CHECK(std::equal(one.begin(), one.begin() + channels, info.workingBuf + at));
   }
+
+  // A count that is refused: as many pixels, but no more than the buffer of the count before has.
+  info.conversionType = 256;
+  const int refused = choices.U8();
+  const std::vector<unsigned short> kept(info.workingBuf, info.workingBuf + kPixels * channels);
+  FUZZ_CHECK(info.CheckWorkingBuf(none, none, refused) == (refused == kPixels ? 0 : 65534));
+  FUZZ_CHECK(table->Conversion(&info) == 0);
+  for (int i = std::min(refused, kPixels) * channels; i < kPixels * channels; ++i) {
+    FUZZ_CHECK(info.workingBuf[i] == kept[static_cast<std::size_t>(i)]);
+  }
 }
 
 // ---- The tag
@@ -473,10 +489,15 @@ void CheckUsability(iccTagBase* tag) {
   LookupTag lookup(tag);
   const CLut16Type* lut = lookup.Get();
   if (lut == nullptr) return;
-  FUZZ_CHECK(lut->inputChannels == 3 && lut->outputChannels >= 3 && lut->outputChannels <= 7);
-  FUZZ_CHECK(lut->gridPoints >= 2 && lut->gridPoints <= 33 && lut->colorTable != nullptr);
-  FUZZ_CHECK(lut->inputEntries < 3 || lut->inputTables != nullptr);
-  FUZZ_CHECK(lut->outputEntries < 3 || lut->outputTables != nullptr);
+  FUZZ_CHECK(lut->inputChannels <= 3 && lut->outputChannels <= 7);
+  FUZZ_CHECK(lut->gridPoints >= 2 && lut->gridPoints <= 33);
+  const LutCounts counts(*lut);
+  FUZZ_CHECK(counts.color == 0 || lut->colorTable != nullptr);
+  FUZZ_CHECK(counts.input == 0 || lut->inputEntries < 3 || lut->inputTables != nullptr);
+  FUZZ_CHECK(counts.output == 0 || lut->outputEntries < 3 || lut->outputTables != nullptr);
+  if (dynamic_cast<const CLut*>(tag) != nullptr) {
+    FUZZ_CHECK(lut->inputChannels == 3 && lut->outputChannels >= 3);
+  }
 }
 
 void RunTables(CLut16Type& lut, Input& choices) {

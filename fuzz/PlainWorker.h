@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "engine/CIccEngineS.h"
-#include "engine/EngineTables.h"
+#include "engine/EnginePipeline.h"
 #include "fuzz/FuzzSupport.h"
 
 // A second account of buffer conversion, written straight from the per-pixel rule over the
@@ -44,15 +44,15 @@ inline int PlainTetrahedron(std::int64_t r, std::int64_t g, std::int64_t b) {
 /// Converts all pixels of `source` into `destination` (as many samples).
 inline void ConvertStandard(const CIccEngineS& engine, std::size_t sourceWidth,
                             std::size_t destinationWidth, const Bytes& source, Bytes& destination) {
-  const unsigned* const input[3] = {engine.inLut0, engine.inLut1, engine.inLut2};
+  const auto input = TablesOf(engine).input;
   const std::size_t samples = source.size() / sourceWidth;
   for (std::size_t p = 0; p + 3 <= samples; p += 3) {
     std::int64_t fraction[3];
     unsigned cell[3];
     for (std::size_t c = 0; c < 3; ++c) {
       // Samples past 256-entry tables read the last entry.
-      const unsigned level =
-          std::min(SampleAt(source, p + c, sourceWidth), InputLevels(engine) - 1);
+      const std::size_t level =
+          std::min<std::size_t>(SampleAt(source, p + c, sourceWidth), input[c].size() - 1);
       cell[c] = input[c][level] >> 16;
       fraction[c] = input[c][level] & 0xFFFF;
     }

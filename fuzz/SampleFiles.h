@@ -45,13 +45,13 @@ inline Samples LabGrid(int gridPoints, int outputs) {
   return values;
 }
 
-/// A lut16 tag with three inputs.
-inline profile_bytes::Bytes Lut16(int gridPoints, int entries, int outputs = 3) {
+inline profile_bytes::Bytes Lut16(int gridPoints, int entries, int outputs = 3, int inputs = 3) {
   profile_bytes::Mft2 lut;
+  lut.inputs = inputs;
   lut.outputs = outputs;
   lut.gridPoints = gridPoints;
   lut.inputEntries = lut.outputEntries = entries;
-  lut.inputTables = Ramps(3, entries);
+  lut.inputTables = Ramps(inputs, entries);
   lut.colorTable = LabGrid(gridPoints, outputs);
   lut.outputTables = Ramps(outputs, entries);
   return lut.Tag();

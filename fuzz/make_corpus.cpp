@@ -93,6 +93,10 @@ void AddProfiles(Corpus& corpus) {
       {"matrix", fuzz::MatrixProfile()},
       {"lut16-grid-5", OneTag("A2B0", fuzz::Lut16(5, 3))},
       {"lut16-seven-outputs", OneTag("A2B2", fuzz::Lut16(2, 3, 7))},
+      {"lut16-one-input", OneTag("A2B0", fuzz::Lut16(2, 0, 3, 1))},
+      {"lut16-two-outputs", OneTag("A2B0", fuzz::Lut16(3, 5, 2))},
+      {"lut16-no-channels", OneTag("A2B0", fuzz::Lut16(9, 3, 0, 0))},
+      {"lut16-long-curves", OneTag("A2B0", fuzz::Lut16(2, 4100, 1, 1))},
       {"mab", OneTag("A2B1", fuzz::CurvesAndGrid("mAB ", 3, 5))},
       {"mab-padded", OneTag("A2B0", fuzz::CurvesAndGrid("mAB ", 2, 4, Mab::Spacing::kPadded))},
       {"mab-bytes", OneTag("A2B0", fuzz::CurvesAndGrid("mAB ", 2, 3, Mab::Spacing::kAsRead, 1))},
@@ -133,6 +137,9 @@ void AddCodes(Corpus& corpus) {
         "Engine", "input-" + std::to_string(variant++),
         Joined({Choices(40, {0, 0, 12, 1, 64, 64, 64, 7, 3, 1, 0, 0, 0, 0, input, 12}), profile}));
   }
+  // Two calls; the first ends with Reset.
+  corpus.Add("Engine", "reset",
+             Joined({Choices(40, {1, 0, 12, 1, 64, 64, 64, 7, 3, 2, 0, 0, 3, 0, 1}), profile}));
 }
 
 void AddLookupTags(Corpus& corpus) {
@@ -145,6 +152,10 @@ void AddLookupTags(Corpus& corpus) {
       {"lut16-9", fuzz::Lut16(9, 3)},
       {"lut16-4-outputs", fuzz::Lut16(2, 3, 4)},
       {"lut16-7-outputs", fuzz::Lut16(3, 3, 7)},
+      {"lut16-1-input", fuzz::Lut16(3, 3, 3, 1)},
+      {"lut16-1-output", fuzz::Lut16(3, 3, 1)},
+      {"lut16-no-channels", fuzz::Lut16(9, 3, 0, 0)},
+      {"lut16-long-curves", fuzz::Lut16(2, 4100, 1, 1)},
       {"mab", fuzz::CurvesAndGrid("mAB ", 2, 3)},
       {"mab-5", fuzz::CurvesAndGrid("mAB ", 5, 7)},
       {"mba", fuzz::CurvesAndGrid("mBA ", 2, 3)},
@@ -195,6 +206,16 @@ std::vector<std::pair<std::string, Bytes>> Images() {
                         .Build()},
       {"compressed",
        ImageEntries(2, 2, 3, 8, 2, 1).Change(259, kShort, 1, 5).AddStrips({Ramp(12)}).Build()},
+      {"signed-byte-count", ImageEntries(8, 8, 3, 8, 8, 1)
+                                .Add(34665, kLong, 1, 60)
+                                .AddStrips({Ramp(192)})
+                                .Change(279, kSlong, 1, 192)
+                                .Build()},
+      {"no-byte-count-items", ImageEntries(2, 2, 3, 8, 2, 1)
+                                  .AddStrips({Ramp(12)})
+                                  .Change(279, kUndefined, 0, 0)
+                                  .Change(257, kSlong, 1, 2)
+                                  .Build()},
       {"too-large", ImageEntries(60000, 60000, 3, 16, 60000, 1).AddStrips({Ramp(12)}).Build()},
   };
   Bytes cut = fuzz::PlainTiff(4, 3, 3, 8);
@@ -290,36 +311,45 @@ void AddImagePairs(Corpus& corpus) {
   for (const unsigned strides : {0u, 1u, 2u, 3u, 4u, 8u, 16u, 32u, 48u, 50u, 64u, 128u}) {
     for (const unsigned places : {0u, 1u, 5u, 3u}) {
       const unsigned relation = number % 4, type = number % 16;
-      // Kind, width, height; an image: type, channels, flags, strides, places, where it begins.
-      // Bytes that a stride does not ask for move on to what follows.
-      corpus.Add("Image", "pair-" + std::to_string(number), Choices(40, {number % 8,
-                                                                         5 + number,
-                                                                         2 + number % 5,
-                                                                         type / 4,
-                                                                         number / 2 % 2,
-                                                                         number % 2,
-                                                                         strides,
-                                                                         places,
-                                                                         0,
-                                                                         0,
-                                                                         0,
-                                                                         relation,
-                                                                         type % 4,
-                                                                         number % 2,
-                                                                         number % 4,
-                                                                         strides,
-                                                                         places,
-                                                                         1,
-                                                                         200,
-                                                                         90,
-                                                                         number % 3,
-                                                                         1}));
+      // Kind, width, height; then each image: type, channels, flags, strides, places, where it
+      // begins. Bytes that strides do not ask for move on to what follows.
+      const Bytes shape = Choices(3, {number % 8, 5 + number, 2 + number % 5});
+      const Bytes source =
+          Choices(8, {type / 4, number / 2 % 2, number % 2, strides, places, 0, 0, 0});
+      const Bytes destination =
+          Choices(9, {type % 4, number % 2, number % 4, strides, places, 1, 200, 90, number % 3});
+      corpus.Add("Image", "pair-" + std::to_string(number),
+                 Joined({shape, source, Choices(1, {relation}), destination, Choices(19, {1})}));
       ++number;
     }
   }
   for (unsigned stride = 0; stride < 5; ++stride) {
     corpus.Add("Image", "wild-" + std::to_string(stride),
                Choices(40, {250, stride, stride, stride % 2, 1, 7, 3}));
+  }
+}
+
+/// One profile of each form that is read, and some that are not.
+void AddDeviceProfiles(Corpus& corpus) {
+  using namespace profile_forms;
+  for (const Form& form : Forms()) corpus.Add("DeviceProfile", form.name, form.bytes);
+  const struct {
+    const char* name;
+    Bytes bytes;
+  } kProfiles[] = {
+      {"lut8-xyz", WithTag("A2B0", Lut8Tag(), "XYZ ").Build()},
+      {"link", WithTag("A2B0", profile_forms::Lut16().Tag()).Header(12, "link").Build()},
+      {"grey", WithTag("kTRC", CurvTag({}), "XYZ ").Header(16, "GRAY").Build()},
+      {"no-model", WithTag("desc", DescTag("nothing", u"more")).Build()},
+      {"cut-off", Beginning(FullProfile().Build(), 1000)},
+      {"two-of-a-name", WithTag("A2B0", OnlyB().Tag()).AddLink("A2B0", 0).Build()},
+      {"texts", WithTag("A2B0", OnlyB().Tag())
+                    .AddTag("desc", DescTag("", u"Ger\u00E4t \U0001F600"))
+                    .AddTag("cprt", PlainTag("text", "\xA9"))
+                    .Build()},
+  };
+  for (const auto& profile : kProfiles) {
+    corpus.Add("DeviceProfile", profile.name, profile.bytes);
   }
 }
 
@@ -333,6 +363,7 @@ int main(int argc, char** argv) {
   }
   Corpus corpus(argv[argc - 1], checks);
   AddProfiles(corpus);
+  AddDeviceProfiles(corpus);
   AddCodes(corpus);
   AddLookupTags(corpus);
   AddImages(corpus);

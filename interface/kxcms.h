@@ -36,6 +36,8 @@
 #ifndef KXCMS_INTERFACE_KXCMS_H
 #define KXCMS_INTERFACE_KXCMS_H
 
+#include "codes/CodeLists.h"
+
 /** Marks what the library exports. */
 #if defined(__GNUC__)
 #define KX_C_API __attribute__((visibility("default")))
@@ -49,66 +51,28 @@ extern "C" {
 
 /** Colour codes: what the caller's samples mean. As input only RGB and RGB_16 are accepted; as
  *  output the RGB encodings 8 to 13, 20 to 31 and 34 to 39. A _16 code is the code before it with
- *  16-bit samples. */
+ *  16-bit samples. The list, KX_COLOR_CODES, stands in codes/CodeLists.h, as the two below do. */
 enum KX_ColorCode {
-  KX_COLOR_RGB = 0,    /**< device RGB, 8-bit input */
-  KX_COLOR_RGB_16 = 1, /**< device RGB, 16-bit input */
-  KX_COLOR_LAB = 2,    /**< not accepted */
-  KX_COLOR_LAB_16 = 3,
-  KX_COLOR_CMYK = 4, /**< not accepted */
-  KX_COLOR_CMYK_16 = 5,
-  KX_COLOR_XYZ = 6, /**< not accepted */
-  KX_COLOR_XYZ_16 = 7,
-  KX_COLOR_SRGB220 = 8, /**< sRGB primaries and encoding */
-  KX_COLOR_SRGB220_16 = 9,
-  KX_COLOR_SRGB100 = 10, /**< sRGB primaries, linear */
-  KX_COLOR_SRGB100_16 = 11,
-  KX_COLOR_SRGB = 12, /**< sRGB, the usual output */
-  KX_COLOR_SRGB_16 = 13,
-  KX_COLOR_CMY = 14, /**< not accepted */
-  KX_COLOR_CMY_16 = 15,
-  KX_COLOR_CLR6 = 16, /**< not accepted */
-  KX_COLOR_CLR6_16 = 17,
-  KX_COLOR_CLR7 = 18, /**< not accepted */
-  KX_COLOR_CLR7_16 = 19,
-  KX_COLOR_ADOBE100 = 20, /**< Adobe RGB primaries, linear */
-  KX_COLOR_ADOBE100_16 = 21,
-  KX_COLOR_ADOBE = 22, /**< Adobe RGB primaries, gamma 1.8 */
-  KX_COLOR_ADOBE_16 = 23,
-  KX_COLOR_APPLE100 = 24, /**< Apple RGB primaries, linear */
-  KX_COLOR_APPLE100_16 = 25,
-  KX_COLOR_APPLE = 26, /**< Apple RGB primaries, gamma 1.8 */
-  KX_COLOR_APPLE_16 = 27,
-  KX_COLOR_COLORMATCH100 = 28, /**< ColorMatch RGB primaries, linear */
-  KX_COLOR_COLORMATCH100_16 = 29,
-  KX_COLOR_COLORMATCH = 30, /**< ColorMatch RGB primaries, gamma 1.8 */
-  KX_COLOR_COLORMATCH_16 = 31,
-  KX_COLOR_YCC = 32, /**< not accepted */
-  KX_COLOR_YCC_16 = 33,
-  KX_COLOR_SRGB_KODAKPHOTO = 34, /**< sRGB with the Kodak tone curve for photographs */
-  KX_COLOR_SRGB_KODAKPHOTO_16 = 35,
-  KX_COLOR_SRGB_KODAKMIX = 36, /**< sRGB with the Kodak tone curve for mixed pages */
-  KX_COLOR_SRGB_KODAKMIX_16 = 37,
-  KX_COLOR_SRGB_KODAKTEXT = 38, /**< sRGB with the Kodak tone curve for text */
-  KX_COLOR_SRGB_KODAKTEXT_16 = 39,
-  KX_COLOR_NONE = 65535 /**< no colour code; as input code of some functions: the default, RGB */
+  KX_COLOR_NONE = 65535, /**< no colour code; as input code of some functions: the default, RGB */
+#define KX_ROW(value, name8, name16, c8, c16, doc, ...) \
+  c8 = value, doc c16 = value + 1, /**< with 16 bits a sample */
+  KX_COLOR_CODES(KX_ROW)
+#undef KX_ROW
 };
 
 /** Rendering intents (ICC.1:2010 6.2) and the lookup tag that each tries first; all fall back to
  *  A2B0. */
 enum KX_Intent {
-  KX_INTENT_PERCEPTUAL = 0, /**< A2B0 */
-  KX_INTENT_RELATIVE = 1,   /**< media-relative colorimetric: A2B1 */
-  KX_INTENT_SATURATION = 2, /**< A2B2 */
-  KX_INTENT_ABSOLUTE = 3    /**< ICC-absolute colorimetric: A2B1 with the media white point */
+#define KX_ROW(value, name, c, doc) c = value, doc
+  KX_INTENTS(KX_ROW)
+#undef KX_ROW
 };
 
 /** Results that are no colour codes. */
 enum KX_Result {
-  KX_RESULT_OK = 0,          /**< a conversion ran */
-  KX_RESULT_UNUSED = 65533,  /**< the function does nothing */
-  KX_RESULT_NOT_SET = 65535, /**< the slot is unusable */
-  KX_RESULT_FAIL = -1        /**< all ones: a conversion was refused */
+#define KX_ROW(value, name, c, doc) c = value, doc
+  KX_RESULTS(KX_ROW)
+#undef KX_ROW
 };
 
 /* ---- Profile selection ---------------------------------------------------------------------- */

@@ -185,7 +185,7 @@ void NeedBothOrNone(const TagBytes& tag, std::uint64_t oneAt, const char* one,
   tag.Refuse(otherAt, Sentence("The tag ", tag.signature, " has ", one, " without ", other, "."));
 }
 
-// A curves and CLUT, M curves and matrix come in pairs; B curves always (ICC.1:2010 10.10.1).
+// A curves and CLUT, M curves and matrix come in pairs; B curves always (ICC.1:2010 10.10).
 std::vector<Element> ReadCurvesAndGrid(const TagBytes& tag, ReadBudget& budget) {
   tag.Need(0, kHeadBytes, "its head");
   NeedThreeChannels(tag);

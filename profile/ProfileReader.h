@@ -38,23 +38,22 @@ class ProfileError : public std::runtime_error {
 /// Refused is what is damaged in: the header's size, signature and PCS; any entry of the tag table;
 /// the tags named above; wtpt. Nothing else takes part in a conversion, and other damage is
 /// overlooked: a text that cannot be read is empty, a chad or bkpt tag that cannot be read is
-/// absent, an unknown rendering intent of the header is perceptual, and tags of other names are not
-/// looked into. In particular:
+/// absent, an unknown rendering intent of the header is perceptual, and the illuminant of the
+/// header and tags of other names are not looked at. In particular:
 /// - The profile is as long as its header says. Bytes behind it are ignored; fewer are refused.
-/// - Tags may share their data. A tag may be longer than its content, never shorter. Two tags of
-/// one
-///   name are refused if the name is read at all.
-/// - The colorants and curves belong together and to PCS XYZ. With PCS Lab they are not read. An
-///   incomplete set is refused if the profile has no lookup tag, else not read.
+/// - Tags may share their data, lie anywhere behind the tag table, and be longer than what they
+///   hold, not shorter. Two tags of one name are refused if the name is read at all.
+/// - Tags of both versions are read in both.
+/// - Colorants and curves are read with PCS XYZ alone. An incomplete set of them is refused where
+///   there is no lookup tag, and otherwise not read.
 /// - Colorants and lookup matrices that cannot be inverted are refused; so are parametric curves
-///   that raise a negative number to a broken power or divide by 0.
-/// - lut8Type with PCS XYZ is refused: ICC.1:2010 10.9 gives it no encoding.
-/// - The D2Bx and B2Dx tags of version 4.3 are not read; a profile that has them has the tags
-/// above.
-/// - The description is the text of en-US, else of any en, else the first (multiLocalizedUnicode),
-/// or
-///   the ASCII text, else the Unicode text (textDescription). Texts end at their first NUL; invalid
-///   UTF-16 becomes U+FFFD; bytes of 8-bit texts above 127 are taken for ISO 8859-1.
+///   that raise negative numbers to a broken power or divide by 0.
+/// - lut8Type with PCS XYZ is refused: ICC.1 defines no 8-bit encoding of it.
+/// - D2Bx and B2Dx tags (version 4.3) are not read; the tags above stand beside them.
+/// - The description is the text of en-US, else the first of any en, else the first text of a
+///   multiLocalizedUnicodeType; the ASCII text, or if it is empty the Unicode text, of a
+///   textDescriptionType. Texts end at their first NUL. What is no valid UTF-16 becomes U+FFFD;
+///   bytes above 127 in 8-bit texts are taken for ISO 8859-1.
 ///
 /// @param bytes  the whole profile; borrowed, and not needed afterwards.
 /// @return what holds at most `ReaderLimit` of the profile's size.

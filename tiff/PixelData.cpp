@@ -10,6 +10,7 @@
 #include "../base/Bytes.h"
 #include "../base/FileStream.h"
 #include "../base/SaturatingMath.h"
+#include "StripOffsetsTag.h"
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {
@@ -99,10 +100,13 @@ void CopyAt(const std::vector<unsigned char>& bytes, std::uint64_t offset, unsig
 
 }  // namespace
 
+bool AreGatheredFromCopy(FILE* file, const StripTable& strips) {
+  return strips.stripCount > FileBytes(file) / kFileBytesPerSeek;
+}
+
 void GatherStrips(FILE* file, const StripTable& strips, unsigned char* pixels) {
-  const std::uint64_t fileBytes = FileBytes(file);
-  const bool copiesFile = strips.stripCount > fileBytes / kFileBytesPerSeek;
-  std::vector<unsigned char> bytes(copiesFile ? fileBytes : 0);
+  const bool copiesFile = AreGatheredFromCopy(file, strips);
+  std::vector<unsigned char> bytes(copiesFile ? FileBytes(file) : 0);
   if (copiesFile) ReadAt(file, 0, bytes.data(), bytes.size());
   for (std::uint64_t i = 0; i < strips.stripCount; ++i) {
     const std::uint32_t stripBytes = strips.byteCounts[i];
@@ -140,16 +144,30 @@ template void InterleavePlanes<unsigned char>(const unsigned char*, std::uint64_
 template void InterleavePlanes<unsigned short>(const unsigned char*, std::uint64_t, std::uint64_t,
                                                unsigned, unsigned char*);
 
-void HoldPixels(TiffTag& stripOffsets, unsigned char* buffer) {
+void HoldPixels(TiffTag& stripOffsets, unsigned char* buffer, std::uint64_t pixelBytes) {
   if (stripOffsets.count != 1 || IsOutOfLine(stripOffsets)) {
     stripOffsets.type = TIFF_LONG;
     stripOffsets.count = 1;
   }
+  SetPixels(stripOffsets, buffer, pixelBytes);
+}
+
+void SetPixels(TiffTag& stripOffsets, unsigned char* buffer, std::uint64_t pixelBytes) {
   stripOffsets.data = buffer;
+  if (auto* tag = dynamic_cast<StripOffsetsTag*>(&stripOffsets)) {
+    tag->pixels = buffer;
+    tag->pixelBytes = pixelBytes;
+  }
 }
 
 bool HoldsPixels(const TiffTag& stripOffsets) {
   return stripOffsets.data && !IsOutOfLine(stripOffsets);
+}
+
+std::optional<std::uint64_t> HeldPixelBytes(const TiffTag& stripOffsets) {
+  const auto* tag = dynamic_cast<const StripOffsetsTag*>(&stripOffsets);
+  if (!tag || !tag->data || tag->pixels != tag->data) return std::nullopt;
+  return tag->pixelBytes;
 }
 
 }  // namespace KX_Tiff_STL3

@@ -4,19 +4,14 @@
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {
-namespace {
-
-constexpr unsigned kDenominator = 100;
-
-}  // namespace
 
 ResolutionTag::ResolutionTag(unsigned tagAndType, unsigned itemCount, unsigned dotsPerUnit,
                              FILE* file)
     : TiffTag(tagAndType, itemCount, dotsPerUnit, file) {
   if (file || TagDataBytes(*this) > kStandInTagBytes) return;
   data = NewTagData(tag, TagDataBytes(*this)).release();
-  kxcms::StoreLittle32(data, value * kDenominator);
-  kxcms::StoreLittle32(data + 4, kDenominator);
+  kxcms::StoreLittle32(data, value * kResolutionDenominator);
+  kxcms::StoreLittle32(data + 4, kResolutionDenominator);
 }
 
 ResolutionTag::~ResolutionTag() = default;

@@ -18,6 +18,7 @@
 #include "codes/ResultCodes.h"
 #include "engine/CIccEngineS.h"
 #include "tiff/CTiff.h"
+#include "tiff/TiffLayout.h"
 
 namespace {
 
@@ -26,7 +27,6 @@ using ICC40::ICC_ENG_S4::CIccEngineS;
 
 // Pixels between two progress reports; enough for the threads not to notice.
 constexpr std::uint64_t kPixelsAtOnce = 1u << 20;
-constexpr std::uint32_t kExifBlock = 256;
 
 /// Reads the image with the library; the pixels end up interleaved in the StripOffsets tag.
 void ReadImage(CTiff& image, FILE* stream, const TiffForm& form, const std::string& name) {
@@ -42,7 +42,7 @@ void ReadImage(CTiff& image, FILE* stream, const TiffForm& form, const std::stri
     throw Refusal(Exit::InputUnreadable, name + ": cannot be read");
   }
   // Planes in several strips each arrive gathered but not interleaved.
-  if (image.GetTagValue(PlanarConfiguration) == 2) {
+  if (image.GetTagValue(PlanarConfiguration) == kSeparatePlanes) {
     const int width = static_cast<int>(form.width);
     const int length = static_cast<int>(form.length);
     if (form.bits == 8) {
@@ -50,7 +50,7 @@ void ReadImage(CTiff& image, FILE* stream, const TiffForm& form, const std::stri
     } else {
       image.Pack<unsigned short>(width, length);
     }
-    image.Tiff::SetTagValue(PlanarConfiguration, 1);
+    image.Tiff::SetTagValue(PlanarConfiguration, kChunky);
   }
   if (image.GetTag(StripOffsets)->GetData() == nullptr) {
     throw Refusal(Exit::InputUnreadable, name + ": cannot be read");
@@ -94,21 +94,16 @@ void RepairTags(CTiff& image, const TiffForm& form) {
     return std::find(form.leftOut.begin(), form.leftOut.end(), tag->tag) != form.leftOut.end();
   });
 
-  constexpr std::uint64_t kMostInShort = 65535;
   const auto bytes = static_cast<unsigned>(form.PixelBytes());
   const std::shared_ptr<TiffTag> counts = image.GetTag(StripByteCounts);
   if (counts->value != bytes || (counts->type == TIFF_SHORT && bytes > kMostInShort)) {
     counts->type = TIFF_LONG;
     counts->value = bytes;
   }
-  // The pixels come last, behind header, directory and the data of all tags.
-  std::uint64_t pixelOffset = 14 + 12 * image.tags.size();
-  for (const std::shared_ptr<TiffTag>& tag : image.tags) {
-    const std::uint64_t size = std::uint64_t{DataType[tag->type]} * tag->count;
-    if (size > 4) pixelOffset += size;
-  }
   const std::shared_ptr<TiffTag> offsets = image.GetTag(StripOffsets);
-  if (offsets->type == TIFF_SHORT && pixelOffset > kMostInShort) offsets->type = TIFF_LONG;
+  if (offsets->type == TIFF_SHORT && PixelOffset(image.tags) > kMostInShort) {
+    offsets->type = TIFF_LONG;
+  }
 }
 
 /// Writes the image and makes sure that all of it is there.
@@ -120,9 +115,9 @@ void WriteImage(CTiff& image, OutputFile& output) {
   output.Expect(0, BytesBeforePixels(image));
   output.Expect(strip->value, {strip->data, pixelBytes});
   if (const std::shared_ptr<TiffTag> exif = image.GetTag(ExifIfd)) {
-    output.Expect(pixelsEnd, {exif->data, kExifBlock});
+    output.Expect(pixelsEnd, {exif->data, kExifBlockBytes});
   }
-  output.Commit(pixelsEnd + (image.GetTag(ExifIfd) ? kExifBlock : 0));
+  output.Commit(pixelsEnd + (image.GetTag(ExifIfd) ? kExifBlockBytes : 0));
 }
 
 }  // namespace
@@ -158,11 +153,9 @@ void ConvertFile(const ConvertRequest& request) {
     WriteImage(image, output);
     return;
   }
-  constexpr int kResolution = 300;  // of every image that the library makes
   CTiff result;
-  result.CreateNew(static_cast<int>(form.width), static_cast<int>(form.length), kResolution, 3, 16,
-                   1);
-  constexpr std::size_t kNewImageTags = 15;
+  result.CreateNew(static_cast<int>(form.width), static_cast<int>(form.length), kNewImageResolution,
+                   3, 16, 1);
   // A tag that there is no memory for is left out.
   if (result.GetImageBuf() == nullptr || result.tags.size() != kNewImageTags) {
     throw std::bad_alloc();

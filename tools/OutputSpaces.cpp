@@ -1,32 +1,43 @@
 #include "OutputSpaces.h"
 
+#include <algorithm>
+#include <iterator>
+#include <tuple>
+
+#include "codes/ColorCodeTable.h"
+
 namespace {
 
-using namespace ICC40::ICCFILE;
+using ICC40::ICCFILE::sRGB;
 
-constexpr OutputSpace kSpaces[] = {
-    {"srgb", sRGB, "sRGB"},
-    {"srgb-linear", sRGB100, "sRGB primaries, linear"},
-    {"srgb-220", sRGB220, "sRGB primaries, the curve of srgb"},
-    {"srgb-kodak-photo", sRGB_KodakPhoto, "sRGB primaries, Kodak tone curve for photographs"},
-    {"srgb-kodak-mix", sRGB_KodakMix, "sRGB primaries, Kodak tone curve for mixed originals"},
-    {"srgb-kodak-text", sRGB_KodakText, "sRGB primaries, Kodak tone curve for text"},
-    {"adobe", Adobe, "Adobe RGB primaries, gamma 1.8"},
-    {"adobe-linear", Adobe100, "Adobe RGB primaries, linear"},
-    {"apple", Apple, "Apple RGB primaries, gamma 1.8"},
-    {"apple-linear", Apple100, "Apple RGB primaries, linear"},
-    {"colormatch", ColorMatch, "ColorMatch RGB primaries, gamma 1.8"},
-    {"colormatch-linear", ColorMatch100, "ColorMatch RGB primaries, linear"},
-};
+std::vector<OutputSpace> ListSpaces() {
+  std::vector<kxcms::ColorCode> outputs;
+  std::copy_if(kxcms::kColorCodes.begin(), kxcms::kColorCodes.end(), std::back_inserter(outputs),
+               [](const kxcms::ColorCode& code) {
+                 return code.bits == 8 && code.curve != kxcms::EncodingCurve::kNone;
+               });
+  std::stable_sort(outputs.begin(), outputs.end(), [](const auto& one, const auto& other) {
+    const auto rank = [](const kxcms::ColorCode& code) {
+      return std::tuple(code.code != sRGB, code.primaries, code.curve);
+    };
+    return rank(one) < rank(other);
+  });
+  std::vector<OutputSpace> spaces;
+  for (const kxcms::ColorCode& code : outputs) {
+    spaces.push_back({code.command, code.code, code.description});
+  }
+  return spaces;
+}
 
 }  // namespace
 
-std::span<const OutputSpace> OutputSpaces() {
-  return kSpaces;
+const std::vector<OutputSpace>& OutputSpaces() {
+  static const std::vector<OutputSpace> spaces = ListSpaces();
+  return spaces;
 }
 
 const OutputSpace* FindOutputSpace(std::string_view name) {
-  for (const OutputSpace& space : kSpaces) {
+  for (const OutputSpace& space : OutputSpaces()) {
     if (space.name == name) return &space;
   }
   return nullptr;

@@ -1,8 +1,8 @@
 #ifndef KXCMS_TOOLS_OUTPUTSPACES_H
 #define KXCMS_TOOLS_OUTPUTSPACES_H
 
-#include <span>
 #include <string_view>
+#include <vector>
 
 #include "codes/ColorCodes.h"
 
@@ -17,7 +17,9 @@ struct OutputSpace {
   }
 };
 
-std::span<const OutputSpace> OutputSpaces();
+/// Those of all colour codes with an output curve: sRGB, which is meant where nobody names one,
+/// then by primaries and curve.
+const std::vector<OutputSpace>& OutputSpaces();
 
 /// The space of this name, or null.
 const OutputSpace* FindOutputSpace(std::string_view name);

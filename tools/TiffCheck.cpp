@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -11,7 +10,7 @@
 #include "InputFile.h"
 #include "Refusal.h"
 #include "base/Bytes.h"
-#include "tiff/TiffCodes.h"
+#include "tiff/TiffLayout.h"
 
 // Layouts and tag values: TIFF 6.0, section 2 and the baseline and extension sections.
 
@@ -19,21 +18,12 @@ namespace {
 
 using namespace KX_Tiff_STL3;
 
-constexpr unsigned kMostEntries = 39;  // that the library reads
-constexpr std::uint64_t kEntrySize = 12;
 constexpr unsigned kMostImages = 1000;
-constexpr std::uint32_t kExifBlock = 256;  // bytes of an Exif directory that are carried over
 
 // Pointers to directories elsewhere in the file; beside ExifIfd, which the library knows.
 constexpr unsigned kSubIfds = 330;
 constexpr unsigned kGpsIfd = 34853;
 constexpr unsigned kInteroperabilityIfd = 40965;
-
-/// Bytes per item; 0 for types that the standard does not have.
-std::uint32_t ItemSize(unsigned type) {
-  constexpr std::array<std::uint8_t, 14> kSizes = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
-  return type < kSizes.size() ? kSizes[type] : 0;
-}
 
 struct Entry {
   unsigned tag;
@@ -42,8 +32,8 @@ struct Entry {
   std::uint32_t value;          ///< the four bytes as one number
   std::uint64_t valuePosition;  ///< of those four bytes in the file
 
-  std::uint64_t Size() const { return std::uint64_t{ItemSize(type)} * count; }
-  std::uint64_t DataPosition() const { return Size() <= 4 ? valuePosition : value; }
+  std::uint64_t Size() const { return std::uint64_t{StandardItemBytes(type)} * count; }
+  std::uint64_t DataPosition() const { return Size() <= kInlineBytes ? valuePosition : value; }
 };
 
 std::string CompressionName(std::uint32_t compression) {
@@ -149,7 +139,7 @@ class TiffChecker {
   }
 
   std::optional<std::uint32_t> HeaderAndFirstDirectory() {
-    const auto header = Read(0, 8);
+    const auto header = Read(0, kHeaderBytes);
     const auto begins = [&header](const char(&magic)[5]) {
       return header && std::memcmp(header->data(), magic, 4) == 0;
     };
@@ -160,16 +150,18 @@ class TiffChecker {
     } else if (!begins("II*\0")) {
       Error("not-a-tiff", "not a TIFF file", Exit::InputUnreadable);
     } else {
-      return kxcms::LittleEndianView(*header).U32(4);
+      return kxcms::LittleEndianView(*header).U32(kFirstDirectoryAt);
     }
     return std::nullopt;
   }
 
   /// A directory without its count of entries: the entries, and where the next directory stands.
   std::optional<std::vector<unsigned char>> ReadEntries(std::uint64_t position) {
-    const auto count = Read(position, 2);
-    auto bytes = count ? Read(position + 2, kxcms::LittleEndianView(*count).U16(0) * kEntrySize + 4)
-                       : std::nullopt;
+    const auto count = Read(position, kEntryCountBytes);
+    auto bytes =
+        count ? Read(position + kEntryCountBytes,
+                     DirectoryBytes(kxcms::LittleEndianView(*count).U16(0)) - kEntryCountBytes)
+              : std::nullopt;
     if (!bytes) Damaged("directory-cut-off", "cut off");
     return bytes;
   }
@@ -178,21 +170,23 @@ class TiffChecker {
     const auto bytes = ReadEntries(position);
     if (!bytes) return false;
     const kxcms::LittleEndianView table(*bytes);
-    const std::uint64_t count = bytes->size() / kEntrySize;
+    const std::uint64_t count = bytes->size() / kEntryBytes;
     if (count == 0) {
       Damaged("no-tags", "an image without tags");
       return false;
     }
-    if (count > kMostEntries) {
-      Unsupported("tag-count", std::to_string(count) + " tags; up to 39 can be read");
+    if (count > kMaxEntries) {
+      Unsupported("tag-count", std::to_string(count) + " tags; up to " +
+                                   std::to_string(kMaxEntries) + " can be read");
       return false;
     }
     for (std::uint64_t i = 0; i < count; ++i) {
-      const std::uint64_t at = i * kEntrySize;
-      entries_.push_back({table.U16(at), table.U16(at + 2), table.U32(at + 4), table.U32(at + 8),
-                          position + std::uint64_t{2} + at + 8});
+      const std::uint64_t at = i * kEntryBytes;
+      entries_.push_back({table.U16(at), table.U16(at + kEntryTypeAt),
+                          table.U32(at + kEntryItemsAt), table.U32(at + kEntryValueAt),
+                          std::uint64_t{position} + kEntryCountBytes + at + kEntryValueAt});
     }
-    nextDirectory_ = table.U32(count * kEntrySize);
+    nextDirectory_ = table.U32(count * kEntryBytes);
     return true;
   }
 
@@ -222,18 +216,18 @@ class TiffChecker {
       const auto bytes = ReadEntries(position);
       if (!bytes) return;
       const kxcms::LittleEndianView table(*bytes);
-      const std::uint64_t count = bytes->size() / kEntrySize;
+      const std::uint64_t count = bytes->size() / kEntryBytes;
       bool reduced = false;
       for (std::uint64_t i = 0; i < count; ++i) {
-        if (table.U16(i * kEntrySize) == NewSubfileType) {
-          reduced = (table.U32(i * kEntrySize + 8) & 1) != 0;
+        if (table.U16(i * kEntryBytes) == NewSubfileType) {
+          reduced = (table.U32(i * kEntryBytes + kEntryValueAt) & 1) != 0;
         }
       }
       if (!reduced) {
         Unsupported("several-images", "more than one image; only single images can be converted");
         return;
       }
-      position = table.U32(count * kEntrySize);
+      position = table.U32(count * kEntryBytes);
     }
   }
 
@@ -278,7 +272,6 @@ class TiffChecker {
   }
 
   void CheckForm() {
-    constexpr std::uint32_t kUncompressed = 1;
     const std::uint32_t compression = Required(Compression, "Compression").value_or(kUncompressed);
     if (compression != kUncompressed) {
       Unsupported("compressed", "compressed (" + CompressionName(compression) +
@@ -293,10 +286,9 @@ class TiffChecker {
   }
 
   void CheckPixels(TiffForm& form) {
-    constexpr std::uint32_t kRgb = 2;
     const std::uint32_t photometric =
-        Required(PhotometricInterpretation, "PhotometricInterpretation").value_or(kRgb);
-    if (photometric != kRgb) {
+        Required(PhotometricInterpretation, "PhotometricInterpretation").value_or(kPhotometricRgb);
+    if (photometric != kPhotometricRgb) {
       Unsupported("photometric", "holds " + PhotometricName(photometric) + ", not RGB");
     }
     const std::uint32_t samples = Number(SamplesPerPixel).value_or(1);
@@ -361,8 +353,8 @@ class TiffChecker {
   /// Every strip lies in the file and holds exactly its rows, so that strung together they are the
   /// image, or its three planes.
   void CheckStrips(const TiffForm& form) {
-    const std::uint32_t planar = Number(PlanarConfiguration).value_or(1);
-    if (planar != 1 && planar != 2) {
+    const std::uint32_t planar = Number(PlanarConfiguration).value_or(kChunky);
+    if (planar != kChunky && planar != kSeparatePlanes) {
       Damaged("planar", "planar configuration " + std::to_string(planar));
       return;
     }
@@ -382,19 +374,20 @@ class TiffChecker {
 
     const std::uint32_t rows = std::min(rowsPerStrip, form.length);
     const std::uint64_t perPlane = (form.length + std::uint64_t{rows} - 1) / rows;
-    const std::uint64_t strips = planar == 2 ? 3 * perPlane : perPlane;
+    const std::uint64_t strips = planar == kSeparatePlanes ? 3 * perPlane : perPlane;
     if (offsets.size() != strips || counts.size() != strips) {
       Damaged("strips", std::to_string(offsets.size()) + " strips where " + std::to_string(strips) +
                             " make the image");
       return;
     }
-    const std::uint64_t rowBytes = form.PixelBytes() / form.length / (planar == 2 ? 3 : 1);
+    const std::uint64_t rowBytes =
+        form.PixelBytes() / form.length / (planar == kSeparatePlanes ? 3 : 1);
     for (std::uint64_t i = 0; i < strips && !findings_.full(); ++i) {
       const std::uint64_t firstRow = i % perPlane * rows;
       const std::uint64_t needed = std::min<std::uint64_t>(rows, form.length - firstRow) * rowBytes;
       const std::string strip = "strip " + std::to_string(i + 1);
       // Bytes past the rows do no harm only behind the last pixel.
-      const bool last = planar == 1 && i + 1 == strips;
+      const bool last = planar == kChunky && i + 1 == strips;
       if (!Holds(offsets[i], needed) || counts[i] < needed) {
         Damaged("strip-cut-off", strip + " of " + std::to_string(strips) + " is cut off");
       } else if (counts[i] > needed && !last) {
@@ -427,9 +420,7 @@ class TiffChecker {
     }
     // The library's writer gives data of these types an offset even where they fit into the entry,
     // and then does not store them.
-    const bool offsetType = entry.type == TIFF_SBYTE || entry.type == TIFF_UNDEFINED ||
-                            entry.type == TIFF_SSHORT || entry.type == TIFF_SLONG;
-    if (offsetType) return entry.Size() <= 4;
+    if (AlwaysGetsOffset(entry.type)) return entry.Size() <= kInlineBytes;
     // It has other sizes for these (see DataType), or none.
     return entry.type == TIFF_SRATIONAL || entry.type == TIFF_FLOAT || entry.type == TIFF_DOUBLE ||
            entry.type > TIFF_DOUBLE || entry.type == 0;
@@ -437,22 +428,24 @@ class TiffChecker {
 
   /// The Exif directory moves as a block, so nothing in it may point elsewhere.
   bool IsExifSelfContained(const Entry& pointer) const {
-    if (pointer.type != TIFF_LONG || pointer.count != 1 || !Holds(pointer.value, 2)) return false;
-    const std::uint64_t size = std::min<std::uint64_t>(kExifBlock, fileSize_ - pointer.value);
+    if (pointer.type != TIFF_LONG || pointer.count != 1) return false;
+    if (!Holds(pointer.value, kEntryCountBytes)) return false;
+    const std::uint64_t size = std::min<std::uint64_t>(kExifBlockBytes, fileSize_ - pointer.value);
     const auto bytes = Read(pointer.value, size);
     if (!bytes) return false;
     const kxcms::LittleEndianView block(*bytes);
     const unsigned count = block.U16(0);
-    if (2 + count * kEntrySize + 4 > size) return false;
+    if (DirectoryBytes(count) > size) return false;
     for (unsigned i = 0; i < count; ++i) {
-      const std::uint64_t at = 2 + i * kEntrySize;
-      const std::uint32_t itemSize = ItemSize(block.U16(at + 2));
+      const std::uint64_t at = kEntryCountBytes + i * kEntryBytes;
+      const std::uint32_t itemSize = StandardItemBytes(block.U16(at + kEntryTypeAt));
       const bool pointsAway = block.U16(at) == kInteroperabilityIfd;
-      if (itemSize == 0 || std::uint64_t{itemSize} * block.U32(at + 4) > 4 || pointsAway) {
+      if (itemSize == 0 || std::uint64_t{itemSize} * block.U32(at + kEntryItemsAt) > kInlineBytes ||
+          pointsAway) {
         return false;
       }
     }
-    return block.U32(2 + count * kEntrySize) == 0;
+    return block.U32(kEntryCountBytes + count * kEntryBytes) == 0;
   }
 
   int fd_;

@@ -9,6 +9,7 @@
 
 #include "Refusal.h"
 #include "base/Bytes.h"
+#include "tiff/TiffLayout.h"
 
 namespace {
 
@@ -16,9 +17,6 @@ using namespace KX_Tiff_STL3;
 
 // Whole samples, few enough not to count beside the image.
 constexpr std::uint64_t kBlock = 1u << 20;
-constexpr std::uint64_t kInlineBytes = 4;
-constexpr std::uint64_t kEntrySize = 12;
-constexpr std::uint64_t kExifBlock = 256;
 
 /// Compares an image with its file, which has passed the check.
 class ImageVerifier {
@@ -27,14 +25,15 @@ class ImageVerifier {
       : fd_(fd), name_(name), form_(form), image_(image) {}
 
   void Verify() {
-    const std::uint64_t directory = U32(4);
-    const unsigned count = kxcms::LittleEndianView(Read(directory, 2)).U16(0);
-    const std::vector<unsigned char> bytes = Read(directory + 2, count * kEntrySize);
+    const std::uint64_t directory = U32(kFirstDirectoryAt);
+    const unsigned count = kxcms::LittleEndianView(Read(directory, kEntryCountBytes)).U16(0);
+    const std::uint64_t first = directory + kEntryCountBytes;
+    const std::vector<unsigned char> bytes = Read(first, count * kEntryBytes);
     const kxcms::LittleEndianView entries(bytes);
     for (unsigned i = 0; i < count; ++i) {
-      const std::uint64_t at = i * kEntrySize;
-      VerifyTag({entries.U16(at), entries.U16(at + 2), entries.U32(at + 4), entries.U32(at + 8),
-                 directory + 2 + at + 8});
+      const std::uint64_t at = i * kEntryBytes;
+      VerifyTag({entries.U16(at), entries.U16(at + kEntryTypeAt), entries.U32(at + kEntryItemsAt),
+                 entries.U32(at + kEntryValueAt), first + at + kEntryValueAt});
     }
     VerifyPixels();
   }
@@ -45,7 +44,7 @@ class ImageVerifier {
     std::uint32_t count, value;
     std::uint64_t valuePosition;
 
-    std::uint64_t Size() const { return std::uint64_t{DataType[type & 15]} * count; }
+    std::uint64_t Size() const { return ItemBytes(type, count); }
     std::uint64_t DataPosition() const { return Size() <= kInlineBytes ? valuePosition : value; }
   };
 
@@ -78,7 +77,7 @@ class ImageVerifier {
   void VerifyTag(const Entry& entry) {
     if (entry.tag == StripOffsets) stripOffsets_ = entry;
     if (entry.tag == RowsPerStrip) rowsPerStrip_ = entry.value;
-    if (entry.tag == PlanarConfiguration) isSeparate_ = entry.value == 2;
+    if (entry.tag == PlanarConfiguration) isSeparate_ = entry.value == kSeparatePlanes;
     const auto tag = image_.GetTag(static_cast<TiffTagSignature>(entry.tag));
     if (!tag) Refuse();
     const bool isLeftOut =
@@ -90,7 +89,7 @@ class ImageVerifier {
     }
     if (tag->type != entry.type || tag->count != entry.count) Refuse();
     if (entry.tag == ExifIfd) {
-      VerifyData(*tag, Read(entry.value, kExifBlock, 0));
+      VerifyData(*tag, Read(entry.value, kExifBlockBytes, 0));
     } else if (entry.Size() > kInlineBytes) {
       VerifyData(*tag, Read(entry.value, entry.Size()));
     } else if (tag->value != entry.value) {
@@ -175,21 +174,22 @@ void VerifyImage(int fd, const std::string& name, const TiffForm& form, CTiff& i
 }
 
 std::vector<unsigned char> BytesBeforePixels(const CTiff& image) {
-  std::vector<unsigned char> bytes = {'I', 'I', 42, 0, 8, 0, 0, 0};
+  std::vector<unsigned char> bytes;
   const auto append = [&bytes](std::uint32_t number, int size) {
     for (int i = 0; i < size; ++i) bytes.push_back(static_cast<unsigned char>(number >> 8 * i));
   };
-  append(static_cast<std::uint32_t>(image.tags.size()), 2);
+  append(kLittleEndianMark, 4);
+  append(kHeaderBytes, 4);
+  append(static_cast<std::uint32_t>(image.tags.size()), kEntryCountBytes);
   for (const std::shared_ptr<TiffTag>& tag : image.tags) {
     append(tag->tag, 2);
     append(tag->type, 2);
     append(tag->count, 4);
     append(tag->value, 4);
   }
-  append(0, 4);
+  append(0, kNextDirectoryBytes);
   for (const std::shared_ptr<TiffTag>& tag : image.tags) {
-    const std::uint64_t size = std::uint64_t{DataType[tag->type]} * tag->count;
-    if (size > kInlineBytes) bytes.insert(bytes.end(), tag->data, tag->data + size);
+    if (IsOutOfLine(*tag)) bytes.insert(bytes.end(), tag->data, tag->data + TagDataBytes(*tag));
   }
   return bytes;
 }

@@ -104,11 +104,12 @@ int ColorTable33::Conversion(int& c0, int& c1, int& c2, int&, int&, int&, int&) 
 }
 
 int ColorTable33::Initial(CLut16Type* lut) {
-  if (lut == nullptr || lut->colorTable == nullptr || lut->outputChannels < 1 ||
-      lut->outputChannels > kChannels || lut->gridPoints < kMinGridPoints ||
+  if (lut == nullptr || lut->outputChannels > kChannels || lut->gridPoints < kMinGridPoints ||
       lut->gridPoints > kMaxGridPoints) {
     return 0;
   }
+  // The colour table of a tag without outputs holds nothing.
+  if (lut->colorTable == nullptr && lut->outputChannels > 0) return 0;
   const double step = NodeStep(lut->gridPoints);
   std::unique_ptr<int[]> positions = NodePositions(lut->gridPoints, step);
 

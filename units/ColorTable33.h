@@ -45,9 +45,10 @@ class KX_API ColorTable33 : public Base {
   /// alone. Other inputs, or a table without node positions, change nothing. @return 0.
   virtual int Conversion(int& c0, int& c1, int& c2, int& o0, int& o1, int& o2, int& o3);
 
-  /// Fills the table from a lookup tag with 1..7 outputs and 2..33 grid points (borrowed during the
-  /// call; taken as three-input whatever its input count says). Grid points other than 9, 17, 33
-  /// are resampled to 17. A null tag, an absent colour table or counts outside these ranges change
+  /// Fills the table from a lookup tag with 0..7 outputs and 2..33 grid points (borrowed during the
+  /// call; taken as three-input whatever its input count says). Node values that the tag has no
+  /// outputs for keep what they hold, 0 in a new table. Grid points other than 9, 17, 33 are
+  /// resampled to 17. A null tag, an absent colour table or counts outside these ranges change
   /// nothing. May throw bad_alloc. @return 0.
   virtual int Initial(ICCFILE::CLut16Type* lut);
   /// Does nothing. @return 0.
@@ -94,7 +95,7 @@ class KX_API ColorTable33 : public Base {
   int gridPoints;      ///< nodes per axis in use
   int inputChannels;   ///< of the lookup tag
   int outputChannels;  ///< of the lookup tag
-  /// Node values, first input first; channels past those of the tag are 0.
+  /// Node values, first input first; 0 for channels that no tag has had.
   int grid[33][33][33][7];
 };
 

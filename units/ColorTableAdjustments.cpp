@@ -1,3 +1,4 @@
+#include "codes/ColorCodeTable.h"
 #include "colormath/CLCH.h"
 #include "units/ColorTable33.h"
 #include "units/LabEncoding.h"
@@ -60,12 +61,18 @@ struct WorkingSpace {
 // ColorMatch reports its 16-bit gamma member, Adobe and Apple their 16-bit linear ones: kept so
 // that results stay identical.
 WorkingSpace WorkingSpaceOf(int cs) {
-  using namespace ICCFILE;
-  if (cs >= ColorMatch100 && cs <= ColorMatch_16) {
-    return {ColorLch::kColorSpaceColorMatchRgb, ColorMatch_16};
+  const kxcms::ColorCode* code = kxcms::FindColorCode(cs);
+  switch (code == nullptr ? kxcms::Primaries::kNone : code->primaries) {
+    case kxcms::Primaries::kNone:
+    case kxcms::Primaries::kSRgb:
+      break;
+    case kxcms::Primaries::kAdobeRgb:
+      return {ColorLch::kColorSpaceAdobeRgb, ICCFILE::Adobe100_16};
+    case kxcms::Primaries::kAppleRgb:
+      return {ColorLch::kColorSpaceAppleRgb, ICCFILE::Apple100_16};
+    case kxcms::Primaries::kColorMatchRgb:
+      return {ColorLch::kColorSpaceColorMatchRgb, ICCFILE::ColorMatch_16};
   }
-  if (cs >= Apple100 && cs <= Apple_16) return {ColorLch::kColorSpaceAppleRgb, Apple100_16};
-  if (cs >= Adobe100 && cs <= Adobe_16) return {ColorLch::kColorSpaceAdobeRgb, Adobe100_16};
   return {ColorLch::kColorSpaceSRgb, cs};
 }
 

@@ -5,8 +5,9 @@
 #include <new>
 
 #include "base/Diagnostics.h"
-#include "codes/ColorCodes.h"
+#include "codes/ColorCodeTable.h"
 #include "codes/ResultCodes.h"
+#include "units/WorkingBufferSizes.h"
 
 namespace ICC40 {
 namespace ICC_UNIT {
@@ -36,47 +37,15 @@ bool Store(int& stored, int value) {
   return true;
 }
 
-// 1 = 8-bit, 2 = 16-bit, 0 = none. `Lab` has a class although profile selection refuses it.
+// `Lab` has an input class although profile selection refuses it.
 int InputClass(int code) {
-  switch (code) {
-    case ICCFILE::RGB:
-    case ICCFILE::Lab:
-      return 1;
-    case ICCFILE::RGB_16:
-    case ICCFILE::Lab_16:
-      return 2;
-    default:
-      return 0;
-  }
+  const kxcms::ColorCode* known = kxcms::FindColorCode(code);
+  return known == nullptr ? 0 : known->inputClass;
 }
 
-// Class of an output code, by code: odd classes have 8 bits a sample, even ones 16; 1, 2 stand for
-// three channels, 3, 4 for four, 5, 6 for six, 7, 8 for seven, 0 for none.
-constexpr unsigned char kOutputClass[ICCFILE::kColorCodeCount] = {
-    1, 2,  // RGB
-    1, 2,  // Lab
-    3, 4,  // CMYK
-    0, 0,  // XYZ
-    1, 2,  // sRGB220
-    1, 2,  // sRGB100
-    1, 2,  // sRGB
-    0, 0,  // CMY
-    5, 6,  // CLR6
-    7, 8,  // CLR7
-    1, 2,  // Adobe100
-    1, 2,  // Adobe
-    1, 2,  // Apple100
-    1, 2,  // Apple
-    1, 2,  // ColorMatch100
-    1, 2,  // ColorMatch
-    0, 0,  // Ycc
-    1, 2,  // sRGB_KodakPhoto
-    1, 2,  // sRGB_KodakMix
-    1, 2,  // sRGB_KodakText
-};
-
 int OutputClass(int code) {
-  return code >= 0 && code < ICCFILE::kColorCodeCount ? kOutputClass[code] : 0;
+  const kxcms::ColorCode* known = kxcms::FindColorCode(code);
+  return known == nullptr ? 0 : known->outputClass;
 }
 
 // Samples per pixel of a conversion type, 0 for an unknown one.
@@ -136,6 +105,7 @@ int Info::Reset() {
 }
 
 int Info::DeleteWorkingBuf() {
+  ForgetWorkingBuffer(*this);
   delete[] workingBuf;
   workingBuf = nullptr;
   return 0;
@@ -166,12 +136,7 @@ int Info::CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count) {
   workingCount = count;
   workingSize = 0;
   const int channels = ChannelCount(conversionType);
-  if (channels == 0) {
-    // The buffer that is kept has another size: nobody may convert with it.
-    reserved = IccResultNoConversionType;
-    return IccResultNoConversionType;
-  }
-  reserved = ICCFILE::kNoColorCode;
+  if (channels == 0) return IccResultNoConversionType;
 
   const std::int64_t sampleCount = std::int64_t{count} * channels;
   if (sampleCount >= INT_MIN && sampleCount <= INT_MAX) {
@@ -180,7 +145,9 @@ int Info::CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count) {
   DeleteWorkingBuf();
   try {
     workingBuf = NewSamples(sampleCount);
+    NoteWorkingBuffer(*this, workingSize);
   } catch (const std::bad_alloc& failure) {
+    DeleteWorkingBuf();
     ReportBadAlloc(failure);
   }
   return IccResultOk;

@@ -1,6 +1,7 @@
 #include "units/InputTable33.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <numeric>
 #include <utility>
@@ -28,6 +29,34 @@ void FillIdentity(InputTable33& table, int channels) {
   }
 }
 
+// A curve of more entries than a table holds: the rest of it stands in the lookups alone.
+bool IsLongCurve(double step) {
+  return step < kIdentityStep;
+}
+
+// Value of a channel's curve at a level. Past the entries that are held it is the lookup's own.
+unsigned short CurveLevel(const InputTable33& table, int channel, unsigned short level) {
+  const CurvePosition position = PositionOn(kCurveEntries, table.step, table.step, level);
+  if (IsLongCurve(table.step) && position.entry == kCurveEntries - 1) {
+    return static_cast<unsigned short>(table.lookup[channel][level]);
+  }
+  return static_cast<unsigned short>(
+      TruncateToInt64(RoundedAt(table.curves[channel], kCurveEntries, position)));
+}
+
+// Gives the lookups their values past the entries that the curves hold, from the tag's tables.
+void ExpandLongCurves(InputTable33& table, const CLut16Type& lut, int channels) {
+  const int entries = lut.inputEntries;
+  for (int c = 0; c < channels; ++c) {
+    const unsigned short* curve = lut.inputTables + static_cast<std::size_t>(c) * entries;
+    for (int v = FirstUnheldLevel(table.step); v < kTopLevel; ++v) {
+      table.lookup[c][v] =
+          static_cast<unsigned short>(InterpolateCurve(curve, entries, table.step, table.step, v));
+    }
+    table.lookup[c][kTopLevel] = curve[entries - 1];
+  }
+}
+
 // Fills the lookups of all three channels, through the virtual conversion: a derived table's own
 // interpolation counts. The top level takes the last entry itself.
 void ExpandCurves(InputTable33& table, int entries) {
@@ -37,6 +66,7 @@ void ExpandCurves(InputTable33& table, int entries) {
     table.Conversion(c[0], c[1], c[2], unused[0], unused[1], unused[2], unused[3]);
     for (int channel = 0; channel < kInputs; ++channel) table.lookup[channel][v] = c[channel];
   }
+  if (entries > kCurveEntries) return;
   for (int c = 0; c < kInputs; ++c) table.lookup[c][kTopLevel] = table.curves[c][entries - 1];
 }
 
@@ -53,7 +83,7 @@ int InputTable33::Conversion(unsigned short& c0, unsigned short& c1, unsigned sh
   if (step == 0.0) return 0;
   unsigned short* const samples[kInputs] = {&c0, &c1, &c2};
   for (int c = 0; c < kInputs; ++c) {
-    *samples[c] = static_cast<unsigned short>(InterpolateCurve(curves[c], step, step, *samples[c]));
+    *samples[c] = CurveLevel(*this, c, *samples[c]);
   }
   return 0;
 }
@@ -72,10 +102,11 @@ int InputTable33::Initial(CLut16Type* lut, ColorSpaceSignature inputColor) {
   if (lut->inputEntries < kMinCurveEntries) {
     FillIdentity(*this, channels);
   } else {
-    if (lut->inputTables == nullptr) return 0;
-    const int entries = UsableEntries(lut->inputEntries);
+    if (channels > 0 && lut->inputTables == nullptr) return 0;
+    const int entries = lut->inputEntries;
     step = CurveStep(entries);
-    CopyCurves(lut->inputTables, channels, lut->inputEntries, curves);
+    CopyCurves(lut->inputTables, channels, entries, curves);
+    if (entries > kCurveEntries) ExpandLongCurves(*this, *lut, channels);
     ExpandCurves(*this, entries);
   }
   switch (inputColor) {

@@ -19,7 +19,8 @@ class KX_API InputTable33 : public Base {
   using Base::Conversion;
   /// Replaces c0, c1, c2 by the interpolated value of their channel's curve, rounded by +0.5 and
   /// truncation; o0..o3 are untouched. Needs `Initial(lut, ...)`; without it nothing changes.
-  /// @return 0.
+  /// Where a curve goes on past entry 4095, its values are those of `lookup`, low 16 bits, however
+  /// that is indexed by then. @return 0.
   int Conversion(unsigned short& c0, unsigned short& c1, unsigned short& c2, unsigned short& o0,
                  unsigned short& o1, unsigned short& o2, unsigned short& o3) override;
   int Conversion(unsigned char* buffer, int count) override;
@@ -30,8 +31,9 @@ class KX_API InputTable33 : public Base {
 
   /// Builds the tables from the input tables of `lut` (borrowed during the call) and indexes them
   /// for `inputColor`: `RGB_16`, `Lab`, `Lab_16`, anything else as 8-bit RGB. The first three
-  /// channels are used, and of each up to 4096 entries; fewer than 3 entries mean identity. A null
-  /// tag or absent input tables change nothing. @return 0.
+  /// channels are used; one that the tag lacks keeps its curve, which is 0 in a new table. Fewer
+  /// than 3 entries mean identity. Of more than 4096 `curves` holds the first, `lookup` is made of
+  /// all. A null tag or absent input tables change nothing. @return 0.
   int Initial(ICCFILE::CLut16Type* lut, ICCFILE::ColorSpaceSignature inputColor);
   /// Copies lookup and depth of another table; null changes nothing. @return 0.
   int Initial(InputTable33* other);
@@ -45,7 +47,7 @@ class KX_API InputTable33 : public Base {
   int Change_Lut16_To_Lab16();
 
   double step;                    ///< curve input spacing, 65535 / (entries - 1); 0 = no curves
-  unsigned int curves[3][4096];   ///< curve of each channel, 16-bit values
+  unsigned int curves[3][4096];   ///< curve of each channel, its first 4096 16-bit values
   unsigned int lookup[3][65536];  ///< working value by input level (the first 256 when depth is 8)
   unsigned int depth;             ///< 16, or 8 after a change to 8-bit indexing
 };

@@ -22,13 +22,14 @@ class KX_API InputTable43 : public Base {
   /// Does nothing. @return 0.
   int Conversion(Info* info) override;
 
-  /// Copies the input tables of `lut` (up to 4 channels of 4096 entries). Curves of two entries are
-  /// interpolated like longer ones; fewer give a defined result. A null tag or absent input tables
-  /// change nothing. @return 0.
+  /// Copies the input tables of `lut` (up to 4 channels). Curves of two entries are interpolated
+  /// like longer ones; fewer give a defined result. Of more than 4096 entries the first are held,
+  /// at the spacing of all: levels past these convert to the last one held. A null tag or absent
+  /// input tables change nothing. @return 0.
   int Initial(ICCFILE::CLut16Type* lut);
 
   double step;                   ///< curve input spacing, 65535 / (entries - 1); 0 = no curves
-  unsigned int curves[4][4096];  ///< curve of each channel, 16-bit values
+  unsigned int curves[4][4096];  ///< curve of each channel, its first 4096 16-bit values
   unsigned int depth;            ///< 16
 };
 

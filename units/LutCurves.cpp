@@ -16,18 +16,18 @@ constexpr std::array<unsigned short, kCurveEntries> kIdentityCurve = MakeIdentit
 
 }  // namespace
 
-LutCurves::LutCurves(const unsigned short* tables, int channels, int tableEntries, double divisor)
+LutCurves::LutCurves(const unsigned short* tables, int channels, int entries, double divisor)
     : tables_(tables),
       channels_(tables == nullptr ? 0 : channels),
-      stride_(tableEntries),
-      entries_(UsableEntries(tableEntries)),
-      step_(CurveStep(entries_)),
+      stride_(entries),
+      entries_(entries),
+      step_(CurveStep(entries)),
       divisor_(divisor) {}
 
 LutCurves LutCurves::Input(const ICCFILE::CLut16Type& lut) {
   const int entries = lut.inputEntries;
   if (entries < kMinCurveEntries) return LutCurves(nullptr, 0, kCurveEntries, kIdentityStep);
-  return LutCurves(lut.inputTables, lut.inputChannels, entries, CurveStep(UsableEntries(entries)));
+  return LutCurves(lut.inputTables, lut.inputChannels, entries, CurveStep(entries));
 }
 
 LutCurves LutCurves::Output(const ICCFILE::CLut16Type& lut) {
@@ -37,8 +37,7 @@ LutCurves LutCurves::Output(const ICCFILE::CLut16Type& lut) {
     identity.stride_ = 0;  // one curve for all channels
     return identity;
   }
-  return LutCurves(lut.outputTables, lut.outputChannels, entries,
-                   OutputDivisor(UsableEntries(entries)));
+  return LutCurves(lut.outputTables, lut.outputChannels, entries, OutputDivisor(entries));
 }
 
 }  // namespace ICC_UNIT

@@ -16,14 +16,14 @@ namespace ICC_UNIT {
 /// levels) and `OutputTable33::lookup`, low 16 bits. Borrows the tag.
 class LutCurves {
  public:
-  /// Fewer than 3 entries mean exact identity.
+  /// Fewer than 3 entries mean exact identity. Not for channels that the tag lacks.
   static LutCurves Input(const ICCFILE::CLut16Type& lut);
   /// Fewer than 3 entries mean the interpolated 16 * i curve. Channels that the tag lacks, or whose
   /// tables are absent, are identity.
   static LutCurves Output(const ICCFILE::CLut16Type& lut);
 
   /// Where a level 0..65535 stands on the curves of all channels. As `PositionOn`, without its
-  /// guards: a curve of a lookup tag has 3 to 4096 entries.
+  /// guards: a curve of a lookup tag has 3 to 65535 entries.
   CurvePosition PositionOf(int level) const {
     const int entry = static_cast<int>(level / step_);
     return {entry, (level - entry * step_) / divisor_};
@@ -61,7 +61,7 @@ class LutCurves {
   }
 
  private:
-  LutCurves(const unsigned short* tables, int channels, int tableEntries, double divisor);
+  LutCurves(const unsigned short* tables, int channels, int entries, double divisor);
 
   // The first level past an interval, or the highest one.
   int EndOfInterval(int entry) const {

@@ -45,6 +45,17 @@ void Reduce(OutputTable33& table, int channels) {
   }
 }
 
+// Gives a channel's lookup its values past the entries that the curve holds, from the tag's table.
+void ExpandLongCurve(OutputTable33& table, const CLut16Type& lut, int channel) {
+  const int entries = lut.outputEntries;
+  const unsigned short* curve = lut.outputTables + static_cast<std::size_t>(channel) * entries;
+  for (int v = FirstUnheldLevel(table.step); v < kTopLevel; ++v) {
+    table.lookup[channel][v] =
+        static_cast<unsigned int>(InterpolateCurve(curve, entries, table.step, table.divisor, v));
+  }
+  table.lookup[channel][kTopLevel] = curve[entries - 1];
+}
+
 // Gives channels 0 to 2 the same curve, for the first `levels` levels.
 template <typename Curve>
 void SetRgbCurve(OutputTable33& table, int levels, const Curve& curve) {
@@ -109,19 +120,25 @@ int OutputTable33::Conversion(Info* info) {
 
 int OutputTable33::Interpolation1D(int c) {
   if (c < 0 || c >= kMaxChannels) return 0;
-  ForEachBlock(kLevels, [&](std::int64_t begin, std::int64_t end) {
+  // Past the entries that are held the lookup keeps what it has: Initial put it there.
+  const bool isLong = entries > kCurveEntries;
+  const int levels = isLong ? kTopLevel : kLevels;
+  ForEachBlock(levels, [&](std::int64_t begin, std::int64_t end) {
     for (auto v = static_cast<int>(begin); v < end; ++v) {
-      lookup[c][v] = static_cast<unsigned int>(InterpolateCurve(curves[c], step, divisor, v));
+      const CurvePosition position = PositionOn(kCurveEntries, step, divisor, v);
+      if (isLong && position.entry == kCurveEntries - 1) return;
+      lookup[c][v] =
+          static_cast<unsigned int>(TruncateToInt64(RoundedAt(curves[c], kCurveEntries, position)));
     }
   });
-  if (entries >= 1 && entries <= kCurveEntries) lookup[c][kTopLevel] = curves[c][entries - 1];
+  if (entries >= 1 && !isLong) lookup[c][kTopLevel] = curves[c][entries - 1];
   return 0;
 }
 
 int OutputTable33::Initial(CLut16Type* lut) {
   if (lut == nullptr) return 0;
   const bool isIdentity = lut->outputEntries < kMinCurveEntries;
-  if (!isIdentity && lut->outputTables == nullptr) return 0;
+  if (!isIdentity && lut->outputChannels > 0 && lut->outputTables == nullptr) return 0;
   channels = lut->outputChannels;
   const int used = std::min(channels, kMaxChannels);
   if (isIdentity) {
@@ -130,10 +147,11 @@ int OutputTable33::Initial(CLut16Type* lut) {
     divisor = kIdentityDivisor;
     for (int c = 0; c < used; ++c) FillIdentityCurve(curves[c]);
   } else {
-    entries = UsableEntries(lut->outputEntries);
+    entries = lut->outputEntries;
     step = CurveStep(entries);
     divisor = OutputDivisor(entries);
-    CopyCurves(lut->outputTables, used, lut->outputEntries, curves);
+    CopyCurves(lut->outputTables, used, entries, curves);
+    for (int c = 0; entries > kCurveEntries && c < used; ++c) ExpandLongCurve(*this, *lut, c);
   }
   for (int c = 0; c < used; ++c) Interpolation1D(c);
   return 0;

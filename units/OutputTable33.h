@@ -31,19 +31,23 @@ class KX_API OutputTable33 : public Base {
   int Conversion(Info* info) override;
 
   /// Fills lookup[c] from curves[c] in one parallel region. The fraction is divided by `divisor`,
-  /// not by `step`. Position 65535 takes the last entry. A channel outside 0..6 changes nothing.
-  /// @return 0.
+  /// not by `step`. Position 65535 takes the last entry. With more than 4096 `entries`, that
+  /// position keeps what it holds, and so do those that stand past curves[c][4095]. A channel
+  /// outside 0..6 changes nothing. @return 0.
   virtual int Interpolation1D(int c);
-  /// Takes the output tables of `lut`: up to 7 channels, up to 4096 entries; fewer than 3 entries
-  /// mean the 16 * i curve. A null tag or absent output tables change nothing. @return 0.
+  /// Takes the output tables of `lut` (borrowed during the call), up to 7 channels; those that the
+  /// tag lacks keep their lookups, identity in a new table. Fewer than 3 entries mean the 16 * i
+  /// curve. Of more than 4096 `curves` holds the first, the lookups are made of all. A null tag or
+  /// absent output tables change nothing. @return 0.
   virtual int Initial(ICCFILE::CLut16Type* lut);
   /// Copies the first 256 bytes from each channel's output table on into the lookups, whatever the
   /// entry count; bytes past the last table are 0. Null changes nothing. @return 0.
   virtual int Initial(ICCFILE::CLut8Type* lut);
 
   /// Three 8-bit curves of `count` entries (borrowed; used up to 4096), for channels 0 to 2. The
-  /// top value is the entry that the previous `Initial` made the last one; without one it is
-  /// interpolated. A null curve changes nothing. @return 0.
+  /// top value is the entry that the previous `Initial` made the last one, past 4096 entries the
+  /// top value that it gave; without one it is interpolated. A null curve changes nothing.
+  /// @return 0.
   int Initial(unsigned char* r, unsigned char* g, unsigned char* b, int count);
 
   /// Identity curves and lookups in all seven channels. @return 65536.
@@ -112,11 +116,11 @@ class KX_API OutputTable33 : public Base {
   double step;     ///< curve input spacing, 65535 / (entries - 1)
   double divisor;  ///< of the interpolation fraction: 65536 / entries, 15 for identity curves
   int channels;    ///< output channels of the lookup tag, as it states them
-  int entries;     ///< entries per output curve, at most 4096
+  int entries;     ///< entries per output curve, as the tag states them; 4096 for fewer than 3
   /// Packing chosen by the last builder: 0, 2, 4, 6 for 16 bits and three, four, six, seven
   /// channels; one more for 8 bits.
   unsigned int outputMode;
-  unsigned int curves[7][4096];   ///< curve of each channel, 16-bit values
+  unsigned int curves[7][4096];   ///< curve of each channel, its first 4096 16-bit values
   unsigned int lookup[7][65536];  ///< output value by interpolated 16-bit value
 };
 

@@ -12,7 +12,7 @@ void FillIdentityCurve(ToneCurve& curve) {
 
 void CopyCurves(const unsigned short* tables, int channels, int tableEntries, ToneCurve* curves) {
   for (int c = 0; c < channels; ++c) {
-    std::copy_n(tables + static_cast<std::size_t>(c) * tableEntries, UsableEntries(tableEntries),
+    std::copy_n(tables + static_cast<std::size_t>(c) * tableEntries, HeldEntries(tableEntries),
                 curves[c]);
   }
 }

@@ -34,9 +34,10 @@ constexpr double OutputDivisor(int entries) {
 }
 constexpr double kIdentityDivisor = 15.0;
 
-/// The entries of a lookup tag's tables that a curve can take.
-constexpr int UsableEntries(int entries) {
-  return entries < kCurveEntries ? entries : kCurveEntries;
+/// The entries of a lookup tag's table that a curve can take. Where a level lies on a table is a
+/// matter of all its entries; a table class looks into the tag for those that it cannot hold.
+constexpr int HeldEntries(int tableEntries) {
+  return tableEntries < kCurveEntries ? tableEntries : kCurveEntries;
 }
 
 /// The 16 * i curve that stands for identity.
@@ -44,21 +45,26 @@ void FillIdentityCurve(ToneCurve& curve);
 
 /// Copies the tables of a lookup tag, channel after channel, into curves.
 /// @param tables      channels * tableEntries values, borrowed; not read when there are none
-/// @param curves      at least `channels`, each filled up to UsableEntries(tableEntries)
+/// @param curves      at least `channels`, each filled up to HeldEntries(tableEntries)
 void CopyCurves(const unsigned short* tables, int channels, int tableEntries, ToneCurve* curves);
 
 /// Where a 16-bit level stands between the entries of a curve.
 struct CurvePosition {
-  int entry;        ///< 0 .. kCurveEntries - 1
+  int entry;        ///< 0 .. entries - 1
   double fraction;  ///< of the interval to the next entry, in units of the divisor
 };
 
 /// The position within an interval is divided by `divisor`, which the output side chooses smaller
-/// than `step`: the fraction can exceed 1.
-inline CurvePosition PositionOn(double step, double divisor, int level) {
-  constexpr std::int64_t kLast = kCurveEntries - 1;
-  const std::int64_t i = std::clamp<std::int64_t>(TruncateToInt64(level / step), 0, kLast);
+/// than `step`: the fraction can exceed 1. A level beyond the last entry stands at that one.
+inline CurvePosition PositionOn(int entries, double step, double divisor, int level) {
+  const std::int64_t i = std::clamp<std::int64_t>(TruncateToInt64(level / step), 0, entries - 1);
   return {static_cast<int>(i), (level - static_cast<double>(i) * step) / divisor};
+}
+
+/// Of a table's curve of more entries than are held: no level below this one needs those that are
+/// not.
+constexpr int FirstUnheldLevel(double step) {
+  return static_cast<int>((kCurveEntries - 1) * step);
 }
 
 /// The interpolated value, before its truncation: linear, plus 0.5. It can overshoot the next entry
@@ -72,11 +78,16 @@ double RoundedAt(const Entry* curve, int entries, const CurvePosition& position)
   return here * (1 - position.fraction) + next * position.fraction + 0.5;
 }
 
-/// Value of a table class's curve at a 16-bit level, truncated; callers keep the low bits that they
-/// need.
+/// Value of a curve at a 16-bit level, truncated; callers keep the low bits that they need.
+template <typename Entry>
+std::int64_t InterpolateCurve(const Entry* curve, int entries, double step, double divisor,
+                              int level) {
+  return TruncateToInt64(RoundedAt(curve, entries, PositionOn(entries, step, divisor, level)));
+}
+/// The same of the curve that a table class holds.
 inline std::int64_t InterpolateCurve(const ToneCurve& curve, double step, double divisor,
                                      int level) {
-  return TruncateToInt64(RoundedAt(curve, kCurveEntries, PositionOn(step, divisor, level)));
+  return InterpolateCurve(curve, kCurveEntries, step, divisor, level);
 }
 
 }  // namespace ICC_UNIT

@@ -50,7 +50,7 @@ Vector LoadRecords(const TetrahedronRecord* records, const std::uint16_t* halfRe
 
 }  // namespace
 
-const KernelSet kAvx2Kernels = {Convert<1, 1>, Convert<1, 2>, Convert<2, 2>, true};
+const KernelSet kAvx2Kernels = {{Convert<1, 1>, Convert<1, 2>, Convert<2, 2>}, true};
 
 }  // namespace ICC_ENG_S4
 }  // namespace ICC40

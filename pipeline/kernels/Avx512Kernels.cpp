@@ -215,7 +215,7 @@ void Output8(const CompactTables& tables, const PixelBlock& block, int pixels,
 
 }  // namespace
 
-const KernelSet kAvx512Kernels = {Convert<1, 1>, Convert<1, 2>, Convert<2, 2>, false};
+const KernelSet kAvx512Kernels = {{Convert<1, 1>, Convert<1, 2>, Convert<2, 2>}, false};
 
 }  // namespace ICC_ENG_S4
 }  // namespace ICC40

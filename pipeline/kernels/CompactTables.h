@@ -28,9 +28,8 @@ struct alignas(64) StepCurve {
   std::uint8_t last[3][256];
 };
 
-/// What the fast workers read: compact forms of the engine's tables, rebuilt whenever those change.
-/// Borrowed pointers into one array that the engine owns. The output tables are set for the sample
-/// width that is converted to.
+/// What the fast workers read: compact forms of a pipeline's tables, which WorkerTables makes and
+/// owns. The output tables are set for the sample width that is converted to.
 struct CompactTables {
   const std::uint16_t* coordinates[3];  ///< by input level: cell index << 12 | fraction
   /// 8-bit input only: low and high bytes of the coordinates, [channel][low, high][level].

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// The pixel workers. ScalarWorker defines the result and reads the engine's tables; the others read
+// The pixel workers. ScalarWorker defines the result and reads a pipeline's tables; the others read
 // a compact form of these and give the same bits.
 //
 //   Kernels.cpp          chooses the level, once
@@ -28,9 +28,7 @@ using PixelKernel = void (*)(const CompactTables& tables, const unsigned char* s
 
 /// The workers of one instruction-set level.
 struct KernelSet {
-  PixelKernel convert8To8;
-  PixelKernel convert8To16;
-  PixelKernel convert16To16;
+  PixelKernel convert[3];     ///< by PixelFormat
   bool readsCoordinatePairs;  ///< for 8-bit samples: CompactTables::coordinatePairs
 };
 

@@ -1,6 +1,7 @@
 #include "pipeline/kernels/ScalarWorker.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 #include "units/Tetrahedra.h"
@@ -9,8 +10,6 @@ namespace ICC40 {
 namespace ICC_ENG_S4 {
 
 namespace {
-
-constexpr std::int64_t kOutputLevels = 65536;
 
 template <typename Sample>
 Sample Load(const unsigned char* buffer, std::int64_t index) {
@@ -28,14 +27,16 @@ void Store(unsigned char* buffer, std::int64_t index, std::uint32_t value) {
 }  // namespace
 
 template <typename Source, typename Destination>
-void ConvertPixels(const ContractTables& tables, const unsigned char* source,
+void ConvertPixels(const FixedTables& tables, const unsigned char* source,
                    unsigned char* destination, std::int64_t begin, std::int64_t end) {
-  const std::uint32_t lastLevel = tables.inputLevels - 1;
+  const std::uint32_t* const input[3] = {tables.input[0].data(), tables.input[1].data(),
+                                         tables.input[2].data()};
+  const std::size_t lastLevel = tables.input[0].size() - 1;
   for (std::int64_t pixel = begin; pixel < end; ++pixel) {
     std::uint32_t entry[3];
     for (int c = 0; c < 3; ++c) {
-      const std::uint32_t level = Load<Source>(source, 3 * pixel + c);
-      entry[c] = tables.input[c][std::min(level, lastLevel)];
+      const std::size_t level = Load<Source>(source, 3 * pixel + c);
+      entry[c] = input[c][std::min(level, lastLevel)];
     }
     const std::uint32_t fx = entry[0] & 0xFFFF;
     const std::uint32_t fy = entry[1] & 0xFFFF;
@@ -53,26 +54,26 @@ void ConvertPixels(const ContractTables& tables, const unsigned char* source,
 }
 
 template <typename Destination>
-void FillPixels(const ContractTables& tables, unsigned char* destination, std::int64_t begin,
-                std::int64_t end) {
-  const std::int64_t last = std::min(3 * end, kOutputLevels);
+void FillPixels(const std::uint32_t (*output)[kLevels16], unsigned char* destination,
+                std::int64_t begin, std::int64_t end) {
+  const std::int64_t last = std::min<std::int64_t>(3 * end, kLevels16);
   for (std::int64_t position = 3 * begin; position < last; ++position) {
-    Store<Destination>(destination, position, tables.output[position % 3][position]);
+    Store<Destination>(destination, position, output[position % 3][position]);
   }
 }
 
-template void ConvertPixels<std::uint8_t, std::uint8_t>(const ContractTables&, const unsigned char*,
+template void ConvertPixels<std::uint8_t, std::uint8_t>(const FixedTables&, const unsigned char*,
                                                         unsigned char*, std::int64_t, std::int64_t);
-template void ConvertPixels<std::uint8_t, std::uint16_t>(const ContractTables&,
-                                                         const unsigned char*, unsigned char*,
-                                                         std::int64_t, std::int64_t);
-template void ConvertPixels<std::uint16_t, std::uint16_t>(const ContractTables&,
-                                                          const unsigned char*, unsigned char*,
-                                                          std::int64_t, std::int64_t);
-template void FillPixels<std::uint8_t>(const ContractTables&, unsigned char*, std::int64_t,
-                                       std::int64_t);
-template void FillPixels<std::uint16_t>(const ContractTables&, unsigned char*, std::int64_t,
-                                        std::int64_t);
+template void ConvertPixels<std::uint8_t, std::uint16_t>(const FixedTables&, const unsigned char*,
+                                                         unsigned char*, std::int64_t,
+                                                         std::int64_t);
+template void ConvertPixels<std::uint16_t, std::uint16_t>(const FixedTables&, const unsigned char*,
+                                                          unsigned char*, std::int64_t,
+                                                          std::int64_t);
+template void FillPixels<std::uint8_t>(const std::uint32_t (*)[kLevels16], unsigned char*,
+                                       std::int64_t, std::int64_t);
+template void FillPixels<std::uint16_t>(const std::uint32_t (*)[kLevels16], unsigned char*,
+                                        std::int64_t, std::int64_t);
 
 }  // namespace ICC_ENG_S4
 }  // namespace ICC40

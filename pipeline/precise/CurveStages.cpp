@@ -122,15 +122,17 @@ BrokenPower FormOf(const GammaCurve& curve) {
   return {kNever, 0, 0, 1, 0, curve.gamma, 0};
 }
 
+// With results in [0, 1] for all of [0, 1].
 bool IsPurePower(const BrokenPower& form) {
-  return form.split <= 0 && form.factor == 1 && form.base == 0 && form.shift == 0;
+  return form.exponent > 0 && form.split <= 0 && form.factor == 1 && form.base == 0 && form.shift == 0;
 }
 
-// The power alone, and values that leave everything else out.
+// The power alone.
 CurveStage PowerOf(double exponent, double highest, Arena& arena) {
   CurveStage stage{};
   if (exponent == 1) return stage;
   stage.kind = CurveKind::kPower;
+  stage.factor = 1;
   stage.power = MakePowerTable(exponent, highest, arena);
   return stage;
 }
@@ -243,7 +245,7 @@ CurveStage UndoOrdinary(const BrokenPower& form, Arena& arena) {
 
 CurveStage Undo(const BrokenPower& form, Signature tag, Arena& arena) {
   const int direction = DirectionOf(form, tag);
-  if (IsPurePower(form) && form.exponent > 0) return PowerOf(1 / form.exponent, 1, arena);
+  if (IsPurePower(form)) return PowerOf(1 / form.exponent, 1, arena);
   if (IsOrdinary(form)) return UndoOrdinary(form, arena);
   CurveStage stage = StageOf(form, arena);
   stage.kind = CurveKind::kInverseSearched;
@@ -298,6 +300,23 @@ CurveStage Undo(const SampledCurve& curve, Signature tag, Arena& arena) {
 }
 
 }  // namespace
+
+bool AreAlike(const Curve& a, const Curve& b) {
+  if (a.index() != b.index()) return false;
+  if (const auto* sampled = std::get_if<SampledCurve>(&a)) {
+    const auto& other = std::get<SampledCurve>(b);
+    return sampled->maximum == other.maximum && sampled->values == other.values;
+  }
+  if (const auto* gamma = std::get_if<GammaCurve>(&a)) {
+    return gamma->gamma == std::get<GammaCurve>(b).gamma;
+  }
+  if (const auto* p = std::get_if<ParametricCurve>(&a)) {
+    const auto& q = std::get<ParametricCurve>(b);
+    return p->function == q.function && p->g == q.g && p->a == q.a && p->b == q.b && p->c == q.c &&
+           p->d == q.d && p->e == q.e && p->f == q.f;
+  }
+  return true;
+}
 
 CurveStage MakeCurve(const Curve& curve, double& unit, Arena& arena) {
   if (std::holds_alternative<IdentityCurve>(curve)) return {};

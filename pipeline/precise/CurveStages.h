@@ -10,6 +10,9 @@
 
 namespace kxcms {
 
+/// Whether two curves are written alike.
+bool AreAlike(const Curve& a, const Curve& b);
+
 /// A curve of values within [0, 1].
 /// @param unit  what a value of 1 as it comes in means; becomes the same of what goes out.
 /// @throw PipelineError, bad_alloc.

@@ -63,7 +63,7 @@ Parameters* StageBuilder::Append(StageKind kind, const Parameters* Stage::*membe
   stage.kind = kind;
   stage.*member = own;
   stages_.push_back(stage);
-  open_ = nullptr;
+  clips_ = nullptr;
   return own;
 }
 
@@ -73,7 +73,7 @@ AffineMap StageBuilder::WithUnits(const AffineMap& map) const {
 }
 
 void StageBuilder::ClipWhatComesIn() {
-  if (open_ != nullptr) open_->clips = true;
+  if (clips_ != nullptr) *clips_ = true;
 }
 
 void StageBuilder::Add(const std::vector<Element>& elements) {
@@ -88,15 +88,24 @@ void StageBuilder::Add(const std::vector<Element>& elements) {
   }
 }
 
+// Curves that are alike share a table: what is read is in the cache more often.
 void StageBuilder::Add(const CurveSet& set) {
   ClipWhatComesIn();
-  Curves curves;
+  Curves stage;
   bool isNeeded = false;
+  const std::array<double, 3> unitBefore = unit_;
   for (std::size_t n = 0; n < 3; ++n) {
-    curves.curve[n] = MakeCurve(set.curves[n], unit_[n], *arena_);
-    isNeeded = isNeeded || curves.curve[n].kind != CurveKind::kNone;
+    std::size_t twin = 0;
+    while (unitBefore[twin] != unitBefore[n] || !AreAlike(set.curves[twin], set.curves[n])) ++twin;
+    if (twin < n) {
+      stage.curve[n] = stage.curve[twin];
+      unit_[n] = unit_[twin];
+    } else {
+      stage.curve[n] = MakeCurve(set.curves[n], unit_[n], *arena_);
+    }
+    isNeeded = isNeeded || stage.curve[n].kind != CurveKind::kNone;
   }
-  if (isNeeded) Append(StageKind::kCurves, &Stage::curves, curves);
+  if (isNeeded) Append(StageKind::kCurves, &Stage::curves, stage);
 }
 
 void StageBuilder::Add(const ColorGrid& grid) {
@@ -106,7 +115,8 @@ void StageBuilder::Add(const ColorGrid& grid) {
       static_cast<std::size_t>(r) * static_cast<std::size_t>(g) * static_cast<std::size_t>(b);
   auto* const nodes = arena_->New<Node>(count);
   for (std::size_t n = 0; n < count; ++n) {
-    nodes[n] = {{grid.values[3 * n], grid.values[3 * n + 1], grid.values[3 * n + 2], 0}};
+    const auto value = [&](std::size_t c) { return static_cast<float>(grid.values[3 * n + c]); };
+    nodes[n] = {{value(0), value(1), value(2), 0}};
   }
   Grid stage;
   stage.nodes = nodes;
@@ -125,7 +135,7 @@ void StageBuilder::Add(const AffineMap& map, bool clips) {
   Matrix* const matrix =
       Append(StageKind::kMatrix, &Stage::matrix, ToMatrix(WithUnits(map), clips));
   unit_ = {1, 1, 1};
-  open_ = matrix;
+  clips_ = &matrix->clips;
 }
 
 void StageBuilder::AddLabToXyz(const AffineMap& lab, const AffineMap& then, bool clips) {
@@ -135,7 +145,7 @@ void StageBuilder::AddLabToXyz(const AffineMap& lab, const AffineMap& then, bool
   SetRow(stage.a, decoding, 1);
   SetRow(stage.b, decoding, 2);
   stage.matrix = ToMatrix(then, clips);
-  Append(StageKind::kLabMatrix, &Stage::labMatrix, stage);
+  clips_ = &Append(StageKind::kLabMatrix, &Stage::labMatrix, stage)->matrix.clips;
   unit_ = {1, 1, 1};
 }
 
@@ -147,7 +157,7 @@ void StageBuilder::AddXyzToLab(const AffineMap& before, const AffineMap& lab, bo
   SetRow(stage.a, lab, 1);
   SetRow(stage.b, lab, 2);
   stage.clips = clips;
-  Append(StageKind::kMatrixLab, &Stage::matrixLab, stage);
+  clips_ = &Append(StageKind::kMatrixLab, &Stage::matrixLab, stage)->clips;
   unit_ = {1, 1, 1};
 }
 
@@ -155,7 +165,10 @@ void StageBuilder::AddInverse(const std::array<Curve, 3>& curves) {
   Curves stage;
   bool isNeeded = false;
   for (std::size_t n = 0; n < 3; ++n) {
-    stage.curve[n] = MakeInverse(curves[n], kCurveTags[n], *arena_);
+    std::size_t twin = 0;
+    while (!AreAlike(curves[twin], curves[n])) ++twin;
+    stage.curve[n] =
+        twin < n ? stage.curve[twin] : MakeInverse(curves[n], kCurveTags[n], *arena_);
     isNeeded = isNeeded || stage.curve[n].kind != CurveKind::kNone;
   }
   if (isNeeded) Append(StageKind::kCurves, &Stage::curves, stage);

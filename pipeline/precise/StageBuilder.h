@@ -61,7 +61,7 @@ class StageBuilder {
   std::vector<Stage> stages_;
   /// A number as it stands, times this, is the value that it means.
   std::array<double, 3> unit_ = {1, 1, 1};
-  Matrix* open_ = nullptr;  ///< of the last stage, if it may lead beyond [0, 1]
+  bool* clips_ = nullptr;  ///< of the last stage, if its results may lie beyond [0, 1]
 };
 
 }  // namespace kxcms

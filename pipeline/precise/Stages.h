@@ -91,9 +91,9 @@ struct Curves {
 
 // ---- Other stages -------------------------------------------------------------------------------
 
-/// A node's three values and a 0.
-struct alignas(8) Node {
-  std::uint16_t value[4];
+/// A node's three values and a 0: one load.
+struct alignas(16) Node {
+  float value[4];
 };
 
 /// Positions are factor x. Index of a node: the sum of the axes' whole positions times `stride`,

@@ -4,20 +4,24 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <set>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "codes/ResultCodes.h"
 #include "iccfile/CLut.h"
+#include "pipeline/FixedStages.h"
 #include "pipeline/LookupTag.h"
-#include "pipeline/PipelineTables.h"
+#include "tests/Surroundings.h"
 #include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
 
@@ -64,6 +68,12 @@ int SetIntent(CIccEngineS& engine, int intent, int in, int out) {
                           static_cast<ColorSpaceSignature>(out), 1, 2, 3);
 }
 
+// In field order: auxiliary and input table of each channel.
+std::array<unsigned int*, 6> InputArraysOf(const CIccEngineS& engine) {
+  return {engine.inLutAux0, engine.inLut0,    engine.inLutAux1,
+          engine.inLut1,    engine.inLutAux2, engine.inLut2};
+}
+
 }  // namespace
 
 TEST(CIccEngineS, AFreshEngineIsUnusable) {
@@ -71,10 +81,7 @@ TEST(CIccEngineS, AFreshEngineIsUnusable) {
   EXPECT_EQ(engine->outputColor, 65535);
   EXPECT_EQ(engine->conversionType, 65534);
   EXPECT_EQ(engine->fractionBits, 12);
-  for (const unsigned int* table : {engine->inLutAux0, engine->inLut0, engine->inLutAux1,
-                                    engine->inLut1, engine->inLutAux2, engine->inLut2}) {
-    EXPECT_EQ(table, nullptr);
-  }
+  for (const unsigned int* table : InputArraysOf(*engine)) EXPECT_EQ(table, nullptr);
   EXPECT_EQ(engine->iccFile.header.manufacturer, 0u);
 }
 
@@ -453,6 +460,39 @@ TEST(CIccEngineS, ResetKeepsTheProfile) {
   EXPECT_EQ(engine->ConstructEngine(0, 0, 0), 65535) << "no profile selected";
 }
 
+// Reset stores code 65535 twice and keeps the intent: to ask for these three is to ask for nothing.
+TEST(CIccEngineS, AfterAResetItsOwnCodesBuildNothing) {
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
+  const struct {
+    const char* what;
+    int intent, in, out, result;
+    bool builds;
+  } kRows[] = {
+      {"the codes that Reset leaves", Relative, 65535, 65535, 65535, false},
+      {"another intent", Saturation, 65535, 65535, 65535, true},
+      {"another input", Relative, RGB, 65535, 65535, true},
+      {"an output code", Relative, 65535, sRGB, 12, true},
+      {"what was there before", Relative, RGB, sRGB, 12, true},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    const auto engine = MakeEngine();
+    ASSERT_EQ(Select(*engine, profile.Path(), sRGB, RGB, Relative), 0);
+    engine->Reset();
+    EXPECT_EQ(SetIntent(*engine, row.intent, row.in, row.out), row.result);
+    EXPECT_EQ(engine->inLut0 != nullptr, row.builds);
+    EXPECT_EQ(engine->outputColor, row.result);
+    // Without an output code, the same selection reads the file again.
+    engine->Reset();
+    EXPECT_EQ(SetIntent(*engine, engine->intent, 65535, 65535), 65535);
+    const std::size_t tags = engine->iccFile.tags.size();
+    engine->iccFile.Reset();
+    EXPECT_EQ(Select(*engine, profile.Path(), sRGB, RGB, Relative), 0);
+    EXPECT_EQ(engine->iccFile.tags.size(), tags);
+    EXPECT_NE(engine->inLut0, nullptr);
+  }
+}
+
 // Heap and system would pass the arrays to and fro at every selection.
 TEST(CIccEngineS, ASelectionFillsTheArraysOfTheOneBefore) {
   const TemporaryFile profile(WriteProfile(PlainProfile()));
@@ -467,13 +507,11 @@ TEST(CIccEngineS, ASelectionFillsTheArraysOfTheOneBefore) {
   const auto engine = MakeEngine();
   ASSERT_EQ(Select(*engine, profile.Path(), sRGB_16, RGB_16), 0);
   for (const auto& row : kRows) {
-    const unsigned int* const before[] = {engine->inLutAux0, engine->inLut0, engine->inLut1,
-                                          engine->inLut2};
+    const auto before = InputArraysOf(*engine);
     ASSERT_EQ(Select(*engine, profile.Path(), row.out, row.in), 0);
-    const unsigned int* const after[] = {engine->inLutAux0, engine->inLut0, engine->inLut1,
-                                         engine->inLut2};
+    const auto after = InputArraysOf(*engine);
     if (row.keepsArrays) {
-      EXPECT_TRUE(std::equal(std::begin(before), std::end(before), after)) << "to code " << row.out;
+      EXPECT_EQ(before, after) << "to code " << row.out;
     }
     const auto fresh = MakeEngine();
     ASSERT_EQ(Select(*fresh, profile.Path(), row.out, row.in), 0);
@@ -499,10 +537,7 @@ TEST(CIccEngineS, ASelectionWithoutTablesLeavesNone) {
     const auto engine = MakeEngine();
     ASSERT_EQ(Select(*engine, usable.Path()), 0);
     Select(*engine, row.path, sRGB, row.in);
-    for (const unsigned int* table : {engine->inLutAux0, engine->inLut0, engine->inLutAux1,
-                                      engine->inLut1, engine->inLutAux2, engine->inLut2}) {
-      EXPECT_EQ(table, nullptr) << row.what;
-    }
+    for (const unsigned int* table : InputArraysOf(*engine)) EXPECT_EQ(table, nullptr) << row.what;
   }
 }
 
@@ -522,10 +557,10 @@ TEST(CIccEngineS, ChangesOfTheTablesReachAllWorkers) {
       {"curves, with an auxiliary table",
        [](CIccEngineS& engine) {
          std::vector<unsigned int> other(256);
-         engine.inLutAux1 = other.data();
+         unsigned int* const own = std::exchange(engine.inLutAux1, other.data());
          std::vector<unsigned char> curve(256, 99);
          engine.Adjust_Output(curve.data(), curve.data(), curve.data(), 256);
-         engine.inLutAux1 = nullptr;
+         engine.inLutAux1 = own;
        }},
       {"colours", [](CIccEngineS& engine) { engine.Adjust_Lch(30, 0, 0); }},
   };
@@ -541,6 +576,170 @@ TEST(CIccEngineS, ChangesOfTheTablesReachAllWorkers) {
     engine->Conversion(const_cast<unsigned char*>(in.data()), single.data(), 1);
     EXPECT_NE(after, before) << row.what;
     for (std::size_t i = 0; i < after.size(); ++i) ASSERT_EQ(after[i], single[i % 3]) << row.what;
+  }
+}
+
+TEST(CIccEngineS, TheAuxiliaryTablesAreAsLargeAsTheInputTables) {
+  const TemporaryFile profile(WriteProfile(PlainProfile()));
+  for (const int in : {RGB, RGB_16}) {
+    const auto engine = MakeEngine();
+    ASSERT_EQ(Select(*engine, profile.Path(), sRGB_16, in), 0);
+    std::set<unsigned int*> arrays;
+    for (unsigned int* array : InputArraysOf(*engine)) {
+      ASSERT_NE(array, nullptr);
+      arrays.insert(array);
+    }
+    EXPECT_EQ(arrays.size(), 6u);
+    for (unsigned int* array : {engine->inLutAux0, engine->inLutAux1, engine->inLutAux2}) {
+      std::fill_n(array, in == RGB ? 256 : 65536, 0u);
+    }
+  }
+}
+
+namespace {
+
+// What a program may do to the auxiliary tables of an engine, which have `levels` words each.
+struct Scribble {
+  const char* what;
+  void (*apply)(CIccEngineS& engine, std::size_t levels);
+};
+
+template <typename Word>
+void FillAuxiliaries(CIccEngineS& engine, std::size_t words, const Word& word) {
+  for (unsigned int* array : {engine.inLutAux0, engine.inLutAux1, engine.inLutAux2}) {
+    for (std::size_t i = 0; i < words; ++i) array[i] = word(i);
+  }
+}
+
+// Array for array, with others that begin alike.
+void ReplaceAuxiliaries(CIccEngineS& engine, std::size_t words) {
+  for (unsigned int** array : {&engine.inLutAux0, &engine.inLutAux1, &engine.inLutAux2}) {
+    auto* const replacement = new unsigned int[words];
+    std::copy_n(*array, words, replacement);
+    delete[] std::exchange(*array, replacement);
+  }
+}
+
+const Scribble kScribbles[] = {
+    {"the first 256 words of one cleared",
+     [](CIccEngineS& engine, std::size_t) { std::fill_n(engine.inLutAux0, 256, 0u); }},
+    {"of the second",
+     [](CIccEngineS& engine, std::size_t) { std::fill_n(engine.inLutAux1, 256, 0u); }},
+    {"of the third",
+     [](CIccEngineS& engine, std::size_t) { std::fill_n(engine.inLutAux2, 256, 0u); }},
+    {"some words in the middle",
+     [](CIccEngineS& engine, std::size_t) { std::fill_n(engine.inLutAux0 + 20, 30, 0x7FFFFFFFu); }},
+    {"all cleared",
+     [](CIccEngineS& engine, std::size_t levels) {
+       FillAuxiliaries(engine, levels, [](std::size_t) { return 0u; });
+     }},
+    {"all filled",
+     [](CIccEngineS& engine, std::size_t levels) {
+       FillAuxiliaries(engine, levels, [](std::size_t) { return 0xFFFFFFFFu; });
+     }},
+    {"all filled with the arrays' own addresses",
+     [](CIccEngineS& engine, std::size_t levels) {
+       const auto address = reinterpret_cast<std::uintptr_t>(engine.inLutAux0);
+       FillAuxiliaries(engine, levels, [&](std::size_t i) {
+         return static_cast<unsigned int>(i % 2 == 0 ? address : address >> 32);
+       });
+     }},
+    {"the words of an input table",
+     [](CIccEngineS& engine, std::size_t levels) {
+       FillAuxiliaries(engine, levels, [&](std::size_t i) { return engine.inLut2[i]; });
+     }},
+    {"arrays of the program's, with the same words", ReplaceAuxiliaries},
+    {"arrays of the program's, cleared",
+     [](CIccEngineS& engine, std::size_t levels) {
+       ReplaceAuxiliaries(engine, levels);
+       FillAuxiliaries(engine, levels, [](std::size_t) { return 0u; });
+     }},
+    {"none at all",
+     [](CIccEngineS& engine, std::size_t) {
+       for (unsigned int** array : {&engine.inLutAux0, &engine.inLutAux1, &engine.inLutAux2}) {
+         delete[] std::exchange(*array, nullptr);
+       }
+     }},
+};
+
+void ExpectSameConversions(CIccEngineS& engine, CIccEngineS& expected) {
+  for (const int pixels : {1, 7, 100, 4099}) {
+    std::vector<unsigned short> source(static_cast<std::size_t>(3 * pixels));
+    for (std::size_t i = 0; i < source.size(); ++i) {
+      source[i] = static_cast<unsigned short>(i * 40503 + 77);
+    }
+    auto* const from = reinterpret_cast<unsigned char*>(source.data());
+    std::vector<unsigned short> one(source.size(), 33), other(source.size(), 33);
+    engine.Conversion(from, reinterpret_cast<unsigned char*>(one.data()), pixels);
+    expected.Conversion(from, reinterpret_cast<unsigned char*>(other.data()), pixels);
+    EXPECT_EQ(one, other) << pixels << " pixels";
+    engine.Conversion(from, one.data(), pixels);
+    expected.Conversion(from, other.data(), pixels);
+    EXPECT_EQ(one, other) << pixels << " pixels, 8 to 16 bits";
+  }
+}
+
+}  // namespace
+
+// An engine whose auxiliary tables are written to, at any time, beside one whose are not.
+TEST(CIccEngineS, WhatProgramsWriteIntoAuxiliaryTablesMakesNoDifference) {
+  ProfileSpec spec = WithTags({kA2B0, kA2B1, kA2B2});
+  spec.tags.back().form = reference::TagForm::kLut8;  // present, but of no use
+  const TemporaryFile profile(WriteProfile(spec));
+  unsigned char curve[5] = {0, 100, 180, 230, 255};
+  const struct {
+    const char* what;
+    void (*call)(CIccEngineS& engine, const char* path, unsigned char* curve);
+  } kCalls[] = {
+      {"nothing", [](CIccEngineS&, const char*, unsigned char*) {}},
+      {"Adjust_Lch",
+       [](CIccEngineS& engine, const char*, unsigned char*) { engine.Adjust_Lch(9, -5, 40); }},
+      {"Adjust_Output",
+       [](CIccEngineS& engine, const char*, unsigned char* curves) {
+         engine.Adjust_Output(curves, curves, curves, 5);
+       }},
+      {"SetIntent, other code",
+       [](CIccEngineS& engine, const char*, unsigned char*) {
+         SetIntent(engine, Relative, engine.inputColor, Adobe_16);
+       }},
+      {"SetIntent, no tag, other depth",
+       [](CIccEngineS& engine, const char*, unsigned char*) {
+         SetIntent(engine, Saturation, engine.inputColor == RGB ? RGB_16 : RGB, sRGB);
+       }},
+      {"SetIntent, other depth",
+       [](CIccEngineS& engine, const char*, unsigned char*) {
+         SetIntent(engine, Percepture, engine.inputColor == RGB ? RGB_16 : RGB, sRGB);
+       }},
+      {"SetProfile", [](CIccEngineS& engine, const char* path,
+                        unsigned char*) { Select(engine, path, sRGB_KodakMix, RGB_16); }},
+      {"Reset", [](CIccEngineS& engine, const char*, unsigned char*) { engine.Reset(); }},
+  };
+  const struct { int in, out; } kRoutes[] = {{RGB, sRGB}, {RGB, sRGB_16}, {RGB_16, sRGB_16}};
+  for (const Scribble& scribble : kScribbles) {
+    for (const auto& route : kRoutes) {
+      SCOPED_TRACE(testing::Message()
+                   << scribble.what << ", from " << route.in << " to " << route.out);
+      const auto engine = MakeEngine(), expected = MakeEngine();
+      for (CIccEngineS* each : {engine.get(), expected.get()}) {
+        ASSERT_EQ(Select(*each, profile.Path(), route.out, route.in), 0);
+      }
+      std::size_t levels = route.in == RGB ? 256 : 65536;
+      for (const auto& row : kCalls) {
+        SCOPED_TRACE(row.what);
+        for (CIccEngineS* each : {engine.get(), expected.get()}) {
+          row.call(*each, profile.Path(), curve);
+        }
+        ExpectSameConversions(*engine, *expected);
+        if (engine->inLut0 == nullptr) continue;
+        if (engine->inLutAux0 != nullptr) {
+          const bool keepsOlder = std::strcmp(row.what, "SetIntent, no tag, other depth") == 0;
+          if (!keepsOlder) levels = engine->inputColor == RGB_16 ? 65536 : 256;
+          scribble.apply(*engine, levels);
+        }
+        ExpectSameConversions(*engine, *expected);
+        if (HasFailure()) return;
+      }
+    }
   }
 }
 
@@ -618,6 +817,7 @@ TEST(CIccEngineS, CellsThatDisagreeFollowTheRule) {
 
 // Threads that a team has had stay with the process until a smaller team forms.
 TEST(CIccEngineS, LargeCallsUseTheWholeTeamAndSmallCallsNone) {
+  KXCMS_REQUIRE_PATH("/proc/self/task");
   constexpr std::ptrdiff_t kTeam = 13;
   const auto threads = [] {
     const std::filesystem::directory_iterator tasks("/proc/self/task");
@@ -700,9 +900,16 @@ TEST(LookupTag, ShapesThatThePipelineCannotUse) {
       {"two grid points", 3, 3, 2, 256, 256, true},
       {"33 grid points, 7 outputs", 3, 7, 33, 256, 256, true},
       {"no curve entries", 3, 3, 17, 0, 0, true},
+      {"two inputs", 2, 3, 9, 256, 256, true},
+      {"one input, as few bytes as can be", 1, 3, 2, 0, 0, true},
+      {"no input", 0, 3, 9, 256, 256, true},
+      {"two outputs", 3, 2, 9, 256, 256, true},
+      {"one output", 3, 1, 33, 0, 5000, true},
+      {"no output", 3, 0, 9, 256, 256, true},
+      {"neither inputs nor outputs", 0, 0, 2, 3, 3, true},
+      {"curves of more than 4096 entries", 3, 3, 9, 4097, 65535, true},
       {"four inputs", 4, 3, 9, 256, 256, false},
-      {"one input", 1, 3, 9, 256, 256, false},
-      {"two outputs", 3, 2, 9, 256, 256, false},
+      {"255 inputs", 255, 3, 9, 0, 0, false},
       {"eight outputs", 3, 8, 9, 256, 256, false},
       {"one grid point", 3, 3, 1, 256, 256, false},
       {"34 grid points", 3, 3, 34, 256, 256, false},
@@ -716,6 +923,44 @@ TEST(LookupTag, ShapesThatThePipelineCannotUse) {
     EXPECT_EQ(Select(*engine, profile.Path()), 0);
     EXPECT_EQ(engine->engineStatus, row.usable ? 12 : 65535) << row.what;
     EXPECT_EQ(engine->inLut0 != nullptr, row.usable) << row.what;
+    // The code is asked for an output curve only when there is a tag.
+    const auto refusing = MakeEngine();
+    EXPECT_EQ(Select(*refusing, profile.Path(), CMYK), 0);
+    EXPECT_EQ(refusing->outputColor, row.usable ? 65535 : 4) << row.what;
+  }
+}
+
+TEST(LookupTag, TablesThatAreNotThere) {
+  const struct {
+    const char* what;
+    int in, out, inEntries, outEntries;
+    bool usable;
+  } kRows[] = {
+      {"nothing that would need one", 3, 0, 2, 2, true},
+      {"nor of no channels", 0, 0, 65535, 65535, true},
+      {"input tables of no channels", 0, 0, 3, 0, true},
+      {"output tables of no channels", 0, 0, 0, 3, true},
+      {"colour table of one output", 3, 1, 0, 0, false},
+      {"input tables of one channel", 1, 0, 3, 0, false},
+  };
+  for (const auto& row : kRows) {
+    CLut16Type lut;
+    lut.inputChannels = static_cast<unsigned char>(row.in);
+    lut.outputChannels = static_cast<unsigned char>(row.out);
+    lut.gridPoints = 2;
+    lut.inputEntries = static_cast<unsigned short>(row.inEntries);
+    lut.outputEntries = static_cast<unsigned short>(row.outEntries);
+    EXPECT_EQ(IsUsable(lut), row.usable) << row.what;
+    EXPECT_EQ(LookupTag(&lut).Get(), row.usable ? &lut : nullptr) << row.what;
+    if (!row.usable) continue;
+    const TemporaryFile profile(WriteProfile(PlainProfile()));
+    const auto engine = MakeEngine();
+    ASSERT_EQ(Select(*engine, profile.Path()), 0);
+    const unsigned int before = engine->cells[15][15][15][0][0];
+    engine->Set1DLutIn(&lut);
+    engine->Set3DLut(&lut, 0, 0, 0);
+    EXPECT_NE(engine->cells[15][15][15][0][0], before) << row.what;
+    EXPECT_EQ(engine->inLut2[255], row.in == 3 ? PackIndex(65535) : 0u) << row.what;
   }
 }
 
@@ -770,6 +1015,20 @@ TEST(LookupTag, CurvesAndClutThatCannotBeConverted) {
          return t;
        }(),
        true},
+      {"two inputs",
+       [=] {
+         auto t = good;
+         t.in = 2;
+         return t;
+       }(),
+       false},
+      {"two outputs",
+       [=] {
+         auto t = good;
+         t.out = 2;
+         return t;
+       }(),
+       false},
       {"lut8",
        [=] {
          auto t = good;

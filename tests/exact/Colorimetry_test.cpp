@@ -50,7 +50,7 @@ TEST(Lab, FollowsCie15) {
 
 // ---- Encodings ----------------------------------------------------------------------------------
 
-// ICC.1:2010 6.3.4.2, tables 11 to 14; 10.8, table 40 for the legacy encoding.
+// ICC.1:2010 6.3.4.2; 10.8 for the legacy encoding of lut16Type.
 TEST(Encodings, GiveThePublishedCodes) {
   const struct {
     const char* what;

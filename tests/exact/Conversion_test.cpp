@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -462,6 +463,12 @@ DeviceProfile Shaped(double (*shape)(double L)) {
   return profile;
 }
 
+// 0 up to 10, 1 at 100.
+double Parabola(double L) {
+  const double u = std::max(L - 10, 0.0) / 90;
+  return u * (0.2 + u) / 1.2;
+}
+
 TEST(BlackPoints, OfLookupTagsAreEstimatedFromGreys) {
   const struct {
     const char* what;
@@ -472,11 +479,18 @@ TEST(BlackPoints, OfLookupTagsAreEstimatedFromGreys) {
        [](double L) { return L < 20 ? 0 : (L - 20) / 80; }, 20},
       {"that, with errors of up to 3 and a wave at the start",
        [](double L) { return L < 20 ? 0.1 * std::sin(L) * std::sin(L) : (L - 17) / 83; }, 20},
+      {"a line from 24.6 on: a fifth up it is off by 3.7",
+       [](double L) { return std::max(L - 24.6, 0.0) / 75.4; }, 20},
+      {"a line from 25.6 on: a fifth up it is off by 4.5",
+       [](double L) { return std::max(L - 25.6, 0.0) / 74.4; }, 25.6},
       {"all compressed along a line, which leaves 0 at 0", [](double L) { return L / 100; }, 0},
-      {"compressed along a parabola that leaves 0 at 10",
+      {"compressed along a parabola that leaves 0 at 10", Parabola, 10},
+      {"that, behind a bump in the blacks", [](double L) { return L < 9 ? 0.3 : Parabola(L); }, 10},
+      {"that between 10 and 50 % alone, lines below and above",
        [](double L) {
-         const double u = (L - 10) / 90;
-         return u < 0 ? 0 : u * (0.2 + u) / 1.2;
+         const double y = Parabola(L);
+         if (y < 0.1) return L / 335;
+         return y < 0.5 ? y : 0.5 + 0.5 * (L - 71) / 29;
        },
        10},
       {"a parabola above 0, whose square has no root",

@@ -1,6 +1,7 @@
 #include "tests/faults/FaultInjection.h"
 
 #include <dlfcn.h>
+#include <sys/types.h>
 
 #include <algorithm>
 #include <atomic>
@@ -74,8 +75,8 @@ std::size_t HalfOf(std::size_t count) {
 }  // namespace
 
 const char* NameOf(Call call) {
-  constexpr const char* kNames[] = {"allocation", "fopen", "fread", "fwrite",
-                                    "fseek",      "ftell", "fclose"};
+  constexpr const char* kNames[] = {"allocation", "fopen", "fread",  "fwrite",
+                                    "fseek",      "ftell", "fclose", "fflush"};
   return kNames[static_cast<int>(call)];
 }
 
@@ -169,6 +170,29 @@ std::size_t fwrite(const void* from, std::size_t size, std::size_t count, FILE* 
       faults::Real<std::size_t (*)(const void*, std::size_t, std::size_t, FILE*)>("fwrite");
   return real(from, size, faults::FailsOn(Call::kWrite, stream) ? faults::HalfOf(count) : count,
               stream);
+}
+
+// Weak: a program may have one of its own.
+__attribute__((weak)) ssize_t pread(int fd, void* to, std::size_t size, off_t offset) {
+  static const auto real = faults::Real<ssize_t (*)(int, void*, std::size_t, off_t)>("pread");
+  if (!faults::Fails(Call::kRead)) return real(fd, to, size, offset);
+  errno = EIO;
+  return -1;
+}
+
+ssize_t pwrite(int fd, const void* from, std::size_t size, off_t offset) {
+  static const auto real =
+      faults::Real<ssize_t (*)(int, const void*, std::size_t, off_t)>("pwrite");
+  if (!faults::Fails(Call::kWrite)) return real(fd, from, size, offset);
+  errno = EIO;
+  return -1;
+}
+
+int fflush(FILE* stream) {
+  static const auto real = faults::Real<int (*)(FILE*)>("fflush");
+  if (stream == nullptr || !faults::FailsOn(Call::kFlush, stream)) return real(stream);
+  errno = EIO;
+  return EOF;
 }
 
 int fseek(FILE* stream, long offset, int origin) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -54,6 +55,8 @@ TEST(Corpus, Coverage) {
   std::set<std::tuple<int, bool, std::uint32_t>> workers;
   int offsets = 0, adjusted = 0;
   std::set<TagForm> forms;
+  std::set<int> inputs, outputs;
+  int longCurves = 0;
   std::set<std::string> names;
   for (const Case& each : Cases()) {
     const Selection& s = each.selection;
@@ -64,7 +67,12 @@ TEST(Corpus, Coverage) {
     workers.insert({s.inputCode, s.outputCode % 2 != 0, maker == 0 || maker == kNone ? maker : 1});
     offsets += s.lightness != 0 || s.chroma != 0 || s.hueDeg != 0;
     adjusted += each.adjusted;
-    for (const TagSpec& tag : each.profile.tags) forms.insert(tag.form);
+    for (const TagSpec& tag : each.profile.tags) {
+      forms.insert(tag.form);
+      inputs.insert(tag.in);
+      outputs.insert(std::min(tag.out, 4));
+      longCurves += tag.inEntries > 4096 || tag.outEntries > 4096;
+    }
     EXPECT_TRUE(names.insert(each.name).second) << each.name;
   }
   EXPECT_EQ(codes.size(), 2u * 24u);
@@ -74,6 +82,9 @@ TEST(Corpus, Coverage) {
   EXPECT_GT(adjusted, 10);
   EXPECT_EQ(forms.count(TagForm::kLut16), 1u);
   EXPECT_EQ(forms.count(TagForm::kMab), 1u);
+  EXPECT_EQ(inputs, (std::set<int>{0, 1, 2, 3}));
+  EXPECT_EQ(outputs, (std::set<int>{0, 1, 2, 3, 4})) << "4 stands for more";
+  EXPECT_GT(longCurves, 1);
 }
 
 // Published with the hash.

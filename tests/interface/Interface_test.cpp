@@ -4,15 +4,16 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
-#include <iomanip>
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "interface/EngineSlots.h"
 #include "interface/kxcms.h"
+#include "tests/OddStreamState.h"
 #include "tests/TemporaryFile.h"
 #include "tests/interface/TestProfile.h"
+#include "tests/reference/RandomProfile.h"
 
 namespace {
 
@@ -90,6 +91,25 @@ TEST_F(Interface, NeverSetUp) {
   EXPECT_EQ(KX_Icc_DeleteWorkingBuf(), 65535);
 }
 
+// The least lookup tag that there can be: 100 bytes. The inputs that it lacks make no difference.
+TEST_F(Interface, ATagOfOneInput) {
+  reference::ProfileSpec spec = reference::PlainSpec(2, 0, 0);
+  spec.tags[0].in = 1;
+  const TemporaryFile profile(reference::WriteProfile(spec));
+  for (const Slot& slot : kSlots) {
+    Printed([&] {
+      EXPECT_EQ(slot.setProfile(profile.Path(), nullptr, 0, 0, 4), 65535) << slot.what;
+      EXPECT_EQ(slot.setProfile(profile.Path(), nullptr, 0, 0, 12), 12) << slot.what;
+    });
+    unsigned char src[9] = {200, 0, 0, 200, 255, 77, 0, 255, 77};
+    unsigned char dst[9];
+    std::memset(dst, 33, sizeof dst);
+    EXPECT_EQ(slot.convert2(src, dst, 3), 0) << slot.what;
+    EXPECT_EQ(std::memcmp(dst, dst + 3, 3), 0) << slot.what;
+    EXPECT_NE(std::memcmp(dst, dst + 6, 3), 0) << slot.what;
+  }
+}
+
 TEST_F(Interface, FileConversionOfAnUnusableSlotTouchesNoPath) {
   for (const Slot& slot : kSlots) {
     const TemporaryFile out({1, 2, 3});
@@ -144,12 +164,9 @@ TEST_F(Interface, SetProfilePrintsOneLine) {
 }
 
 TEST_F(Interface, TheLineIsDecimalWhateverTheApplicationDidToTheStream) {
-  EXPECT_EQ(Printed([] {
-              std::cout << std::hex << std::showbase << std::showpos;
-              KX_Icc_SetProfile(kNoFile, nullptr, 3, 1, 12);
-              std::cout << std::dec << std::noshowbase << std::noshowpos;
-            }),
-            "SetProfile : /nonexistent/folder/scan.icc, intent : 3, Input : 1, Output : 12\n");
+  EXPECT_EQ(PrintedOddly([] { KX_Icc_SetProfile(kNoFile, nullptr, 3, 70000, INT_MIN); }),
+            "SetProfile : /nonexistent/folder/scan.icc, intent : 3, Input : 70000, Output : "
+            "-2147483648\n");
 }
 
 TEST_F(Interface, OnlySetProfilePrintsTheLine) {

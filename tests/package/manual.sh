@@ -28,7 +28,9 @@ for function in $functions; do
   [[ -e "share/man/man3/$function.3.gz" ]] || complain "$function has no page"
   tells man3/kxcms.3 "$function("
 done
-codes="$(grep -oE '^ +KX_(COLOR|INTENT|RESULT)_\w+' "$header" | tr -d ' ')"
+codes="$(grep -ohE '\bKX_(COLOR|INTENT|RESULT)_[A-Z0-9_]+\b' "$header" \
+  "$KXCMS_SOURCE/codes/CodeLists.h" | grep -vx KX_COLOR_CODES | sort -u)"
+(($(wc -l <<<"$codes") >= 49)) || complain "codes are missing in CodeLists.h"
 for code in $codes; do
   # 16-bit codes are told by a rule; spaces that are not accepted, not at all.
   [[ "$code" == *_16 ]] ||

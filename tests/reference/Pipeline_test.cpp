@@ -102,6 +102,10 @@ struct Pair {
                           static_cast<ColorSpaceSignature>(s.out), 31, 32, 33);
     EXPECT_EQ(actual, expected) << "SetIntent";
   }
+  void Reset() {
+    reference::Reset(model);
+    engine->Reset();
+  }
   void AdjustLch(double L, double c, double h) {
     const int expected = reference::AdjustLch(model, L, c, h);
     EXPECT_EQ(engine->Adjust_Lch(L, c, h), expected) << "Adjust_Lch";
@@ -259,71 +263,176 @@ std::vector<unsigned char> RandomCurve(Dice& dice, int count, bool rising) {
 constexpr int kShards = 8;
 constexpr int kProfilesPerShard = 30;
 
+// A profile's life: selected, given other codes, offsets and curves, with conversions in between.
+void ExpectSameLife(Pair& pair, const ProfileSpec& spec, int turn) {
+  SCOPED_TRACE(Describe(spec));
+  Dice dice(static_cast<std::uint64_t>(turn) + 1000);
+  const ProfileFile file(spec);
+
+  Selection s;
+  s.out = kCodes[turn % 24];
+  s.in = turn / 24 % 2;
+  s.intent = (turn / 48 + turn) % 4;
+  if (turn % 2 == 1) {
+    s.L = RandomOffset(dice, 20);
+    s.c = RandomOffset(dice, 40);
+    s.h = RandomOffset(dice, 400);
+  }
+  {
+    SCOPED_TRACE("SetProfile " + Describe(s));
+    pair.SetProfile(file, s);
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, dice.Between(500, 900), dice.Bits(), 1);
+    // A 16-bit engine's tables serve 8-bit samples as well.
+    ExpectSameWideConversion(pair, 100, dice.Bits());
+  }
+  {
+    // Sometimes the same again, which must change nothing.
+    if (!dice.OneIn(8)) s.intent = dice.Between(0, 3);
+    if (dice.OneIn(2)) s.out = kCodes[dice.Between(0, 23)];
+    SCOPED_TRACE("SetIntent " + Describe(s));
+    pair.SetIntent(s);
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, 300, dice.Bits());
+  }
+  {
+    const double L = RandomOffset(dice, 30), c = RandomOffset(dice, 30), h = RandomOffset(dice, 90);
+    SCOPED_TRACE(testing::Message() << "Adjust_Lch " << L << ' ' << c << ' ' << h);
+    pair.AdjustLch(L, c, h);
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, 300, dice.Bits());
+  }
+  if (turn % 3 == 0) {
+    // The stored whole offsets come back into use.
+    s.out = s.out == 12 ? 22 : 12;
+    SCOPED_TRACE("SetIntent after Adjust_Lch " + Describe(s));
+    pair.SetIntent(s);
+    ExpectSameTables(pair);
+  }
+  {
+    constexpr int kCounts[] = {1, 2, 3, 4, 100, 255, 256, 257, 300, 4096};
+    const int count = kCounts[dice.Between(0, 9)];
+    SCOPED_TRACE(testing::Message() << "Adjust_Output, count " << count);
+    pair.AdjustOutput(RandomCurve(dice, count, true), RandomCurve(dice, count, dice.OneIn(2)),
+                      RandomCurve(dice, count, false));
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, 300, dice.Bits(), 3);
+  }
+}
+
 class RandomProfiles : public testing::TestWithParam<int> {};
 
 TEST_P(RandomProfiles, TablesAndBuffers) {
   Pair pair;
   for (int n = 0; n < kProfilesPerShard && !HasFailure(); ++n) {
     const int turn = GetParam() * kProfilesPerShard + n;
-    const ProfileSpec spec = RandomSpec(static_cast<std::uint64_t>(turn));
-    SCOPED_TRACE(Describe(spec));
-    Dice dice(static_cast<std::uint64_t>(turn) + 1000);
-    const ProfileFile file(spec);
+    ExpectSameLife(pair, RandomSpec(static_cast<std::uint64_t>(turn)), turn);
+  }
+}
 
-    Selection s;
-    s.out = kCodes[turn % 24];
-    s.in = turn / 24 % 2;
-    s.intent = (turn / 48 + turn) % 4;
-    if (turn % 2 == 1) {
-      s.L = RandomOffset(dice, 20);
-      s.c = RandomOffset(dice, 40);
-      s.h = RandomOffset(dice, 400);
-    }
-    {
-      SCOPED_TRACE("SetProfile " + Describe(s));
-      pair.SetProfile(file, s);
-      ExpectSameTables(pair);
-      ExpectSameRandomConversion(pair, dice.Between(500, 900), dice.Bits(), 1);
-      // A 16-bit engine's tables serve 8-bit samples as well.
-      ExpectSameWideConversion(pair, 100, dice.Bits());
-    }
-    {
-      // Sometimes the same again, which must change nothing.
-      if (!dice.OneIn(8)) s.intent = dice.Between(0, 3);
-      if (dice.OneIn(2)) s.out = kCodes[dice.Between(0, 23)];
-      SCOPED_TRACE("SetIntent " + Describe(s));
-      pair.SetIntent(s);
-      ExpectSameTables(pair);
-      ExpectSameRandomConversion(pair, 300, dice.Bits());
-    }
-    {
-      const double L = RandomOffset(dice, 30), c = RandomOffset(dice, 30),
-                   h = RandomOffset(dice, 90);
-      SCOPED_TRACE(testing::Message() << "Adjust_Lch " << L << ' ' << c << ' ' << h);
-      pair.AdjustLch(L, c, h);
-      ExpectSameTables(pair);
-      ExpectSameRandomConversion(pair, 300, dice.Bits());
-    }
-    if (turn % 3 == 0) {
-      // The stored whole offsets come back into use.
-      s.out = s.out == 12 ? 22 : 12;
-      SCOPED_TRACE("SetIntent after Adjust_Lch " + Describe(s));
-      pair.SetIntent(s);
-      ExpectSameTables(pair);
-    }
-    {
-      constexpr int kCounts[] = {1, 2, 3, 4, 100, 255, 256, 257, 300, 4096};
-      const int count = kCounts[dice.Between(0, 9)];
-      SCOPED_TRACE(testing::Message() << "Adjust_Output, count " << count);
-      pair.AdjustOutput(RandomCurve(dice, count, true), RandomCurve(dice, count, dice.OneIn(2)),
-                        RandomCurve(dice, count, false));
-      ExpectSameTables(pair);
-      ExpectSameRandomConversion(pair, 300, dice.Bits(), 3);
-    }
+// Channels that are missing, and curves of more entries than a table holds.
+TEST_P(RandomProfiles, UnusualShapes) {
+  Pair pair;
+  for (int n = 0; n < kProfilesPerShard && !HasFailure(); ++n) {
+    const int turn = GetParam() * kProfilesPerShard + n;
+    ExpectSameLife(pair, UnusualSpec(static_cast<std::uint64_t>(turn)), turn);
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Shard, RandomProfiles, testing::Range(0, kShards));
+
+// Each number of channels that a lut16 tag may have, over grids that are resampled and grids that
+// are not.
+TEST(Pipeline, MissingChannels) {
+  constexpr int kGrids[] = {2, 9, 17, 20, 33};
+  constexpr int kEntries[] = {0, 3, 256, 5000};
+  Pair pair;
+  int turn = 0;
+  for (int in = 0; in <= 3; ++in) {
+    for (int out = 0; out <= 7; ++out) {
+      ++turn;
+      ProfileSpec spec = PlainSpec(kGrids[turn % 5], kEntries[turn % 4], kEntries[turn / 4 % 4]);
+      spec.tags[0].in = in;
+      spec.tags[0].out = out;
+      spec.tags[0].inCurve = CurveShape::kGamma;
+      spec.tags[0].outCurve = CurveShape::kFalling;
+      const ProfileFile file(spec);
+      for (int code : {12, 31}) {
+        Selection s;
+        s.in = code % 2;
+        s.out = code;
+        SCOPED_TRACE(Describe(spec) + ", " + Describe(s));
+        pair.SetProfile(file, s);
+        EXPECT_EQ(pair.engine->outputColor, code);
+        EXPECT_NE(pair.engine->engineStatus, 65535);
+        ExpectSameTables(pair);
+        ExpectSameRandomConversion(pair, 100, static_cast<std::uint64_t>(turn));
+        pair.AdjustLch(3, -4, 5);
+        ExpectSameTables(pair);
+        pair.AdjustOutput({0, 90, 255}, {255, 3, 0}, {7, 7, 7});
+        ExpectSameTables(pair);
+        ExpectSameRandomConversion(pair, 100, static_cast<std::uint64_t>(turn));
+      }
+      // SetIntent builds for input codes that no selection takes.
+      for (int inputCode : {2, 3}) {
+        Selection s;
+        s.in = inputCode;
+        s.out = 13;
+        SCOPED_TRACE(Describe(spec) + ", " + Describe(s));
+        pair.SetIntent(s);
+        ExpectSameTables(pair);
+      }
+      if (HasFailure()) return;
+    }
+  }
+}
+
+// One input, three outputs, two grid points, no entries: 100 bytes, the least that a tag can have.
+TEST(Pipeline, TheLeastTagOfOneInput) {
+  ProfileSpec spec = PlainSpec(2, 0, 0);
+  spec.tags[0].in = 1;
+  const ProfileFile file(spec);
+  const struct { int code, expected; } kRows[] = {{4, 65535}, {12, 12}};
+  for (const auto& row : kRows) {
+    Pair pair;
+    Selection s;
+    s.out = row.code;
+    EXPECT_EQ(pair.SetProfile(file, s), 0);
+    EXPECT_EQ(pair.engine->outputColor, row.expected);
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, 100, 6);
+  }
+}
+
+TEST(Pipeline, LongCurves) {
+  for (TagForm form : {TagForm::kLut16, TagForm::kMab}) {
+    for (int entries : {4097, 5000, 32768, 65535}) {
+      ProfileSpec spec = PlainSpec(9, entries, entries);
+      spec.tags[0].form = form;
+      spec.tags[0].inCurve = CurveShape::kRandom;
+      spec.tags[0].outCurve = CurveShape::kGamma;
+      const ProfileFile file(spec);
+      Pair pair;
+      for (int in : {0, 1, 2, 3}) {
+        Selection s;
+        s.in = in;
+        s.out = 13;
+        SCOPED_TRACE(Describe(spec) + ", " + Describe(s));
+        if (in < 2) {
+          pair.SetProfile(file, s);
+        } else {
+          pair.SetIntent(s);
+        }
+        ExpectSameTables(pair);
+        if (in < 2) ExpectSameRandomConversion(pair, 1000, 3);
+        for (int count : {1, 256, 5000}) {
+          pair.AdjustOutput(Bytes(count, 10), Bytes(count, 20), Bytes(count, 30));
+          ExpectSameTables(pair);
+        }
+      }
+    }
+  }
+}
 
 // Every code with both inputs, over one realistic profile; all four intents by turns.
 TEST(Pipeline, EveryOutputCodeAndInput) {
@@ -605,8 +714,6 @@ TEST(Pipeline, ProfilesWithoutAUsableTag) {
   };
   add("8-bit form", plain, [](TagSpec& t) { t.form = TagForm::kLut8; });
   add("four inputs", plain, [](TagSpec& t) { t.in = 4; });
-  add("one output", plain, [](TagSpec& t) { t.out = 1; });
-  add("two outputs", plain, [](TagSpec& t) { t.out = 2; });
   add("eight outputs", plain, [](TagSpec& t) { t.out = 8; });
   add("no grid", plain, [](TagSpec& t) { t.grid = 0; });
   add("one grid point", plain, [](TagSpec& t) { t.grid = 1; });
@@ -616,6 +723,8 @@ TEST(Pipeline, ProfilesWithoutAUsableTag) {
   add("mAB, no CLUT", mab, [](TagSpec& t) { t.hasClut = false; });
   add("mAB, 8-bit CLUT", mab, [](TagSpec& t) { t.precision = 1; });
   add("mAB, third axis short", mab, [](TagSpec& t) { t.gridPerAxis = {3, 3, 2}; });
+  add("mAB, two inputs", mab, [](TagSpec& t) { t.in = 2; });
+  add("mAB, two outputs", mab, [](TagSpec& t) { t.out = 2; });
   add("mAB, 34 grid points", mab, [](TagSpec& t) { t.grid = 34; });
   add("only A2B1", plain, [](TagSpec& t) { t.signature = Signature("A2B1"); });
 
@@ -662,6 +771,48 @@ TEST(Pipeline, SetIntentWithoutTagKeepsTheOlderTables) {
   EXPECT_EQ(pair.engine->intent, 0);
   ExpectSameTables(pair);
   ExpectSameRandomConversion(pair, 100, 1);
+}
+
+// The profile stays: what is asked for next is built from it, but for what is stored already.
+TEST(Pipeline, AfterAReset) {
+  const ProfileFile file(PlainSpec(9, 256, 256));
+  const struct {
+    const char* what;
+    int intent, in, out;
+  } kRows[] = {
+      {"the codes that a reset leaves", 1, 65535, 65535},
+      {"another intent", 2, 65535, 65535},
+      {"another input code", 1, 0, 65535},
+      {"another output code", 1, 65535, 13},
+      {"the codes before", 1, 0, 12},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    Pair pair;
+    Selection s;
+    s.intent = 1;
+    s.L = 5;
+    pair.SetProfile(file, s);
+    pair.AdjustLch(7, 0, 0);
+    pair.Reset();
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, 20, 1);
+    Selection asked;
+    asked.intent = row.intent;
+    asked.in = row.in;
+    asked.out = row.out;
+    pair.SetIntent(asked);
+    ExpectSameTables(pair);
+    pair.AdjustLch(-3, 2, 1);
+    pair.AdjustOutput({0, 255}, {255, 0}, {9, 9});
+    ExpectSameTables(pair);
+    pair.SetIntent(asked);
+    ExpectSameTables(pair);
+    pair.Reset();
+    pair.SetProfile(file, s);
+    ExpectSameTables(pair);
+    ExpectSameRandomConversion(pair, 100, 1);
+  }
 }
 
 // SetIntent neither looks at the input code nor at the conversion type that it leaves behind.

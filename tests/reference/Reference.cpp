@@ -50,8 +50,9 @@ std::vector<std::uint16_t> Words(const Bytes& bytes, std::uint64_t at, std::uint
   return words;
 }
 
+// Of three inputs and three outputs any may be missing.
 bool Usable(const Lut16& lut) {
-  return lut.in == 3 && lut.out >= 3 && lut.out <= 7 && lut.grid >= 2 && lut.grid <= 33;
+  return lut.in <= 3 && lut.out <= 7 && lut.grid >= 2 && lut.grid <= 33;
 }
 
 std::optional<Lut16> Lut16FromMft2(const Bytes& tag) {
@@ -102,7 +103,7 @@ std::optional<Lut16> Lut16FromMab(const Bytes& tag) {
   if (bCurves == 0 || clut == 0 || aCurves == 0) return std::nullopt;
 
   lut.grid = static_cast<int>(U8(tag, clut));
-  if (!Usable(lut) || lut.out != 3) return std::nullopt;
+  if (!Usable(lut) || lut.in != 3 || lut.out != 3) return std::nullopt;
   const unsigned precision = U8(tag, std::uint64_t(clut) + 16);
   if (precision != 2) return std::nullopt;
   std::uint64_t stored = static_cast<std::uint64_t>(lut.out);
@@ -199,9 +200,10 @@ void ReindexToLab16(InputCurve& curve) {
 
 InputCurve ExpandInput(const Lut16& lut, int inputCode) {
   InputCurve result;
+  // A missing channel has neither curve nor lookup: both are zeros.
   for (Levels& lookup : result.lookup) lookup.assign(65536, 0);
   const int n = lut.inEntries;
-  for (std::size_t c = 0; c < 3; ++c) {
+  for (std::size_t c = 0; c < static_cast<std::size_t>(lut.in); ++c) {
     Levels& lookup = result.lookup[c];
     if (n < 3) {
       for (std::uint32_t v = 0; v <= 65535; ++v) lookup[v] = v;
@@ -258,8 +260,11 @@ Grid LoadGrid(const Lut16& lut) {
   for (int k = 0; k < lut.grid; ++k) grid.positions.push_back(static_cast<int>(k * grid.step));
   const std::size_t count = std::size_t(lut.grid) * std::size_t(lut.grid) * std::size_t(lut.grid);
   for (std::size_t node = 0; node < count; ++node) {
-    const std::uint16_t* value = &lut.clut[node * static_cast<std::size_t>(lut.out)];
-    grid.nodes.push_back({value[0], value[1], value[2]});
+    std::array<int, 3> values{};  // those of missing outputs stay 0
+    for (std::size_t c = 0; c < std::min<std::size_t>(3, lut.out); ++c) {
+      values[c] = lut.clut[node * static_cast<std::size_t>(lut.out) + c];
+    }
+    grid.nodes.push_back(values);
   }
   if (lut.grid != 9 && lut.grid != 17 && lut.grid != 33) Resize(grid, 17);
   return grid;
@@ -486,7 +491,7 @@ std::vector<Cell> BuildCells(const Lut16& lut, int intent, int outputCode, doubl
 OutputCurve IdentityOutput() {
   OutputCurve curve;
   for (std::size_t c = 0; c < 3; ++c) {
-    for (std::uint32_t i = 0; i < 4096; ++i) curve.curves[c][i] = i;
+    for (std::uint32_t i = 0; i < 4096; ++i) curve.curves[c].push_back(i);
     for (std::uint32_t v = 0; v < 65536; ++v) curve.lookup[c].push_back(v);
   }
   return curve;
@@ -494,46 +499,49 @@ OutputCurve IdentityOutput() {
 
 namespace {
 
-void Interpolate(OutputCurve& out) {
-  for (std::size_t c = 0; c < 3; ++c) {
-    for (int v = 0; v <= 65534; ++v) {
-      const std::size_t i = static_cast<std::size_t>(v / out.step);
-      // The divisor is not the step: the fraction may pass 1, the value may fall below 0.
-      const double f = (v - static_cast<double>(i) * out.step) / out.divisor;
-      const double y = double(out.curves[c][i]) * (1 - f) + double(out.curves[c][i + 1]) * f + 0.5;
-      out.lookup[c][static_cast<std::size_t>(v)] =
-          static_cast<std::uint32_t>(static_cast<std::int64_t>(y));
-    }
-    out.lookup[c][65535] = out.curves[c][static_cast<std::size_t>(out.entries - 1)];
+void Interpolate(OutputCurve& out, std::size_t c) {
+  const Levels& curve = out.curves[c];
+  for (int v = 0; v <= 65534; ++v) {
+    const std::size_t i = static_cast<std::size_t>(v / out.step);
+    // The divisor is not the step: the fraction may pass 1, the value may fall below 0.
+    const double f = (v - static_cast<double>(i) * out.step) / out.divisor;
+    const double y = double(curve[i]) * (1 - f) + double(curve[i + 1]) * f + 0.5;
+    out.lookup[c][static_cast<std::size_t>(v)] =
+        static_cast<std::uint32_t>(static_cast<std::int64_t>(y));
   }
+  // A curve that the tag lacks has only 4096 entries: past them the old value stays.
+  const std::size_t last = static_cast<std::size_t>(out.entries - 1);
+  if (last < curve.size()) out.lookup[c][65535] = curve[last];
 }
 
 }  // namespace
 
 void ExpandOutput(OutputCurve& curve, const Lut16& lut) {
+  const std::size_t channels = std::min<std::size_t>(3, lut.out);
   const int n = lut.outEntries;
   if (n < 3) {
     curve.entries = 4096;
     curve.step = 16.003663003663004;
     curve.divisor = 15.0;
-    for (std::size_t c = 0; c < 3; ++c) {
+    for (std::size_t c = 0; c < channels; ++c) {
       for (std::uint32_t i = 0; i < 4096; ++i) curve.curves[c][i] = 16 * i;
     }
   } else {
     curve.entries = n;
     curve.step = 65535.0 / (n - 1);
     curve.divisor = 65536.0 / n;
-    for (std::size_t c = 0; c < 3; ++c) {
-      for (std::size_t i = 0; i < static_cast<std::size_t>(n); ++i) {
-        curve.curves[c][i] = lut.outTables[c * static_cast<std::size_t>(n) + i];
-      }
+    for (std::size_t c = 0; c < channels; ++c) {
+      const std::size_t count = static_cast<std::size_t>(n);
+      curve.curves[c].resize(std::max<std::size_t>(4096, count));
+      for (std::size_t i = 0; i < count; ++i) curve.curves[c][i] = lut.outTables[c * count + i];
     }
   }
-  Interpolate(curve);
+  for (std::size_t c = 0; c < channels; ++c) Interpolate(curve, c);
 }
 
 void ExpandOutput(OutputCurve& curve, const unsigned char* r, const unsigned char* g,
                   const unsigned char* b, int count) {
+  // No more than 4096 are taken, whatever the count.
   for (int i = 0; i < std::min(count, 4096); ++i) {
     const std::size_t at = static_cast<std::size_t>(i);
     curve.curves[0][at] = r[i] * 256u;
@@ -542,7 +550,7 @@ void ExpandOutput(OutputCurve& curve, const unsigned char* r, const unsigned cha
   }
   curve.step = 257.0;
   curve.divisor = 256.0;
-  Interpolate(curve);
+  for (std::size_t c = 0; c < 3; ++c) Interpolate(curve, c);
 }
 
 // The entry at 65535 keeps what it held.
@@ -691,6 +699,14 @@ void BuildOutputStage(Pipeline& p) {
 }
 
 }  // namespace
+
+void Reset(Pipeline& p) {
+  p.inputCode = kNone;
+  p.outputCode = kNone;
+  p.conversionType = kNoConversionType;
+  p.adjustL = p.adjustC = p.adjustH = 0;
+  p.input = ThreeTables{};
+}
 
 int SetProfile(Pipeline& p, const Bytes& file, int intent, int inputCode, int outputCode, double L,
                double c, double h) {

@@ -104,7 +104,7 @@ struct OutputCurve {
   double step = 0;
   double divisor = 0;
   int entries = 0;
-  std::array<std::array<std::uint32_t, 4096>, 3> curves;
+  ThreeTables curves;  // 4096 entries, or as many as a longer curve has
   ThreeTables lookup;
 };
 OutputCurve IdentityOutput();
@@ -130,6 +130,9 @@ struct Pipeline {
 };
 
 int ConversionType(int inputCode, int outputCode);
+
+// Forgets codes and input tables; profile, intent and the other tables stay.
+void Reset(Pipeline& p);
 
 // As if read from a path not seen before, with readable contents.
 int SetProfile(Pipeline& p, const Bytes& file, int intent, int inputCode, int outputCode, double L,

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "tests/units/UnitFixtures.h"
 #include "units/ColorTable34.h"
@@ -288,6 +290,34 @@ TEST(ColorTable33, InitialCopiesTheTagsOrder) {
   EXPECT_EQ(table->grid[8][8][8][3], 4 * 729 - 1);
 }
 
+// With and without resampling, in the half of the grid that small tables use and beyond.
+TEST(ColorTable33, MissingOutputsAreZero) {
+  for (int outputs : {0, 1, 2}) {
+    for (int gridPoints : {2, 9, 17, 33}) {
+      SCOPED_TRACE(testing::Message() << outputs << " outputs, " << gridPoints << " points");
+      auto lut = units_test::EmptyLut(1, outputs, gridPoints);
+      // An array of no values need not be there.
+      if (outputs > 0) {
+        lut->colorTable =
+            units_test::NewArray(std::vector<unsigned short>(outputs * Cube(gridPoints), 1234));
+      }
+      const auto table = NewTable();
+      EXPECT_EQ(table->Initial(lut.get()), 0);
+      EXPECT_EQ(table->gridPoints, gridPoints == 2 ? 17 : gridPoints);
+      EXPECT_EQ(table->inputChannels, 1);
+      EXPECT_EQ(table->outputChannels, outputs);
+      for (int at : {0, 5, table->gridPoints - 1}) {
+        for (int c = 0; c < 7; ++c) {
+          EXPECT_EQ(table->grid[at][at][at][c], c < outputs ? 1234 : 0) << at << ' ' << c;
+        }
+      }
+      unsigned short v[7] = {40000, 3, 65535, 1, 2, 3, 4};
+      table->Conversion(v[0], v[1], v[2], v[3], v[4], v[5], v[6]);
+      for (int c = 0; c < 3; ++c) EXPECT_EQ(v[c], c < outputs ? 1234 : 0) << c;
+    }
+  }
+}
+
 TEST(ColorTable33, InitialRefusesUnusableTags) {
   const auto table = NewTable();
   const auto good = GridLut(3, 9, RampNodes(9, 100));
@@ -297,7 +327,7 @@ TEST(ColorTable33, InitialRefusesUnusableTags) {
     int outputs, gridPoints;
     bool hasTable;
   } kRows[] = {
-      {"no colour table", 3, 17, false}, {"no outputs", 0, 17, true},
+      {"no colour table", 3, 17, false}, {"none of one output", 1, 17, false},
       {"eight outputs", 8, 17, true},    {"no grid", 3, 0, true},
       {"one grid point", 3, 1, true},    {"34 grid points", 3, 34, true},
       {"255 grid points", 3, 255, true},
@@ -703,6 +733,40 @@ TEST(ColorTables, BufferConversionTouchesOnlyWhatFits) {
     empty.workingCount = 2;
     EXPECT_EQ(table->Conversion(&empty), 0);
     EXPECT_EQ(table->Conversion(static_cast<Info*>(nullptr)), 0);
+  }
+}
+
+// What CheckWorkingBuf refuses is stored as the count, and the buffer of the count before stays.
+TEST(ColorTables, ARefusedCountIsConvertedAsFarAsTheBufferGoes) {
+  const struct {
+    const char* what;
+    int count, refused, converted;
+  } kRows[] = {{"fewer pixels", 20, 10, 10}, {"more pixels", 20, 40, 20}, {"one more", 20, 21, 20}};
+  for (const TableClass& table33 : kClasses) {
+    const auto table = table33.make();
+    std::vector<int> cells(7 * Cube(9), 500);
+    table->SetColorTable(cells.data(), 9);
+    for (const auto& row : kRows) {
+      SCOPED_TRACE(std::string(table33.name) + " " + row.what);
+      Info info;
+      info.conversionType =
+          255 + 2 * (table33.channels < 5 ? table33.channels - 2 : table33.channels - 3);
+      info.CheckWorkingBuf(nullptr, nullptr, row.count);
+      ASSERT_EQ(info.workingSize, row.count * table33.channels);
+      std::fill_n(info.workingBuf, info.workingSize, static_cast<unsigned short>(0));
+      info.conversionType = 256;
+      ASSERT_EQ(info.CheckWorkingBuf(nullptr, nullptr, row.refused), 65534);
+      EXPECT_EQ(table->Conversion(&info), 0);
+      for (int i = 0; i < row.count * table33.channels; ++i) {
+        ASSERT_EQ(info.workingBuf[i], i < row.converted * table33.channels ? 500 : 0) << i;
+      }
+      // A buffer of the program's in its place is trusted with the count.
+      auto* const own = new unsigned short[static_cast<std::size_t>(100 * table33.channels)]();
+      delete[] std::exchange(info.workingBuf, own);
+      EXPECT_EQ(table->Conversion(&info), 0);
+      EXPECT_EQ(own[row.refused * table33.channels - 1], 500);
+      EXPECT_EQ(own[row.refused * table33.channels], 0);
+    }
   }
 }
 

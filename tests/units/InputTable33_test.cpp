@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -119,17 +120,44 @@ TEST(InputTable33, InterpolatesLikeWholeNumbers) {
   }
 }
 
-TEST(InputTable33, LongCurvesCountAs4096Entries) {
-  constexpr int kEntries = 5000;
+// Only the copy ends at 4096 entries: the lookups are made of all.
+TEST(InputTable33, LongCurvesAreReadFromTheTag) {
   Random random(2);
-  const auto lut = InputLut(3, random.Words(3 * kEntries));
-  const auto table = TableFor(*lut, RGB_16);
-  EXPECT_EQ(table->step, 65535.0 / 4095);
-  for (int c = 0; c < 3; ++c) {
-    for (int v = 0; v < 65536; v += 7) {
-      ASSERT_EQ(table->lookup[c][v], ExactInterpolation(lut->inputTables + c * kEntries, 4096, v));
+  for (int entries : {4097, 5000, 8191, 16384, 65535}) {
+    SCOPED_TRACE(entries);
+    const auto lut = InputLut(3, random.Words(3 * entries));
+    const auto table = TableFor(*lut, RGB_16);
+    EXPECT_EQ(table->step, 65535.0 / (entries - 1));
+    for (int c = 0; c < 3; ++c) {
+      const unsigned short* curve = lut->inputTables + c * entries;
+      EXPECT_TRUE(std::equal(curve, curve + 4096, table->curves[c]));
+      for (int v = 0; v < 65536; ++v) {
+        ASSERT_EQ(table->lookup[c][v], ExactInterpolation(curve, entries, v)) << c << ' ' << v;
+      }
+      EXPECT_EQ(table->lookup[c][65535], curve[entries - 1]);
     }
-    EXPECT_EQ(table->lookup[c][65535], lut->inputTables[c * kEntries + 4095]);
+    const auto bytes = TableFor(*lut, RGB);
+    for (int x = 0; x < 256; ++x) {
+      ASSERT_EQ(bytes->lookup[2][x], table->lookup[2][x == 255 ? 65535 : x * 256]) << x;
+    }
+    // One sample set finds past the held entries what Initial found there, after the change to
+    // 8-bit levels too.
+    for (InputTable33* each : {table.get(), bytes.get()}) {
+      for (int v = 0; v < 65536; v += 13) {
+        unsigned short c[3], o[4] = {};
+        std::fill_n(c, 3, static_cast<unsigned short>(v));
+        each->Conversion(c[0], c[1], c[2], o[0], o[1], o[2], o[3]);
+        ASSERT_EQ(c[1], ExactInterpolation(lut->inputTables + entries, entries, v)) << v;
+      }
+    }
+  }
+}
+
+TEST(InputTable33, AStraightCurveOf5000EntriesIsIdentity) {
+  const auto lut = InputLut(3, LinearCurves(3, 5000));
+  const auto table = TableFor(*lut, RGB_16);
+  for (int v : {0, 1, 5000, 20000, 53683, 53684, 60000, 65534, 65535}) {
+    EXPECT_NEAR(static_cast<int>(table->lookup[0][v]), v, 1) << "entries are rounded down";
   }
 }
 
@@ -144,6 +172,31 @@ TEST(InputTable33, UsesTheFirstThreeChannels) {
   EXPECT_EQ(table->lookup[0][500], 500u);
   EXPECT_EQ(table->lookup[1][500], 0u) << "a missing curve is zero";
   EXPECT_EQ(table->lookup[2][65535], 0u);
+}
+
+TEST(InputTable33, MissingChannelsAreZero) {
+  for (int channels : {0, 1, 2}) {
+    for (int entries : {0, 2, 3, 256, 5000}) {
+      SCOPED_TRACE(testing::Message() << channels << " channels, " << entries << " entries");
+      auto lut = units_test::EmptyLut(channels, 3, 2);
+      lut->inputEntries = static_cast<unsigned short>(entries);
+      // An array of no values need not be there.
+      if (channels > 0 && entries >= 3) {
+        lut->inputTables = units_test::NewArray(LinearCurves(channels, entries));
+      }
+      for (const ColorSpaceSignature color : {RGB, RGB_16}) {
+        const auto table = TableFor(*lut, color);
+        EXPECT_EQ(table->step, entries < 3 ? 65535.0 / 4095 : 65535.0 / (entries - 1));
+        EXPECT_EQ(table->depth, color == RGB ? 8u : 16u);
+        for (int c = 0; c < 3; ++c) {
+          EXPECT_EQ(table->lookup[c][color == RGB ? 255 : 65535], c < channels ? 65535u : 0u);
+          if (c < channels) continue;
+          for (unsigned int value : table->lookup[c]) ASSERT_EQ(value, 0u) << c;
+          for (unsigned int value : table->curves[c]) ASSERT_EQ(value, 0u) << c;
+        }
+      }
+    }
+  }
 }
 
 TEST(InputTable33, MissingTablesChangeNothing) {
@@ -299,13 +352,17 @@ TEST(InputTable33, ExpandsThroughADerivedConversion) {
       return 0;
     }
   };
-  const auto table = std::make_unique<Doubling>();
-  const auto lut = InputLut(3, LinearCurves(3, 3));
-  table->Initial(lut.get(), RGB_16);
-  EXPECT_EQ(table->lookup[0][40000], 14464u) << "kept to 16 bits";
-  EXPECT_EQ(table->lookup[1][65534], 65535u);
-  EXPECT_EQ(table->lookup[2][9], 5u);
-  EXPECT_EQ(table->lookup[2][65535], 65535u) << "the top is the last entry itself";
+  for (int entries : {3, 5000}) {
+    SCOPED_TRACE(entries);
+    const auto table = std::make_unique<Doubling>();
+    const auto lut = InputLut(3, LinearCurves(3, entries));
+    table->Initial(lut.get(), RGB_16);
+    EXPECT_EQ(table->lookup[0][40000], 14464u) << "kept to 16 bits";
+    EXPECT_EQ(table->lookup[0][60000], 54464u);
+    EXPECT_EQ(table->lookup[1][65534], 65535u);
+    EXPECT_EQ(table->lookup[2][9], 5u);
+    EXPECT_EQ(table->lookup[2][65535], 65535u) << "the top is the last entry itself";
+  }
 }
 
 // Conversion of whole buffers, for the four classes that share it.
@@ -435,17 +492,27 @@ TEST(InputTableBuffers, ByteConversionDoesNothing) {
   }
 }
 
-TEST(InputTable33, ARefusedWorkingBufferIsNotWritten) {
+TEST(InputTable33, ARefusedCountIsBoundedByTheBufferThatIsKept) {
   const auto table = std::make_unique<ICC40::ICC_UNIT::InputTable33>();
-  ICC40::ICC_UNIT::Info info;
+  std::fill_n(table->lookup[0], 65536, 5u);
   std::vector<unsigned char> source(3000, 1);
-  info.conversionType = 257;
-  info.CheckWorkingBuf(source.data(), nullptr, 1);
-  std::fill_n(info.workingBuf, 3, static_cast<unsigned short>(7));
-  info.conversionType = 256;
-  ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, 1000), 65534);
-  info.conversionType = 257;
-  ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, 1000), 0) << "the count matches";
-  EXPECT_EQ(table->Conversion(&info), 0);
-  EXPECT_EQ(info.workingBuf[0], 7) << "a buffer for one pixel";
+  const struct {
+    const char* what;
+    int count, refused, converted;
+  } kRows[] = {{"fewer pixels", 10, 4, 4}, {"more pixels", 10, 1000, 10}, {"none", 10, 0, 0}};
+  for (const auto& row : kRows) {
+    ICC40::ICC_UNIT::Info info;
+    info.conversionType = 257;
+    info.CheckWorkingBuf(source.data(), nullptr, row.count);
+    std::fill_n(info.workingBuf, 3 * row.count, static_cast<unsigned short>(7));
+    info.conversionType = 256;
+    ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, row.refused), 65534);
+    EXPECT_EQ(table->Conversion(&info), 65535);
+    info.conversionType = 257;
+    ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, row.refused), 0) << "the count matches";
+    EXPECT_EQ(table->Conversion(&info), 0);
+    for (int p = 0; p < row.count; ++p) {
+      EXPECT_EQ(info.workingBuf[3 * p], p < row.converted ? 5 : 7) << row.what << ' ' << p;
+    }
+  }
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <vector>
 
 #include "tests/units/UnitFixtures.h"
 
@@ -87,12 +88,27 @@ TEST(InputTable43, HostileTags) {
   EXPECT_EQ(table->Initial(single.get()), 0);
   EXPECT_EQ(Convert(*table, 65535).c0, 0) << "one entry has no spacing";
 
-  units_test::Random random(4);
-  const auto longest = InputLut(4, random.Words(4 * 5000));
-  EXPECT_EQ(table->Initial(longest.get()), 0);
-  EXPECT_EQ(table->step, 65535.0 / 4095);
-  EXPECT_EQ(Convert(*table, 0).o0, longest->inputTables[3 * 5000]);
-  EXPECT_EQ(Convert(*table, 65535).o0, longest->inputTables[3 * 5000 + 4095]);
+  auto none = units_test::EmptyLut(0, 3, 2);
+  none->inputEntries = 256;
+  const auto fresh = std::make_unique<InputTable43>();
+  EXPECT_EQ(fresh->Initial(none.get()), 0);
+  EXPECT_EQ(fresh->step, 257.0) << "tables of no channels need not be there";
+  EXPECT_EQ(Convert(*fresh, 40000).o0, 0);
+}
+
+// Step 65535 / 4999: entry 4095 stands at 53684.03.
+TEST(InputTable43, LongCurvesEndAtTheLastHeldEntry) {
+  std::vector<unsigned short> curves = units_test::LinearCurves(4, 5000);
+  const auto lut = InputLut(4, curves);
+  const auto table = std::make_unique<InputTable43>();
+  EXPECT_EQ(table->Initial(lut.get()), 0);
+  EXPECT_EQ(table->step, 65535.0 / 4999);
+  const struct {
+    unsigned short level, expected;
+  } kRows[] = {{0, 0}, {20000, 20000}, {53684, 53684}, {53685, 53684}, {65535, 53684}};
+  for (const auto& row : kRows) EXPECT_NEAR(Convert(*table, row.level).o0, row.expected, 1);
+  EXPECT_EQ(Convert(*table, 65535).o0, curves[3 * 5000 + 4095]);
+  EXPECT_EQ(Convert(*table, 60000).c0, curves[4095]);
 }
 
 TEST(InputTable43, BufferConversionsDoNothing) {

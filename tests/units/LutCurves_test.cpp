@@ -87,7 +87,9 @@ TEST(LutCurves, AbsentTablesAreIdentity) {
   }
 }
 
-constexpr int kEntries[] = {2, 3, 4, 5, 16, 255, 256, 257, 1024, 4095, 4096};
+// Of more than 4096 the table classes hold the first alone.
+constexpr int kEntries[] = {2,    3,    4,    5,    16,   255,   256,  257,
+                            1024, 4095, 4096, 4097, 5000, 16385, 65535};
 
 template <typename Table>
 void ExpectSameLevels(const LutCurves& curves, const Table& table, int entries) {
@@ -118,6 +120,33 @@ TEST(LutCurves, OutputLevelsAreThoseOfTheTableClass) {
     const auto table = std::make_unique<OutputTable33>();
     table->Initial(lut.get());
     ExpectSameLevels(LutCurves::Output(*lut), *table, entries);
+  }
+}
+
+TEST(LutCurves, AStraightCurveOf5000EntriesIsIdentity) {
+  const auto lut = InputLut(3, units_test::LinearCurves(3, 5000));
+  EXPECT_NEAR(LutCurves::Input(*lut).At(0, 20000), 20000, 1);
+  EXPECT_EQ(LutCurves::Input(*lut).At(2, 65535), 65535);
+}
+
+TEST(LutCurves, ATagOfOneChannelHasItsCurve) {
+  for (const int entries : kEntries) {
+    const Words words = Random(93).Words(static_cast<std::size_t>(entries));
+    const auto input = InputLut(1, words);
+    const auto output = OutputLut(1, words);
+    const auto inputTable = std::make_unique<InputTable33>();
+    const auto outputTable = std::make_unique<OutputTable33>();
+    inputTable->Initial(input.get(), ICC40::ICCFILE::RGB_16);
+    outputTable->Initial(output.get());
+    int differences = 0;
+    for (int level = 0; level < 65536; ++level) {
+      differences += LutCurves::Input(*input).At(0, level) != inputTable->lookup[0][level];
+      for (int c = 0; c < 3; ++c) {
+        differences += LutCurves::Output(*output).At(c, level) !=
+                       static_cast<std::uint16_t>(outputTable->lookup[c][level]);
+      }
+    }
+    EXPECT_EQ(differences, 0) << entries << " entries";
   }
 }
 

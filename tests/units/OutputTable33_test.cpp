@@ -144,19 +144,80 @@ TEST(OutputTable33, FewerThanThreeEntriesGiveTheIdentityCurve) {
   }
 }
 
+// Only the copy ends at 4096 entries: the lookups are made of all.
 TEST(OutputTable33, LongCurvesAndManyChannels) {
-  constexpr int kEntries = 5000;
   Random random(6);
+  for (int entries : {4097, 5000, 16384, 65535}) {
+    SCOPED_TRACE(entries);
+    const auto table = NewTable();
+    const auto lut = OutputLut(9, random.Words(9 * entries));
+    EXPECT_EQ(table->Initial(lut.get()), 0);
+    EXPECT_EQ(table->channels, 9);
+    EXPECT_EQ(table->entries, entries);
+    EXPECT_EQ(table->step, 65535.0 / (entries - 1));
+    EXPECT_EQ(table->divisor, 65536.0 / entries);
+    for (int c = 0; c < 7; ++c) {
+      const unsigned short* curve = lut->outputTables + c * entries;
+      EXPECT_TRUE(std::equal(curve, curve + 4096, table->curves[c]));
+      for (int v = 0; v < 65535; ++v) {
+        const int i = static_cast<int>(v / (65535.0 / (entries - 1)));
+        const double f = (v - i * (65535.0 / (entries - 1))) / (65536.0 / entries);
+        const double expected = curve[i] * (1 - f) + curve[i + 1] * f + 0.5;
+        ASSERT_EQ(static_cast<int>(table->lookup[c][v]), static_cast<int>(expected))
+            << c << ' ' << v;
+      }
+      EXPECT_EQ(table->lookup[c][65535], curve[entries - 1]);
+    }
+  }
+}
+
+TEST(OutputTable33, WhatLongCurvesGaveStays) {
+  Random random(9);
+  const auto lut = OutputLut(3, random.Words(3 * 5000));
   const auto table = NewTable();
-  const auto lut = OutputLut(9, random.Words(9 * kEntries));
-  EXPECT_EQ(table->Initial(lut.get()), 0);
-  EXPECT_EQ(table->channels, 9);
-  EXPECT_EQ(table->entries, 4096);
-  EXPECT_EQ(table->step, 65535.0 / 4095);
-  EXPECT_EQ(table->divisor, 16.0);
-  for (int c = 0; c < 7; ++c) {
-    EXPECT_EQ(table->lookup[c][0], lut->outputTables[c * kEntries]);
-    EXPECT_EQ(table->lookup[c][65535], lut->outputTables[c * kEntries + 4095]);
+  table->Initial(lut.get());
+  const auto expected = NewTable();
+  expected->Initial(lut.get());
+  for (int c = 0; c < 3; ++c) EXPECT_EQ(table->Interpolation1D(c), 0);
+  EXPECT_EQ(std::memcmp(table->lookup, expected->lookup, sizeof table->lookup), 0);
+
+  // The caller's curves leave the top to the tag's last entry, as with shorter ones.
+  unsigned char curve[300];
+  for (int i = 0; i < 300; ++i) curve[i] = static_cast<unsigned char>(255 - i % 256);
+  for (int count : {1, 256, 300}) {
+    EXPECT_EQ(table->Initial(curve, curve, curve, count), 0);
+    EXPECT_EQ(table->entries, 5000);
+    EXPECT_EQ(table->lookup[1][0], 65280u);
+    EXPECT_EQ(table->lookup[1][65535], lut->outputTables[5000 + 4999]);
+  }
+  EXPECT_EQ(table->lookup[2][65534], 0u) << "256 / 256 of the way from 1 to 0";
+}
+
+TEST(OutputTable33, MissingChannelsKeepIdentity) {
+  unsigned char curve[256];
+  std::fill_n(curve, 256, static_cast<unsigned char>(9));
+  for (int channels : {0, 1, 2}) {
+    const struct {
+      int entries, expectedEntries;
+      unsigned int topAfterCurves;  // expected of a channel that the tag lacks
+    } kRows[] = {{0, 4096, 4095}, {3, 3, 2304}, {300, 300, 299}, {5000, 5000, 65535}};
+    for (const auto& row : kRows) {
+      SCOPED_TRACE(testing::Message() << channels << " channels, " << row.entries << " entries");
+      auto lut = units_test::EmptyLut(3, channels, 2);
+      lut->outputEntries = static_cast<unsigned short>(row.entries);
+      // An array of no values need not be there.
+      if (channels > 0 && row.entries >= 3) {
+        lut->outputTables = units_test::NewArray(LinearCurves(channels, row.entries));
+      }
+      const auto table = NewTable();
+      EXPECT_EQ(table->Initial(lut.get()), 0);
+      EXPECT_EQ(table->channels, channels);
+      EXPECT_EQ(table->entries, row.expectedEntries);
+      ExpectIdentity(*table, channels, 6);
+      EXPECT_EQ(table->Initial(curve, curve, curve, 256), 0);
+      EXPECT_EQ(table->lookup[2][30000], 9u * 256);
+      EXPECT_EQ(table->lookup[2][65535], row.topAfterCurves);
+    }
   }
 }
 
@@ -194,7 +255,7 @@ TEST(OutputTable33, Interpolation1DSurvivesAnyFields) {
       {"nothing set", 0.0, 0.0, 0, 0},
       {"top entry skipped", 257.0, 256.0, 0, 255},
       {"top entry skipped below", 257.0, 256.0, -1, 255},
-      {"top entry skipped above", 257.0, 256.0, 4097, 255},
+      {"top entry that is not held stays", 257.0, 256.0, 4097, 65535},
       {"top entry of a full curve", 257.0, 256.0, 4096, 4095},
       {"tiny step", 1e-300, 1e-300, 1, 0},
   };
@@ -516,4 +577,25 @@ TEST(OutputTable33, WritesNothingItShouldNot) {
   empty.dstBuf = bytes;
   EXPECT_EQ(table->Conversion(&empty), 0);
   EXPECT_EQ(table->Conversion(static_cast<Info*>(nullptr)), 0);
+}
+
+TEST(OutputTable33, ARefusedCountIsWrittenAsFarAsTheWorkingBufferGoes) {
+  const auto table = NewTable();
+  const struct {
+    const char* what;
+    int count, refused, written;
+  } kRows[] = {{"fewer pixels", 4, 2, 2}, {"more pixels", 4, 9, 4}};
+  for (const auto& row : kRows) {
+    Info info;
+    unsigned short destination[27] = {};
+    auto* const bytes = reinterpret_cast<unsigned char*>(destination);
+    info.conversionType = 258;
+    info.CheckWorkingBuf(nullptr, bytes, row.count);
+    std::fill_n(info.workingBuf, info.workingSize, static_cast<unsigned short>(77));
+    info.conversionType = 256;
+    ASSERT_EQ(info.CheckWorkingBuf(nullptr, bytes, row.refused), 65534);
+    info.conversionType = 258;
+    EXPECT_EQ(table->Conversion(&info), 0);
+    for (int i = 0; i < 27; ++i) EXPECT_EQ(destination[i], i < 3 * row.written ? 77 : 0) << i;
+  }
 }

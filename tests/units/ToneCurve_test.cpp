@@ -40,8 +40,9 @@ TEST(Truncation, GoesTowardZeroAndIsDefinedEverywhere) {
 TEST(ToneCurve, StepOfTheIdentityCurve) {
   EXPECT_EQ(kIdentityStep, 16.003663003663004);
   EXPECT_EQ(CurveStep(256), 257.0);
-  EXPECT_EQ(UsableEntries(4095), 4095);
-  EXPECT_EQ(UsableEntries(65535), 4096);
+  EXPECT_EQ(CurveStep(65535), 65535.0 / 65534) << "of all entries, held or not";
+  EXPECT_EQ(HeldEntries(4095), 4095);
+  EXPECT_EQ(HeldEntries(65535), 4096);
 }
 
 TEST(ToneCurve, Interpolates) {
@@ -71,6 +72,19 @@ TEST(ToneCurve, Interpolates) {
   };
   for (const auto& row : kRows) {
     EXPECT_EQ(InterpolateCurve(curve, row.step, row.divisor, row.level), row.expected) << row.what;
+  }
+}
+
+TEST(ToneCurve, LevelsBeyondTheHeldEntries) {
+  for (const int entries : {4097, 5000, 8191, 16384, 65534, 65535}) {
+    const double step = CurveStep(entries);
+    const int first = FirstUnheldLevel(step);
+    for (int level = 0; level < kTopLevel; ++level) {
+      const CurvePosition position = PositionOn(entries, step, step, level);
+      ASSERT_LT(position.entry, entries - 1) << entries << ' ' << level;
+      const bool isHeld = position.entry + 1 < kCurveEntries;
+      ASSERT_TRUE(level == first || isHeld == (level < first)) << entries << ' ' << level;
+    }
   }
 }
 

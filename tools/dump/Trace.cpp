@@ -1,6 +1,7 @@
 #include "Trace.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -11,12 +12,13 @@
 #include "iccfile/CXYZType.h"
 #include "interface/EngineSlots.h"
 #include "interface/kxcms.h"
-#include "pipeline/PipelineTables.h"
+#include "pipeline/FixedTables.h"
 #include "units/ColorTable33.h"
 #include "units/InputTable33.h"
 #include "units/LabEncoding.h"
 #include "units/OutputTable33.h"
 #include "units/Tetrahedra.h"
+#include "units/ToneCurve.h"
 
 namespace {
 
@@ -81,25 +83,34 @@ void PrintProfile(IccFile4& profile, const iccTagBase& tag, const CLut16Type& lu
 
 // ---- Input index tables
 
+// An entry of a channel's curve. What the table does not hold of a long one is in the tag.
+unsigned CurveEntry(const InputTable33& table, const CLut16Type& lut, int channel, int entry) {
+  if (lut.inputEntries <= kCurveEntries || channel >= lut.inputChannels) {
+    return entry < kCurveEntries ? table.curves[channel][entry] : 0;
+  }
+  return lut.inputTables[std::ptrdiff_t{channel} * lut.inputEntries + entry];
+}
+
 std::array<std::uint32_t, 3> PrintInput(const TraceRequest& request, CLut16Type& lut) {
   const ColorSpaceSignature code = request.depth == 16 ? RGB_16 : RGB;
   const auto table = std::make_unique<InputTable33>();
   table->Initial(&lut, code);
   const unsigned* const words[3] = {IccEngine.inLut0, IccEngine.inLut1, IccEngine.inLut2};
   std::array<std::uint32_t, 3> traced{};
+  const int entries = lut.inputEntries < kMinCurveEntries ? kCurveEntries : lut.inputEntries;
   std::printf("\ninput index tables, curve entries every %.4f levels\n", table->step);
   std::printf(
       "      sample   level   entries around it   coordinate   cell  fraction       word\n");
   for (int c = 0; c < 3; ++c) {
     const int sample = request.device[c];
     const int level = request.depth == 16 ? sample : sample == 255 ? kTopLevel16 : sample * 256;
-    const int entry = std::min(static_cast<int>(level / table->step), 4094);
+    const int entry = std::min(static_cast<int>(level / table->step), entries - 2);
     const unsigned coordinate = table->lookup[c][sample];
     const std::uint32_t word = words[c][sample];
     Require(word == ICC_ENG_S4::PackIndex(coordinate), "the input stage does not add up");
     std::printf("  %c  %7d %7d     %6u %6u   %10u  %5u  %8u   %08x\n", kChannels[c], sample, level,
-                table->curves[c][entry], table->curves[c][entry + 1], coordinate, word >> 16,
-                word & 0xFFFF, word);
+                CurveEntry(*table, lut, c, entry), CurveEntry(*table, lut, c, entry + 1),
+                coordinate, word >> 16, word & 0xFFFF, word);
     traced[c] = word;
   }
   return traced;

@@ -60,14 +60,13 @@ KXCMS_INLINE Floats ReadLines(const Line* lines, const std::int32_t* indices, Fl
   return Unzip<0>(first, second) + Unzip<1>(first, second) * x;
 }
 
-// Records of four floats, of elements 0 of all lanes.
-KXCMS_INLINE Floats ReadRecords(const Parabola* records, const std::int32_t* indices) {
+// Records of four floats by index, aligned to 16 bytes: one of every lane's elements a lane.
+template <int kElement, typename Record>
+KXCMS_INLINE Floats ReadRecords(const Record* records, const std::int32_t* indices) {
   return FromLanes([&](int lane) {
+    const auto index = static_cast<std::uint32_t>(indices[kLaneElements * lane + kElement]);
     LaneFloats record;
-    __builtin_memcpy(&record,
-                     __builtin_assume_aligned(
-                         records + static_cast<std::uint32_t>(indices[kLaneElements * lane]), 16),
-                     sizeof record);
+    __builtin_memcpy(&record, __builtin_assume_aligned(records + index, 16), sizeof record);
     return LaneWords(record);
   });
 }

@@ -43,18 +43,19 @@ struct PowerBlock {
   BlockFloats fromStart;  // of the segment
 };
 
+// Of t from 0 to the table's highest and little more.
 KXCMS_INLINE void ChooseParabola(const ParabolaTable& table, Floats t, PowerBlock& block, int p) {
-  const Words bits = Words(Min(Max(t, Splat(table.lowest)), Splat(table.highest)));
+  const Words bits = Words(Max(t, Splat(table.lowest)));
   constexpr int kShift = 23 - kParabolaBits;
   Store(block.index.at + p, Ints(bits >> kShift) - table.first);
   Store(block.fromStart.at + p, t - Floats(bits >> kShift << kShift));
 }
 
 KXCMS_INLINE Floats FollowParabola(const ParabolaTable& table, const PowerBlock& block, int p) {
-  const Floats rows[4] = {ReadRecords(table.parabolas, block.index.at + p),
-                          ReadRecords(table.parabolas, block.index.at + p + 1),
-                          ReadRecords(table.parabolas, block.index.at + p + 2),
-                          ReadRecords(table.parabolas, block.index.at + p + 3)};
+  const Floats rows[4] = {ReadRecords<0>(table.parabolas, block.index.at + p),
+                          ReadRecords<1>(table.parabolas, block.index.at + p),
+                          ReadRecords<2>(table.parabolas, block.index.at + p),
+                          ReadRecords<3>(table.parabolas, block.index.at + p)};
   const auto [c] = Transpose(rows);
   const Floats u = Load<Floats>(block.fromStart.at + p);
   return c[0] + u * (c[1] + u * c[2]);
@@ -68,7 +69,7 @@ void RaiseToPower(const CurveStage& curve, float* values, int pixels) {
     ChooseParabola(table, Load<Floats>(values + p) * factor, block, p);
   }
   for (int p = 0; p < pixels; p += kElements) {
-    Store(values + p, Clip(FollowParabola(table, block, p)));
+    Store(values + p, Min(FollowParabola(table, block, p), Splat(1)));
   }
 }
 
@@ -77,7 +78,7 @@ void FollowBrokenPower(const CurveStage& stage, float* values, int pixels) {
   PowerBlock block;
   for (int p = 0; p < pixels; p += kElements) {
     const Floats t = Load<Floats>(values + p) * curve.factor + curve.base;
-    ChooseParabola(curve.power, Absolute(t), block, p);
+    ChooseParabola(curve.power, Min(Absolute(t), Splat(curve.power.highest)), block, p);
   }
   for (int p = 0; p < pixels; p += kElements) {
     const Floats x = Load<Floats>(values + p);

@@ -1,8 +1,5 @@
 // Stages that mix the channels. A level's source includes this file inside its own unnamed
-// namespace, after ChannelStages.inl, and after it has defined
-//
-//   ReadNodes(nodes, indices)  the nodes of indices[0], [4], ...: one a lane, as floats greater by
-//                              kNodeBias
+// namespace, after ChannelStages.inl.
 
 // ---- Grid ---------------------------------------------------------------------------------------
 
@@ -10,10 +7,10 @@
 // fraction, then along the next, to the highest node.
 struct alignas(64) Paths {
   std::int32_t index[3][kBlockPixels];  // of the first three nodes
-  float fraction[3][kBlockPixels];      // falling
 };
 
-void FindPaths(const Grid& grid, const PixelBlock& block, int pixels, Paths& paths) {
+// The values become the fractions, falling.
+void FindPaths(const Grid& grid, PixelBlock& block, int pixels, Paths& paths) {
   const float factor[3] = {grid.factor[0], grid.factor[1], grid.factor[2]};
   const Floats belowLast[3] = {Splat(grid.belowLast[0]), Splat(grid.belowLast[1]),
                                Splat(grid.belowLast[2])};
@@ -28,9 +25,9 @@ void FindPaths(const Grid& grid, const PixelBlock& block, int pixels, Paths& pat
     }
     const auto [r, g, b] = fraction;
     const Floats low = Min(r, g), high = Max(r, g);
-    Store(paths.fraction[0] + p, Max(high, b));
-    Store(paths.fraction[1] + p, Max(low, Min(high, b)));
-    Store(paths.fraction[2] + p, Min(low, b));
+    Store(block.values[0] + p, Max(high, b));
+    Store(block.values[1] + p, Max(low, Min(high, b)));
+    Store(block.values[2] + p, Min(low, b));
     // Where fractions tie, any order gives the same value, up to rounding; this one is always the
     // same.
     const Ints rg = r >= g, rb = r >= b, gb = g >= b;
@@ -53,16 +50,15 @@ void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
   const Node* const highest =
       nodes + static_cast<int>(grid.stride[0] + grid.stride[1] + grid.stride[2]);
   for (int p = 0; p < pixels; p += kElements) {
-    const Floats w[3] = {Load<Floats>(paths.fraction[0] + p), Load<Floats>(paths.fraction[1] + p),
-                         Load<Floats>(paths.fraction[2] + p)};
+    const Floats w[3] = {Load<Floats>(block.values[0] + p), Load<Floats>(block.values[1] + p),
+                         Load<Floats>(block.values[2] + p)};
     // Element n of every lane: a pixel's three channels.
     const auto pixel = [&]<int n>(std::integral_constant<int, n>) {
-      const std::int32_t* const index = paths.index[0] + p + n;
-      const Floats v0 = ReadNodes(nodes, index);
-      const Floats v1 = ReadNodes(nodes, index + kBlockPixels);
-      const Floats v2 = ReadNodes(nodes, index + 2 * kBlockPixels);
-      const Floats v3 = ReadNodes(highest, index);
-      return (v0 - kNodeBias) + Spread<n>(w[0]) * (v1 - v0) + Spread<n>(w[1]) * (v2 - v1) +
+      const Floats v0 = ReadRecords<n>(nodes, paths.index[0] + p);
+      const Floats v1 = ReadRecords<n>(nodes, paths.index[1] + p);
+      const Floats v2 = ReadRecords<n>(nodes, paths.index[2] + p);
+      const Floats v3 = ReadRecords<n>(highest, paths.index[0] + p);
+      return v0 + Spread<n>(w[0]) * (v1 - v0) + Spread<n>(w[1]) * (v2 - v1) +
              Spread<n>(w[2]) * (v3 - v2);
     };
     const Floats rows[4] = {
@@ -132,7 +128,7 @@ void TakeCubeRoots(const ParabolaTable& given, float* values, int pixels) {
   const ParabolaTable table = given;
   PowerBlock roots;
   for (int p = 0; p < pixels; p += kElements) {
-    ChooseParabola(table, Load<Floats>(values + p), roots, p);
+    ChooseParabola(table, Min(Load<Floats>(values + p), Splat(table.highest)), roots, p);
   }
   for (int p = 0; p < pixels; p += kElements) {
     const Floats t = Load<Floats>(values + p);

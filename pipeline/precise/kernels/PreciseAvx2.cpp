@@ -30,16 +30,6 @@ KXCMS_INLINE Floats FromLanes(Lane lane) {
   return Floats(
       _mm256_inserti128_si256(_mm256_castsi128_si256(__m128i(lane(0))), __m128i(lane(1)), 1));
 }
-constexpr float kNodeBias = 0;
-KXCMS_INLINE Floats ReadNodes(const Node* nodes, const std::int32_t* indices) {
-  const auto node = [&](int lane) {
-    long long bits;
-    __builtin_memcpy(&bits, nodes + static_cast<std::uint32_t>(indices[4 * lane]), sizeof bits);
-    return bits;
-  };
-  using Two = long long __attribute__((vector_size(16)));
-  return Floats(_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(__m128i(Two{node(0), node(1)}))));
-}
 
 #include "pipeline/precise/kernels/Arithmetic.inl"
 #include "pipeline/precise/kernels/ChannelStages.inl"

@@ -27,22 +27,11 @@ KXCMS_INLINE Floats Max(Floats a, Floats b) {
 }
 template <typename Lane>
 KXCMS_INLINE Floats FromLanes(Lane lane) {
-  __m512i four = _mm512_castsi128_si512(__m128i(lane(0)));
-  four = _mm512_inserti32x4(four, __m128i(lane(1)), 1);
-  four = _mm512_inserti32x4(four, __m128i(lane(2)), 2);
-  return Floats(_mm512_inserti32x4(four, __m128i(lane(3)), 3));
-}
-constexpr float kNodeBias = 0;
-KXCMS_INLINE Floats ReadNodes(const Node* nodes, const std::int32_t* indices) {
-  const auto node = [&](int lane) {
-    long long bits;
-    __builtin_memcpy(&bits, nodes + static_cast<std::uint32_t>(indices[4 * lane]), sizeof bits);
-    return bits;
+  const auto two = [&lane](int n) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(__m128i(lane(n))), __m128i(lane(n + 1)),
+                                   1);
   };
-  using Two = long long __attribute__((vector_size(16)));
-  const __m256i four = _mm256_inserti128_si256(
-      _mm256_castsi128_si256(__m128i(Two{node(0), node(1)})), __m128i(Two{node(2), node(3)}), 1);
-  return Floats(_mm512_cvtepi32_ps(_mm512_cvtepu16_epi32(four)));
+  return Floats(_mm512_inserti64x4(_mm512_castsi256_si512(two(0)), two(2), 1));
 }
 
 #include "pipeline/precise/kernels/Arithmetic.inl"

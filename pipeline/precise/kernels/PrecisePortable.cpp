@@ -34,26 +34,12 @@ KXCMS_INLINE Floats Min(Floats a, Floats b) {
 KXCMS_INLINE Floats Max(Floats a, Floats b) {
   return Floats(_mm_max_ps(__m128(a), __m128(b)));
 }
-// A 16-bit number below the upper half of 2^23's bits is 2^23 plus the number.
-constexpr float kNodeBias = 0x1p23f;
-KXCMS_INLINE Floats ReadNodes(const Node* nodes, const std::int32_t* indices) {
-  const __m128i values = _mm_loadl_epi64(
-      reinterpret_cast<const __m128i*>(nodes + static_cast<std::uint32_t>(indices[0])));
-  return Floats(_mm_unpacklo_epi16(values, _mm_set1_epi16(0x4B00)));
-}
 #else
 KXCMS_INLINE Floats Min(Floats a, Floats b) {
   return Select(a < b, a, b);
 }
 KXCMS_INLINE Floats Max(Floats a, Floats b) {
   return Select(a > b, a, b);
-}
-constexpr float kNodeBias = 0;
-KXCMS_INLINE Floats ReadNodes(const Node* nodes, const std::int32_t* indices) {
-  using Values = std::uint16_t __attribute__((vector_size(8)));
-  Values values;
-  __builtin_memcpy(&values, nodes + static_cast<std::uint32_t>(indices[0]), sizeof values);
-  return __builtin_convertvector(values, Floats);
 }
 #endif
 

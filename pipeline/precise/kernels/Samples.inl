@@ -129,6 +129,41 @@ void ScatterFour(const Sample* __restrict a, const Sample* __restrict b, const S
   }
 }
 
+// Samples at any distance, as many at a time as a register takes.
+template <typename Sample>
+void GatherApart(const unsigned char* from, std::ptrdiff_t stride, Sample* plane, int pixels) {
+  constexpr int kGroup = 8 / sizeof(Sample);
+  int p = 0;
+  for (; p + kGroup <= pixels; p += kGroup, from += kGroup * stride) {
+    std::uint64_t group = 0;
+#pragma GCC unroll 8
+    for (int i = 0; i < kGroup; ++i) {
+      const auto sample = static_cast<std::uint64_t>(Read<Sample>(from + i * stride));
+      const int at = kIsLittleEndian ? i : kGroup - 1 - i;
+      group |= sample << (8 * static_cast<int>(sizeof(Sample)) * at);
+    }
+    __builtin_memcpy(plane + p, &group, sizeof group);
+  }
+  for (; p < pixels; ++p, from += stride) plane[p] = Read<Sample>(from);
+}
+
+template <typename Sample>
+void ScatterApart(const Sample* plane, unsigned char* to, std::ptrdiff_t stride, int pixels) {
+  constexpr int kGroup = 8 / sizeof(Sample);
+  int p = 0;
+  for (; p + kGroup <= pixels; p += kGroup, to += kGroup * stride) {
+    std::uint64_t group;
+    __builtin_memcpy(&group, plane + p, sizeof group);
+#pragma GCC unroll 8
+    for (int i = 0; i < kGroup; ++i) {
+      const int at = kIsLittleEndian ? i : kGroup - 1 - i;
+      Write(to + i * stride,
+            static_cast<Sample>(group >> (8 * static_cast<int>(sizeof(Sample)) * at)));
+    }
+  }
+  for (; p < pixels; ++p, to += stride) Write(to, plane[p]);
+}
+
 template <typename Sample>
 void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& planes) {
   constexpr int kSize = sizeof(Sample);
@@ -147,8 +182,7 @@ void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& plane
       __builtin_memcpy(planes.bytes[c], from, static_cast<unsigned>(kSize * pixels));
       continue;
     }
-    Sample* const plane = planes.Of<Sample>(c);
-    for (int p = 0; p < pixels; ++p, from += run.pixelStride) plane[p] = Read<Sample>(from);
+    GatherApart(from, run.pixelStride, planes.Of<Sample>(c), pixels);
   }
 }
 
@@ -170,8 +204,7 @@ void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int
       __builtin_memcpy(to, planes.bytes[c], static_cast<unsigned>(kSize * pixels));
       continue;
     }
-    const Sample* const plane = planes.Of<Sample>(c);
-    for (int p = 0; p < pixels; ++p, to += run.pixelStride) Write(to, plane[p]);
+    ScatterApart(planes.Of<Sample>(c), to, run.pixelStride, pixels);
   }
 }
 

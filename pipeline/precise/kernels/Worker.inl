@@ -33,14 +33,17 @@ Call Prepare(const Program& program, const SourceRun& source, const DestinationR
   return call;
 }
 
-// The same table for all layouts: reading it takes longer than finding the samples.
-void LookUp(const Program& program, const SourceRun& source, int pixels, PixelBlock& block) {
-  const std::ptrdiff_t stride = source.pixelStride;
-  for (int c = 0; c < 3; ++c) {
-    const float* const table = program.levels8[c];
-    const unsigned char* from = source.samples[c];
-    float* const to = block.values[c];
-    for (int p = 0; p < pixels; ++p, from += stride) to[p] = table[*from];
+void LookUp(const float* table, const unsigned char* plane, float* values, int pixels) {
+  for (int p = 0; p < pixels; p += kElements) {
+    Store(values + p, FromLanes([&](int lane) {
+            std::uint32_t levels;
+            __builtin_memcpy(&levels, plane + p + kLaneElements * lane, sizeof levels);
+            constexpr int kFirst = kIsLittleEndian ? 0 : 24, kStep = kIsLittleEndian ? 8 : -8;
+            return LaneWords(LaneFloats{table[levels >> kFirst & 0xFF],
+                                        table[levels >> (kFirst + kStep) & 0xFF],
+                                        table[levels >> (kFirst + 2 * kStep) & 0xFF],
+                                        table[levels >> (kFirst + 3 * kStep) & 0xFF]});
+          }));
   }
 }
 
@@ -105,8 +108,9 @@ Planes PlanesOf(SampleType type, Workspace& space, PlaneBytes& alpha) {
 
 // Fills up to whole vectors with zeros, which every stage can take.
 void Pad(unsigned char* plane, int size, int pixels) {
-  __builtin_memset(plane + size * pixels, 0,
-                   static_cast<unsigned>(size * (RoundUp(pixels) - pixels)));
+  const int missing = RoundUp(pixels) - pixels;
+  if (missing == 0) return;
+  __builtin_memset(plane + size * pixels, 0, static_cast<unsigned>(size * missing));
 }
 
 void ReadBlock(const Program& program, const Call& call, const SourceRun& source, int pixels,
@@ -114,18 +118,12 @@ void ReadBlock(const Program& program, const Call& call, const SourceRun& source
   const int padded = RoundUp(pixels);
   const int size = SizeOf(source.type);
   Planes planes = PlanesOf(source.type, space, space.sourceAlpha);
-  if (call.isTabled) {
-    LookUp(program, source, pixels, space.block);
-    for (float* values : space.block.values) {
-      Pad(reinterpret_cast<unsigned char*>(values), sizeof(float), pixels);
-    }
-    SourceRun alone = source;
-    for (int c = 0; c < 3; ++c) alone.samples[c] = nullptr;
-    GatherSamples(alone, Layout::kApart, pixels, planes);
-  } else {
-    GatherSamples(source, call.sourceLayout, pixels, planes);
-    for (int c = 0; c < 3; ++c) {
-      Pad(planes.bytes[c], size, pixels);
+  GatherSamples(source, call.sourceLayout, pixels, planes);
+  for (int c = 0; c < 3; ++c) {
+    Pad(planes.bytes[c], size, pixels);
+    if (call.isTabled) {
+      LookUp(program.levels8[c], planes.bytes[c], space.block.values[c], padded);
+    } else {
       ToValues(source.type, planes.bytes[c], space.block.values[c], padded);
     }
   }
