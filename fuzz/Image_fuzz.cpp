@@ -190,53 +190,31 @@ Sharing SharingOf(const Drawn& source, const Owners& owners, const Shape& shape)
   return sharing;
 }
 
-bool HaveOneLattice(const Drawn& a, const Drawn& b) {
-  return a.pixel == b.pixel && a.row == b.row && a.Size() == b.Size();
-}
-
-// Rows apart from one another, or columns: what is not is refused without looking closer.
-bool IsPlain(const Drawn& image, const Shape& shape) {
-  const auto isApart = [&](std::ptrdiff_t step, std::size_t steps, std::ptrdiff_t line,
-                           std::size_t lines) {
-    const std::ptrdiff_t reach = std::abs(step) * static_cast<std::ptrdiff_t>(steps - 1);
-    return (steps == 1 || std::abs(step) >= image.Size()) &&
-           (lines == 1 || std::abs(line) >= reach + image.Size());
-  };
-  return isApart(image.pixel, shape.width, image.row, shape.height) ||
-         isApart(image.row, shape.height, image.pixel, shape.width);
-}
-
 bool ExtentsOverlap(const Drawn& a, const Drawn& b, const Shape& shape) {
-  const auto extent = [&](const Drawn& image, int channel) {
+  const auto extent = [&](const Drawn& image) {
     std::ptrdiff_t low = Arena::kBytes, high = 0;
-    for (const std::size_t x : {std::size_t{0}, shape.width - 1}) {
-      for (const std::size_t y : {std::size_t{0}, shape.height - 1}) {
-        low = std::min(low, image.Place(x, y, channel));
-        high = std::max(high, image.Place(x, y, channel) + image.Size());
-      }
-    }
+    ForEachByte(image, shape, [&](std::size_t at, const Owner&) {
+      low = std::min(low, static_cast<std::ptrdiff_t>(at));
+      high = std::max(high, static_cast<std::ptrdiff_t>(at) + 1);
+    });
     return std::pair(low, high);
   };
-  for (int ca = 0; ca < a.channels; ++ca) {
-    for (int cb = 0; cb < b.channels; ++cb) {
-      const auto [lowA, highA] = extent(a, ca);
-      const auto [lowB, highB] = extent(b, cb);
-      if (lowA < highB && lowB < highA) return true;
-    }
-  }
-  return false;
+  const auto [lowA, highA] = extent(a);
+  const auto [lowB, highB] = extent(b);
+  return lowA < highB && lowB < highA;
 }
 
 enum class Verdict { kConverted, kRefused };
 
 Verdict VerdictOf(const Drawn& source, const Drawn& destination, const Owners& owners,
                   const Shape& shape) {
-  if (owners.isShared || !IsPlain(destination, shape)) return Verdict::kRefused;
-  const Sharing sharing = SharingOf(source, owners, shape);
-  if (!HaveOneLattice(source, destination)) {
+  if (owners.isShared) return Verdict::kRefused;
+  if (source.pixel != destination.pixel || source.row != destination.row) {
     return ExtentsOverlap(source, destination, shape) ? Verdict::kRefused : Verdict::kConverted;
   }
-  const bool inPlace = std::equal(source.first, source.first + 3, destination.first);
+  const Sharing sharing = SharingOf(source, owners, shape);
+  const bool inPlace = source.sample == destination.sample &&
+                       std::equal(source.first, source.first + 3, destination.first);
   return !sharing.any || (inPlace && sharing.onlySame) ? Verdict::kConverted : Verdict::kRefused;
 }
 

@@ -131,8 +131,12 @@ std::optional<ByteRange> ExtentOf(const SourceImage& image) {
   return ByteRange{static_cast<std::uintptr_t>(begin), static_cast<std::uintptr_t>(end)};
 }
 
+std::optional<ByteRange> ExtentOf(const DestinationImage& image) {
+  return ExtentOf(AsSource(image));
+}
+
 Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination) {
-  const auto a = ExtentOf(source), b = ExtentOf(AsSource(destination));
+  const auto a = ExtentOf(source), b = ExtentOf(destination);
   if (a->end <= b->begin || b->end <= a->begin) return Overlap::kNone;
   const SourceRun& from = source.firstRow;
   const DestinationRun& to = destination.firstRow;

@@ -33,6 +33,7 @@ struct ByteRange {
 /// From the first to the last byte of an image's samples. Nothing if the image is empty, or if the
 /// numbers lead out of the address space; such an image must not be converted.
 std::optional<ByteRange> ExtentOf(const SourceImage& image);
+std::optional<ByteRange> ExtentOf(const DestinationImage& image);
 
 enum class Overlap {
   kNone,
