@@ -40,14 +40,28 @@ struct kxp_profile {
   const char* name = "";                   ///< of a built-in space
 };
 
+namespace kxcms {
+
+/// What the handle of a profile is as a destination; borrows its parts.
+PreciseDestination DestinationOf(const kxp_profile& profile);
+
+}  // namespace kxcms
+
 struct kxp_pipeline {
-  kxp_pipeline(const kxcms::DeviceProfile& source, const kxcms::PreciseDestination& destination,
-               const kxcms::PreciseOptions& options)
-      : intent(options.intent), precise(source, destination, options) {}
+  kxp_pipeline(const kxp_profile& from, const kxp_profile& to,
+               const kxcms::PreciseOptions& howToConvert)
+      : source(from.device),
+        target(to.device),
+        destination(kxcms::DestinationOf(to)),
+        options(howToConvert),
+        precise(*source, destination, options) {}
 
   kxcms::References references;
-  kxcms::RenderingIntent intent;
-  bool isToProfile = false;  ///< of a file: it has a model that serves the intent
+  /// Shared with the handles that it was made of, for looking into a conversion. `target` is null
+  /// for Lab and XYZ.
+  std::shared_ptr<const kxcms::DeviceProfile> source, target;
+  kxcms::PreciseDestination destination;
+  kxcms::PreciseOptions options;
   kxcms::PrecisePipeline precise;
 };
 

@@ -32,7 +32,33 @@ PreciseOptions CheckedOptions(const kxp_pipeline_options* given) {
   return options;
 }
 
-PreciseDestination DestinationOf(const kxp_profile& profile) {
+std::string NameOf(const UsedModel& model) {
+  return model.tag == 0 ? "matrix" : TextOf(model.tag);
+}
+
+Answer Ask(const kxp_pipeline& pipeline, std::uint32_t key, std::uint32_t index) {
+  if (index != 0) return NoSuchQuestion{};
+  const PrecisePipeline& precise = pipeline.precise;
+  const bool isToProfile = std::holds_alternative<const DeviceProfile*>(pipeline.destination);
+  switch (key) {
+    case KXP_INTENT:
+      return Number(static_cast<double>(pipeline.options.intent));
+    case KXP_SOURCE_TAG:
+      return Text(NameOf(precise.SourceModel()));
+    case KXP_SOURCE_FALLBACK:
+      return Number(precise.SourceModel().isFallback);
+    case KXP_TARGET_TAG:
+      return Text(isToProfile ? NameOf(precise.DestinationModel()) : "builtin");
+    case KXP_TARGET_FALLBACK:
+      return Number(isToProfile && precise.DestinationModel().isFallback);
+    default:
+      return NoSuchQuestion{};
+  }
+}
+
+}  // namespace
+
+PreciseDestination kxcms::DestinationOf(const kxp_profile& profile) {
   switch (profile.kind) {
     case ProfileKind::kDevice:
       break;
@@ -46,31 +72,6 @@ PreciseDestination DestinationOf(const kxp_profile& profile) {
   return profile.device.get();
 }
 
-std::string NameOf(const UsedModel& model) {
-  return model.tag == 0 ? "matrix" : TextOf(model.tag);
-}
-
-Answer Ask(const kxp_pipeline& pipeline, std::uint32_t key, std::uint32_t index) {
-  if (index != 0) return NoSuchQuestion{};
-  const PrecisePipeline& precise = pipeline.precise;
-  switch (key) {
-    case KXP_INTENT:
-      return Number(static_cast<double>(pipeline.intent));
-    case KXP_SOURCE_TAG:
-      return Text(NameOf(precise.SourceModel()));
-    case KXP_SOURCE_FALLBACK:
-      return Number(precise.SourceModel().isFallback);
-    case KXP_TARGET_TAG:
-      return Text(pipeline.isToProfile ? NameOf(precise.DestinationModel()) : "builtin");
-    case KXP_TARGET_FALLBACK:
-      return Number(pipeline.isToProfile && precise.DestinationModel().isFallback);
-    default:
-      return NoSuchQuestion{};
-  }
-}
-
-}  // namespace
-
 kxp_status kxp_pipeline_create(const kxp_profile* source, const kxp_profile* destination,
                                const kxp_pipeline_options* options, kxp_pipeline** pipeline,
                                kxp_error* error) {
@@ -82,10 +83,7 @@ kxp_status kxp_pipeline_create(const kxp_profile* source, const kxp_profile* des
     Require(source->device != nullptr, "Lab and XYZ are destinations only.");
     const PreciseOptions checked = CheckedOptions(options);
     try {
-      auto made =
-          std::make_unique<kxp_pipeline>(*source->device, DestinationOf(*destination), checked);
-      made->isToProfile = destination->kind == ProfileKind::kDevice;
-      *pipeline = made.release();
+      *pipeline = new kxp_pipeline(*source, *destination, checked);
     } catch (const PipelineError& fault) {
       std::string sentence = fault.what();
       sentence[0] = AsCapital(sentence[0]);

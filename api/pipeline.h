@@ -30,8 +30,10 @@
  *
  * Loading the library does nothing. It prints nothing, touches neither locale nor global state,
  * starts no thread unless a conversion asks for it, and joins it before the conversion returns, so
- * that programs may fork, and load and unload the library, as they like. It reads one environment
- * variable, KXCMS_LEVEL (see kxp_level).
+ * that programs may load and unload the library as they like, and fork whenever none of their
+ * threads is making a pipeline. Its threads take no signal that is meant for the process. A thread
+ * that calls it needs 64 KiB of stack. It reads one environment variable, KXCMS_LEVEL (see
+ * kxp_level).
  *
  * The numbers of profiles and their meaning are those of ICC.1:2010 (version 4.3) and its
  * predecessors; docs/pipeline.md explains every stage of a conversion with its formula.
@@ -108,17 +110,26 @@ typedef struct kxp_profile kxp_profile;
  *  @param bytes    the profile, copied as far as needed.
  *  @param size     their number. Memory stays below 32 MiB and four times this number.
  *  @param profile  receives the object.
- *  @param error    optional. */
+ *  @param error    optional.
+ *  @return KXP_OK, KXP_ERROR_ARGUMENT, KXP_ERROR_MEMORY, KXP_ERROR_DAMAGED or
+ *          KXP_ERROR_UNSUPPORTED. */
 KXP_API kxp_status kxp_profile_from_memory(const void* bytes, size_t size, kxp_profile** profile,
                                            kxp_error* error);
 
 /** Reads a profile from a file. Nothing is remembered by name: every call reads, as many bytes
  *  as the profile says that it has. A file that is no regular one, or larger than 1 GiB, is
  *  refused.
- *  @param path  the bytes that open() takes. */
+ *  @param path     the bytes that open() takes.
+ *  @param profile  receives the object.
+ *  @param error    optional.
+ *  @return as kxp_profile_from_memory, or KXP_ERROR_FILE. */
 KXP_API kxp_status kxp_profile_open(const char* path, kxp_profile** profile, kxp_error* error);
 
-/** A built-in space by its name: see kxp_space_name. */
+/** Takes a built-in space.
+ *  @param name     see kxp_space_name.
+ *  @param profile  receives the object.
+ *  @param error    optional.
+ *  @return KXP_OK, KXP_ERROR_ARGUMENT or KXP_ERROR_MEMORY. */
 KXP_API kxp_status kxp_profile_builtin(const char* name, kxp_profile** profile, kxp_error* error);
 
 /** @return the same object, with one more reference; null for null. */
@@ -177,12 +188,20 @@ enum {
 };
 
 /** A number of a profile.
+ *  @param profile  which is asked.
+ *  @param key      KXP_SIZE and so on.
+ *  @param index    as the key says.
+ *  @param value    receives the number.
  *  @return KXP_OK; KXP_ERROR_ARGUMENT for an unknown key, a key of texts or an index that there
- *          is not; KXP_ERROR_UNSUPPORTED where this profile has no such number. */
+ *          is not; KXP_ERROR_UNSUPPORTED where this profile has no such number; KXP_ERROR_MEMORY.
+ *          On failure the value is left alone. */
 KXP_API kxp_status kxp_profile_number(const kxp_profile* profile, uint32_t key, uint32_t index,
                                       double* value);
 
 /** A text of a profile, cut at a character where the room ends and always ended by a zero byte.
+ *  @param profile   which is asked.
+ *  @param key       KXP_SIZE and so on.
+ *  @param index     as the key says.
  *  @param text      room for the text; may be null if capacity is 0.
  *  @param capacity  its size in bytes.
  *  @param length    optional: receives the length of the whole text, without the zero byte.
@@ -238,7 +257,8 @@ typedef struct kxp_pipeline_options {
  *  @param destination  where they go.
  *  @param options      null for the defaults: perceptual, no flags.
  *  @param pipeline     receives the object.
- *  @param error        optional. */
+ *  @param error        optional.
+ *  @return KXP_OK, KXP_ERROR_ARGUMENT, KXP_ERROR_MEMORY or KXP_ERROR_UNSUPPORTED. */
 KXP_API kxp_status kxp_pipeline_create(const kxp_profile* source, const kxp_profile* destination,
                                        const kxp_pipeline_options* options, kxp_pipeline** pipeline,
                                        kxp_error* error);
@@ -256,10 +276,10 @@ enum {
   KXP_TARGET_TAG = 4,      /**< text: "B2A0" and so on, "matrix", or "builtin" */
   KXP_TARGET_FALLBACK = 5  /**< number */
 };
-/** As kxp_profile_number. */
+/** @return as kxp_profile_number. */
 KXP_API kxp_status kxp_pipeline_number(const kxp_pipeline* pipeline, uint32_t key, uint32_t index,
                                        double* value);
-/** As kxp_profile_text. */
+/** @return as kxp_profile_text. */
 KXP_API kxp_status kxp_pipeline_text(const kxp_pipeline* pipeline, uint32_t key, uint32_t index,
                                      char* text, size_t capacity, size_t* length);
 
@@ -344,18 +364,19 @@ typedef struct kxp_convert_options {
  *  rescaled to another sample type, divided or multiplied by; between images of one sample type
  *  it is copied, bit for bit.
  *
- *  In place: source and destination may describe the same samples, each read before it is
- *  written. Their sample types may differ if they have the same size, and either may have an
- *  alpha that the other has not. Images may also lie between one another, like two parts of a
- *  larger one, if their strides and the sizes of their samples are the same. Any other overlap
- *  is refused, and so is a destination two samples of which share bytes. Nothing of the size of
- *  the image is allocated, and without threads nothing at all.
+ *  In place: source and destination may describe the same samples, of the same type, and either
+ *  may have an alpha that the other has not. Images may also lie between one another, like two
+ *  parts of a larger one, if their strides are the same. Any other overlap is refused, and so is
+ *  a destination two samples of which share bytes. Nothing of the size of the image is
+ *  allocated, and without threads nothing at all.
  *
+ *  @param pipeline     what it becomes by.
  *  @param source       borrowed, like the memory that it describes.
  *  @param destination  likewise; only the samples described are written.
  *  @param width        pixels of a row.
  *  @param height       rows. If there are no pixels nothing happens.
  *  @param options      null for the defaults: on the caller's thread, without progress.
+ *  @param error        optional.
  *  @return KXP_OK, KXP_ERROR_ARGUMENT or KXP_CANCELLED. */
 KXP_API kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* source,
                                const kxp_image* destination, size_t width, size_t height,
@@ -366,20 +387,31 @@ KXP_API kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* so
 
 /** One stage that a colour goes through. */
 typedef struct kxp_stage {
-  char name[32];    /**< "device", "input curves", "grid", "output curves", "PCS Lab", "PCS XYZ",
-                         "adapted XYZ", "linear", "encoded" and so on, in order */
-  double values[3]; /**< the colour behind the stage */
-  double
-      clipped[3]; /**< how much the stage cut off: what came in less what it used; 0 for nothing */
+  char name[32];     /**< see kxp_probe */
+  double values[3];  /**< the colour behind the stage */
+  double clipped[3]; /**< how much the stage cut off: what came in less what it used; 0 for
+                          nothing */
 } kxp_stage;
 
-/** Takes one colour through a pipeline and tells every stage. The last stage is what a float
- *  image would get.
+/** Takes one colour through a pipeline and tells every stage, in this order:
+ *
+ *  - "device": what is given, clipped into [0, 1];
+ *  - the elements of the source's tag: "input curves", "grid", "output curves" (lut8Type,
+ *    lut16Type) or "A curves", "grid", "M curves", "matrix", "B curves" (lutAToBType), those that
+ *    are there; or "tone curves";
+ *  - "PCS Lab" and "PCS XYZ": what the profile says;
+ *  - "adapted XYZ": behind black point compensation or the absolute intent, if asked for;
+ *  - "linear": of destinations with primaries, as it is before anything is clipped;
+ *  - "PCS encoded" and the elements of the destination's tag, where it has one;
+ *  - "encoded": what a float image gets, bit for bit.
+ *
+ *  @param pipeline  the pipeline.
  *  @param device    R, G, B in [0, 1].
  *  @param stages    receives the stages; may be null if capacity is 0.
  *  @param capacity  room in stages; 24 are always enough.
  *  @param count     receives the number of stages that there are.
- *  @return KXP_OK or KXP_ERROR_ARGUMENT. */
+ *  @param error     optional.
+ *  @return KXP_OK, KXP_ERROR_ARGUMENT or KXP_ERROR_MEMORY. */
 KXP_API kxp_status kxp_probe(const kxp_pipeline* pipeline, const double device[3],
                              kxp_stage* stages, size_t capacity, size_t* count, kxp_error* error);
 

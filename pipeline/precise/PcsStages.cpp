@@ -45,13 +45,18 @@ AffineMap EncodingOf(PcsEncoding encoding) {
   return Diagonal({32768.0 / 65535, 32768.0 / 65535, 32768.0 / 65535});
 }
 
+PcsValues PcsValuesOf(const Model& model) {
+  if (model.table == nullptr) return {false, {model.matrixTrc->matrix, {}}};
+  return {model.table->pcs != PcsEncoding::kXyz, InverseOfDiagonal(EncodingOf(model.table->pcs))};
+}
+
 PcsValues AddDeviceToPcs(const Model& model, StageBuilder& builder) {
   if (model.table == nullptr) {
     builder.Add(CurveSet{model.matrixTrc->curves});
-    return {false, {model.matrixTrc->matrix, {}}};
+  } else {
+    builder.Add(model.table->elements);
   }
-  builder.Add(model.table->elements);
-  return {model.table->pcs != PcsEncoding::kXyz, InverseOfDiagonal(EncodingOf(model.table->pcs))};
+  return PcsValuesOf(model);
 }
 
 void AddPcsToXyz(const PcsValues& pcs, const Adaptation& adaptation, const AffineMap& then,

@@ -20,6 +20,7 @@ struct PcsValues {
   bool isLab;
   AffineMap map;
 };
+PcsValues PcsValuesOf(const Model& model);
 PcsValues AddDeviceToPcs(const Model& model, StageBuilder& builder);
 
 /// Between the two models: XYZ to XYZ, component by component.

@@ -77,14 +77,16 @@ void StageBuilder::ClipWhatComesIn() {
 }
 
 void StageBuilder::Add(const std::vector<Element>& elements) {
-  for (const Element& element : elements) {
-    if (const auto* set = std::get_if<CurveSet>(&element)) {
-      Add(*set);
-    } else if (const auto* matrix = std::get_if<MatrixElement>(&element)) {
-      Add(AffineMap{matrix->matrix, matrix->offset}, false);
-    } else {
-      Add(std::get<ColorGrid>(element));
-    }
+  for (const Element& element : elements) Add(element);
+}
+
+void StageBuilder::Add(const Element& element) {
+  if (const auto* set = std::get_if<CurveSet>(&element)) {
+    Add(*set);
+  } else if (const auto* matrix = std::get_if<MatrixElement>(&element)) {
+    Add(AffineMap{matrix->matrix, matrix->offset}, false);
+  } else {
+    Add(std::get<ColorGrid>(element));
   }
 }
 
@@ -167,8 +169,7 @@ void StageBuilder::AddInverse(const std::array<Curve, 3>& curves) {
   for (std::size_t n = 0; n < 3; ++n) {
     std::size_t twin = 0;
     while (!AreAlike(curves[twin], curves[n])) ++twin;
-    stage.curve[n] =
-        twin < n ? stage.curve[twin] : MakeInverse(curves[n], kCurveTags[n], *arena_);
+    stage.curve[n] = twin < n ? stage.curve[twin] : MakeInverse(curves[n], kCurveTags[n], *arena_);
     isNeeded = isNeeded || stage.curve[n].kind != CurveKind::kNone;
   }
   if (isNeeded) Append(StageKind::kCurves, &Stage::curves, stage);

@@ -28,6 +28,7 @@ class StageBuilder {
   explicit StageBuilder(Arena& arena) : arena_(&arena) {}
 
   void Add(const std::vector<Element>& elements);
+  void Add(const Element& element);
   void Add(const CurveSet& set);
   void Add(const ColorGrid& grid);
   /// @param clips  the results, into [0, 1].
@@ -49,6 +50,8 @@ class StageBuilder {
   void AddScaling();
 
   const std::vector<Stage>& Stages() const { return stages_; }
+  /// A number as it stands behind the stages, times this, is the value that it means.
+  const std::array<double, 3>& Unit() const { return unit_; }
 
  private:
   template <typename Parameters>
@@ -59,7 +62,6 @@ class StageBuilder {
 
   Arena* arena_;
   std::vector<Stage> stages_;
-  /// A number as it stands, times this, is the value that it means.
   std::array<double, 3> unit_ = {1, 1, 1};
   bool* clips_ = nullptr;  ///< of the last stage, if its results may lie beyond [0, 1]
 };

@@ -776,6 +776,19 @@ TEST(Refusals, OverlapByHalfASample) {
   }
 }
 
+// Samples of one size are not yet samples of one type.
+TEST(Refusals, InPlaceWithAnotherType) {
+  const Pipeline pipeline = ScannerToSrgb();
+  for (const std::uint32_t from : {KXP_U16, KXP_F16}) {
+    for (const std::uint32_t to : {KXP_U16, KXP_F16}) {
+      std::uint16_t samples[12] = {};
+      const kxp_image source = PlainImage(samples, from), destination = PlainImage(samples, to);
+      EXPECT_EQ(kxp_convert(pipeline.get(), &source, &destination, 4, 1, nullptr, nullptr),
+                from == to ? KXP_OK : KXP_ERROR_ARGUMENT);
+    }
+  }
+}
+
 TEST(Refusals, NothingHappensWithoutPixels) {
   const Pipeline pipeline = ScannerToSrgb();
   unsigned char memory[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};

@@ -99,7 +99,9 @@ int main(int argc, char** argv) {
   /* Linear light to sRGB: 0, a fifth, a half and 1 (IEC 61966-2-1). */
   static const unsigned char kLinear[12] = {0, 0, 0, 51, 51, 51, 128, 128, 128, 255, 255, 255};
   static const unsigned char kEncoded[4] = {0, 124, 188, 255};
+  static const double kHalf[3] = {0.5, 0.5, 0.5};
   unsigned char pixels[12];
+  kxp_stage stages[24];
   char text[64];
   double number = 0;
   size_t length = 0, n;
@@ -165,6 +167,11 @@ int main(int argc, char** argv) {
   for (n = 0; n < 12; ++n) Expect("a pixel", pixels[n], kEncoded[n / 3]);
   Expect("jobs", jobs > 0, 1);
   Expect("told of the end", ends, 1);
+
+  Expect("probe", kxp_probe(pipeline, kHalf, stages, 24, &length, &error), KXP_OK);
+  Expect("first stage", strcmp(stages[0].name, "device"), 0);
+  Expect("last stage", strcmp(stages[length - 1].name, "encoded"), 0);
+  Expect("a half encoded", (long)(255 * stages[length - 1].values[1] + 0.5), 188);
 
   kxp_pipeline_release(same);
   kxp_pipeline_release(pipeline);

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -221,6 +222,35 @@ TEST(PipelineFaults, Allocations) {
   for (const Operation& operation : kOperations) {
     EXPECT_GT(Sweep(operation, Reach::kOnce), 0) << operation.what;
     EXPECT_GT(Sweep(operation, Reach::kFromThenOn), 0) << operation.what;
+  }
+}
+
+TEST(PipelineFaults, AllocationsOfProbes) {
+  const Pipeline pipeline = Connect(FromMemory(FullProfile()), FromMemory(FullProfile()),
+                                    KXP_RELATIVE, KXP_BLACK_POINT_COMPENSATION);
+  const double device[3] = {0.2, 0.7, 0.4};
+  kxp_stage expected[24];
+  std::size_t expectedCount = 0;
+  ASSERT_EQ(kxp_probe(pipeline.get(), device, expected, 24, &expectedCount, nullptr), KXP_OK);
+  for (const Reach reach : {Reach::kOnce, Reach::kFromThenOn}) {
+    for (long nth = 1;; ++nth) {
+      kxp_stage stages[24] = {};
+      std::size_t count = 77;
+      kxp_error error = NewError();
+      const Injection injection(Call::kAllocation, nth, reach);
+      const kxp_status status = kxp_probe(pipeline.get(), device, stages, 24, &count, &error);
+      if (status == KXP_OK) {
+        EXPECT_EQ(count, expectedCount);
+        EXPECT_EQ(std::memcmp(stages, expected, count * sizeof(kxp_stage)), 0);
+      } else {
+        EXPECT_EQ(status, KXP_ERROR_MEMORY) << "allocation " << nth;
+        EXPECT_EQ(count, 77u);
+      }
+      if (!injection.Struck()) {
+        EXPECT_EQ(status, KXP_OK);
+        break;
+      }
+    }
   }
 }
 
