@@ -18,8 +18,11 @@ foreach(header IN LISTS public_headers)
   file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header}
     ${KXCMS_DOCS_DIR}/include/kxcms/${header} SYMBOLIC)
 endforeach()
-file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/interface/kxcms.h
-  ${KXCMS_DOCS_DIR}/include/kxcms/kxcms.h SYMBOLIC)
+foreach(header interface/kxcms.h api/pipeline.h)
+  cmake_path(GET header FILENAME name)
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header} ${KXCMS_DOCS_DIR}/include/kxcms/${name}
+    SYMBOLIC)
+endforeach()
 configure_file(docs/Doxyfile.in ${KXCMS_DOCS_DIR}/Doxyfile @ONLY)
 
 add_custom_target(docs

@@ -1,4 +1,4 @@
-# find_package(KXCMS): the imported target KXCMS::KXCMS.
+# find_package(KXCMS): the imported targets KXCMS::KXCMS and KXCMS::Pipeline.
 include("${CMAKE_CURRENT_LIST_DIR}/KXCMSTargets.cmake")
 
 # The class headers are C++17; a project in C alone has no such feature to ask for.

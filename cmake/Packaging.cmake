@@ -76,11 +76,12 @@ KXCMS converts RGB image data from the colours of a device, described by its
 ICC profile, to standard RGB colour spaces.
 .
 This package contains what programs are built with: the headers of the C
-interface and of the C++ classes, the description for pkg-config, the CMake
-package, the manual page and examples.")
+interfaces and of the C++ classes, the descriptions for pkg-config, the CMake
+package, the manual pages and examples.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libkxcms1 (= ${debian_version}), libkxpipeline1 (= ${debian_version})")
-install(FILES examples/CMakeLists.txt examples/convert_buffer.c examples/explore_profile.cpp
+install(FILES examples/CMakeLists.txt examples/convert_buffer.c examples/convert_image.c
+  examples/explore_profile.cpp
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkxcms-dev/examples
   COMPONENT development EXCLUDE_FROM_ALL)
 

@@ -5,7 +5,7 @@ build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
 packaging_packages=(scdoc dpkg-dev file lintian man-db pkg-config)
 # Peers and readers to compare with, and material that nobody here made.
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
-  doxygen colord-data icc-profiles-free liblcms2-dev
+  doxygen colord-data icc-profiles-free liblcms2-dev locales
   argyll argyll-ref libgs-common rawtherapee-data liblcms2-utils libtiff-tools netpbm
   python3 python3-numpy python3-tifffile python-matplotlib-data)
 # Large ones: another compiler, emulators, a compiler for another processor.

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Runs the two examples on the sample profile and judges what they print. Sourced; the arguments are
+# Runs the examples on the sample profile and judges what they print. Sourced; the arguments are
 # the built programs, and $work is a folder for files.
 
 # What the sample scanner's profile is made of (tools/sample): white is the PCS white and black is
@@ -35,4 +35,21 @@ tag A2B0, type mft2, $(((lut + 3) / 4 * 4)) bytes"
   grep -qE '^RGB 65535 65535 65535   L\* (100\.00|99\.99)  a\* +-?0\.00  b\* +-?0\.00$' \
     <<<"$output" || return 1
   if "$1" "$KXCMS_STAGE/absent.icc" || "$1" "$KXCMS_SOURCE/README.md"; then return 1; fi
+}
+
+# White is white; a brown remains one, with the alpha that it had.
+check_convert_image() {
+  local output lines
+  output="$("$1" "$KXCMS_STAGE/scanner.icc")"
+  echo "$output"
+  mapfile -t lines <<<"$output"
+  [[ "${lines[0]}" == "white: 255 255 255" ]] || return 1
+  [[ "${lines[1]}" =~ ^brown:\ ([0-9]+)\ ([0-9]+)\ ([0-9]+),\ alpha\ 128$ ]] || return 1
+  ((BASH_REMATCH[1] > BASH_REMATCH[2] && BASH_REMATCH[2] > BASH_REMATCH[3])) || return 1
+  # Why a profile cannot be used stands on standard error.
+  if "$1" "$KXCMS_STAGE/absent.icc" 2>"$work/why"; then return 1; fi
+  grep -qx "$KXCMS_STAGE/absent.icc: The file cannot be opened: No such file or directory." \
+    "$work/why" || return 1
+  if "$1" "$KXCMS_SOURCE/README.md" 2>"$work/why"; then return 1; fi
+  grep -q "'acsp'" "$work/why" || return 1
 }

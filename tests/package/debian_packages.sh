@@ -3,7 +3,7 @@
 # test that installs them into a root of their own and by scripts/package-check, which installs them
 # into the system.
 
-names=(libkxcms1 libkxcms-dev kxcms-tools)
+names=(libkxcms1 libkxpipeline1 libkxcms-dev kxcms-tools)
 
 fail() {
   echo "packages: $*" >&2
@@ -53,8 +53,8 @@ check_lint() {
 }
 
 check_contents() {
-  local package dependency name lib="usr/lib/$multiarch" control
-  [[ "$(field libkxcms-dev Depends)" == "libkxcms1 (= $version)" ]] ||
+  local package dependency name library lib="usr/lib/$multiarch" control
+  [[ "$(field libkxcms-dev Depends)" == "libkxcms1 (= $version), libkxpipeline1 (= $version)" ]] ||
     fail "libkxcms-dev depends on: $(field libkxcms-dev Depends)"
   for package in libkxcms1 kxcms-tools; do
     for dependency in libc6 libgomp1 libstdc++6; do
@@ -62,12 +62,22 @@ check_contents() {
         fail "$package does not depend on $dependency"
     done
   done
+  for dependency in libc6 libgcc-s1 libstdc++6; do
+    [[ ", $(field libkxpipeline1 Depends)" == *", $dependency (>= "* ]] ||
+      fail "libkxpipeline1 does not depend on $dependency"
+  done
+  [[ "$(field libkxpipeline1 Depends)" != *@(libgomp|libkxcms)* ]] ||
+    fail "libkxpipeline1 depends on: $(field libkxpipeline1 Depends)"
   [[ "$(field kxcms-tools Depends)" == *"libkxcms1 (>= "* ]] || fail "kxcms-tools without library"
   has libkxcms1 "$lib/libKXCMS.so.1"
-  has libkxcms-dev "$lib/libKXCMS.so"
-  has libkxcms-dev "$lib/pkgconfig/kxcms.pc"
+  has libkxpipeline1 "$lib/libKXPipeline.so.1"
+  for library in KXCMS KXPipeline; do has libkxcms-dev "$lib/lib$library.so"; done
+  for name in kxcms kxcms-pipeline; do has libkxcms-dev "$lib/pkgconfig/$name.pc"; done
   has libkxcms-dev "$lib/cmake/KXCMS/KXCMSConfig.cmake"
   has libkxcms-dev usr/include/kxcms/kxcms.h
+  has libkxcms-dev usr/include/kxcms/pipeline.h
+  has libkxcms-dev usr/share/doc/libkxcms-dev/examples/convert_image.c
+  has libkxcms-dev usr/share/man/man3/kxp_convert.3.gz
   has libkxcms-dev usr/share/man/man3/KX_Icc_SetProfile.3.gz
   has kxcms-tools usr/bin/kxcms
   has kxcms-tools usr/share/man/man1/kxcms.1.gz
@@ -78,11 +88,16 @@ check_contents() {
       awk '$2 != "root/root" || ($1 !~ /^l/ && $1 !~ /^(drwxr-xr-x|-rwxr-xr-x|-rw-r--r--)/) {
              print "owner or permissions: " $0; failed = 1 } END { exit failed }'
   done
-  control="$(mktemp -d)"
-  dpkg-deb -e "$package_folder"/libkxcms1_*.deb "$control"
-  [[ "$(cat "$control/shlibs")" == "libKXCMS 1 libkxcms1 (>= $version)" ]] || fail "shlibs"
-  [[ "$(cat "$control/triggers")" == "activate-noawait ldconfig" ]] || fail "triggers"
-  rm -r "$control"
+  while read -r package library; do
+    control="$(mktemp -d)"
+    dpkg-deb -e "$package_folder/${package}"_*.deb "$control"
+    [[ "$(cat "$control/shlibs")" == "$library 1 $package (>= $version)" ]] ||
+      fail "shlibs of $package"
+    [[ "$(cat "$control/triggers")" == "activate-noawait ldconfig" ]] ||
+      fail "triggers of $package"
+    rm -r "$control"
+  done <<<"libkxcms1 libKXCMS
+libkxpipeline1 libKXPipeline"
 }
 
 # are_installed DPKG...: whether the database of this dpkg says so of each.

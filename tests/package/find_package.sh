@@ -12,13 +12,16 @@ cp -r "$KXCMS_SOURCE/examples" "$work/examples"
   -DCMAKE_C_FLAGS="-Wall -Wextra -Wpedantic -Wshadow -Werror" \
   -DCMAKE_CXX_FLAGS="-Wall -Wextra -Wpedantic -Wshadow -Werror"
 "$CMAKE" --build "$work/build"
-for program in convert_buffer explore_profile; do
-  ldd "$work/build/$program" | grep -F "=> $KXCMS_STAGE/usr/$KXCMS_LIBDIR/libKXCMS.so.1 "
+while read -r program library; do
+  ldd "$work/build/$program" | grep -F "=> $KXCMS_STAGE/usr/$KXCMS_LIBDIR/lib$library.so.1 "
   # OpenMP is the library's own affair.
   if readelf -d "$work/build/$program" | grep NEEDED | grep omp; then exit 1; fi
-done
+done <<<"convert_buffer KXCMS
+explore_profile KXCMS
+convert_image KXPipeline"
 check_convert_buffer "$work/build/convert_buffer"
 check_explore_profile "$work/build/explore_profile"
+check_convert_image "$work/build/convert_image"
 
 # configure LANGUAGES VERSION: whether a project in these languages finds this version.
 configure() {

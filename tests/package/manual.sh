@@ -10,7 +10,7 @@ complain() {
 }
 cd "$KXCMS_STAGE/usr"
 declare -A text
-for page in man1/kxcms.1 man3/kxcms.3; do
+for page in man1/kxcms.1 man3/kxcms.3 man3/kxcms-pipeline.3; do
   warnings="$(LC_ALL=C.UTF-8 MANWIDTH=100 MANROFFSEQ='' man --warnings -E UTF-8 -l -Tutf8 -Z \
     "share/man/$page.gz" 2>&1 >/dev/null)"
   [[ -z "$warnings" ]] || complain "$page: $warnings"
@@ -36,6 +36,17 @@ for code in $codes; do
   [[ "$code" == *_16 ]] ||
     [[ "$code" =~ _(LAB|CMYK|XYZ|CMY|CLR6|CLR7|YCC)$ ]] || tells man3/kxcms.3 "$code"
 done
+
+header="$KXCMS_SOURCE/api/pipeline.h"
+functions="$(sed -n 's/^KXP_API [^(]*\(kxp_[a-z0-9_]*\)(.*/\1/p' "$header")"
+(($(wc -l <<<"$functions") >= 19)) || complain "functions are missing in pipeline.h"
+for function in $functions; do
+  [[ -e "share/man/man3/$function.3.gz" ]] || complain "$function has no page"
+  tells man3/kxcms-pipeline.3 "$function("
+done
+constants="$(grep -oE '^  KXP_[A-Z0-9_]+ = ' "$header" | grep -oE 'KXP_\w+')"
+(($(wc -l <<<"$constants") >= 47)) || complain "constants are missing in pipeline.h"
+for constant in $constants; do tells man3/kxcms-pipeline.3 "$constant"; done
 
 export LD_LIBRARY_PATH="$KXCMS_LIBDIR"
 for option in $(bin/kxcms convert --help | grep -oE -- '--[a-z]+' | sort -u); do

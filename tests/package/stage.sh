@@ -15,17 +15,22 @@ fail() {
   exit 1
 }
 major="${KXCMS_VERSION%%.*}"
-for path in bin/kxcms include/kxcms/kxcms.h share/man/man1/kxcms.1.gz share/man/man3/kxcms.3.gz \
-  "$KXCMS_LIBDIR"/{libKXCMS.so,pkgconfig/kxcms.pc,cmake/KXCMS/KXCMSConfig.cmake}; do
+for path in bin/kxcms include/kxcms/{kxcms,pipeline}.h share/man/man1/kxcms.1.gz \
+  share/man/man3/{kxcms,kxcms-pipeline}.3.gz \
+  "$KXCMS_LIBDIR"/{libKXCMS.so,libKXPipeline.so,cmake/KXCMS/KXCMSConfig.cmake} \
+  "$KXCMS_LIBDIR"/pkgconfig/{kxcms,kxcms-pipeline}.pc; do
   [[ -e "$path" ]] || fail "$path is not installed"
 done
-[[ "$(readlink "$KXCMS_LIBDIR/libKXCMS.so")" == "libKXCMS.so.$major" ]] || fail "development link"
-[[ "$(readlink "$KXCMS_LIBDIR/libKXCMS.so.$major")" == "libKXCMS.so.$KXCMS_VERSION" ]] ||
-  fail "SONAME link"
+for library in libKXCMS libKXPipeline; do
+  [[ "$(readlink "$KXCMS_LIBDIR/$library.so")" == "$library.so.$major" ]] ||
+    fail "development link of $library"
+  [[ "$(readlink "$KXCMS_LIBDIR/$library.so.$major")" == "$library.so.$KXCMS_VERSION" ]] ||
+    fail "SONAME link of $library"
+done
 for folder in "$KXCMS_SOURCE" "$KXCMS_BUILD" "$KXCMS_STAGE"; do
   if grep -rlF "$folder" .; then fail "these name $folder"; fi
 done
-for binary in bin/kxcms "$KXCMS_LIBDIR/libKXCMS.so"; do
+for binary in bin/kxcms "$KXCMS_LIBDIR"/{libKXCMS,libKXPipeline}.so; do
   if readelf -d "$binary" | grep -E 'RPATH|RUNPATH'; then fail "$binary has a search path"; fi
 done
 [[ "$(LD_LIBRARY_PATH="$KXCMS_LIBDIR" bin/kxcms --version)" == "kxcms $KXCMS_VERSION" ]] ||
