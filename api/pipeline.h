@@ -34,7 +34,7 @@
  * variable, KXCMS_LEVEL (see kxp_level).
  *
  * The numbers of profiles and their meaning are those of ICC.1:2010 (version 4.3) and its
- * predecessors; docs/pipeline.md explains every stage of a conversion with its formula.
+ * predecessors.
  */
 #ifndef KXCMS_API_PIPELINE_H
 #define KXCMS_API_PIPELINE_H
