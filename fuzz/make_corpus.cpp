@@ -281,6 +281,30 @@ void AddCalls(Corpus& corpus) {
                      call({42, 8, 5, 1}), call({9, 1})}));
 }
 
+/// One profile of each form that is read, and some that are not.
+void AddDeviceProfiles(Corpus& corpus) {
+  using namespace profile_forms;
+  for (const Form& form : Forms()) corpus.Add("DeviceProfile", form.name, form.bytes);
+  const struct {
+    const char* name;
+    Bytes bytes;
+  } kProfiles[] = {
+      {"lut8-xyz", WithTag("A2B0", Lut8Tag(), "XYZ ").Build()},
+      {"link", WithTag("A2B0", profile_forms::Lut16().Tag()).Header(12, "link").Build()},
+      {"grey", WithTag("kTRC", CurvTag({}), "XYZ ").Header(16, "GRAY").Build()},
+      {"no-model", WithTag("desc", DescTag("nothing", u"more")).Build()},
+      {"cut-off", Beginning(FullProfile().Build(), 1000)},
+      {"two-of-a-name", WithTag("A2B0", OnlyB().Tag()).AddLink("A2B0", 0).Build()},
+      {"texts", WithTag("A2B0", OnlyB().Tag())
+                    .AddTag("desc", DescTag("", u"Ger\u00E4t \U0001F600"))
+                    .AddTag("cprt", PlainTag("text", "\xA9"))
+                    .Build()},
+  };
+  for (const auto& profile : kProfiles) {
+    corpus.Add("DeviceProfile", profile.name, profile.bytes);
+  }
+}
+
 /// Every form of a profile that the pipeline interface reads, as source and destination, and some
 /// that it refuses.
 void AddPipelines(Corpus& corpus) {
@@ -326,30 +350,6 @@ void AddImagePairs(Corpus& corpus) {
   for (unsigned stride = 0; stride < 5; ++stride) {
     corpus.Add("Image", "wild-" + std::to_string(stride),
                Choices(40, {250, stride, stride, stride % 2, 1, 7, 3}));
-  }
-}
-
-/// One profile of each form that is read, and some that are not.
-void AddDeviceProfiles(Corpus& corpus) {
-  using namespace profile_forms;
-  for (const Form& form : Forms()) corpus.Add("DeviceProfile", form.name, form.bytes);
-  const struct {
-    const char* name;
-    Bytes bytes;
-  } kProfiles[] = {
-      {"lut8-xyz", WithTag("A2B0", Lut8Tag(), "XYZ ").Build()},
-      {"link", WithTag("A2B0", profile_forms::Lut16().Tag()).Header(12, "link").Build()},
-      {"grey", WithTag("kTRC", CurvTag({}), "XYZ ").Header(16, "GRAY").Build()},
-      {"no-model", WithTag("desc", DescTag("nothing", u"more")).Build()},
-      {"cut-off", Beginning(FullProfile().Build(), 1000)},
-      {"two-of-a-name", WithTag("A2B0", OnlyB().Tag()).AddLink("A2B0", 0).Build()},
-      {"texts", WithTag("A2B0", OnlyB().Tag())
-                    .AddTag("desc", DescTag("", u"Ger\u00E4t \U0001F600"))
-                    .AddTag("cprt", PlainTag("text", "\xA9"))
-                    .Build()},
-  };
-  for (const auto& profile : kProfiles) {
-    corpus.Add("DeviceProfile", profile.name, profile.bytes);
   }
 }
 
