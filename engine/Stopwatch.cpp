@@ -1,6 +1,6 @@
 #include "engine/Stopwatch.h"
 
-#include <iostream>
+#include "base/Diagnostics.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
@@ -10,14 +10,14 @@ constexpr char kLabel[] = "Start Conversion";
 }
 
 Stopwatch::Stopwatch() : start_(std::time(nullptr)) {
-  std::cout << kLabel << "(Start) : New ID" << std::endl;
+  PrintLine({kLabel, "(Start) : New ID"});
 }
 
 void Stopwatch::Stop() {
-  const auto seconds = static_cast<unsigned int>(std::time(nullptr) - start_);
-  std::cout << kLabel << "(Pause) : End Conversion(count : " << seconds << ')' << std::endl;
+  const Decimal seconds(static_cast<unsigned int>(std::time(nullptr) - start_));
+  PrintLine({kLabel, "(Pause) : End Conversion(count : ", seconds, ")"});
   // Two blanks after this colon: kept so that the lines stay identical.
-  std::cout << kLabel << "(Stop) :  End Conversion(count : " << seconds << ')' << std::endl;
+  PrintLine({kLabel, "(Stop) :  End Conversion(count : ", seconds, ")"});
 }
 
 }  // namespace ICC_ENG_S4

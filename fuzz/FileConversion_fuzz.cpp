@@ -81,10 +81,11 @@ Bytes Converted(CIccEngineS& engine, const CTiff& source, std::uint64_t pixels, 
 }
 
 /// Saving reserves room, never written, for inline values of types 6..9: what follows is shifted.
+/// A StripByteCounts among them loses the size of the pixels.
 bool IsLaidOutAsDescribed(const CTiff& image) {
   return std::none_of(image.tags.begin(), image.tags.end(), [](const auto& tag) {
     return KX_Tiff_STL3::AlwaysGetsOffset(tag->type) && !KX_Tiff_STL3::IsOutOfLine(*tag) &&
-           tag->count > 0;
+           (tag->count > 0 || tag->tag == KX_Tiff_STL3::StripByteCounts);
   });
 }
 

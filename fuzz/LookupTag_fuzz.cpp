@@ -454,6 +454,16 @@ void CheckColorTable(CLut16Type& lut, Input& choices, int channels, int outputCo
     one = Convert(*table, one);
     FUZZ_CHECK(std::equal(one.begin(), one.begin() + channels, info.workingBuf + at));
   }
+
+  // A count that is refused: as many pixels, but no more than the buffer of the count before has.
+  info.conversionType = 256;
+  const int refused = choices.U8();
+  const std::vector<unsigned short> kept(info.workingBuf, info.workingBuf + kPixels * channels);
+  FUZZ_CHECK(info.CheckWorkingBuf(none, none, refused) == (refused == kPixels ? 0 : 65534));
+  FUZZ_CHECK(table->Conversion(&info) == 0);
+  for (int i = std::min(refused, kPixels) * channels; i < kPixels * channels; ++i) {
+    FUZZ_CHECK(info.workingBuf[i] == kept[static_cast<std::size_t>(i)]);
+  }
 }
 
 // ---- The tag

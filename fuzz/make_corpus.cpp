@@ -205,6 +205,16 @@ std::vector<std::pair<std::string, Bytes>> Images() {
                         .Build()},
       {"compressed",
        ImageEntries(2, 2, 3, 8, 2, 1).Change(259, kShort, 1, 5).AddStrips({Ramp(12)}).Build()},
+      {"signed-byte-count", ImageEntries(8, 8, 3, 8, 8, 1)
+                                .Add(34665, kLong, 1, 60)
+                                .AddStrips({Ramp(192)})
+                                .Change(279, kSlong, 1, 192)
+                                .Build()},
+      {"no-byte-count-items", ImageEntries(2, 2, 3, 8, 2, 1)
+                                  .AddStrips({Ramp(12)})
+                                  .Change(279, kUndefined, 0, 0)
+                                  .Change(257, kSlong, 1, 2)
+                                  .Build()},
       {"too-large", ImageEntries(60000, 60000, 3, 16, 60000, 1).AddStrips({Ramp(12)}).Build()},
   };
   Bytes cut = fuzz::PlainTiff(4, 3, 3, 8);

@@ -1,8 +1,6 @@
-#include <cstdio>
-#include <cstring>
-#include <iostream>
 #include <string>
 
+#include "base/Diagnostics.h"
 #include "codes/CodeNames.h"
 #include "codes/ColorCodes.h"
 #include "codes/ResultCodes.h"
@@ -28,19 +26,9 @@ int DefaultToRgb(int input) {
 
 // ---- Profile selection
 
-// Through `write` and a fixed buffer: neither the format that the application has given the stream,
-// nor a null path, nor lack of memory changes the line.
 void PrintRequest(const char* path, int intent, int input, int output) {
-  const auto print = [](const char* text) {
-    std::cout.write(text, static_cast<std::streamsize>(std::strlen(text)));
-  };
-  char codes[80];  // three ints take 33 characters at most
-  std::snprintf(codes, sizeof codes, ", intent : %d, Input : %d, Output : %d", intent, input,
-                output);
-  print("SetProfile : ");
-  if (path != nullptr) print(path);
-  print(codes);
-  std::cout << std::endl;
+  PrintLine({"SetProfile : ", path == nullptr ? "" : path, ", intent : ", Decimal(intent),
+             ", Input : ", Decimal(input), ", Output : ", Decimal(output)});
 }
 
 void ReportRequest(const char* section, const char* path, int intent, int input, int output) {
@@ -193,7 +181,7 @@ int KX_Icc_ConvertFile(const char* inPath, const char* outPath) {
   try {
     return ConvertFile(IccEngine, inPath, outPath);
   } catch (const std::string& text) {
-    std::cout << text << std::endl;
+    PrintLine({text});
   }
   return IccEngine.outputColor;
 }

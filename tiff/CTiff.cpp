@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <iostream>
 #include <iterator>
 #include <limits>
 #include <memory>
 #include <span>
 
+#include "../base/Diagnostics.h"
 #include "../base/FileStream.h"
 #include "../base/Limits.h"
 #include "PixelData.h"
@@ -154,13 +154,13 @@ int ReadAndReport(CTiff& image, FILE* file) {
     image.ImageBuf = image.GetTag(StripOffsets)->data;
     return 0;
   } catch (char const* message) {
-    std::cout << "*** " << message << " Open Error. ***" << std::endl;
+    PrintLine({"*** ", message ? message : "", " Open Error. ***"});
     return kOpenFailed;
   } catch (const ErrCode& failure) {
-    std::cout << "Tiff Read Filer Error:" << failure.code << std::endl;
+    PrintLine({"Tiff Read Filer Error:", Decimal(failure.code)});
     return failure.code;
   } catch (...) {
-    std::cout << "*** CTiff::ReadFile() --> unknown Error. ***" << std::endl;
+    PrintLine({"*** CTiff::ReadFile() --> unknown Error. ***"});
     return kUnknownFailure;
   }
 }
@@ -195,13 +195,13 @@ int CTiff::ReadFile(char const* path) {
     if (!file) throw path;
     return ReadTiff(file.get());
   } catch (char const* message) {
-    std::cout << (message ? message : "") << " Open fail." << std::endl;
+    PrintLine({message ? message : "", " Open fail."});
     return kOpenFailed;
   } catch (const ErrCode& failure) {
-    std::cout << "Tiff Open fail, Error Code:" << failure.code << std::endl;
+    PrintLine({"Tiff Open fail, Error Code:", Decimal(failure.code)});
     return failure.code;
   } catch (...) {
-    std::cout << "Tiff Open fail, Unknown Error" << std::endl;
+    PrintLine({"Tiff Open fail, Unknown Error"});
     return kOpenFailed;
   }
 }
@@ -249,7 +249,7 @@ int CTiff::CreateNew(int width, int length, int resolution, int samples, int bit
   if (strips && allocate == 1 && bufferBytes <= std::numeric_limits<std::uint32_t>::max()) {
     auto pixels = UnfilledPixels(bufferBytes);
     std::fill_n(pixels.get(), bufferBytes, static_cast<unsigned char>(0));
-    HoldPixels(*strips, pixels.release());
+    HoldPixels(*strips, pixels.release(), bufferBytes);
     ImageBuf = strips->data;
   }
   Width = width;
@@ -265,7 +265,7 @@ int CTiff::CreateNew(int width, int length, int resolution, int samples, int bit
                      char const* rawPath) {
   const OwnedStream file = OpenForReading(rawPath);
   if (!file) {
-    std::cout << "*** CTiff::CreateNew() --> Create File Fail *** " << std::endl;
+    PrintLine({"*** CTiff::CreateNew() --> Create File Fail *** "});
     return kOpenFailed;
   }
   CreateNew(width, length, resolution, samples, bits, 1);
@@ -300,7 +300,7 @@ void CTiff::SetImageBuf(unsigned char* buffer, bool release) {
   const auto strips = GetTag(StripOffsets);
   if (!strips) return;
   if (release && strips->data != buffer) delete[] strips->data;
-  HoldPixels(*strips, buffer);
+  HoldPixels(*strips, buffer, BytesOfRows(RowBytes, Length));
   ImageBuf = buffer;
 }
 

@@ -10,6 +10,7 @@
 #include "../base/Bytes.h"
 #include "../base/FileStream.h"
 #include "../base/SaturatingMath.h"
+#include "StripOffsetsTag.h"
 #include "TagData.h"
 
 namespace KX_Tiff_STL3 {
@@ -140,16 +141,30 @@ template void InterleavePlanes<unsigned char>(const unsigned char*, std::uint64_
 template void InterleavePlanes<unsigned short>(const unsigned char*, std::uint64_t, std::uint64_t,
                                                unsigned, unsigned char*);
 
-void HoldPixels(TiffTag& stripOffsets, unsigned char* buffer) {
+void HoldPixels(TiffTag& stripOffsets, unsigned char* buffer, std::uint64_t pixelBytes) {
   if (stripOffsets.count != 1 || IsOutOfLine(stripOffsets)) {
     stripOffsets.type = TIFF_LONG;
     stripOffsets.count = 1;
   }
+  SetPixels(stripOffsets, buffer, pixelBytes);
+}
+
+void SetPixels(TiffTag& stripOffsets, unsigned char* buffer, std::uint64_t pixelBytes) {
   stripOffsets.data = buffer;
+  if (auto* tag = dynamic_cast<StripOffsetsTag*>(&stripOffsets)) {
+    tag->pixels = buffer;
+    tag->pixelBytes = pixelBytes;
+  }
 }
 
 bool HoldsPixels(const TiffTag& stripOffsets) {
   return stripOffsets.data && !IsOutOfLine(stripOffsets);
+}
+
+std::optional<std::uint64_t> HeldPixelBytes(const TiffTag& stripOffsets) {
+  const auto* tag = dynamic_cast<const StripOffsetsTag*>(&stripOffsets);
+  if (!tag || !tag->data || tag->pixels != tag->data) return std::nullopt;
+  return tag->pixelBytes;
 }
 
 }  // namespace KX_Tiff_STL3

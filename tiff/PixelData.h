@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "TiffTag.h"
 
@@ -88,10 +89,18 @@ void InterleavePlanes(const unsigned char* planes, std::uint64_t availableBytes,
 
 /// Makes `buffer` (new[]) the data of the StripOffsets tag; the old data are not released. The tag
 /// then names one strip, which keeps pixels and strip arrays apart.
-void HoldPixels(TiffTag& stripOffsets, unsigned char* buffer);
+/// @param pixelBytes  what the pixels take of it; the buffer may be larger.
+void HoldPixels(TiffTag& stripOffsets, unsigned char* buffer, std::uint64_t pixelBytes);
+
+/// The same for a tag that names one strip already.
+void SetPixels(TiffTag& stripOffsets, unsigned char* buffer, std::uint64_t pixelBytes);
 
 /// Whether a StripOffsets tag holds pixels rather than an array of offsets.
 bool HoldsPixels(const TiffTag& stripOffsets);
+
+/// What the pixels take that a StripOffsets tag was given in this way; none for a tag or a buffer
+/// of a program's own.
+std::optional<std::uint64_t> HeldPixelBytes(const TiffTag& stripOffsets);
 
 extern template void InterleavePlanes<unsigned char>(const unsigned char*, std::uint64_t,
                                                      std::uint64_t, unsigned, unsigned char*);

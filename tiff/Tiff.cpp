@@ -1,7 +1,6 @@
 #include "Tiff.h"
 
 #include <algorithm>
-#include <iostream>
 #include <limits>
 
 #include "../base/Bytes.h"
@@ -13,6 +12,7 @@
 #include "ImageBytes.h"
 #include "PixelData.h"
 #include "ResolutionTag.h"
+#include "StripOffsetsTag.h"
 #include "TagData.h"
 #include "TiffResults.h"
 
@@ -30,13 +30,15 @@ std::uint64_t PixelLimit(const Tiff& image, FILE* file) {
   return limit - std::min(limit, HeldBytes(image.tags));
 }
 
-/// Saving replaces the value of an inline tag of type 6..9 by an offset, which would then count as
-/// the size of the pixel buffer. Such a StripByteCounts becomes a LONG.
-void SettleByteCountType(Tiff& image) {
+/// Bytes of the pixel buffer that are meant by StripByteCounts: its value. Saving replaces that of
+/// types 6..9 by an offset, which then counts as a size like any other: kept so that files stay
+/// identical byte for byte, but for what would lie past the pixels.
+std::uint64_t StripBytes(Tiff& image, const TiffTag& strips) {
   const auto byteCounts = image.GetTag(StripByteCounts);
-  if (!byteCounts || !AlwaysGetsOffset(byteCounts->type) || IsOutOfLine(*byteCounts)) return;
-  byteCounts->type = TIFF_LONG;
-  byteCounts->count = 1;
+  if (!byteCounts) return 0;
+  const std::uint64_t value = byteCounts->GetValue();
+  if (!AlwaysGetsOffset(byteCounts->type) || IsOutOfLine(*byteCounts)) return value;
+  return std::min(value, HeldPixelBytes(strips).value_or(value));
 }
 
 /// Reads `stripBytes` bytes at the StripOffsets value into a new pixel buffer.
@@ -49,14 +51,13 @@ int ReadSingleStrip(Tiff& image, FILE* file, std::uint64_t stripBytes) {
   ReadAt(file, strips->GetValue(), pixels.get(), stripBytes);
   std::fill(pixels.get() + stripBytes, pixels.get() + bufferBytes, std::uint8_t{0});
   delete[] strips->data;
-  HoldPixels(*strips, pixels.release());
+  HoldPixels(*strips, pixels.release(), stripBytes);
   return 0;
 }
 
 int ReadChunkyStrip(Tiff& image, FILE* file) {
   const std::uint64_t stripBytes = ChunkyBytes(GeometryOf(image));
   if (stripBytes > std::numeric_limits<std::uint32_t>::max()) return kUnreadableImage;
-  SettleByteCountType(image);
   if (image.GetTagValue(StripByteCounts) != stripBytes) {
     image.SetTagValue(StripByteCounts, static_cast<unsigned>(stripBytes));
   }
@@ -66,7 +67,6 @@ int ReadChunkyStrip(Tiff& image, FILE* file) {
 // One-bit planes are not interleaved: they stay one after another as in the file.
 int ReadBitPlanes(Tiff& image, FILE* file) {
   const ImageGeometry geometry = GeometryOf(image);
-  SettleByteCountType(image);
   return ReadSingleStrip(
       image, file,
       ChunkyBytes({geometry.width / 8, geometry.length, geometry.samples, /*bits=*/8}));
@@ -105,7 +105,7 @@ OwnedStream OpenForSaving(char const* path, const Tiff& image) {
 }
 
 int ReportSaveFailure(char const* message) {
-  std::cout << message << std::endl;
+  PrintLine({message ? message : ""});
   return kOpenFailed;
 }
 
@@ -177,6 +177,8 @@ std::shared_ptr<TiffTag> Tiff::CreateTag(unsigned tagAndType, unsigned count,
         return std::make_shared<ResolutionTag>(tagAndType, count, valueOrOffset, file);
       case ExifIfd:
         return std::make_shared<Exif_IFD_Tag>(tagAndType, count, valueOrOffset, file);
+      case StripOffsets:
+        return std::make_shared<StripOffsetsTag>(tagAndType, count, valueOrOffset, file);
       default:
         return std::make_shared<TiffTag>(tagAndType, count, valueOrOffset, file);
     }
@@ -233,7 +235,7 @@ int Tiff::ReadMultiStripOffset(FILE* file) {
   delete[] offsets->data;
   offsets->type = TIFF_LONG;
   offsets->count = 1;
-  HoldPixels(*offsets, pixels.release());
+  HoldPixels(*offsets, pixels.release(), strips.totalBytes);
 
   delete[] byteCounts->data;
   byteCounts->data = nullptr;
@@ -251,14 +253,14 @@ void Tiff::Pack(int width, int length) {
   const auto strips = GetTag(StripOffsets);
   if (!strips || !HoldsPixels(*strips)) return;
   const unsigned samples = GetTagValue(SamplesPerPixel);
-  const std::uint64_t planeBytes = GetTagValue(StripByteCounts);
+  const std::uint64_t planeBytes = StripBytes(*this, *strips);
   const std::uint64_t pixelCount = BytesOfRows(width, length);
   const std::uint64_t packedBytes = std::max(PlanarBytes(pixelCount, samples, sizeof(T)),
                                              PixelBufferBytes(GeometryOf(*this), planeBytes));
   auto packed = std::make_unique<unsigned char[]>(packedBytes);
   InterleavePlanes<T>(strips->data, planeBytes, pixelCount, samples == 3 ? 3 : 4, packed.get());
   delete[] strips->data;
-  strips->data = packed.release();
+  SetPixels(*strips, packed.release(), packedBytes);
 }
 
 template void Tiff::Pack<unsigned char>(int width, int length);
@@ -303,9 +305,11 @@ int Tiff::SaveFile(char const* path) {
 int Tiff::SaveRaw(char const* path) {
   try {
     const OwnedStream file = OpenForSaving(path, *this);
-    std::cout << "\nWidth:" << GetTagValue(ImageWidth) << " Length:" << GetTagValue(ImageLength)
-              << " Samples:" << GetTagValue(SamplesPerPixel)
-              << " Bits:" << GetTagValue(BitsPerSample) << std::endl;
+    PrintLine({});
+    PrintLine({"Width:", Decimal(GetTagValue(ImageWidth)),
+               " Length:", Decimal(GetTagValue(ImageLength)),
+               " Samples:", Decimal(GetTagValue(SamplesPerPixel)),
+               " Bits:", Decimal(GetTagValue(BitsPerSample))});
     return WriteImageData(file.get());
   } catch (char const* message) {
     return ReportSaveFailure(message);
@@ -357,7 +361,7 @@ int Tiff::WriteTagData(FILE* file) {
 int Tiff::WriteImageData(FILE* file) {
   const auto strips = GetTag(StripOffsets);
   if (strips && HoldsPixels(*strips)) {
-    WriteBytes(file, strips->data, GetTagValue(StripByteCounts));
+    WriteBytes(file, strips->data, StripBytes(*this, *strips));
   }
   return 0;
 }

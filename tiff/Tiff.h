@@ -93,7 +93,9 @@ class KX_API Tiff {
   /// Writes the out-of-line data of every tag by its `SaveFile`. @return 0.
   int WriteTagData(FILE* file);
   /// Writes StripByteCounts bytes of the pixel buffer, nothing without a buffer. A caller who
-  /// changes that tag sees to it that the buffer is as large. @return 0.
+  /// changes that tag sees to it that the buffer is as large. Of one of types 6 to 9 that is the
+  /// offset which `WriteIFD` has made its value, on purpose, but no more than the pixels. @return
+  /// 0.
   int WriteImageData(FILE* file);
   /// Writes 256 bytes if there is an Exif tag: its block, or zeros without one. @return 0.
   int WriteData_Exif_IFD_Tag(FILE* file);

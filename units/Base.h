@@ -29,10 +29,10 @@ class KX_API Base {
   virtual int Conversion(unsigned char* buffer, int count);
   /// Converts the buffers that a run state describes. This class does nothing. @return 0.
   ///
-  /// In every table: a null run state, a null buffer, a pixel count below 1 or one that
-  /// `Info::CheckWorkingBuf` refused touches nothing, and only whole pixels that fit into
-  /// `info->workingSize` samples are converted. A `workingSize` of 0 counts as unknown (the caller
-  /// set `workingBuf` by hand): `workingCount` is then trusted.
+  /// In every table: a null run state, a null buffer or a pixel count below 1 touches nothing, and
+  /// only whole pixels that fit into `info->workingSize` samples are converted. With a
+  /// `workingSize` of 0, those that fit into the buffer that `Info::CheckWorkingBuf` kept when it
+  /// refused a count; into one that the caller set by hand, `workingCount` pixels.
   virtual int Conversion(Info* info);
 
   char const* name;  ///< borrowed constant: the class name

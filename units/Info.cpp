@@ -7,6 +7,7 @@
 #include "base/Diagnostics.h"
 #include "codes/ColorCodeTable.h"
 #include "codes/ResultCodes.h"
+#include "units/WorkingBufferSizes.h"
 
 namespace ICC40 {
 namespace ICC_UNIT {
@@ -104,6 +105,7 @@ int Info::Reset() {
 }
 
 int Info::DeleteWorkingBuf() {
+  ForgetWorkingBuffer(*this);
   delete[] workingBuf;
   workingBuf = nullptr;
   return 0;
@@ -134,12 +136,7 @@ int Info::CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count) {
   workingCount = count;
   workingSize = 0;
   const int channels = ChannelCount(conversionType);
-  if (channels == 0) {
-    // The buffer that is kept has another size: nobody may convert with it.
-    reserved = IccResultNoConversionType;
-    return IccResultNoConversionType;
-  }
-  reserved = ICCFILE::kNoColorCode;
+  if (channels == 0) return IccResultNoConversionType;
 
   const std::int64_t sampleCount = std::int64_t{count} * channels;
   if (sampleCount >= INT_MIN && sampleCount <= INT_MAX) {
@@ -148,7 +145,9 @@ int Info::CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count) {
   DeleteWorkingBuf();
   try {
     workingBuf = NewSamples(sampleCount);
+    NoteWorkingBuffer(*this, workingSize);
   } catch (const std::bad_alloc& failure) {
+    DeleteWorkingBuf();
     ReportBadAlloc(failure);
   }
   return IccResultOk;

@@ -45,15 +45,16 @@ class KX_API Info {
   /// A failed allocation prints "bad_alloc caught: ..." on standard error and leaves
   /// `workingBuf` null.
   /// @return 0, or 65534 if the conversion type is none of the sixteen known ones
-  ///         (`workingCount` is stored, `workingSize` 0, the old buffer kept).
+  ///         (`workingCount` is stored, `workingSize` 0, the old buffer kept: conversions then take
+  ///         as many pixels as it has room for).
   int CheckWorkingBuf(unsigned char* src, unsigned char* dst, int count);
 
-  int profileState;  ///< 65535 = no profile selected, else 0
-  int reserved;      ///< 65535; 65534 while `workingBuf` does not belong to `workingCount`
-  int inputColor;    ///< ColorSpaceSignature, 65535 = none
-  int outputColor;   ///< ColorSpaceSignature, 65535 = engine unusable
-  int engineStatus;  ///< result of the last pipeline build
-  int intent;        ///< Intent
+  int profileState;             ///< 65535 = no profile selected, else 0
+  int reserved;                 ///< set to 65535 with the others; not used
+  int inputColor;               ///< ColorSpaceSignature, 65535 = none
+  int outputColor;              ///< ColorSpaceSignature, 65535 = engine unusable
+  int engineStatus;             ///< result of the last pipeline build
+  int intent;                   ///< Intent
   unsigned short* workingBuf;   ///< owned, new[]: workingSize samples
   unsigned char* srcBuf;        ///< borrowed
   unsigned char* dstBuf;        ///< borrowed

@@ -6,6 +6,7 @@
 #include "engine/CIccEngineS.h"
 #include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
+#include "tests/tiff/TiffBytes.h"
 #include "tiff/CTiff.h"
 
 using namespace ICC40::ICCFILE;
@@ -92,6 +93,26 @@ TEST(FileConversion, SixteenBitImagesBecomeNewOnes) {
   EXPECT_EQ(converted.Resolution, 300);
   EXPECT_EQ(converted.tags.size(), 15u);
   EXPECT_EQ(converted.GetTag(KX_Tiff_STL3::IccProfile)->count, 0u) << "an empty placeholder";
+}
+
+// Its StripByteCounts is an SLONG, which saving replaces by an offset: as many of the converted
+// bytes are written, deliberately.
+TEST(FileConversion, AByteCountThatBecomesAnOffset) {
+  using namespace tiff_test;
+  const Bytes pixels = Ramp(std::size_t{3} * 20 * 10, 3, 7);
+  const TemporaryFile in(
+      ImageEntries(20, 10, 3, 8, 10, 1).AddStrips({pixels}).Change(279, kSlong, 1, 600).Build());
+  const TemporaryFile out;
+  const auto engine = EngineWith(RGB, sRGB);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(engine->Conversion(in.Path(), out.Path()), 0);
+  testing::internal::GetCapturedStdout();
+  Bytes expected = pixels;
+  engine->Conversion(expected.data(), expected.data(), 200);
+  // 9 entries end at 122, then 6 bytes of BitsPerSample: the offset is 128.
+  const Bytes written = out.Read();
+  EXPECT_EQ(written.size(), 128u + 128u);
+  EXPECT_EQ(Slice(written, 128, 128), Slice(expected, 0, 128));
 }
 
 TEST(FileConversion, AnUnreadableInputLeavesTheOutputUntouched) {

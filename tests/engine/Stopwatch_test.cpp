@@ -7,6 +7,8 @@
 #include <string>
 #include <thread>
 
+#include "tests/OddStreamState.h"
+
 using ICC40::ICC_ENG_S4::Stopwatch;
 
 namespace {
@@ -45,6 +47,12 @@ TEST(Stopwatch, CountsSecondsUntilItIsStopped) {
     EXPECT_EQ(printed, kStartLine + StopLines(seconds)) << milliseconds << " ms";
     EXPECT_GE(seconds, milliseconds / 1000);
   }
+}
+
+TEST(Stopwatch, PrintsTheLinesWhateverTheApplicationDidToTheStream) {
+  const std::string printed = PrintedOddly([] { Stopwatch().Stop(); });
+  EXPECT_TRUE(printed == kStartLine + StopLines(0) || printed == kStartLine + StopLines(1))
+      << printed;
 }
 
 }  // namespace

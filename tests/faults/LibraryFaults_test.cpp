@@ -502,19 +502,24 @@ TEST_F(AllocationSweep, ConvertingABufferNeedsNoMemory) {
 }
 
 TEST_F(AllocationSweep, WorkingBuffer) {
-  ICC40::ICC_UNIT::Info info;
-  info.conversionType = 257;
   unsigned char pixel[3] = {};
-  testing::internal::CaptureStderr();
-  {
-    const Injection injection(Call::kAllocation, 1, Reach::kOnce);
-    EXPECT_EQ(info.CheckWorkingBuf(pixel, pixel, 10), 0);
+  bool struck = true;
+  for (long nth = 1; struck; ++nth) {
+    ICC40::ICC_UNIT::Info info;
+    info.conversionType = 257;
+    testing::internal::CaptureStderr();
+    {
+      const Injection injection(Call::kAllocation, nth, Reach::kOnce);
+      EXPECT_EQ(info.CheckWorkingBuf(pixel, pixel, 10), 0);
+      struck = injection.Struck();
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              struck ? "bad_alloc caught: std::bad_alloc\n" : "");
+    EXPECT_EQ(info.workingBuf == nullptr, struck);
+    EXPECT_EQ(info.CheckWorkingBuf(pixel, pixel, 11), 0);
+    ASSERT_NE(info.workingBuf, nullptr);
+    info.workingBuf[32] = 1;
   }
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "bad_alloc caught: std::bad_alloc\n");
-  EXPECT_EQ(info.workingBuf, nullptr);
-  EXPECT_EQ(info.CheckWorkingBuf(pixel, pixel, 11), 0);
-  ASSERT_NE(info.workingBuf, nullptr);
-  info.workingBuf[32] = 1;
 }
 
 // What could not be read for want of memory must not serve as a profile: the intent that is missing

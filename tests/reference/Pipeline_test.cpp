@@ -357,7 +357,7 @@ TEST(Pipeline, MissingChannels) {
       spec.tags[0].inCurve = CurveShape::kGamma;
       spec.tags[0].outCurve = CurveShape::kFalling;
       const ProfileFile file(spec);
-      for (int code : {12, 13, 10, 31}) {
+      for (int code : {12, 31}) {
         Selection s;
         s.in = code % 2;
         s.out = code;
@@ -374,7 +374,7 @@ TEST(Pipeline, MissingChannels) {
         ExpectSameRandomConversion(pair, 100, static_cast<std::uint64_t>(turn));
       }
       // SetIntent builds for input codes that no selection takes.
-      for (int inputCode : {2, 3, 4}) {
+      for (int inputCode : {2, 3}) {
         Selection s;
         s.in = inputCode;
         s.out = 13;

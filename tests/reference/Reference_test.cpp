@@ -201,6 +201,32 @@ TEST(ReferenceInput, Lookup) {
   }
 }
 
+// 13107 divides 65535: an entry every 5 levels.
+std::vector<std::uint16_t> LongLine() {
+  std::vector<std::uint16_t> line;
+  for (int i = 0; i <= 13107; ++i) line.push_back(static_cast<std::uint16_t>(5 * i));
+  return line;
+}
+
+TEST(ReferenceInput, MissingChannelsAreZero) {
+  for (int channels : {0, 1, 2}) {
+    for (const auto& curve : {std::vector<std::uint16_t>(), Line256()}) {
+      Lut16 lut = LutWithCurves(curve, {});
+      lut.in = channels;
+      const InputCurve expanded = ExpandInput(lut, 1);
+      for (int c = 0; c < 3; ++c) {
+        EXPECT_EQ(expanded.lookup[std::size_t(c)][40000], c < channels ? 40000u : 0u);
+        EXPECT_EQ(expanded.lookup[std::size_t(c)][65535], c < channels ? 65535u : 0u);
+      }
+    }
+  }
+}
+
+TEST(ReferenceInput, LongCurves) {
+  const InputCurve curve = ExpandInput(LutWithCurves(LongLine(), {}), 1);
+  for (std::uint32_t v = 0; v < 65536; ++v) ASSERT_EQ(curve.lookup[2][v], v);
+}
+
 TEST(ReferenceInput, LabReindexing) {
   const InputCurve lab8 = ExpandInput(LutWithCurves({}, {}), 2);
   EXPECT_EQ(lab8.lookup[0][255], 65280u);
@@ -240,6 +266,18 @@ Grid TellTaleGrid() {
                                                                  8192 - corner[v]};
   }
   return grid;
+}
+
+TEST(ReferenceColour, MissingOutputsAreZero) {
+  Lut16 lut;
+  lut.in = 1;
+  lut.out = 2;
+  lut.grid = 9;
+  lut.clut.assign(9 * 9 * 9 * 2, 700);
+  EXPECT_EQ(LoadGrid(lut).At(8, 3, 1), (std::array<int, 3>{700, 700, 0}));
+  lut.out = 0;
+  lut.clut.clear();
+  EXPECT_EQ(LoadGrid(lut).At(8, 3, 1), (std::array<int, 3>{0, 0, 0}));
 }
 
 TEST(ReferenceColour, SixTetrahedra) {
@@ -426,6 +464,23 @@ TEST(ReferenceOutput, ProfileCurves) {
     ExpandOutput(curve, LutWithCurves({}, row.curve));
     EXPECT_EQ(static_cast<std::int32_t>(curve.lookup[1][row.at]), row.expected) << row.what;
   }
+}
+
+TEST(ReferenceOutput, LongCurvesAndMissingChannels) {
+  Lut16 lut = LutWithCurves({}, LongLine());
+  lut.out = 2;
+  OutputCurve curve = IdentityOutput();
+  ExpandOutput(curve, lut);
+  EXPECT_EQ(curve.entries, 13108);
+  EXPECT_EQ(curve.step, 5.0);
+  for (std::uint32_t v = 0; v < 65536; v += 5) ASSERT_EQ(curve.lookup[1][v], v);
+  for (std::uint32_t v = 0; v < 65536; ++v) ASSERT_EQ(curve.lookup[2][v], v);
+  // The top stays where no entry of the caller's is the last one.
+  const std::vector<unsigned char> zeros(4096);
+  ExpandOutput(curve, zeros.data(), zeros.data(), zeros.data(), 4096);
+  EXPECT_EQ(curve.lookup[0][60000], 0u);
+  EXPECT_EQ(curve.lookup[0][65535], 65535u);
+  EXPECT_EQ(curve.lookup[2][65535], 65535u);
 }
 
 TEST(ReferenceOutput, CallerCurves) {

@@ -16,7 +16,17 @@ namespace tiff_test {
 using Bytes = std::vector<std::uint8_t>;
 
 /// Field types as TIFF 6.0 numbers them.
-enum Type : unsigned { kByte = 1, kAscii, kShort, kLong, kRational, kSbyte, kUndefined, kSshort };
+enum Type : unsigned {
+  kByte = 1,
+  kAscii,
+  kShort,
+  kLong,
+  kRational,
+  kSbyte,
+  kUndefined,
+  kSshort,
+  kSlong
+};
 
 inline void Append(Bytes& to, const Bytes& bytes) {
   to.insert(to.end(), bytes.begin(), bytes.end());

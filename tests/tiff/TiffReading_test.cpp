@@ -285,6 +285,39 @@ TEST(TiffReading, SingleStripByteCountIsCorrected) {
   EXPECT_EQ(ImageBytes(image), 12u);
 }
 
+// Types 6 to 9 too keep type and count; the bit planes' value is not touched at all.
+TEST(TiffReading, OnlyTheValueOfAByteCountIsCorrected) {
+  const struct {
+    const char* what;
+    unsigned type, count, claimed;
+  } kRows[] = {
+      {"one SBYTE", 6, 1, 5},      {"four UNDEFINED", 7, 4, 5},    {"no UNDEFINED", 7, 0, 0},
+      {"one SSHORT", 8, 1, 70000}, {"one SLONG, right", 9, 1, 12}, {"one SLONG", 9, 1, 4000000000},
+      {"one SHORT", 3, 1, 5},      {"four BYTEs", 1, 4, 5},        {"one LONG", 4, 1, 5},
+  };
+  for (const auto& row : kRows) {
+    const TemporaryFile chunky(SmallImage().Change(279, row.type, row.count, row.claimed).Build());
+    CTiff image;
+    ASSERT_EQ(image.ReadFile(chunky.Path()), 0) << row.what;
+    const auto counts = image.GetTag(StripByteCounts);
+    EXPECT_EQ(counts->type, row.type) << row.what;
+    EXPECT_EQ(counts->count, row.count) << row.what;
+    EXPECT_EQ(counts->value, 12u) << row.what;
+    EXPECT_EQ(CopyOf(image.GetImageBuf(), 12), Ramp(12)) << row.what;
+    EXPECT_EQ(ImageBytes(image), 12u) << row.what;
+
+    if (row.claimed > 100) continue;
+    const TemporaryFile planes(ImageEntries(16, 2, 3, 1, 2, 2)
+                                   .AddStrips({Ramp(12)})
+                                   .Change(279, row.type, row.count, row.claimed)
+                                   .Build());
+    ASSERT_EQ(image.ReadFile(planes.Path()), 0) << row.what;
+    EXPECT_EQ(image.GetTag(StripByteCounts)->type, row.type) << row.what;
+    EXPECT_EQ(image.GetTag(StripByteCounts)->value, row.claimed) << row.what;
+    EXPECT_EQ(CopyOf(image.GetImageBuf(), 12), Ramp(12)) << row.what;
+  }
+}
+
 TEST(TiffReading, SeveralStripsLeaveOne) {
   const TemporaryFile scratch(
       ImageEntries(2, 3, 3, 8, 1, 1).AddStrips({Ramp(6), Ramp(6, 7), Ramp(5, 13)}).Build());

@@ -164,6 +164,80 @@ TEST(TiffWriting, TypesSixToNineReserveRoomForInlineData) {
   }
 }
 
+// 9 entries end at 122, 6 bytes of BitsPerSample precede 279. Its value becomes an offset, and that
+// many bytes of the pixels are written, but no more than there are: deliberate. What follows the
+// directory is shifted by the room of a value that is never written.
+TEST(TiffWriting, AByteCountOfTypes6To9BecomesAnOffset) {
+  const struct {
+    const char* what;
+    unsigned length, type, count;
+    unsigned value, room, pixels;  // written
+  } kRows[] = {
+      {"LONG", 2, 4, 1, 12, 0, 12},
+      {"few pixels", 2, 9, 1, 128, 4, 12},
+      {"no item", 2, 7, 0, 128, 0, 12},
+      {"as many as the offset", 21, 8, 1, 128, 2, 126},
+      {"more than the offset", 60, 6, 3, 128, 3, 128},
+      {"many", 1000, 9, 1, 128, 4, 128},
+  };
+  for (const auto& row : kRows) {
+    const Bytes pixels = Ramp(std::size_t{6} * row.length, 3, 5);
+    const TemporaryFile scratch(ImageEntries(2, row.length, 3, 8, row.length, 1)
+                                    .AddStrips({pixels})
+                                    .Change(279, row.type, row.count, 1)
+                                    .Build());
+    CTiff image;
+    ASSERT_EQ(image.ReadFile(scratch.Path()), 0) << row.what;
+    const Bytes saved = Saved(image);
+    const auto entries = EntriesOf(saved);
+    ASSERT_EQ(entries.size(), 9u) << row.what;
+    const auto counts = std::find_if(entries.begin(), entries.end(),
+                                     [](const Entry& entry) { return entry.tag == 279; });
+    ASSERT_NE(counts, entries.end());
+    EXPECT_EQ(*counts, (Entry{279, row.type, row.count, row.value})) << row.what;
+    const auto strips = std::find_if(entries.begin(), entries.end(),
+                                     [](const Entry& entry) { return entry.tag == 273; });
+    ASSERT_NE(strips, entries.end());
+    EXPECT_EQ(strips->value, 128 + row.room) << row.what;
+    // The room is not written, so that the pixels lie in front of their offset.
+    EXPECT_EQ(Slice(saved, 128, row.pixels), Slice(pixels, 0, row.pixels)) << row.what;
+    EXPECT_EQ(saved.size(), 128 + row.pixels) << row.what;
+    EXPECT_EQ(Saved(image), saved) << row.what << ", a second time";
+  }
+}
+
+// The dimensions too can lose their values to offsets; the buffer is no larger for it.
+TEST(TiffWriting, AByteCountOfTypes6To9IsBoundedByThePixelsThemselves) {
+  const TemporaryFile scratch(SmallImage()
+                                  .Change(256, kSlong, 1, 2)
+                                  .Change(257, kSlong, 1, 2)
+                                  .Change(278, kSlong, 1, 2)
+                                  .Change(279, kSlong, 1, 12)
+                                  .Build());
+  CTiff image;
+  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
+  for (int time = 0; time < 2; ++time) {
+    const Bytes saved = Saved(image);
+    EXPECT_GT(image.GetTagValue(ImageLength), 100u);
+    EXPECT_EQ(Slice(saved, saved.size() - 12, 12), Ramp(12));
+    EXPECT_EQ(saved.size(), 128u + 12u);
+  }
+  // Interleaving reads no more either; a new image's buffer is bounded in the same way.
+  image.Pack<unsigned char>(2, 2);
+  EXPECT_EQ(image.GetTag(StripOffsets)->GetData()[0], 1);
+  CTiff fresh(2, 2, 72, 3, 8, 1);
+  fresh.SetTag(StripByteCounts, TIFF_SLONG, 1, 12, nullptr);
+  const Bytes saved = Saved(fresh);
+  EXPECT_EQ(Slice(saved, saved.size() - 12, 12), Bytes(12));
+  EXPECT_EQ(saved.size(), 14u + 12 * 15 + 6 + 8 + 8 + 12);
+  auto* const own = new unsigned char[12];
+  std::fill_n(own, 12, static_cast<unsigned char>(9));
+  fresh.SetImageBuf(own, true);
+  const Bytes again = Saved(fresh);
+  EXPECT_EQ(Slice(again, again.size() - 12, 12), Bytes(12, 9));
+  EXPECT_EQ(again.size(), saved.size());
+}
+
 TEST(TiffWriting, AbsentDataTakeRoomUpTo64KiB) {
   const struct {
     const char* what;
@@ -375,17 +449,6 @@ TEST(TiffWriting, StripArraysAreNeverTakenForPixels) {
   PrintedBy([&] { ASSERT_EQ(image.ReadFile(scratch.Path()), -7); });
   const Bytes saved = Saved(image);
   EXPECT_EQ(saved.size(), 14u + 12 * 9 + 6 + 8);
-}
-
-TEST(TiffWriting, AByteCountThatSavingWouldReplaceBecomesALong) {
-  // SLONG values become offsets when saved; the number of pixel bytes must not.
-  const TemporaryFile scratch(SmallImage().Change(279, 9, 1, 12).Build());
-  CTiff image;
-  ASSERT_EQ(image.ReadFile(scratch.Path()), 0);
-  const Bytes saved = Saved(image);
-  EXPECT_EQ(EntriesOf(saved)[8], (Entry{279, 4, 1, 12}));
-  EXPECT_EQ(Slice(saved, 128, 99), Bytes());
-  EXPECT_EQ(Slice(saved, 128, 12), Ramp(12));
 }
 
 TEST(TiffWriting, WriteHeaderIsEightBytes) {

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "tests/units/UnitFixtures.h"
 #include "units/ColorTable34.h"
@@ -731,6 +733,40 @@ TEST(ColorTables, BufferConversionTouchesOnlyWhatFits) {
     empty.workingCount = 2;
     EXPECT_EQ(table->Conversion(&empty), 0);
     EXPECT_EQ(table->Conversion(static_cast<Info*>(nullptr)), 0);
+  }
+}
+
+// What CheckWorkingBuf refuses is stored as the count, and the buffer of the count before stays.
+TEST(ColorTables, ARefusedCountIsConvertedAsFarAsTheBufferGoes) {
+  const struct {
+    const char* what;
+    int count, refused, converted;
+  } kRows[] = {{"fewer pixels", 20, 10, 10}, {"more pixels", 20, 40, 20}, {"one more", 20, 21, 20}};
+  for (const TableClass& table33 : kClasses) {
+    const auto table = table33.make();
+    std::vector<int> cells(7 * Cube(9), 500);
+    table->SetColorTable(cells.data(), 9);
+    for (const auto& row : kRows) {
+      SCOPED_TRACE(std::string(table33.name) + " " + row.what);
+      Info info;
+      info.conversionType =
+          255 + 2 * (table33.channels < 5 ? table33.channels - 2 : table33.channels - 3);
+      info.CheckWorkingBuf(nullptr, nullptr, row.count);
+      ASSERT_EQ(info.workingSize, row.count * table33.channels);
+      std::fill_n(info.workingBuf, info.workingSize, static_cast<unsigned short>(0));
+      info.conversionType = 256;
+      ASSERT_EQ(info.CheckWorkingBuf(nullptr, nullptr, row.refused), 65534);
+      EXPECT_EQ(table->Conversion(&info), 0);
+      for (int i = 0; i < row.count * table33.channels; ++i) {
+        ASSERT_EQ(info.workingBuf[i], i < row.converted * table33.channels ? 500 : 0) << i;
+      }
+      // A buffer of the program's in its place is trusted with the count.
+      auto* const own = new unsigned short[static_cast<std::size_t>(100 * table33.channels)]();
+      delete[] std::exchange(info.workingBuf, own);
+      EXPECT_EQ(table->Conversion(&info), 0);
+      EXPECT_EQ(own[row.refused * table33.channels - 1], 500);
+      EXPECT_EQ(own[row.refused * table33.channels], 0);
+    }
   }
 }
 

@@ -3,11 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <optional>
 #include <string>
+#include <utility>
+
+#include "units/WorkingBufferSizes.h"
 
 namespace {
 
 using ICC40::ICC_UNIT::Info;
+using ICC40::ICC_UNIT::WorkingBufferSamples;
 
 TEST(Info, InitialValues) {
   const Info info;
@@ -245,12 +250,61 @@ TEST(InfoWorkingBuf, UnknownTypeKeepsTheOldBuffer) {
   EXPECT_EQ(info.workingBuf, kept);
   EXPECT_EQ(info.workingCount, 20);
   EXPECT_EQ(info.workingSize, 0);
-  EXPECT_EQ(info.reserved, 65534) << "tables must not take 20 pixels from a buffer for 10";
   info.conversionType = 257;
   EXPECT_EQ(info.CheckWorkingBuf(nullptr, nullptr, 20), 0) << "the count matches";
-  EXPECT_EQ(info.reserved, 65534);
+  EXPECT_EQ(info.workingBuf, kept);
+  EXPECT_EQ(info.workingSize, 0);
   EXPECT_EQ(info.CheckWorkingBuf(nullptr, nullptr, 30), 0);
+  EXPECT_EQ(info.workingSize, 90);
+}
+
+TEST(InfoWorkingBuf, ReservedIsNotTouched) {
+  Info info;
+  info.reserved = 4711;
+  for (const int type : {257, 256, 65534, 264, 257}) {
+    info.conversionType = type;
+    for (const int count : {0, 10, 20, 20, 5}) info.CheckWorkingBuf(nullptr, nullptr, count);
+    EXPECT_EQ(info.reserved, 4711) << type;
+  }
+  info.DeleteWorkingBuf();
+  EXPECT_EQ(info.reserved, 4711);
+  info.Reset();
   EXPECT_EQ(info.reserved, 65535);
+}
+
+TEST(WorkingBufferSizes, AreThoseOfTheBufferThatIsThere) {
+  Info info, other;
+  const auto refuse = [](Info& state, int count) {
+    state.conversionType = 256;
+    EXPECT_EQ(state.CheckWorkingBuf(nullptr, nullptr, count), 65534);
+    state.conversionType = 257;
+  };
+  EXPECT_EQ(WorkingBufferSamples(info), std::nullopt) << "no buffer";
+  info.conversionType = 257;
+  info.CheckWorkingBuf(nullptr, nullptr, 10);
+  EXPECT_EQ(WorkingBufferSamples(info), 30);
+  refuse(info, 20);
+  EXPECT_EQ(WorkingBufferSamples(info), 30) << "the old buffer is kept";
+  refuse(info, 5);
+  EXPECT_EQ(WorkingBufferSamples(info), 30);
+  info.conversionType = 263;
+  info.CheckWorkingBuf(nullptr, nullptr, 2);
+  EXPECT_EQ(WorkingBufferSamples(info), 14);
+  info.CheckWorkingBuf(nullptr, nullptr, 0);
+  EXPECT_EQ(WorkingBufferSamples(info), 0);
+  other.conversionType = 257;
+  other.CheckWorkingBuf(nullptr, nullptr, 7);
+  EXPECT_EQ(WorkingBufferSamples(other), 21);
+
+  unsigned short own[6];
+  unsigned short* const kept = std::exchange(other.workingBuf, own);
+  EXPECT_EQ(WorkingBufferSamples(other), std::nullopt) << "set by hand";
+  other.workingBuf = kept;
+  EXPECT_EQ(WorkingBufferSamples(other), 21);
+  other.Reset();
+  EXPECT_EQ(WorkingBufferSamples(other), std::nullopt);
+  info.DeleteWorkingBuf();
+  EXPECT_EQ(WorkingBufferSamples(info), std::nullopt);
 }
 
 TEST(InfoWorkingBuf, DeleteLeavesTheCount) {

@@ -492,17 +492,27 @@ TEST(InputTableBuffers, ByteConversionDoesNothing) {
   }
 }
 
-TEST(InputTable33, ARefusedWorkingBufferIsNotWritten) {
+TEST(InputTable33, ARefusedCountIsBoundedByTheBufferThatIsKept) {
   const auto table = std::make_unique<ICC40::ICC_UNIT::InputTable33>();
-  ICC40::ICC_UNIT::Info info;
+  std::fill_n(table->lookup[0], 65536, 5u);
   std::vector<unsigned char> source(3000, 1);
-  info.conversionType = 257;
-  info.CheckWorkingBuf(source.data(), nullptr, 1);
-  std::fill_n(info.workingBuf, 3, static_cast<unsigned short>(7));
-  info.conversionType = 256;
-  ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, 1000), 65534);
-  info.conversionType = 257;
-  ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, 1000), 0) << "the count matches";
-  EXPECT_EQ(table->Conversion(&info), 0);
-  EXPECT_EQ(info.workingBuf[0], 7) << "a buffer for one pixel";
+  const struct {
+    const char* what;
+    int count, refused, converted;
+  } kRows[] = {{"fewer pixels", 10, 4, 4}, {"more pixels", 10, 1000, 10}, {"none", 10, 0, 0}};
+  for (const auto& row : kRows) {
+    ICC40::ICC_UNIT::Info info;
+    info.conversionType = 257;
+    info.CheckWorkingBuf(source.data(), nullptr, row.count);
+    std::fill_n(info.workingBuf, 3 * row.count, static_cast<unsigned short>(7));
+    info.conversionType = 256;
+    ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, row.refused), 65534);
+    EXPECT_EQ(table->Conversion(&info), 65535);
+    info.conversionType = 257;
+    ASSERT_EQ(info.CheckWorkingBuf(source.data(), nullptr, row.refused), 0) << "the count matches";
+    EXPECT_EQ(table->Conversion(&info), 0);
+    for (int p = 0; p < row.count; ++p) {
+      EXPECT_EQ(info.workingBuf[3 * p], p < row.converted ? 5 : 7) << row.what << ' ' << p;
+    }
+  }
 }

@@ -578,3 +578,24 @@ TEST(OutputTable33, WritesNothingItShouldNot) {
   EXPECT_EQ(table->Conversion(&empty), 0);
   EXPECT_EQ(table->Conversion(static_cast<Info*>(nullptr)), 0);
 }
+
+TEST(OutputTable33, ARefusedCountIsWrittenAsFarAsTheWorkingBufferGoes) {
+  const auto table = NewTable();
+  const struct {
+    const char* what;
+    int count, refused, written;
+  } kRows[] = {{"fewer pixels", 4, 2, 2}, {"more pixels", 4, 9, 4}};
+  for (const auto& row : kRows) {
+    Info info;
+    unsigned short destination[27] = {};
+    auto* const bytes = reinterpret_cast<unsigned char*>(destination);
+    info.conversionType = 258;
+    info.CheckWorkingBuf(nullptr, bytes, row.count);
+    std::fill_n(info.workingBuf, info.workingSize, static_cast<unsigned short>(77));
+    info.conversionType = 256;
+    ASSERT_EQ(info.CheckWorkingBuf(nullptr, bytes, row.refused), 65534);
+    info.conversionType = 258;
+    EXPECT_EQ(table->Conversion(&info), 0);
+    for (int i = 0; i < 27; ++i) EXPECT_EQ(destination[i], i < 3 * row.written ? 77 : 0) << i;
+  }
+}

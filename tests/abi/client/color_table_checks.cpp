@@ -164,6 +164,13 @@ void Overridden() {
     sum += info.work[i];
   }
   CHECK_EQ(sum, 50 * (8 + 7 + 7));
+  // A count that is refused is stored, and the buffer stays.
+  info.type = 256;
+  CHECK_EQ(info.CheckWorkingBuf(nullptr, nullptr, 20), 65534);
+  CHECK_EQ(info.spare, 65535);
+  CHECK_EQ(static_cast<Base*>(table)->Conversion(&info), 0);
+  CHECK_EQ(info.work[3 * 19], 9);
+  CHECK_EQ(info.work[3 * 20], 8);
 }
 
 void Adjustments() {

@@ -152,6 +152,12 @@ void Pipeline() {
   CHECK_EQ(engine->InputColorSpace2RGB(0, 0, 0), 12);
   CHECK_EQ(engine->ConstructEngine(0, 0, 0), 12);
 
+  // The auxiliary tables are as large as the others, and the program's to write into.
+  CHECK(engine->aux0 != nullptr && engine->aux1 != nullptr && engine->aux2 != nullptr);
+  std::memset(engine->aux0, 0, 256 * sizeof(uint32_t));
+  std::memset(engine->aux1, 0xFF, 256 * sizeof(uint32_t));
+  std::memset(engine->aux2, 0x5A, 256 * sizeof(uint32_t));
+
   // Pixels by the rule, from the tables at their stated places.
   std::vector<unsigned char> src(3 * 257), dst(3 * 257), expected(3 * 257);
   for (std::size_t i = 0; i < src.size(); ++i) {
@@ -203,6 +209,9 @@ void Pipeline() {
   CHECK_EQ(engine->in0[4096], 0x10000);
   CHECK_EQ(engine->in2[65535], 0xF0FFF);
   CHECK_EQ(engine->outTable[1][32768], 48191);
+  for (uint32_t* aux : {engine->aux0, engine->aux1, engine->aux2}) {
+    std::memset(aux, 0, 65536 * sizeof(uint32_t));
+  }
   std::vector<unsigned short> source16(3 * 100), result16(3 * 100), expected16(3 * 100);
   for (std::size_t i = 0; i < source16.size(); ++i) {
     source16[i] = static_cast<unsigned short>(i * 40503);
@@ -221,6 +230,8 @@ void Pipeline() {
   CHECK(engine->in0 == nullptr && engine->aux2 == nullptr);
   CHECK_EQ(engine->out, 65535);
   CHECK_EQ(engine->path1, path);
+  CHECK_EQ(engine->SetIntent(Absolute, NoColor, NoColor, 0, 0, 0), 65535);
+  CHECK(engine->in0 == nullptr && engine->aux0 == nullptr);
   int result = 0;
   CHECK_TEXT(
       Printed(
