@@ -13,12 +13,13 @@ void FixedPipeline::UseInput(const std::array<std::span<std::uint32_t>, 3>& arra
   workerTables_ = {};
 }
 
-void FixedPipeline::FillInputTables(ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input) {
+void FixedPipeline::FillInputTables(const ICCFILE::CLut16Type& lut,
+                                    ICCFILE::ColorSpaceSignature input) {
   ++versions_.input;
   ICC_ENG_S4::FillInputTables(lut, input, arrays_.input);
 }
 
-void FixedPipeline::FillCells(ICCFILE::CLut16Type& lut, const ColorTarget& target) {
+void FixedPipeline::FillCells(const ICCFILE::CLut16Type& lut, const ColorTarget& target) {
   ICC_ENG_S4::FillCells(lut, target, arrays_.cells);
   ++versions_.cells;
 }

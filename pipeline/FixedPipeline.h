@@ -30,8 +30,8 @@ class FixedPipeline {
   void UseInput(const std::array<std::span<std::uint32_t>, 3>& arrays);
 
   /// Fill one stage each, as the functions of the same names do.
-  void FillInputTables(ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input);
-  void FillCells(ICCFILE::CLut16Type& lut, const ColorTarget& target);
+  void FillInputTables(const ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input);
+  void FillCells(const ICCFILE::CLut16Type& lut, const ColorTarget& target);
   int FillOutputTables(ICCFILE::ColorSpaceSignature output);
   /// Copies three output tables.
   void CopyOutputTables(const std::uint32_t (*tables)[kLevels16]);
