@@ -1,6 +1,9 @@
 #include "FileStream.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 
 #include "Limits.h"
 
@@ -27,9 +30,34 @@ std::uint64_t ReadAt(FILE* file, std::uint64_t offset, unsigned char* to, std::u
   return read;
 }
 
-void WriteBytes(FILE* file, const unsigned char* from, std::uint64_t sizeBytes) {
-  if (!file || !from || sizeBytes == 0) return;
-  static_cast<void>(std::fwrite(from, 1, sizeBytes, file));
+void ReadApart(FILE* file, std::uint64_t offset, unsigned char* to, std::uint64_t sizeBytes) {
+  while (sizeBytes > 0) {
+    const ssize_t part = pread(fileno(file), to, sizeBytes, static_cast<off_t>(offset));
+    if (part < 0 && errno == EINTR) continue;
+    if (part <= 0) break;
+    to += part;
+    offset += static_cast<std::uint64_t>(part);
+    sizeBytes -= static_cast<std::uint64_t>(part);
+  }
+  std::fill_n(to, sizeBytes, static_cast<unsigned char>(0));
+}
+
+bool WriteApart(FILE* file, std::uint64_t offset, const unsigned char* from,
+                std::uint64_t sizeBytes) {
+  while (sizeBytes > 0) {
+    const ssize_t part = pwrite(fileno(file), from, sizeBytes, static_cast<off_t>(offset));
+    if (part < 0 && errno == EINTR) continue;
+    if (part <= 0) return false;
+    from += part;
+    offset += static_cast<std::uint64_t>(part);
+    sizeBytes -= static_cast<std::uint64_t>(part);
+  }
+  return true;
+}
+
+std::uint64_t WriteBytes(FILE* file, const unsigned char* from, std::uint64_t sizeBytes) {
+  if (!file || !from || sizeBytes == 0) return 0;
+  return std::fwrite(from, 1, sizeBytes, file);
 }
 
 }  // namespace KX_Tiff_STL3

@@ -21,8 +21,18 @@ std::uint64_t FileBytes(FILE* file);
 /// @return the number of bytes really read.
 std::uint64_t ReadAt(FILE* file, std::uint64_t offset, unsigned char* to, std::uint64_t sizeBytes);
 
-/// Writes at the stream's position; nothing when a pointer is null. Write errors are not reported.
-void WriteBytes(FILE* file, const unsigned char* from, std::uint64_t sizeBytes);
+///@{
+/// The same for several threads at once: the stream's position is neither used nor changed. What
+/// the stream itself has still to write must be flushed before.
+/// @return for writing, whether the file took all bytes.
+void ReadApart(FILE* file, std::uint64_t offset, unsigned char* to, std::uint64_t sizeBytes);
+bool WriteApart(FILE* file, std::uint64_t offset, const unsigned char* from,
+                std::uint64_t sizeBytes);
+///@}
+
+/// Writes at the stream's position; nothing when a pointer is null.
+/// @return the number of bytes that the stream took.
+std::uint64_t WriteBytes(FILE* file, const unsigned char* from, std::uint64_t sizeBytes);
 
 }  // namespace KX_Tiff_STL3
 

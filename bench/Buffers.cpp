@@ -50,7 +50,7 @@ void RunLibrary(benchmark::State& state, const Setup& setup, const Library& libr
   UseThreads(threads);
   Select(setup, library, job.format);
   unsigned char* destination = Destination().data();
-  Convert(library, job, destination, 1);  // tables made at first use are part of the selection
+  Convert(library, job, destination, kWarmUpPixels);
   for (auto _ : state) {
     Convert(library, job, destination, job.pixels);
     benchmark::ClobberMemory();
@@ -94,6 +94,7 @@ void RunLcms(benchmark::State& state, const Setup& setup, const Job& job) {
       MakeLcmsTransform(OpenLcmsProfile(setup.material.profile), job.format.sourceBytes, LcmsSrgb(),
                         job.format.destinationBytes);
   if (transform == nullptr) return state.SkipWithError("lcms2 refuses the profile");
+  cmsDoTransform(transform.get(), job.source, Destination().data(), kWarmUpPixels);
   for (auto _ : state) {
     cmsDoTransform(transform.get(), job.source, Destination().data(),
                    static_cast<cmsUInt32Number>(job.pixels));

@@ -27,17 +27,18 @@ Library::Library(const std::string& path, CpuLevel level, const std::string& fol
   const std::string copy = folder + "/libKXCMS-" + LevelName() + ".so";
   std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
 
-  // A copy reads the variable once, when it is loaded.
+  // A copy reads the variable once, at the latest when a fast worker is first asked for.
   const char* before = std::getenv(kLevelVariable);
   const std::string saved = before == nullptr ? "" : before;
   setenv(kLevelVariable, LevelName(), 1);
   handle_ = Load(copy);
   conversion = MakeSlot("_2nd");
   selection = MakeSlot("_3rd");
-  unsigned char pixel[3] = {};
+  unsigned char pixels[3 * kWarmUpPixels] = {};
   const int output = conversion.setProfile(profile.c_str(), nullptr, KX_INTENT_PERCEPTUAL,
                                            KX_COLOR_RGB, KX_COLOR_SRGB);
-  if (output != KX_COLOR_SRGB || conversion.convert(pixel, pixel, 1) != KX_RESULT_OK) {
+  if (output != KX_COLOR_SRGB ||
+      conversion.convert(pixels, pixels, kWarmUpPixels) != KX_RESULT_OK) {
     throw std::runtime_error("the library refuses " + profile);
   }
   if (before == nullptr) {

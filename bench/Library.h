@@ -13,6 +13,11 @@ namespace Bench {
 
 using ICC40::CpuLevel;
 
+/// So many pixels are converted in a format before anything is timed: a fast worker serves them and
+/// makes the tables that it needs, whereas very few are left to the scalar worker, which needs
+/// none.
+constexpr int kWarmUpPixels = 256;
+
 /// An engine slot of one copy of the library.
 struct Slot {
   decltype(&KX_Icc_SetProfile_2nd) setProfile;

@@ -146,17 +146,20 @@ void RunLibrary(benchmark::State& state, const Setup& setup, const Request& requ
                 const Depth& depth, bool isUsed) {
   UseDefaultThreads();
   const Library& library = setup.Best();
-  // Few enough to cost nothing themselves, enough for a fast worker and its tables.
-  constexpr int kPixels = 256;
-  alignas(2) unsigned char pixels[6 * kPixels] = {};
-  int turn = 0;
+  // Few enough to cost nothing themselves.
+  alignas(2) unsigned char pixels[6 * kWarmUpPixels] = {};
+  const auto take = [&](int turn, bool isConverting) {
+    request.call(library, setup, depth, turn);
+    if (isConverting) library.selection.convert(pixels, pixels, kWarmUpPixels);
+  };
   SetProfile(library, setup, KX_INTENT_PERCEPTUAL, depth, depth.srgb);
-  request.call(library, setup, depth, turn);
-  library.selection.convert(pixels, pixels, kPixels);
+  // Curves that the process keeps once they are made belong to neither turn.
+  take(1, true);
+  take(0, true);
+  int turn = 0;
   for (auto _ : state) {
     turn ^= 1;
-    request.call(library, setup, depth, turn);
-    if (isUsed) library.selection.convert(pixels, pixels, kPixels);
+    take(turn, isUsed);
   }
 }
 

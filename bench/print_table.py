@@ -1,16 +1,20 @@
 #!/usr/bin/env python3
-"""Makes one Markdown table of a run of kxcms_bench and one of measure_files.py.
+"""Makes one Markdown page of a run of kxcms_bench and one of measure_files.py.
 
-usage: print_table.py BENCHMARKS.json FILES.json
+usage: print_table.py [--force] BENCHMARKS.json FILES.json LOAD.json
+
+LOAD.json is that of machine.py. What was measured beside others' work is printed with --force only,
+and says so.
 """
 
 import collections
 import json
 import math
 import os
-import re
 import statistics
 import sys
+
+import machine
 
 PEERS = ["plain", "lcms2", "memcpy"]
 
@@ -105,26 +109,26 @@ def file_rows(files, best):
     return rows
 
 
-def processor():
-    """Name and number of the processors."""
-    model = "unknown"
-    if os.path.exists("/proc/cpuinfo"):
-        with open("/proc/cpuinfo", encoding="utf-8") as file:
-            found = re.search(r"^model name\s*:\s*(.*)$", file.read(), re.MULTILINE)
-            model = found.group(1) if found else model
-    return f"{model}, {len(os.sched_getaffinity(0))} processors"
+def unsteadiness(results):
+    """By what additions in registers took longer in the middle than at best; 0 without them."""
+    times = [e["real_time"] for e in results
+             if e["run_type"] == "iteration" and e["run_name"].startswith("machine/registers alone/")]
+    return statistics.median(times) / min(times) - 1 if times else 0.0
 
 
-def print_heading(context, results, files):
+def print_heading(context, results, files, conditions):
     levels = context["levels"].split(",")
     pixels = int(context["width"]) * int(context["length"])
     repetitions = max(e.get("repetitions", 1) for e in results)
     spread = statistics.median(e["real_time"] for e in results if e.get("aggregate_name") == "cv")
-    peers = [name for name in ("cp", "tificc", "vips") if name in files["8"]["seconds"]]
-    print(f"- CPU: {processor()}; load average at the start {context['load_avg'][0]:.1f}")
+    peers = [name for name in ("cp", "tificc", "vips") if name in files["bits"]["8"]["seconds"]]
+    title = machine.this_processor()[0]
+    print(f"# Performance on {title}\n")
+    print("Made by `scripts/bench`; [performance.md](../performance.md) tells how to read it.\n")
+    print(f"- Processors: {len(os.sched_getaffinity(0))}; {conditions}")
     print(f"- Level in use: {levels[-1]} (measured: {', '.join(levels)})")
     print("- Threads: one, unless the case says two; profile selection and files as the library sets"
-          " them")
+          f" them, which comes to {files['threads']} for files")
     print(f"- Build: {context['build']}; lcms2 {context['lcms2']}; file peers: {', '.join(peers)}")
     print(f"- Pictures of {pixels / 1e6:.0f} million pixels; medians of {repetitions} interleaved"
           f" repetitions, which typically spread by {100 * spread:.0f} % (standard deviation)")
@@ -145,16 +149,28 @@ def print_table(rows, levels):
 
 
 def main():
-    with open(sys.argv[1], encoding="utf-8") as file:
+    is_forced = sys.argv[1] == "--force"
+    run_path, files_path, load_path = sys.argv[2 if is_forced else 1:]
+    with open(run_path, encoding="utf-8") as file:
         run = json.load(file)
-    with open(sys.argv[2], encoding="utf-8") as file:
+    with open(files_path, encoding="utf-8") as file:
         files = json.load(file)
+    with open(load_path, encoding="utf-8") as file:
+        foreign = json.load(file)["foreignProcessors"]
     failed = [e["name"] for e in run["benchmarks"] if e.get("error_occurred")]
     if failed:
         sys.exit(f"failed: {', '.join(sorted(set(failed)))}")
+    unsteady = unsteadiness(run["benchmarks"])
+    conditions = (f"meanwhile others took {100 * foreign:.1f} % of one, and additions in registers"
+                  f" typically {100 * unsteady:.1f} % longer than at best")
+    if reasons := machine.complaints(foreign, unsteady):
+        if not is_forced:
+            sys.exit(f"The machine was loaded meanwhile: {'; '.join(reasons)}. No table is written;"
+                     " measure again, or with --force.")
+        conditions += ". **The machine was loaded: the figures do not count**"
     levels = run["context"]["levels"].split(",")
-    print_heading(run["context"], run["benchmarks"], files)
-    print_table(rows_of(medians(run["benchmarks"]), levels[-1]) + file_rows(files, levels[-1]),
+    print_heading(run["context"], run["benchmarks"], files, conditions)
+    print_table(rows_of(medians(run["benchmarks"]), levels[-1]) + file_rows(files["bits"], levels[-1]),
                 levels)
 
 

@@ -28,6 +28,7 @@ endif()
 # carry it.
 function(kxcms_library_options target)
   target_compile_options(${target} PRIVATE
+    $<$<CXX_COMPILER_ID:GNU>:-Wconversion>
     -ffp-contract=off
     -fno-builtin-pow -fno-builtin-exp10 -fno-builtin-sin -fno-builtin-cos -fno-builtin-atan2
     -fno-builtin-log10

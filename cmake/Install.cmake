@@ -1,14 +1,18 @@
 # What `cmake --install` puts where GNUInstallDirs says, in the components that Packaging.cmake makes
-# packages of: runtime (the shared library), development (what a compiler needs), tools (the
-# command).
+# packages of: runtime and pipeline (a shared library each), development (what a compiler needs),
+# tools (the command).
 
 include(CMakePackageConfigHelpers)
 
-# ---- The library --------------------------------------------------------------------------------
+# ---- The libraries ------------------------------------------------------------------------------
 
 install(TARGETS KXCMS EXPORT KXCMSTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
-target_include_directories(KXCMS INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+install(TARGETS KXPipeline EXPORT KXCMSTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT pipeline NAMELINK_COMPONENT development)
+foreach(library KXCMS KXPipeline)
+  target_include_directories(${library} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endforeach()
 
 # ---- Headers ------------------------------------------------------------------------------------
 
@@ -34,7 +38,7 @@ foreach(header IN LISTS public_headers)
   install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms/${room}
     COMPONENT development)
 endforeach()
-install(FILES interface/kxcms.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms
+install(FILES interface/kxcms.h api/pipeline.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms
   COMPONENT development)
 
 # ---- pkg-config and CMake -----------------------------------------------------------------------
@@ -45,9 +49,11 @@ file(RELATIVE_PATH KXCMS_PC_PREFIX
 file(RELATIVE_PATH KXCMS_PC_LIBDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
 file(RELATIVE_PATH KXCMS_PC_INCLUDEDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 string(REGEX REPLACE "/$" "" KXCMS_PC_PREFIX "${KXCMS_PC_PREFIX}")
-configure_file(cmake/kxcms.pc.in kxcms.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kxcms.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-  COMPONENT development)
+foreach(name kxcms kxcms-pipeline)
+  configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()
 
 set(cmake_package ${CMAKE_INSTALL_LIBDIR}/cmake/KXCMS)
 install(EXPORT KXCMSTargets NAMESPACE KXCMS:: DESTINATION ${cmake_package} COMPONENT development)

@@ -48,14 +48,27 @@ sample, on several threads.
 .
 This package contains the shared library.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
+
+kxcms_debian_package(pipeline libkxpipeline1 libs
+"colour management for RGB image data - pipeline library
+KXCMS converts RGB image data from the colours of a device, described by its
+ICC profile, to standard RGB colour spaces.
+.
+This package contains the shared library of the pipeline interface: precise
+conversion by every kind of RGB profile, through handles, for images in any
+layout, on threads of the caller's choice.")
+set(CPACK_DEBIAN_PIPELINE_PACKAGE_SHLIBDEPS ON)
+
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 # The trigger has ldconfig run. CPack would add maintainer scripts that run it once more, unless they
 # are named here; being absent, they are left out.
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
-  ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/triggers
-  ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/absent/postinst
-  ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/absent/postrm)
+foreach(component RUNTIME PIPELINE)
+  set(CPACK_DEBIAN_${component}_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/triggers
+    ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/absent/postinst
+    ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/absent/postrm)
+endforeach()
 
 kxcms_debian_package(development libkxcms-dev libdevel
 "colour management for RGB image data - development files
@@ -65,7 +78,8 @@ ICC profile, to standard RGB colour spaces.
 This package contains what programs are built with: the headers of the C
 interface and of the C++ classes, the description for pkg-config, the CMake
 package, the manual page and examples.")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkxcms1 (= ${debian_version})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "libkxcms1 (= ${debian_version}), libkxpipeline1 (= ${debian_version})")
 install(FILES examples/CMakeLists.txt examples/convert_buffer.c examples/explore_profile.cpp
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkxcms-dev/examples
   COMPONENT development EXCLUDE_FROM_ALL)

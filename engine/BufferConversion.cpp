@@ -17,9 +17,6 @@ namespace {
 // The device manufacturer "none" as a signature.
 constexpr unsigned int kManufacturerNone = 0x6E6F6E65;
 
-// Below this many pixels a parallel region costs more than it saves.
-constexpr int kMinParallelPixels = 32768;
-
 template <typename Work>
 void ForEachShare(int pixels, const Work& work) {
   if (pixels < kMinParallelPixels) {
@@ -52,6 +49,12 @@ void RunFill(const CIccEngineS& engine, unsigned char* destination, int pixels) 
   });
 }
 
+bool CanConvert(const CIccEngineS& engine, const void* destination, int pixels) {
+  return HasTables(engine) && destination != nullptr && pixels > 0;
+}
+
+}  // namespace
+
 bool HasTables(const CIccEngineS& engine) {
   return engine.inLut0 != nullptr && engine.inLut1 != nullptr && engine.inLut2 != nullptr;
 }
@@ -61,12 +64,6 @@ bool HasTables(const CIccEngineS& engine) {
 bool IsFilled(const CIccEngineS& engine) {
   return engine.iccFile.header.manufacturer == kManufacturerNone;
 }
-
-bool CanConvert(const CIccEngineS& engine, const void* destination, int pixels) {
-  return HasTables(engine) && destination != nullptr && pixels > 0;
-}
-
-}  // namespace
 
 int CIccEngineS::Conversion(unsigned char* src, unsigned char* dst, int pixels) {
   if (!CanConvert(*this, dst, pixels)) return IccResultOk;

@@ -86,7 +86,8 @@ class KX_API CIccEngineS : public ICC_UNIT::Info {
   /// 8-bit source, 16-bit destination, whatever the codes are. @return 0.
   int Conversion(unsigned char* src, unsigned short* dst, int pixels);
   /// Converts a TIFF file and prints three stopwatch lines. 8-bit images are converted in place and
-  /// lose an embedded profile; others become a new 16-bit image of 300 dots per inch. @return 0,
+  /// lose an embedded profile; others become a new 16-bit image of 300 dots per inch. Plain images
+  /// in strips pass in pieces and are not held, unless the output is the input itself. @return 0,
   /// whether or not the output could be written, or all ones when the input cannot be read, its
   /// buffer is too small for its geometry, or the new image would be out of proportion to the file
   /// (nothing is written then).

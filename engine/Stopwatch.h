@@ -12,7 +12,8 @@ class Stopwatch {
   /// Prints the start line.
   Stopwatch();
   /// Prints the pause and the stop line; with one conversion their counts are equal.
-  void Stop();
+  /// @param uncounted  whole seconds of the time since the start that something else took.
+  void Stop(std::time_t uncounted = 0);
 
  private:
   std::time_t start_;

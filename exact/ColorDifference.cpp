@@ -14,7 +14,7 @@ double ToThe7th(double x) {
 }
 
 // 25^7, where the chroma corrections turn over.
-const double k25ToThe7th = ToThe7th(25);
+constexpr double k25ToThe7th = 6103515625;
 
 // Hue angle in degrees, 0 up to 360; 0 for a grey.
 double HueDeg(double a, double b) {

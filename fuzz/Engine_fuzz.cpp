@@ -101,9 +101,13 @@ void CheckWorkers(const CIccEngineS& engine, PixelFormat format, const Bytes& so
   constexpr struct {
     CpuLevel level;
     const KernelSet* kernels;
-  } kSets[] = {{CpuLevel::kPortable, &kPortableKernels},
-               {CpuLevel::kAvx2, &kAvx2Kernels},
-               {CpuLevel::kAvx512, &kAvx512Kernels}};
+  } kSets[] = {
+    {CpuLevel::kPortable, &kPortableKernels},
+#if defined(__x86_64__)
+    {CpuLevel::kAvx2, &kAvx2Kernels},
+    {CpuLevel::kAvx512, &kAvx512Kernels},
+#endif
+  };
   for (const auto& set : kSets) {
     if (SupportedCpuLevel() < set.level) continue;
     const auto tables =

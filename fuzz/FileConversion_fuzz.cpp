@@ -2,7 +2,7 @@
 #include <memory>
 
 #include "codes/ResultCodes.h"
-#include "engine/CIccEngineS.h"
+#include "engine/FileConversion.h"
 #include "fuzz/FuzzSupport.h"
 #include "fuzz/ProfileView.h"
 #include "fuzz/SampleFiles.h"
@@ -13,7 +13,8 @@
 #include "tiff/TagData.h"
 
 // A TIFF file and a profile: the conversion says 0 or all ones; with all ones nothing is written,
-// with 0 the output is readable and holds what the buffer conversion makes of the pixels.
+// with 0 the output is readable and holds what the buffer conversion makes of the pixels. It is the
+// same file whether the image is held as a whole or passed in pieces of any size.
 //
 // Input: intent and codes, way; length of the profile (2 bytes, 0 = a built-in one); the profile;
 // the TIFF file.
@@ -131,6 +132,19 @@ void CheckOutput(CIccEngineS& engine, CTiff& source, const MemoryFile& written) 
   FUZZ_CHECK(std::equal(expected.begin(), expected.end(), output.ImageBuf));
 }
 
+/// `expected` is what the conversion has written, or was there before.
+void CheckEveryWay(CIccEngineS& engine, const MemoryFile& input, int result, const Bytes& before,
+                   const Bytes& expected, int piecePixels) {
+  static MemoryFile other;
+  other.Write(before);
+  FUZZ_CHECK(ConvertWholeImage(engine, input.path(), other.path()) == result);
+  FUZZ_CHECK(other.Contents() == expected);
+  other.Write(before);
+  const bool isInPieces = ConvertInPieces(engine, input.path(), other.path(), piecePixels);
+  FUZZ_CHECK(!isInPieces || result == IccResultOk);
+  FUZZ_CHECK(other.Contents() == (isInPieces ? expected : before));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
@@ -193,5 +207,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckOutput(engine, source, target);
   }
   FUZZ_CHECK(intoItself || input.Contents() == tiff);
+  if (!intoItself) {
+    const int piecePixels = 1 + static_cast<int>(tiff.size() % 61);
+    CheckEveryWay(engine, input, result, marker, target.Contents(), piecePixels);
+  }
   return 0;
 }

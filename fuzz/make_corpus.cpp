@@ -6,6 +6,7 @@
 #include <string>
 
 #include "fuzz/SampleFiles.h"
+#include "tests/profile/ProfileForms.h"
 
 // Writes the seeds of the corpora, or compares them with those in the tree:
 // make_corpus FOLDER | make_corpus --check FOLDER. Files of other names are left alone: they are
@@ -280,6 +281,30 @@ void AddCalls(Corpus& corpus) {
                      call({42, 8, 5, 1}), call({9, 1})}));
 }
 
+/// One profile of each form that is read, and some that are not.
+void AddDeviceProfiles(Corpus& corpus) {
+  using namespace profile_forms;
+  for (const Form& form : Forms()) corpus.Add("DeviceProfile", form.name, form.bytes);
+  const struct {
+    const char* name;
+    Bytes bytes;
+  } kProfiles[] = {
+      {"lut8-xyz", WithTag("A2B0", Lut8Tag(), "XYZ ").Build()},
+      {"link", WithTag("A2B0", profile_forms::Lut16().Tag()).Header(12, "link").Build()},
+      {"grey", WithTag("kTRC", CurvTag({}), "XYZ ").Header(16, "GRAY").Build()},
+      {"no-model", WithTag("desc", DescTag("nothing", u"more")).Build()},
+      {"cut-off", Beginning(FullProfile().Build(), 1000)},
+      {"two-of-a-name", WithTag("A2B0", OnlyB().Tag()).AddLink("A2B0", 0).Build()},
+      {"texts", WithTag("A2B0", OnlyB().Tag())
+                    .AddTag("desc", DescTag("", u"Ger\u00E4t \U0001F600"))
+                    .AddTag("cprt", PlainTag("text", "\xA9"))
+                    .Build()},
+  };
+  for (const auto& profile : kProfiles) {
+    corpus.Add("DeviceProfile", profile.name, profile.bytes);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -290,6 +315,7 @@ int main(int argc, char** argv) {
   }
   Corpus corpus(argv[argc - 1], checks);
   AddProfiles(corpus);
+  AddDeviceProfiles(corpus);
   AddCodes(corpus);
   AddLookupTags(corpus);
   AddImages(corpus);

@@ -2,18 +2,20 @@
 
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
 # Manual pages, Debian packages, and their checks.
-packaging_packages=(scdoc dpkg-dev file fakeroot lintian man-db pkg-config)
+packaging_packages=(scdoc dpkg-dev file lintian man-db pkg-config)
 # Peers and readers to compare with, and material that nobody here made.
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   doxygen colord-data icc-profiles-free liblcms2-dev
-  argyll argyll-ref liblcms2-utils libtiff-tools netpbm qemu-user clang libomp-dev
+  argyll argyll-ref libgs-common rawtherapee-data liblcms2-utils libtiff-tools netpbm
   python3 python3-numpy python3-tifffile python-matplotlib-data)
+# Large ones: another compiler, emulators, a compiler for another processor.
+integration_packages=(clang libomp-dev qemu-user g++-aarch64-linux-gnu)
 
 # The sanitizers of clang, OpenMP for them, and the fuzzer.
 clang_packages=(clang clang-14 libclang-rt-14-dev libomp-14-dev llvm-14)
 
-# Installs what is missing of the named packages, as root or with sudo; where neither is there,
-# names them and stops.
+# Installs what is missing of the named packages, as root or with sudo; where neither is there, or
+# where KXCMS_INSTALL is "no", names them and stops.
 install_packages() {
   local package missing=()
   for package in "$@"; do
@@ -25,16 +27,43 @@ install_packages() {
     return
   fi
   local as_root=()
+  if [[ "${KXCMS_INSTALL:-yes}" == no ]]; then
+    stop_without "${missing[@]}"
+  fi
   if [[ "$(id -u)" != 0 ]]; then
     command -v sudo >/dev/null || stop_without "${missing[@]}"
     as_root=(sudo)
   fi
   echo "Installing ${missing[*]}"
-  if ! "${as_root[@]}" apt-get update -q ||
-    ! "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-      apt-get install -q -y --no-install-recommends "${missing[@]}"; then
+  if ! apt_get update || ! apt_get install -y --no-install-recommends "${missing[@]}"; then
     stop_without "${missing[@]}"
   fi
+}
+
+# Runs apt-get by the caller's `as_root`. While another package manager holds one of the locks (apt's
+# own waiting knows but one of them), says so and tries again, for KXCMS_LOCK_SECONDS.
+apt_get() {
+  local messages lock told="" seconds="${KXCMS_LOCK_SECONDS:-600}" start=$SECONDS
+  messages="$(mktemp)"
+  until "${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get -q "$@" \
+    2>"$messages"; do
+    lock="$(grep -m1 -o 'Could not get lock .*' "$messages" || true)"
+    if [[ -z "$lock" ]] || ((SECONDS - start >= seconds)); then
+      cat "$messages" >&2
+      rm -f "$messages"
+      if [[ -n "$lock" ]]; then
+        echo "Another package manager is still at work after $seconds seconds: $lock" >&2
+      fi
+      return 1
+    fi
+    if [[ "$lock" != "$told" ]]; then
+      echo "Waiting for another package manager: $lock" >&2
+      told="$lock"
+    fi
+    sleep 1
+  done
+  cat "$messages" >&2
+  rm -f "$messages"
 }
 
 stop_without() {

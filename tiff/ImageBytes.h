@@ -13,7 +13,8 @@ ImageGeometry GeometryOf(Tiff& image);
 
 /// Bytes that the pixel buffer of an image is good for, 0 when it has none: the StripByteCounts
 /// value, since that is what saving writes, or without that tag what the dimensions in the tags
-/// take. The buffer of an image that was read or newly made is never smaller, but it can be larger:
+/// take. The buffer of an image that was read or newly made is never smaller, until a saving makes
+/// an offset of that value (types 6 to 9), but it can be larger:
 /// - An image of several strips without RowsPerStrip is read as one strip, and an array of byte
 ///   counts stays with it: its value is the low half of the first count.
 /// - The strips of several, or of separate planes, can hold less than the image takes. The buffer

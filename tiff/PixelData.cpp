@@ -100,10 +100,13 @@ void CopyAt(const std::vector<unsigned char>& bytes, std::uint64_t offset, unsig
 
 }  // namespace
 
+bool AreGatheredFromCopy(FILE* file, const StripTable& strips) {
+  return strips.stripCount > FileBytes(file) / kFileBytesPerSeek;
+}
+
 void GatherStrips(FILE* file, const StripTable& strips, unsigned char* pixels) {
-  const std::uint64_t fileBytes = FileBytes(file);
-  const bool copiesFile = strips.stripCount > fileBytes / kFileBytesPerSeek;
-  std::vector<unsigned char> bytes(copiesFile ? fileBytes : 0);
+  const bool copiesFile = AreGatheredFromCopy(file, strips);
+  std::vector<unsigned char> bytes(copiesFile ? FileBytes(file) : 0);
   if (copiesFile) ReadAt(file, 0, bytes.data(), bytes.size());
   for (std::uint64_t i = 0; i < strips.stripCount; ++i) {
     const std::uint32_t stripBytes = strips.byteCounts[i];

@@ -77,8 +77,12 @@ struct StripTable {
   std::uint64_t totalBytes;
 };
 
-/// Appends strip after strip to `pixels`, which holds `strips.totalBytes`. While it does so for
-/// more strips than the file has blocks of 512 bytes, it holds a copy of the file.
+/// Whether there are so many strips for the size of the file, more than one to 512 bytes, that they
+/// are gathered from a copy of it.
+bool AreGatheredFromCopy(FILE* file, const StripTable& strips);
+
+/// Appends strip after strip to `pixels`, which holds `strips.totalBytes`. For very many of them it
+/// holds a copy of the file meanwhile.
 void GatherStrips(FILE* file, const StripTable& strips, unsigned char* pixels);
 
 /// Writes sample i of every plane to pixel i. Planes follow one another in `planes`; what lies past

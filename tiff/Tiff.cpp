@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 #include "../base/Bytes.h"
 #include "../base/Diagnostics.h"
@@ -11,6 +12,7 @@
 #include "Exif_IFD_Tag.h"
 #include "ImageBytes.h"
 #include "PixelData.h"
+#include "PixelRuns.h"
 #include "ResolutionTag.h"
 #include "StripOffsetsTag.h"
 #include "TagData.h"
@@ -41,10 +43,44 @@ std::uint64_t StripBytes(Tiff& image, const TiffTag& strips) {
   return std::min(value, HeldPixelBytes(strips).value_or(value));
 }
 
+/// How the pixels lie in the file.
+enum class Layout { kUnreadable, kChunkyStrip, kStrips, kPlanes, kBitPlanes };
+
+/// The layout by the tags. A missing RowsPerStrip is appended. Throws `ErrCode`.
+Layout SettleLayout(Tiff& image) {
+  if (image.GetTagValue(Compression) != kUncompressed) throw ErrCode{kCompressedImage};
+  const auto strips = image.GetTag(StripOffsets);
+  if (!strips) return Layout::kUnreadable;
+
+  const unsigned length = image.GetTagValue(ImageLength);
+  const unsigned rowsPerStrip = image.GetTagValue(RowsPerStrip);
+  if (rowsPerStrip == 0) {
+    image.tags.push_back(std::make_shared<TiffTag>(RowsPerStrip, TIFF_SHORT, 1, length, nullptr));
+  } else if (rowsPerStrip != length && strips->count != 1) {
+    // Whatever the planar configuration, so that planes in several strips stay one after another:
+    // kept so that results stay identical.
+    return Layout::kStrips;
+  }
+  switch (image.GetTagValue(PlanarConfiguration)) {
+    case kPlanarMissing:
+    case kChunky:
+      return Layout::kChunkyStrip;
+    case kSeparatePlanes:
+      return image.GetTagValue(BitsPerSample) == 1 ? Layout::kBitPlanes : Layout::kPlanes;
+    default:
+      return Layout::kUnreadable;
+  }
+}
+
+/// What the pixel buffer takes for a strip of `stripBytes` bytes.
+std::uint64_t StripBufferBytes(Tiff& image, std::uint64_t stripBytes) {
+  return std::max(stripBytes,
+                  PixelBufferBytes(GeometryOf(image), image.GetTagValue(StripByteCounts)));
+}
+
 /// Reads `stripBytes` bytes at the StripOffsets value into a new pixel buffer.
 int ReadSingleStrip(Tiff& image, FILE* file, std::uint64_t stripBytes) {
-  const std::uint64_t bufferBytes =
-      std::max(stripBytes, PixelBufferBytes(GeometryOf(image), image.GetTagValue(StripByteCounts)));
+  const std::uint64_t bufferBytes = StripBufferBytes(image, stripBytes);
   if (bufferBytes > PixelLimit(image, file)) return kUnreadableImage;
   const auto strips = image.GetTag(StripOffsets);
   std::unique_ptr<unsigned char[]> pixels = UnfilledPixels(bufferBytes);
@@ -55,13 +91,45 @@ int ReadSingleStrip(Tiff& image, FILE* file, std::uint64_t stripBytes) {
   return 0;
 }
 
-int ReadChunkyStrip(Tiff& image, FILE* file) {
+/// Sets StripByteCounts to the size that the dimensions take.
+/// @return that size; nothing, and the tag as it was, when it needs more than 32 bits.
+std::optional<std::uint32_t> SettleChunkyBytes(Tiff& image) {
   const std::uint64_t stripBytes = ChunkyBytes(GeometryOf(image));
-  if (stripBytes > std::numeric_limits<std::uint32_t>::max()) return kUnreadableImage;
+  if (stripBytes > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
   if (image.GetTagValue(StripByteCounts) != stripBytes) {
     image.SetTagValue(StripByteCounts, static_cast<unsigned>(stripBytes));
   }
-  return ReadSingleStrip(image, file, stripBytes);
+  return static_cast<std::uint32_t>(stripBytes);
+}
+
+int ReadChunkyStrip(Tiff& image, FILE* file) {
+  const auto stripBytes = SettleChunkyBytes(image);
+  return stripBytes ? ReadSingleStrip(image, file, *stripBytes) : kUnreadableImage;
+}
+
+/// Whether the strips may become one buffer.
+bool MayGather(Tiff& image, FILE* file, const StripTable& strips) {
+  return strips.IsUsable() && strips.totalBytes <= std::numeric_limits<std::uint32_t>::max() &&
+         PixelBufferBytes(GeometryOf(image), strips.totalBytes) <= PixelLimit(image, file);
+}
+
+/// The tags of an image whose strips have become one. `pixels` (new[], may be null) is its buffer.
+void SettleGathered(Tiff& image, std::uint64_t totalBytes, unsigned char* pixels) {
+  const auto offsets = image.GetTag(StripOffsets);
+  delete[] offsets->data;
+  offsets->type = TIFF_LONG;
+  offsets->count = 1;
+  HoldPixels(*offsets, pixels, totalBytes);
+
+  const auto byteCounts = image.GetTag(StripByteCounts);
+  delete[] byteCounts->data;
+  byteCounts->data = nullptr;
+  // SHORT although the total is a 32-bit number: the entry keeps all 32 bits. Kept so that files
+  // stay identical byte for byte.
+  byteCounts->type = TIFF_SHORT;
+  byteCounts->count = 1;
+  byteCounts->value = static_cast<unsigned>(totalBytes);
+  image.SetTagValue(RowsPerStrip, image.GetTagValue(ImageLength));
 }
 
 // One-bit planes are not interleaved: they stay one after another as in the file.
@@ -93,6 +161,39 @@ int ReadPlanes(Tiff& image, FILE* file) {
     image.Pack<unsigned short>(width, length);
   }
   image.SetTagValue(PlanarConfiguration, kChunky);
+  return 0;
+}
+
+/// Header and directory. @return 0 or -3. Throws a C string for a header other than "II" 42.
+int ReadTags(Tiff& image, FILE* file) {
+  unsigned char header[kHeaderBytes];
+  ReadAt(file, 0, header, sizeof header);
+  kxcms::LittleEndianReader headerWords(header, sizeof header);
+  if (headerWords.U32() != kLittleEndianMark) throw kNotPcVersion;
+  image.IFDOffset = headerWords.U32();
+
+  unsigned char countBytes[kEntryCountBytes];
+  ReadAt(file, image.IFDOffset, countBytes, sizeof countBytes);
+  const unsigned entryCount = kxcms::LittleEndianReader(countBytes, sizeof countBytes).U16();
+  if (entryCount > kMaxEntries) return kTooManyEntries;
+  unsigned char entries[kMaxEntries * kEntryBytes];
+  ReadAt(file, std::uint64_t{image.IFDOffset} + sizeof countBytes, entries,
+         entryCount * kEntryBytes);
+
+  const std::uint64_t tagLimit = TagLimit(file);
+  kxcms::LittleEndianReader words(entries, entryCount * kEntryBytes);
+  for (unsigned i = 0; i < entryCount; ++i) {
+    const std::uint32_t tagAndType = words.U32();
+    const std::uint32_t count = words.U32();
+    const std::uint32_t valueOrOffset = words.U32();
+    // An Exif tag bounds what it holds by itself. Any other that does not fit is made without
+    // items, so that it reads no data, and is told their number afterwards.
+    const bool fits = (tagAndType & 0xFFFF) == ExifIfd ||
+                      HeldBytes(image.tags) + ItemBytes(tagAndType >> 16, count) <= tagLimit;
+    const std::size_t tagsBefore = image.tags.size();
+    image.AddTags(tagAndType, fits ? count : 0, valueOrOffset, file);
+    if (!fits && image.tags.size() > tagsBefore) image.tags.back()->count = count;
+  }
   return 0;
 }
 
@@ -136,34 +237,38 @@ int Tiff::ReadFile(char const* path) {
 }
 
 int Tiff::ReadTiff(FILE* file) {
-  unsigned char header[kHeaderBytes];
-  ReadAt(file, 0, header, sizeof header);
-  kxcms::LittleEndianReader headerWords(header, sizeof header);
-  if (headerWords.U32() != kLittleEndianMark) throw kNotPcVersion;
-  IFDOffset = headerWords.U32();
+  const int result = ReadTags(*this, file);
+  return result == 0 ? ReadImage(file) : result;
+}
 
-  unsigned char countBytes[kEntryCountBytes];
-  ReadAt(file, IFDOffset, countBytes, sizeof countBytes);
-  const unsigned entryCount = kxcms::LittleEndianReader(countBytes, sizeof countBytes).U16();
-  if (entryCount > kMaxEntries) return kTooManyEntries;
-  unsigned char entries[kMaxEntries * kEntryBytes];
-  ReadAt(file, std::uint64_t{IFDOffset} + sizeof countBytes, entries, entryCount * kEntryBytes);
+std::optional<PixelRuns> ReadWithoutPixels(Tiff& image, FILE* file) {
+  if (ReadTags(image, file) != 0) return std::nullopt;
+  const Layout layout = SettleLayout(image);
+  const auto offsets = image.GetTag(StripOffsets);
+  const auto byteCounts = image.GetTag(StripByteCounts);
+  if (!offsets || !byteCounts) return std::nullopt;
+  // Saving gives such a tag another value, and with it another number of bytes to the pixels.
+  if (AlwaysGetsOffset(byteCounts->type) && !IsOutOfLine(*byteCounts)) return std::nullopt;
 
-  const std::uint64_t tagLimit = TagLimit(file);
-  kxcms::LittleEndianReader words(entries, entryCount * kEntryBytes);
-  for (unsigned i = 0; i < entryCount; ++i) {
-    const std::uint32_t tagAndType = words.U32();
-    const std::uint32_t count = words.U32();
-    const std::uint32_t valueOrOffset = words.U32();
-    // An Exif tag bounds what it holds by itself. Any other that does not fit is made without
-    // items, so that it reads no data, and is told their number afterwards.
-    const bool fits = (tagAndType & 0xFFFF) == ExifIfd ||
-                      HeldBytes(tags) + ItemBytes(tagAndType >> 16, count) <= tagLimit;
-    const std::size_t tagsBefore = tags.size();
-    AddTags(tagAndType, fits ? count : 0, valueOrOffset, file);
-    if (!fits && tags.size() > tagsBefore) tags.back()->count = count;
+  PixelRuns pixels;
+  if (layout == Layout::kStrips) {
+    const StripTable strips(*offsets, *byteCounts);
+    if (!MayGather(image, file, strips) || AreGatheredFromCopy(file, strips)) return std::nullopt;
+    for (std::uint64_t i = 0; i < strips.stripCount; ++i) {
+      pixels.Append(strips.offsets[i], strips.byteCounts[i]);
+    }
+    SettleGathered(image, strips.totalBytes, nullptr);
+    return pixels;
   }
-  return ReadImage(file);
+  if (layout != Layout::kChunkyStrip) return std::nullopt;
+  const auto stripBytes = SettleChunkyBytes(image);
+  if (!stripBytes || StripBufferBytes(image, *stripBytes) > PixelLimit(image, file)) {
+    return std::nullopt;
+  }
+  pixels.Append(offsets->GetValue(), *stripBytes);
+  delete[] offsets->data;
+  HoldPixels(*offsets, nullptr, 0);
+  return pixels;
 }
 
 std::shared_ptr<TiffTag> Tiff::CreateTag(unsigned tagAndType, unsigned count,
@@ -194,28 +299,19 @@ int Tiff::AddTags(unsigned tagAndType, unsigned count, unsigned valueOrOffset, F
 }
 
 int Tiff::ReadImage(FILE* file) {
-  if (GetTagValue(Compression) != kUncompressed) throw ErrCode{kCompressedImage};
-  const auto strips = GetTag(StripOffsets);
-  if (!strips) return kUnreadableImage;
-
-  const unsigned length = GetTagValue(ImageLength);
-  const unsigned rowsPerStrip = GetTagValue(RowsPerStrip);
-  if (rowsPerStrip == 0) {
-    tags.push_back(std::make_shared<TiffTag>(RowsPerStrip, TIFF_SHORT, 1, length, nullptr));
-  } else if (rowsPerStrip != length && strips->count != 1) {
-    // Whatever the planar configuration, so that planes in several strips stay one after another:
-    // kept so that results stay identical.
-    return ReadMultiStripOffset(file);
-  }
-  switch (GetTagValue(PlanarConfiguration)) {
-    case kPlanarMissing:
-    case kChunky:
+  switch (SettleLayout(*this)) {
+    case Layout::kChunkyStrip:
       return ReadChunkyStrip(*this, file);
-    case kSeparatePlanes:
-      return GetTagValue(BitsPerSample) == 1 ? ReadBitPlanes(*this, file) : ReadPlanes(*this, file);
-    default:
-      return kUnreadableImage;
+    case Layout::kStrips:
+      return ReadMultiStripOffset(file);
+    case Layout::kPlanes:
+      return ReadPlanes(*this, file);
+    case Layout::kBitPlanes:
+      return ReadBitPlanes(*this, file);
+    case Layout::kUnreadable:
+      break;
   }
+  return kUnreadableImage;
 }
 
 int Tiff::ReadMultiStripOffset(FILE* file) {
@@ -223,28 +319,12 @@ int Tiff::ReadMultiStripOffset(FILE* file) {
   const auto byteCounts = GetTag(StripByteCounts);
   if (!offsets || !byteCounts) return kUnreadableImage;
   const StripTable strips(*offsets, *byteCounts);
+  if (!MayGather(*this, file, strips)) return kUnreadableImage;
   const std::uint64_t bufferBytes = PixelBufferBytes(GeometryOf(*this), strips.totalBytes);
-  if (!strips.IsUsable() || strips.totalBytes > std::numeric_limits<std::uint32_t>::max() ||
-      bufferBytes > PixelLimit(*this, file)) {
-    return kUnreadableImage;
-  }
   std::unique_ptr<unsigned char[]> pixels = UnfilledPixels(bufferBytes);
   GatherStrips(file, strips, pixels.get());
   std::fill(pixels.get() + strips.totalBytes, pixels.get() + bufferBytes, std::uint8_t{0});
-
-  delete[] offsets->data;
-  offsets->type = TIFF_LONG;
-  offsets->count = 1;
-  HoldPixels(*offsets, pixels.release(), strips.totalBytes);
-
-  delete[] byteCounts->data;
-  byteCounts->data = nullptr;
-  // SHORT although the total is a 32-bit number, of which the entry keeps all bits: kept so that
-  // files stay identical byte for byte.
-  byteCounts->type = TIFF_SHORT;
-  byteCounts->count = 1;
-  byteCounts->value = static_cast<unsigned>(strips.totalBytes);
-  SetTagValue(RowsPerStrip, GetTagValue(ImageLength));
+  SettleGathered(*this, strips.totalBytes, pixels.release());
   return 0;
 }
 

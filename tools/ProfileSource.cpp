@@ -25,6 +25,10 @@ struct Descriptor {
   throw Refusal(Exit::ProfileUnusable, name + ": " + reason);
 }
 
+[[noreturn]] void RefuseCopy(const std::string& reason) {
+  throw Refusal(Exit::WriteFailed, "no private copy of the profile can be made: " + reason);
+}
+
 }  // namespace
 
 std::vector<unsigned char> ReadProfile(int fd, const std::string& name) {
@@ -59,9 +63,15 @@ PrivateProfile::PrivateProfile(std::span<const unsigned char> bytes)
   if (fd_ < 0 || !bytes.empty()) {
     const std::string reason = std::strerror(errno);
     if (fd_ >= 0) close(fd_);
-    throw Refusal(Exit::WriteFailed, "no private copy of the profile can be made: " + reason);
+    RefuseCopy(reason);
   }
   path_ = "/proc/self/fd/" + std::to_string(fd_);
+  // Where /proc is not mounted, the library would find no profile.
+  if (access(path_.c_str(), R_OK) != 0) {
+    const std::string reason = std::strerror(errno);
+    close(fd_);
+    RefuseCopy(path_ + ": " + reason);
+  }
 }
 
 PrivateProfile::~PrivateProfile() {

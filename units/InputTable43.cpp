@@ -39,12 +39,13 @@ int InputTable43::Conversion(Info*) {
 }
 
 int InputTable43::Initial(ICCFILE::CLut16Type* lut) {
-  if (lut == nullptr || (lut->inputEntries > 0 && lut->inputTables == nullptr)) return 0;
+  if (lut == nullptr) return 0;
+  const int channels = std::min<int>(lut->inputChannels, kInputs);
+  if (lut->inputEntries > 0 && channels > 0 && lut->inputTables == nullptr) return 0;
   // Short curves are taken as they are: one entry has no spacing and converts everything to 0.
   step = CurveStep(lut->inputEntries);
   if (lut->inputEntries == 0) return 0;
-  CopyCurves(lut->inputTables, std::min<int>(lut->inputChannels, kInputs), lut->inputEntries,
-             curves);
+  CopyCurves(lut->inputTables, channels, lut->inputEntries, curves);
   return 0;
 }
 

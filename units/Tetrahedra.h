@@ -9,6 +9,21 @@ namespace ICC_UNIT {
 /// Corners are numbered by bits: 4 = one node along the first input, 2 along the second, 1 along
 /// the third. The interpolated value is that of the base corner plus, per axis, the fraction along
 /// the axis times the slope of the edge of the path that runs along it.
+///
+///           2 ------- 6            first input  (4): from left to right
+///          /|        /|            second input (2): upward
+///         3 ------- 7 |            third input  (1): towards the reader
+///         | |       | |
+///         | 0 ------| 4            0 is the base corner, 7 the far one; every tetrahedron
+///         |/        |/             has the diagonal 0-7 for an edge and goes there along
+///         1 ------- 5              three edges of the cell, one for each input
+///
+///     r > g > b    0-4-6-7         first, then second, then third
+///     r > b >= g   0-4-5-7         first, then third, then second
+///     b >= r > g   0-1-5-7         third, then first, then second
+///     g >= r > b   0-2-6-7         second, then first, then third
+///     g > b >= r   0-2-3-7         second, then third, then first
+///     b >= g >= r  0-1-3-7         third, then second, then first
 struct Tetrahedron {
   int path[4];  ///< corners 0 .. 7, each edge along one axis
   int edge[3];  ///< per axis: the slope is value(path[edge + 1]) - value(path[edge])

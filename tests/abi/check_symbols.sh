@@ -1,20 +1,21 @@
 #!/bin/sh
-# Compares the symbols that the library exports with the checked-in list, and the sizes of exported
+# Compares the symbols that a library exports with a checked-in list, and the sizes of exported
 # objects with theirs (programs that are not position-independent hold copies of exported data, so
 # that a size is interface too).
-# usage: check_symbols.sh LIBRARY [NM]
+# usage: check_symbols.sh LIBRARY NM SYMBOLS [SIZES]
 set -eu
 export LC_ALL=C
 
 library=$1
-nm=${2:-nm}
-here=$(cd "$(dirname "$0")" && pwd)
+nm=$2
+symbols=$3
+sizes=${4:-/dev/null}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # Absolute symbols are kept: a named version node shows up as one, and as @VERSION at every name.
 "$nm" -D --defined-only "$library" | awk '{print $NF}' | sort -u > "$work/exported"
-sort -u "$here/exported_symbols.txt" > "$work/expected"
+sort -u "$symbols" > "$work/expected"
 test -s "$work/exported" || { echo "$library exports nothing"; exit 1; }
 
 failed=0
@@ -40,7 +41,7 @@ while read -r bytes symbol; do
     echo "size of $symbol: $actual bytes, expected $bytes"
     failed=1
   fi
-done < "$here/exported_object_sizes.txt"
+done < "$sizes"
 
 [ "$failed" -eq 0 ] && echo "$(wc -l < "$work/expected") symbols as expected"
 exit "$failed"

@@ -380,7 +380,8 @@ SIZE(ColorTable33::LUT_Size33, 4);
 // ---------------------------------------------------------------------------------------------
 // Virtual slots. The destructor is slot 1 and fills the first two entries of the virtual table
 // (complete and deleting destructor), so that slot n > 1 is entry n. A pointer to a virtual member
-// function holds 1 + 8 * entry.
+// function holds 8 * entry and, in a second word, how far `this` moves. The lowest bit tells that
+// it is virtual: of the first word, or, in the C++ ABI for Arm, of the second.
 
 #define VIRTUAL_DESTRUCTOR(T) \
   static_assert(std::has_virtual_destructor_v<T>, #T " has lost its virtual destructor")
@@ -398,10 +399,15 @@ std::ptrdiff_t SlotOf(Method method) {
   } raw;
   static_assert(sizeof(method) == sizeof(raw));
   std::memcpy(&raw, &method, sizeof(raw));
-  if ((raw.entry & 1) == 0 || raw.adjustment != 0) {
-    return kNotVirtual;
-  }
-  return (raw.entry - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+#if defined(__aarch64__)
+  std::ptrdiff_t& flagged = raw.adjustment;
+#else
+  std::ptrdiff_t& flagged = raw.entry;
+#endif
+  if ((flagged & 1) == 0) return kNotVirtual;
+  flagged -= 1;
+  if (raw.adjustment != 0) return kNotVirtual;
+  return raw.entry / static_cast<std::ptrdiff_t>(sizeof(void*));
 }
 
 template <class T, class... Arguments>

@@ -21,6 +21,7 @@
 #include "iccfile/CLut.h"
 #include "pipeline/FixedStages.h"
 #include "pipeline/LookupTag.h"
+#include "tests/Surroundings.h"
 #include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
 
@@ -816,6 +817,7 @@ TEST(CIccEngineS, CellsThatDisagreeFollowTheRule) {
 
 // Threads that a team has had stay with the process until a smaller team forms.
 TEST(CIccEngineS, LargeCallsUseTheWholeTeamAndSmallCallsNone) {
+  KXCMS_REQUIRE_PATH("/proc/self/task");
   constexpr std::ptrdiff_t kTeam = 13;
   const auto threads = [] {
     const std::filesystem::directory_iterator tasks("/proc/self/task");

@@ -1,7 +1,9 @@
 #include "tests/faults/FaultInjection.h"
 
 #include <dlfcn.h>
+#include <sys/types.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -17,6 +19,7 @@ struct Plan {
   long nth = 0;
   Reach reach{};
   std::atomic<long> calls{0};
+  std::atomic<long> largestBytes{0};
 } plan;
 
 bool Fails(Call call) {
@@ -34,9 +37,28 @@ Function Real(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
+// Whether an allocation fails; its size is noted.
+bool FailsToAllocate(std::size_t size) {
+  if (plan.active) {
+    const auto bytes = static_cast<long>(size);
+    long largest = plan.largestBytes;
+    while (largest < bytes && !plan.largestBytes.compare_exchange_weak(largest, bytes)) {
+    }
+  }
+  return Fails(Call::kAllocation);
+}
+
 void* Allocate(std::size_t size) {
-  if (Fails(Call::kAllocation)) return nullptr;
+  if (FailsToAllocate(size)) return nullptr;
   return std::malloc(size == 0 ? 1 : size);
+}
+
+void* AllocateAligned(std::size_t size, std::align_val_t alignment) {
+  if (FailsToAllocate(size)) throw std::bad_alloc();
+  const auto bytes = static_cast<std::size_t>(alignment);
+  void* memory = nullptr;
+  if (posix_memalign(&memory, std::max(bytes, sizeof memory), size) != 0) throw std::bad_alloc();
+  return memory;
 }
 
 void* AllocateOrThrow(std::size_t size) {
@@ -53,8 +75,8 @@ std::size_t HalfOf(std::size_t count) {
 }  // namespace
 
 const char* NameOf(Call call) {
-  constexpr const char* kNames[] = {"allocation", "fopen", "fread", "fwrite",
-                                    "fseek",      "ftell", "fclose"};
+  constexpr const char* kNames[] = {"allocation", "fopen", "fread",  "fwrite",
+                                    "fseek",      "ftell", "fclose", "fflush"};
   return kNames[static_cast<int>(call)];
 }
 
@@ -63,6 +85,7 @@ Injection::Injection(Call call, long nth, Reach reach) : nth_(nth) {
   plan.nth = nth;
   plan.reach = reach;
   plan.calls = 0;
+  plan.largestBytes = 0;
   plan.active = true;
 }
 
@@ -72,6 +95,10 @@ Injection::~Injection() {
 
 long Injection::Calls() const {
   return plan.calls;
+}
+
+long Injection::LargestBytes() const {
+  return plan.largestBytes;
 }
 
 }  // namespace faults
@@ -89,6 +116,24 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 }
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   return faults::Allocate(size);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return faults::AllocateAligned(size, alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+  return faults::AllocateAligned(size, alignment);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
+  std::free(memory);
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);
@@ -125,6 +170,29 @@ std::size_t fwrite(const void* from, std::size_t size, std::size_t count, FILE* 
       faults::Real<std::size_t (*)(const void*, std::size_t, std::size_t, FILE*)>("fwrite");
   return real(from, size, faults::FailsOn(Call::kWrite, stream) ? faults::HalfOf(count) : count,
               stream);
+}
+
+// Weak: a program may have one of its own.
+__attribute__((weak)) ssize_t pread(int fd, void* to, std::size_t size, off_t offset) {
+  static const auto real = faults::Real<ssize_t (*)(int, void*, std::size_t, off_t)>("pread");
+  if (!faults::Fails(Call::kRead)) return real(fd, to, size, offset);
+  errno = EIO;
+  return -1;
+}
+
+ssize_t pwrite(int fd, const void* from, std::size_t size, off_t offset) {
+  static const auto real =
+      faults::Real<ssize_t (*)(int, const void*, std::size_t, off_t)>("pwrite");
+  if (!faults::Fails(Call::kWrite)) return real(fd, from, size, offset);
+  errno = EIO;
+  return -1;
+}
+
+int fflush(FILE* stream) {
+  static const auto real = faults::Real<int (*)(FILE*)>("fflush");
+  if (stream == nullptr || !faults::FailsOn(Call::kFlush, stream)) return real(stream);
+  errno = EIO;
+  return EOF;
 }
 
 int fseek(FILE* stream, long offset, int origin) {

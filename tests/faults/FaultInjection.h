@@ -1,12 +1,13 @@
 #ifndef KXCMS_TESTS_FAULTS_FAULTINJECTION_H
 #define KXCMS_TESTS_FAULTS_FAULTINJECTION_H
 
-// Makes calls of the C++ allocator and of the C streams fail on purpose. The functions are defined
+// Makes calls of the C++ allocator, of the C streams and of pread and pwrite (which count as fread
+// and fwrite) fail on purpose. The functions are defined
 // in the test program; the shared library finds these before the system's.
 
 namespace faults {
 
-enum class Call { kAllocation, kOpen, kRead, kWrite, kSeek, kTell, kClose };
+enum class Call { kAllocation, kOpen, kRead, kWrite, kSeek, kTell, kClose, kFlush };
 const char* NameOf(Call call);
 
 /// One call that fails, or that call and all later ones: memory comes back, a broken disk does not.
@@ -23,6 +24,8 @@ class Injection {
 
   /// Calls of the kind that were made, those that failed included.
   long Calls() const;
+  /// The most bytes that a single allocation asked for.
+  long LargestBytes() const;
   /// Whether a call has failed.
   bool Struck() const { return Calls() >= nth_; }
 

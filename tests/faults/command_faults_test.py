@@ -8,7 +8,6 @@ Environment: KXCMS (the command), KXCMS_FAULTS (the library that makes calls fai
 """
 
 import os
-import resource
 import shutil
 import signal
 import subprocess
@@ -18,6 +17,7 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tools"))
 import profiles  # noqa: E402
+import surroundings  # noqa: E402
 from tiffs import ASCII, SHORT, tiff  # noqa: E402
 
 KXCMS = os.environ["KXCMS"]
@@ -44,6 +44,7 @@ def environment(**variables):
     return {**os.environ, **variables}
 
 
+@surroundings.needs_proc
 class Faults(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
@@ -194,17 +195,15 @@ class Killed(Faults):
 
 class FullDisk(Faults):
     def test_file_size_limit(self):
+        surroundings.require_file_size_limits()
         self.write("in.tif", tiff())
         right = self.undisturbed()
         # The private copy of the profile counts too, so that small limits stop there.
         for size in range(0, len(right) + 2000, 97):
             self.write("out.tif", OLD)
-
-            def limit():
-                resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
-
             with self.subTest(size=size):
-                done = self.convert("in.tif", "out.tif", preexec_fn=limit)
+                done = self.convert("in.tif", "out.tif",
+                                    preexec_fn=lambda: surroundings.limit_file_size(size))
                 if size < len(right):
                     self.assertEqual((done.returncode, done.stdout), (WRITE, b""))
                     self.assertRegex(done.stderr.decode(), r"\Akxcms: [^\n]+\n\Z")
@@ -222,10 +221,7 @@ class FullDisk(Faults):
     """
 
     def test_small_disk(self):
-        if os.geteuid() != 0:
-            reason = "a small disk can be mounted by the superuser only"
-            print(reason)
-            self.skipTest(reason)
+        namespace = surroundings.mount_namespace()
         self.write("in.tif", tiff(width=100, length=100))
         self.write("out.tif", OLD)
         os.mkdir(self.path("disk"))
@@ -234,7 +230,7 @@ class FullDisk(Faults):
         for size in range(40, 96, 4):
             with self.subTest(size=size):
                 done = subprocess.run(
-                    ["unshare", "--mount", "sh", "-c", self.SCRIPT, "sh", str(size), KXCMS],
+                    [*namespace, "sh", "-c", self.SCRIPT, "sh", str(size), KXCMS],
                     cwd=self.folder, stdin=subprocess.DEVNULL, capture_output=True, timeout=120)
                 if done.returncode != DONE:
                     self.assertEqual((done.returncode, done.stderr.decode()),
@@ -247,4 +243,4 @@ class FullDisk(Faults):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    surroundings.main(verbosity=2)

@@ -8,8 +8,12 @@ Environment: KXCMS (the command), KXCMS_GOLDEN (the list of digests), KXCMS_THRE
 import os
 import re
 import subprocess
+import sys
 import tempfile
 import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tools"))
+import surroundings  # noqa: E402
 
 KXCMS = os.environ["KXCMS"]
 with open(os.environ["KXCMS_GOLDEN"], encoding="ascii") as file:
@@ -29,6 +33,7 @@ def supported_level():
     return re.match(r"level: (\w+)\n", selftest("--threads", "1").stdout).group(1)
 
 
+@surroundings.needs_proc
 class SameBits(unittest.TestCase):
     def expect_ok(self, done, level, threads):
         self.assertEqual((done.returncode, done.stdout, done.stderr),
@@ -72,6 +77,7 @@ class OtherLists(unittest.TestCase):
             file.flush()
             return selftest("--threads", "2", "--digests", file.name), file.name
 
+    @surroundings.needs_proc
     def test_mismatches(self):
         name, digest = self.LINES[100].split()
         wrong = f"{int(digest, 16) ^ 1:016x}"
@@ -90,6 +96,7 @@ class OtherLists(unittest.TestCase):
                 self.assertEqual(done.stderr, f"kxcms: 1 of {COUNT} digests differ: this machine "
                                               "computes other colours\n")
 
+    @surroundings.needs_proc
     def test_every_digest_is_compared(self):
         text = re.sub(r"(\w)$", lambda last: f"{int(last[1], 16) ^ 8:x}", GOLDEN, flags=re.MULTILINE)
         done, _ = self.with_list(text)
@@ -123,4 +130,4 @@ class OtherLists(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    surroundings.main()

@@ -10,57 +10,30 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "corpus/RandomProfile.h"
 #include "iccfile/IccFile4.h"
+#include "tests/DebianProfiles.h"
 #include "tests/TemporaryFile.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
+using debian::ProfilesOf;
+using debian::ReadAll;
 using ICC40::ICCFILE::IccFile4;
 
 constexpr std::size_t kHeaderBytes = 128;
 constexpr std::size_t kEntryBytes = 12;
 
 // ---- Material
-
-/// What a shell command prints; empty when it fails.
-std::string OutputOf(const std::string& command) {
-  FILE* pipe = popen(command.c_str(), "r");
-  if (pipe == nullptr) return {};
-  std::string output;
-  for (int c; (c = std::fgetc(pipe)) != EOF;) output.push_back(static_cast<char>(c));
-  return pclose(pipe) == 0 ? output : std::string();
-}
-
-/// The profiles that an installed Debian package holds; links are left out.
-std::vector<std::string> ProfilesOf(const std::string& package) {
-  std::istringstream lines(OutputOf("dpkg -L " + package));
-  std::vector<std::string> paths;
-  for (std::string path; std::getline(lines, path);) {
-    std::string extension = std::filesystem::path(path).extension();
-    std::transform(extension.begin(), extension.end(), extension.begin(), ::tolower);
-    if ((extension == ".icc" || extension == ".icm") && !std::filesystem::is_symlink(path)) {
-      paths.push_back(path);
-    }
-  }
-  return paths;
-}
-
-Bytes ReadAll(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(file), {});
-}
 
 struct Profile {
   bool isGenerated;

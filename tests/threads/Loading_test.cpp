@@ -2,16 +2,13 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <string>
 #include <vector>
 
+#include "tests/Surroundings.h"
 #include "tests/TemporaryFile.h"
 #include "tests/reference/RandomProfile.h"
+#include "tests/threads/ProcessUsage.h"
 #include "tests/tiff/TiffBytes.h"
 
 namespace {
@@ -21,30 +18,8 @@ constexpr int kLoads = 40;  // the sanitizers keep books about every module
 #else
 constexpr int kLoads = 1000;
 #endif
-constexpr int kWarmUp = 20;
-
-struct Usage {
-  std::size_t heapBytes = 0;  // in use
-  long residentKiB = 0;
-  long threads = 0;
-  long mappings = 0;
-  bool isMapped = false;  // the library
-};
-
-Usage CurrentUsage() {
-  Usage usage;
-  usage.heapBytes = mallinfo2().uordblks;
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmRSS:")) usage.residentKiB = std::atol(line.c_str() + 6);
-    if (line.starts_with("Threads:")) usage.threads = std::atol(line.c_str() + 8);
-  }
-  std::ifstream maps("/proc/self/maps");
-  for (std::string line; std::getline(maps, line); ++usage.mappings) {
-    if (line.find("libKXCMS") != std::string::npos) usage.isMapped = true;
-  }
-  return usage;
-}
+// The C library settles meanwhile how much freed memory it keeps for the next ones.
+constexpr int kWarmUp = kLoads / 5;
 
 template <typename Function>
 Function* Find(void* library, const char* name) {
@@ -72,12 +47,13 @@ void LoadAndUnload(const char* profile, std::vector<unsigned char>& pixels) {
 
 // The team's threads outlive the library: the OpenMP runtime keeps them, and has to stay mapped.
 TEST(Loading, AThousandTimesLeavesNothing) {
+  KXCMS_REQUIRE_PATH("/proc/self/maps");
   const TemporaryFile profile(reference::WriteProfile(reference::PlainSpec(2, 2, 2)));
   std::vector<unsigned char> pixels(std::size_t{3} * 40000, 100);
   for (int i = 0; i < kWarmUp; ++i) LoadAndUnload(profile.Path(), pixels);
-  const Usage before = CurrentUsage();
+  const ProcessUsage before = ProcessUsage::Now("libKXCMS");
   for (int i = kWarmUp; i < kLoads; ++i) LoadAndUnload(profile.Path(), pixels);
-  const Usage after = CurrentUsage();
+  const ProcessUsage after = ProcessUsage::Now("libKXCMS");
   EXPECT_FALSE(after.isMapped);
   EXPECT_EQ(after.threads, before.threads);
 #ifndef KXCMS_SANITIZED

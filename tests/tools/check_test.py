@@ -14,6 +14,7 @@ import unittest
 
 import command_test
 import profiles
+import surroundings
 import tiffs
 from command_test import DONE, PROFILE, UNREADABLE, USAGE, WRITE, WRONG
 from tiffs import LONG, SHORT, tiff
@@ -273,6 +274,7 @@ class Profiles(Checking):
         self.expect_findings("bad.icc", [
             ("error", "tag-table", f"has {count} tags; up to 65536 can be read", None)])
 
+    @surroundings.needs_proc
     def test_convert_refuses_with_the_first_error_of_its_intent(self):
         for what, data, expected in self.rows():
             self.write("bad.icc", data)
@@ -318,6 +320,7 @@ class Profiles(Checking):
                 self.write("bad.icc", SOUND[:size])
                 self.assertIn(" error: ", "\n".join(self.check("bad.icc", status=WRONG)))
 
+    @surroundings.needs_proc
     def test_no_lie_in_either_form(self):
         """Profiles with bytes changed at random: `check` and `convert` always agree."""
         dice = random.Random(20)
@@ -387,6 +390,7 @@ class Images(Checking):
         self.assertEqual(lines[5], "bad.tif: error: damaged: strip 2 of 2 is cut off")
         self.assertEqual(lines[6], "bad.tif: error: embedded profile: " + expected[6][2])
 
+    @surroundings.needs_proc
     def test_tags(self):
         def swapped(data):
             at, = struct.unpack_from("<I", data, 4)
@@ -427,4 +431,4 @@ class ManualPage(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    surroundings.main()

@@ -4,10 +4,7 @@
 Environment: KXCMS (the command), KXCMS_CONVERT_FILE (the library's file conversion).
 """
 
-import ctypes
 import os
-import pty
-import resource
 import select
 import shutil
 import signal
@@ -19,7 +16,9 @@ import time
 import unittest
 
 import profiles
+import surroundings
 import tiffs
+from surroundings import needs_proc
 from tiffs import BYTE, DOUBLE, FLOAT, LONG, SBYTE, SHORT, UNDEFINED, tiff
 
 KXCMS = os.environ["KXCMS"]
@@ -27,13 +26,6 @@ CONVERT_FILE = os.environ["KXCMS_CONVERT_FILE"]
 OLD = b"what was here before"
 
 DONE, USAGE, UNREADABLE, PROFILE, WRONG, WRITE = 0, 2, 3, 4, 5, 6
-
-
-def obey_permissions():
-    """The superuser's program, too, shall be stopped by missing permissions."""
-    pr_capbset_drop, cap_dac_override = 24, 1
-    if os.geteuid() == 0 and ctypes.CDLL(None).prctl(pr_capbset_drop, cap_dac_override, 0, 0, 0):
-        raise OSError("cannot give up the superuser's override of permissions")
 
 
 class Command(unittest.TestCase):
@@ -154,6 +146,7 @@ SPACES = [
 ]
 
 
+@needs_proc
 class Conversion(Command):
     def test_every_space_gives_the_file_of_the_library(self):
         for space, code in SPACES:
@@ -267,6 +260,7 @@ class Conversion(Command):
         self.assertEqual(len(results), 1)
 
 
+@needs_proc
 class Forms(Command):
     """The same pixels in every form that is accepted give the same converted pixels."""
 
@@ -598,6 +592,7 @@ class RefusedProfiles(Command):
                 self.convert(status=PROFILE, line=f"profile scan.icc: {reason}")
                 self.expect_untouched("in.tif", "scan.icc")
 
+    @needs_proc
     def test_absolute_needs_the_white_point(self):
         line = "profile scan.icc: no media white point, which the absolute intent needs"
         for what, tags in [
@@ -611,6 +606,7 @@ class RefusedProfiles(Command):
                 self.convert("--intent", "absolute", status=PROFILE, line=line)
                 self.convert("--intent", "relative")
 
+    @needs_proc
     def test_the_tag_of_the_intent_counts(self):
         self.write("scan.icc", profiles.profile(
             [(b"A2B0", profiles.lut16()), (b"A2B1", b"mft1" + bytes(80))]))
@@ -645,7 +641,30 @@ class RefusedProfiles(Command):
                 self.expect_untouched("in.tif", "scan.icc")
 
 
+class WithoutProc(Command):
+    """The library opens a profile by its path, and the command's copy has one in /proc alone."""
+
+    def test_the_reason_is_told(self):
+        hidden = []
+        if surroundings.HAS_PROC:
+            hidden = [*surroundings.mount_namespace(), "sh", "-c",
+                      'mount -t tmpfs none /proc && exec "$@"', "-"]
+        for what, arguments in [
+            ("convert", ["convert", "--profile", "scan.icc", "in.tif", "out.tif"]),
+            ("selftest", ["selftest"]),
+        ]:
+            with self.subTest(what):
+                done = subprocess.run([*hidden, KXCMS, *arguments], cwd=self.folder,
+                                      stdin=subprocess.DEVNULL, capture_output=True, timeout=120)
+                self.assertEqual(done.returncode, WRITE)
+                self.assertRegex(done.stderr.decode(),
+                                 r"\Akxcms: no private copy of the profile can be made: "
+                                 r"/proc/self/fd/\d+: No such file or directory\n\Z")
+                self.expect_untouched("in.tif", "scan.icc")
+
+
 class Writing(Command):
+    @needs_proc
     def test_refused_targets(self):
         os.mkdir(self.path("folder"))
         os.mkfifo(self.path("pipe"))
@@ -663,19 +682,23 @@ class Writing(Command):
         self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
 
     def test_unwritable_folder(self):
+        surroundings.require_permissions()
         os.mkdir(self.path("folder"))
         self.write("folder/locked.tif", OLD)
         os.chmod(self.path("folder/locked.tif"), 0o444)
         os.chmod(self.path("folder"), 0o555)
+        self.addCleanup(os.chmod, self.path("folder"), 0o755)
         for target in ("folder/out.tif", "folder/locked.tif"):
             with self.subTest(target):
                 self.expect(["convert", "--profile", "scan.icc", "in.tif", target], WRITE,
                             f"cannot write {target}: Permission denied",
-                            preexec_fn=obey_permissions)
+                            preexec_fn=surroundings.obey_permissions)
         self.assertEqual(self.read("folder/locked.tif"), OLD)
 
+    @needs_proc
     def test_full_disk(self):
         """A file size limit stands for it: both make a write fall short."""
+        surroundings.require_file_size_limits()
         self.write("in.tif", tiff(width=300, length=200, bits=16))
         for limit in (60_000, 200_000, 359_999, 360_203):
             for before in (None, OLD):
@@ -686,17 +709,16 @@ class Writing(Command):
                         names.append("out.tif")
                     self.expect(["convert", "--profile", "scan.icc", "in.tif", "out.tif"], WRITE,
                                 "cannot write out.tif: File too large",
-                                preexec_fn=lambda size=limit: resource.setrlimit(
-                                    resource.RLIMIT_FSIZE, (size, size)))
+                                preexec_fn=lambda size=limit: surroundings.limit_file_size(size))
                     if before:
                         self.assertEqual(self.read("out.tif"), before)
                         os.remove(self.path("out.tif"))
                         names.remove("out.tif")
                     self.expect_untouched("in.tif", "scan.icc")
         self.expect(["convert", "--profile", "scan.icc", "in.tif", "out.tif"], DONE,
-                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE,
-                                                          (360_204, 360_204)))
+                    preexec_fn=lambda: surroundings.limit_file_size(360_204))
 
+    @needs_proc
     def test_input_is_output(self):
         self.convert(target="expected.tif")
         original = self.read("in.tif")
@@ -712,6 +734,7 @@ class Writing(Command):
                 self.assertEqual(self.read(target), self.read("expected.tif"))
         self.assertTrue(os.path.islink(self.path("link.tif")))
 
+    @needs_proc
     def test_links_are_followed(self):
         os.mkdir(self.path("far"))
         os.symlink("far/chain.tif", self.path("link.tif"))
@@ -721,6 +744,7 @@ class Writing(Command):
         self.assertTrue(os.path.islink(self.path("far/chain.tif")))
         self.assertFalse(os.path.islink(self.path("far/target.tif")))
 
+    @needs_proc
     def test_permissions(self):
         def mode(name):
             return stat.S_IMODE(os.stat(self.path(name)).st_mode)
@@ -732,6 +756,7 @@ class Writing(Command):
         self.convert(target="old.tif")
         self.assertEqual(mode("old.tif"), 0o604)
 
+    @needs_proc
     def test_a_kill_leaves_the_old_file_or_the_new_one(self):
         self.write("in.tif", tiff(width=3000, length=1000, samples=[7, 100, 200] * 3_000_000))
         self.convert(target="new.tif")
@@ -762,10 +787,11 @@ class Writing(Command):
                             os.remove(self.path(name))
         self.assertGreater(kills, 5, "the kills came too late to say anything")
 
+    @needs_proc
     def test_no_progress_without_a_terminal_and_some_with_one(self):
         self.write("in.tif", tiff(width=5000, length=3000, samples=[7, 100, 200] * 15_000_000))
         self.convert()
-        controller, terminal = pty.openpty()
+        controller, terminal = surroundings.open_terminal()
         # Stopped most of the time until it shows something, the command surely takes long.
         running = subprocess.Popen(
             [KXCMS, "convert", "--threads", "1", "--profile", "scan.icc", "in.tif", "out.tif"],
@@ -788,4 +814,4 @@ class Writing(Command):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    surroundings.main()

@@ -10,10 +10,13 @@ import subprocess
 import tempfile
 import unittest
 
+import surroundings
+
 KXCMS = os.environ["KXCMS"]
 SAMPLE = os.environ["KXCMS_SAMPLE"]
 
 
+@surroundings.needs_proc
 class Sample(unittest.TestCase):
     def test_differences(self):
         """The pipeline's grid has 256 linear levels, which are coarse in the dark: single pixels
@@ -36,4 +39,4 @@ class Sample(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    surroundings.main()

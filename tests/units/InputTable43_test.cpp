@@ -87,6 +87,13 @@ TEST(InputTable43, HostileTags) {
   const auto single = InputLut(4, {7, 7, 7, 7});
   EXPECT_EQ(table->Initial(single.get()), 0);
   EXPECT_EQ(Convert(*table, 65535).c0, 0) << "one entry has no spacing";
+
+  auto none = units_test::EmptyLut(0, 3, 2);
+  none->inputEntries = 256;
+  const auto fresh = std::make_unique<InputTable43>();
+  EXPECT_EQ(fresh->Initial(none.get()), 0);
+  EXPECT_EQ(fresh->step, 257.0) << "tables of no channels need not be there";
+  EXPECT_EQ(Convert(*fresh, 40000).o0, 0);
 }
 
 // Step 65535 / 4999: entry 4095 stands at 53684.03.

@@ -10,11 +10,15 @@ import os
 import re
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 
 import numpy
 import tifffile
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
+import surroundings  # noqa: E402
 
 KXCMS = os.environ["KXCMS"]
 CONVERT_FILE = os.environ["KXCMS_CONVERT_FILE"]
@@ -83,6 +87,8 @@ def make_argyll_profile():
 
 def setUpModule():
     global folder
+    if not surroundings.HAS_PROC:
+        raise unittest.SkipTest(surroundings.NO_PROC)
     folder = tempfile.mkdtemp(prefix="kxcms-real-")
     unittest.addModuleCleanup(shutil.rmtree, folder)
     make_photograph()
@@ -237,4 +243,4 @@ class Readers(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    surroundings.main()

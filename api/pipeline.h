@@ -1,0 +1,390 @@
+/** @file
+ * KXCMS: precise colour conversion of RGB images by ICC profiles, through handles.
+ *
+ * A kxp_profile is an ICC profile or a built-in space; a kxp_pipeline converts from one to another:
+ *
+ *     kxp_profile *scanner, *srgb;
+ *     kxp_pipeline* pipeline;
+ *     kxp_image image = {.size = sizeof image, .r = pixels, .g = pixels + 1, .b = pixels + 2};
+ *     if (kxp_profile_open("scanner.icc", &scanner, NULL) != KXP_OK) return -1;
+ *     kxp_profile_builtin("srgb", &srgb, NULL);
+ *     kxp_pipeline_create(scanner, srgb, NULL, &pipeline, NULL);
+ *     kxp_convert(pipeline, &image, &image, width, height, NULL, NULL);
+ *
+ * (with every status looked at, as examples/convert_image.c does).
+ *
+ * Errors. Everything that can be refused is refused when an object is made; a conversion fails only
+ * for wrong arguments or because its caller cancels it. Functions that can fail return a kxp_status
+ * and take an optional record, owned by the caller, that says what is wrong in one sentence. On
+ * failure nothing is stored through result pointers but null.
+ *
+ * Objects are immutable. Every function may be called from any number of threads at once, on the
+ * same objects too. They are counted: what a function makes, its caller owns one reference of and
+ * gives back with ..._release; the last one frees it. A pipeline needs neither of its profiles any
+ * more once it is made.
+ *
+ * Structs begin with their size, to be set to sizeof; 0 is the default of every other member, so
+ * {.size = sizeof x} is a valid one. A program compiled against this header runs with later
+ * libraries. What is unknown (flags, numbers of intents or sample types) is refused; numbers are
+ * never reused.
+ *
+ * Loading the library does nothing. It prints nothing, touches neither locale nor global state,
+ * starts no thread unless a conversion asks for it, and joins it before the conversion returns, so
+ * that programs may fork, and load and unload the library, as they like. It reads one environment
+ * variable, KXCMS_LEVEL (see kxp_level).
+ *
+ * The numbers of profiles and their meaning are those of ICC.1:2010 (version 4.3) and its
+ * predecessors; docs/pipeline.md explains every stage of a conversion with its formula.
+ */
+#ifndef KXCMS_API_PIPELINE_H
+#define KXCMS_API_PIPELINE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+/** Marks what the library exports. */
+#if defined(__GNUC__)
+#define KXP_API __attribute__((visibility("default")))
+#else
+#define KXP_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Status and errors ----------------------------------------------------------------------- */
+
+/** What became of a call. */
+typedef enum kxp_status {
+  KXP_OK = 0,
+  KXP_ERROR_ARGUMENT = 1,    /**< the call is wrong: a null pointer, an unknown number, a name that
+                                  is none, images that overlap */
+  KXP_ERROR_MEMORY = 2,      /**< there is not enough memory */
+  KXP_ERROR_FILE = 3,        /**< a file cannot be opened or read */
+  KXP_ERROR_DAMAGED = 4,     /**< the bytes are no valid profile */
+  KXP_ERROR_UNSUPPORTED = 5, /**< a valid profile, but not one that can do what is asked */
+  KXP_CANCELLED = 6          /**< the progress callback asked for it; the destination may be
+                                  incomplete */
+} kxp_status;
+
+/** What is wrong, for people. Owned by the caller; filled only on failure, and not at all if its
+ *  size is less than that of the struct. */
+typedef struct kxp_error {
+  size_t size;       /**< sizeof(kxp_error) */
+  kxp_status status; /**< as returned */
+  char tag[8];     /**< the profile's tag that is concerned, as text ("A2B0"); "" for none, and for
+                        the profile's header and tag table */
+  uint64_t offset; /**< of what is wrong with a damaged or unsupported profile, in bytes from its
+                        start; 0 otherwise */
+  char message[240]; /**< one English sentence without a line end, ASCII, whatever the locale */
+} kxp_error;
+
+/** @return a short text for a status, static storage; "unknown status" for any other number. */
+KXP_API const char* kxp_status_text(kxp_status status);
+
+/* ---- The library ------------------------------------------------------------------------------
+ */
+
+/** @return the version of the library that is loaded, "1.0.0". */
+KXP_API const char* kxp_version(void);
+
+/** The instruction-set level of the conversions: "portable", "avx2" or "avx512", or "scalar" on
+ *  request. It is the highest that the processor and the operating system support, unless the
+ *  environment variable KXCMS_LEVEL names a lower one when the library first converts or is
+ *  first asked. Results are the same bits at every level. @return static storage. */
+KXP_API const char* kxp_level(void);
+
+/* ---- Profiles ---------------------------------------------------------------------------------
+ */
+
+/** An ICC profile or a built-in space. */
+typedef struct kxp_profile kxp_profile;
+
+/** Reads a profile from memory. Taken are RGB profiles of the classes input, display, output and
+ *  colour space, versions 2 and 4, with lookup tags (lut8Type, lut16Type, lutAToBType) or a
+ *  matrix and tone curves. Damage to anything that a conversion needs is refused; texts that are
+ *  damaged are empty.
+ *  @param bytes    the profile, copied as far as needed.
+ *  @param size     their number. Memory stays below 32 MiB and four times this number.
+ *  @param profile  receives the object.
+ *  @param error    optional. */
+KXP_API kxp_status kxp_profile_from_memory(const void* bytes, size_t size, kxp_profile** profile,
+                                           kxp_error* error);
+
+/** Reads a profile from a file. Nothing is remembered by name: every call reads, as many bytes
+ *  as the profile says that it has. A file that is no regular one, or larger than 1 GiB, is
+ *  refused.
+ *  @param path  the bytes that open() takes. */
+KXP_API kxp_status kxp_profile_open(const char* path, kxp_profile** profile, kxp_error* error);
+
+/** A built-in space by its name: see kxp_space_name. */
+KXP_API kxp_status kxp_profile_builtin(const char* name, kxp_profile** profile, kxp_error* error);
+
+/** @return the same object, with one more reference; null for null. */
+KXP_API kxp_profile* kxp_profile_retain(kxp_profile* profile);
+/** Gives one reference back. Null is allowed. */
+KXP_API void kxp_profile_release(kxp_profile* profile);
+
+/** @return the number of built-in spaces. */
+KXP_API size_t kxp_space_count(void);
+/** The names are in lower case: "srgb" (IEC 61966-2-1), "adobe-rgb" (Adobe RGB (1998), gamma
+ *  2.19921875), "display-p3", "prophoto" (ROMM RGB), "ecirgb-v2", "rec2020", each with "-linear"
+ *  appended for its primaries without a curve; "lab" and "xyz", destinations for measuring.
+ *  @return the name of a built-in space, static storage; null from kxp_space_count() on. */
+KXP_API const char* kxp_space_name(size_t index);
+/** @return one line that says what it is, likewise. */
+KXP_API const char* kxp_space_description(size_t index);
+
+/** Rendering intents (ICC.1:2010 7.2.15). */
+enum {
+  KXP_PERCEPTUAL = 0,
+  KXP_RELATIVE = 1, /**< media-relative colorimetric */
+  KXP_SATURATION = 2,
+  KXP_ABSOLUTE = 3 /**< ICC-absolute colorimetric */
+};
+
+/** What can be asked of a profile. Numbers have an index from 0 on, 0 where there is only one.
+ *  Texts are UTF-8. A built-in space has a class of "mntr" and no file: size 0, version 0, no
+ *  tags; its numbers are those of its definition. */
+enum {
+  KXP_SIZE = 1,           /**< number: bytes */
+  KXP_VERSION = 2,        /**< text "4.3.0"; number 4.3 */
+  KXP_CLASS = 3,          /**< text: "scnr", "mntr", "prtr", "spac" */
+  KXP_COLOR_SPACE = 4,    /**< text: "RGB " */
+  KXP_PCS = 5,            /**< text: "Lab " or "XYZ " */
+  KXP_DESCRIPTION = 6,    /**< text: English where there is English; the name of a built-in space */
+  KXP_COPYRIGHT = 7,      /**< text */
+  KXP_MANUFACTURER = 8,   /**< text: a signature, "" for none */
+  KXP_MODEL = 9,          /**< text: a signature, "" for none */
+  KXP_CREATOR = 10,       /**< text: a signature, "" for none */
+  KXP_HEADER_INTENT = 11, /**< number: the intent in the header */
+  KXP_WHITE = 12,      /**< 3 numbers: media white, XYZ relative to Y = 1; D50 if there is none */
+  KXP_BLACK = 13,      /**< 3 numbers: media black, XYZ; unsupported without a bkpt tag */
+  KXP_ADAPTATION = 14, /**< 9 numbers: chad, row by row; unsupported without that tag */
+  KXP_TAG = 15,        /**< text by index: signatures of all tags, in the file's order */
+  KXP_TAG_COUNT = 16,  /**< number */
+  KXP_INTENT_TAG = 17, /**< text by intent: what it really uses as a source, "A2B0" to "A2B2" or
+                            "matrix" */
+  KXP_INTENT_FALLBACK = 18, /**< number by intent: 1 if that is not the tag of the intent */
+  KXP_GRID = 19, /**< number by 3 * intent + channel: grid points of that tag; 0 for none */
+  KXP_INPUT_ENTRIES = 20,   /**< number by 3 * intent + channel: entries of the first curve that a
+                                 channel goes through there; 0 for a formula */
+  KXP_OUTPUT_ENTRIES = 21,  /**< the same of the last curve, on the side of the PCS; 0 for none */
+  KXP_DESTINATION_TAG = 22, /**< text by intent: what it would use as a destination, "B2A0" to
+                               "B2A2" or "matrix"; "" if it cannot be one */
+  KXP_DESTINATION_FALLBACK = 23 /**< number by intent */
+};
+
+/** A number of a profile.
+ *  @return KXP_OK; KXP_ERROR_ARGUMENT for an unknown key, a key of texts or an index that there
+ *          is not; KXP_ERROR_UNSUPPORTED where this profile has no such number. */
+KXP_API kxp_status kxp_profile_number(const kxp_profile* profile, uint32_t key, uint32_t index,
+                                      double* value);
+
+/** A text of a profile, cut at a character where the room ends and always ended by a zero byte.
+ *  @param text      room for the text; may be null if capacity is 0.
+ *  @param capacity  its size in bytes.
+ *  @param length    optional: receives the length of the whole text, without the zero byte.
+ *  @return as kxp_profile_number. */
+KXP_API kxp_status kxp_profile_text(const kxp_profile* profile, uint32_t key, uint32_t index,
+                                    char* text, size_t capacity, size_t* length);
+
+/* ---- Pipelines --------------------------------------------------------------------------------
+ */
+
+/** A conversion from one profile to another. */
+typedef struct kxp_pipeline kxp_pipeline;
+
+/** kxp_pipeline_options::flags. */
+enum {
+  /** Maps the source's black to the destination's (ISO 18619), scaling in XYZ. Relative intent
+   *  only: with any other it is refused. */
+  KXP_BLACK_POINT_COMPENSATION = 1 << 0,
+  /** Half and float results of built-in spaces go on below 0 and above 1, where the destination
+   *  cannot show a colour: above, the encoding's formula goes on; below, it is that of the
+   *  magnitude, negated. Integer results and destinations that are profiles are clipped always. */
+  KXP_UNCLIPPED = 1 << 1
+};
+
+/** How to convert. */
+typedef struct kxp_pipeline_options {
+  size_t size;     /**< sizeof(kxp_pipeline_options) */
+  uint32_t intent; /**< KXP_PERCEPTUAL and so on */
+  uint32_t flags;  /**< KXP_BLACK_POINT_COMPENSATION and so on */
+} kxp_pipeline_options;
+
+/** Makes a pipeline.
+ *
+ *  Source. The tag of the intent (perceptual A2B0, relative and absolute A2B1, saturation A2B2),
+ *  or, where a profile lacks it, A2B0, its matrix and curves, A2B1, A2B2, the first that is
+ *  there; KXP_SOURCE_TAG tells which. Each element of it is evaluated for every pixel as ICC.1
+ *  says, on its own grid, by tetrahedral interpolation, in 32-bit floating point; each clips to
+ *  its own domain, [0, 1].
+ *
+ *  Destination. A built-in space, or an RGB profile with B2A tags (the tag of the intent, else
+ *  B2A0 and so on), or with a matrix and tone curves that can all be inverted.
+ *
+ *  The absolute intent scales XYZ by the ratio of the two media whites (ICC.1:2010 6.3.2.2),
+ *  each as its wtpt tag says; those of built-in spaces are D50. A chad tag takes no part: the
+ *  white of a version 4 display is D50 already, so that absolute is relative there.
+ *
+ *  Precision. Integer results are the nearest ones, within 2 levels of 65535 of what double
+ *  precision gives, 99.9 % within 1, and at 8 bits equal to it but within 0.02 of a tie; half
+ *  and float results within 0.005 in CIEDE2000. For pure gamma encodings the 16-bit bound holds
+ *  from a linear 0.0001 on. The same bits on every processor and with every number of threads.
+ *
+ *  @param source       where the pixels come from; "lab" and "xyz" are refused.
+ *  @param destination  where they go.
+ *  @param options      null for the defaults: perceptual, no flags.
+ *  @param pipeline     receives the object.
+ *  @param error        optional. */
+KXP_API kxp_status kxp_pipeline_create(const kxp_profile* source, const kxp_profile* destination,
+                                       const kxp_pipeline_options* options, kxp_pipeline** pipeline,
+                                       kxp_error* error);
+
+/** @return the same object, with one more reference; null for null. */
+KXP_API kxp_pipeline* kxp_pipeline_retain(kxp_pipeline* pipeline);
+/** Gives one reference back. Null is allowed. */
+KXP_API void kxp_pipeline_release(kxp_pipeline* pipeline);
+
+/** What can be asked of a pipeline, as of a profile. */
+enum {
+  KXP_INTENT = 1,          /**< number */
+  KXP_SOURCE_TAG = 2,      /**< text: "A2B0" and so on, or "matrix" */
+  KXP_SOURCE_FALLBACK = 3, /**< number: 1 if that is not the tag of the intent */
+  KXP_TARGET_TAG = 4,      /**< text: "B2A0" and so on, "matrix", or "builtin" */
+  KXP_TARGET_FALLBACK = 5  /**< number */
+};
+/** As kxp_profile_number. */
+KXP_API kxp_status kxp_pipeline_number(const kxp_pipeline* pipeline, uint32_t key, uint32_t index,
+                                       double* value);
+/** As kxp_profile_text. */
+KXP_API kxp_status kxp_pipeline_text(const kxp_pipeline* pipeline, uint32_t key, uint32_t index,
+                                     char* text, size_t capacity, size_t* length);
+
+/* ---- Images -----------------------------------------------------------------------------------
+ */
+
+/** Sample types. Integers are full-scale: 255 or 65535 is 1. Integers and floats are in the byte
+ *  order of the machine and aligned for their type, or not, as they come. */
+enum {
+  KXP_U8 = 0,  /**< unsigned, 8 bits */
+  KXP_U16 = 1, /**< unsigned, 16 bits */
+  KXP_F16 = 2, /**< IEEE 754 binary16 */
+  KXP_F32 = 3  /**< IEEE 754 binary32 */
+};
+
+/** kxp_image::flags. */
+enum {
+  /** Colour samples are multiplied by alpha (associated, premultiplied). They are divided before
+   *  the conversion and multiplied after it; where alpha is 0 they are converted as they stand. */
+  KXP_ASSOCIATED_ALPHA = 1 << 0,
+  /** Of a destination: alpha is written as 1 (full scale) whatever the source says. */
+  KXP_OPAQUE = 1 << 1
+};
+
+/** Where the samples of an image are. One description for all layouts: interleaved in any order,
+ *  planar, flipped (a negative row_stride from the last row on), a part of a larger image.
+ *
+ *  Bytes from p on, with every other member 0 and size as always:
+ *
+ *      interleaved RGB               .r = p, .g = p + 1, .b = p + 2
+ *      interleaved BGRA              .r = p + 2, .g = p + 1, .b = p, .a = p + 3
+ *      planes of n pixels, width w   .r = p, .g = p + n, .b = p + 2 * n,
+ *                                    .pixel_stride = 1, .row_stride = w
+ *
+ *  The samples of a Lab or XYZ destination (U16 or F32 only) are L*, a*, b* or X, Y, Z
+ *  themselves as floats; as integers L* * 655.35, (a* + 128) * 257, (b* + 128) * 257 (ICC.1:2010
+ *  6.3.4.2), and 32768 times X, Y, Z, clipped to 0..65535. */
+typedef struct kxp_image {
+  size_t size;            /**< sizeof(kxp_image) */
+  void* r;                /**< first R sample of the first row; a source is only read */
+  void* g;                /**< first G sample */
+  void* b;                /**< first B sample */
+  void* a;                /**< first alpha sample, or null: an image without alpha */
+  ptrdiff_t pixel_stride; /**< bytes from a pixel to the next one of its row, any sign; 0: packed,
+                               three samples, or four with alpha */
+  ptrdiff_t row_stride; /**< bytes from a row to the next one, any sign; 0: width * pixel_stride */
+  uint32_t sample;      /**< KXP_U8 and so on, of all samples */
+  uint32_t flags;       /**< KXP_ASSOCIATED_ALPHA and so on */
+} kxp_image;
+
+/** One piece of work: to be called once for every index. */
+typedef void (*kxp_job)(void* argument, uint32_t index);
+
+/** Runs jobs on the host's own threads: calls job(argument, index) once for each index below
+ *  count, on any threads, in any order, and returns when all have returned. It must not throw. A
+ *  job that it does not call at all is done without: the caller's thread does its work
+ *  afterwards. One that it calls again does no harm. */
+typedef void (*kxp_run)(void* context, uint32_t count, kxp_job job, void* argument);
+
+/** Told how far a conversion is, in pixels, on the thread that called kxp_convert: now and then
+ *  with a number that never falls, and at the end once with done == total, when there is nothing
+ *  left to cancel. It must not throw. @return 0 to go on, anything else to cancel. */
+typedef int (*kxp_progress)(void* context, uint64_t done, uint64_t total);
+
+/** How to run a conversion. */
+typedef struct kxp_convert_options {
+  size_t size;       /**< sizeof(kxp_convert_options) */
+  uint32_t threads;  /**< at most so many threads, the caller's among them; 0 and 1: only that one.
+                          They are started for the call; one that cannot be started is done without.
+                          With run: jobs to hand out at a time */
+  uint32_t flags;    /**< 0 */
+  kxp_run run;       /**< the host's threads in place of our own, or null */
+  void* run_context; /**< passed to run */
+  kxp_progress progress;  /**< or null */
+  void* progress_context; /**< passed to progress */
+} kxp_convert_options;
+
+/** Converts an image. Alpha is kept where both images have it, 1 where only the destination has
+ *  it, dropped where only the source has it.
+ *
+ *  Half and float samples outside [0, 1] are clipped, NaN counts as 0. So does alpha where it is
+ *  rescaled to another sample type, divided or multiplied by; between images of one sample type
+ *  it is copied, bit for bit.
+ *
+ *  In place: source and destination may describe the same samples, each read before it is
+ *  written. Their sample types may differ if they have the same size, and either may have an
+ *  alpha that the other has not. Images may also lie between one another, like two parts of a
+ *  larger one, if their strides and the sizes of their samples are the same. Any other overlap
+ *  is refused, and so is a destination two samples of which share bytes. Nothing of the size of
+ *  the image is allocated, and without threads nothing at all.
+ *
+ *  @param source       borrowed, like the memory that it describes.
+ *  @param destination  likewise; only the samples described are written.
+ *  @param width        pixels of a row.
+ *  @param height       rows. If there are no pixels nothing happens.
+ *  @param options      null for the defaults: on the caller's thread, without progress.
+ *  @return KXP_OK, KXP_ERROR_ARGUMENT or KXP_CANCELLED. */
+KXP_API kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* source,
+                               const kxp_image* destination, size_t width, size_t height,
+                               const kxp_convert_options* options, kxp_error* error);
+
+/* ---- Looking into a conversion -----------------------------------------------------------------
+ */
+
+/** One stage that a colour goes through. */
+typedef struct kxp_stage {
+  char name[32];    /**< "device", "input curves", "grid", "output curves", "PCS Lab", "PCS XYZ",
+                         "adapted XYZ", "linear", "encoded" and so on, in order */
+  double values[3]; /**< the colour behind the stage */
+  double
+      clipped[3]; /**< how much the stage cut off: what came in less what it used; 0 for nothing */
+} kxp_stage;
+
+/** Takes one colour through a pipeline and tells every stage. The last stage is what a float
+ *  image would get.
+ *  @param device    R, G, B in [0, 1].
+ *  @param stages    receives the stages; may be null if capacity is 0.
+ *  @param capacity  room in stages; 24 are always enough.
+ *  @param count     receives the number of stages that there are.
+ *  @return KXP_OK or KXP_ERROR_ARGUMENT. */
+KXP_API kxp_status kxp_probe(const kxp_pipeline* pipeline, const double device[3],
+                             kxp_stage* stages, size_t capacity, size_t* count, kxp_error* error);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

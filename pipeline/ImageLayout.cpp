@@ -1,0 +1,179 @@
+#include "pipeline/ImageLayout.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace kxcms {
+
+namespace {
+
+// Wide enough for every sum and product of addresses, strides and sizes here.
+__extension__ using Wide = __int128;
+
+int SizeOf(SampleType type) {
+  switch (type) {
+    case SampleType::kUInt8:
+      return 1;
+    case SampleType::kUInt16:
+    case SampleType::kHalf:
+      return 2;
+    case SampleType::kFloat:
+      return 4;
+  }
+  return 0;
+}
+
+// One channel's samples: `size` bytes at first + x pixelStride + y rowStride.
+struct Lattice {
+  Wide first, pixelStride, rowStride, width, height, size;
+};
+
+template <typename Byte>
+Lattice LatticeOf(const Image<Byte>& image, int channel) {
+  return {static_cast<Wide>(reinterpret_cast<std::uintptr_t>(image.firstRow.samples[channel])),
+          image.firstRow.pixelStride,
+          image.rowStride,
+          image.width,
+          image.height,
+          SizeOf(image.firstRow.type)};
+}
+
+template <typename Byte>
+bool HasChannel(const Image<Byte>& image, int channel) {
+  return channel < 3 || image.firstRow.samples[channel] != nullptr;
+}
+
+Wide FloorOfQuotient(Wide a, Wide b) {
+  return a / b - (a % b != 0 && (a < 0) != (b < 0) ? 1 : 0);
+}
+
+// Integers from `first` to `last`; none if last < first.
+struct Integers {
+  Wide first, last;
+};
+// The n within (-count, count) for which offset + n stride lies within [low, high].
+Integers Steps(Wide offset, Wide stride, Wide low, Wide high, Wide count) {
+  if (stride == 0) {
+    return low <= offset && offset <= high ? Integers{1 - count, count - 1} : Integers{0, -1};
+  }
+  if (stride < 0) return Steps(-offset, -stride, -high, -low, count);
+  return {std::max(1 - count, -FloorOfQuotient(offset - low, stride)),
+          std::min(count - 1, FloorOfQuotient(high - offset, stride))};
+}
+
+// Whether a sample of a and one of b share bytes, or may do so. Both have the same strides and
+// sizes. If a is b, a sample does not count as another one.
+bool ShareBytes(const Lattice& a, const Lattice& b, bool isSame) {
+  // A sample that is dx pixels and dy rows further than another one starts at this distance from
+  // it, plus dx and dy times the strides.
+  const Wide distance = a.first - b.first;
+  const Wide low = 1 - a.size, high = b.size - 1;
+  const Wide rowLength = (a.width - 1) * (a.pixelStride < 0 ? -a.pixelStride : a.pixelStride);
+  const Integers rows = Steps(distance, a.rowStride, low - rowLength, high + rowLength, a.height);
+  constexpr Wide kMostRows = 1000;
+  if (rows.last - rows.first > kMostRows) return true;
+  for (Wide dy = rows.first; dy <= rows.last; ++dy) {
+    const Integers pixels = Steps(distance + dy * a.rowStride, a.pixelStride, low, high, a.width);
+    const bool isItself = isSame && dy == 0 && pixels.first == 0 && pixels.last == 0;
+    if (pixels.first <= pixels.last && !isItself) return true;
+  }
+  return false;
+}
+
+SourceImage AsSource(const DestinationImage& image) {
+  const DestinationRun& run = image.firstRow;
+  return {{{run.samples[0], run.samples[1], run.samples[2], run.samples[3]},
+           run.pixelStride,
+           run.type,
+           run.isAssociated},
+          image.rowStride,
+          image.width,
+          image.height};
+}
+
+template <typename Byte>
+PixelRun<Byte> RunAt(const Image<Byte>& image, std::int64_t row, std::int64_t column) {
+  PixelRun<Byte> run = image.firstRow;
+  for (Byte*& sample : run.samples) {
+    if (sample != nullptr) sample += row * image.rowStride + column * run.pixelStride;
+  }
+  return run;
+}
+
+// Whether a row's last pixel is followed by the next row's first one.
+template <typename Byte>
+bool IsOneRun(const Image<Byte>& image) {
+  return image.height <= 1 ||
+         static_cast<Wide>(image.width) * image.firstRow.pixelStride == image.rowStride;
+}
+
+}  // namespace
+
+std::optional<ByteRange> ExtentOf(const SourceImage& image) {
+  if (image.width <= 0 || image.height <= 0) return std::nullopt;
+  Wide begin = std::numeric_limits<std::int64_t>::max(), end = 0;
+  begin *= 4;
+  for (int c = 0; c < 4; ++c) {
+    if (!HasChannel(image, c)) continue;
+    const Lattice lattice = LatticeOf(image, c);
+    const Wide alongRow = (lattice.width - 1) * lattice.pixelStride;
+    const Wide alongColumn = (lattice.height - 1) * lattice.rowStride;
+    begin = std::min(begin,
+                     lattice.first + std::min<Wide>(alongRow, 0) + std::min<Wide>(alongColumn, 0));
+    end = std::max(end, lattice.first + std::max<Wide>(alongRow, 0) +
+                            std::max<Wide>(alongColumn, 0) + lattice.size);
+  }
+  // No object is larger than differences of pointers can say.
+  if (begin < 1 || end > std::numeric_limits<std::uintptr_t>::max() ||
+      end - begin > std::numeric_limits<std::ptrdiff_t>::max()) {
+    return std::nullopt;
+  }
+  return ByteRange{static_cast<std::uintptr_t>(begin), static_cast<std::uintptr_t>(end)};
+}
+
+Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination) {
+  const auto a = ExtentOf(source), b = ExtentOf(AsSource(destination));
+  if (a->end <= b->begin || b->end <= a->begin) return Overlap::kNone;
+  const SourceRun& from = source.firstRow;
+  const DestinationRun& to = destination.firstRow;
+  if (from.pixelStride != to.pixelStride || source.rowStride != destination.rowStride) {
+    return Overlap::kPartial;
+  }
+  bool isSame = from.type == to.type, isNone = true;
+  for (int c = 0; c < 4; ++c) {
+    for (int d = 0; d < 4; ++d) {
+      if (!HasChannel(source, c) || !HasChannel(destination, d)) continue;
+      const bool isThis = c == d && from.samples[c] == to.samples[d] && from.type == to.type;
+      const bool shares = ShareBytes(LatticeOf(source, c), LatticeOf(destination, d), isThis);
+      isNone = isNone && !isThis && !shares;
+      // Of the source, a pixel's own samples may be written to, but nothing else.
+      isSame = isSame && !shares && (c != d || c == 3 || isThis);
+    }
+  }
+  return isNone ? Overlap::kNone : isSame ? Overlap::kSame : Overlap::kPartial;
+}
+
+bool OverlapsItself(const DestinationImage& image) {
+  for (int c = 0; c < 4; ++c) {
+    for (int d = 0; d <= c; ++d) {
+      if (!HasChannel(image, c) || !HasChannel(image, d)) continue;
+      if (ShareBytes(LatticeOf(image, c), LatticeOf(image, d), c == d)) return true;
+    }
+  }
+  return false;
+}
+
+void ConvertPixels(const PrecisePipeline& pipeline, const SourceImage& source,
+                   const DestinationImage& destination, AlphaResult alpha, std::int64_t begin,
+                   std::int64_t end) {
+  const bool isOneRun = IsOneRun(source) && IsOneRun(destination);
+  while (begin < end) {
+    const std::int64_t row = begin / source.width, column = begin % source.width;
+    const std::int64_t count =
+        isOneRun ? end - begin : std::min(end - begin, source.width - column);
+    pipeline.Convert(RunAt(source, row, column), RunAt(destination, row, column), alpha, count);
+    begin += count;
+  }
+}
+
+}  // namespace kxcms

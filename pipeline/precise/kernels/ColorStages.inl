@@ -1,0 +1,191 @@
+// Stages that mix the channels. A level's source includes this file inside its own unnamed
+// namespace, after ChannelStages.inl.
+
+// ---- Grid ---------------------------------------------------------------------------------------
+
+// The way through a cell: from its lowest node, number `index`, along the axis with the largest
+// fraction, then along the next, to the highest node.
+struct alignas(64) Paths {
+  std::int32_t index[3][kBlockPixels];  // of the first three nodes
+};
+
+// The values become the fractions, falling.
+void FindPaths(const Grid& grid, PixelBlock& block, int pixels, Paths& paths) {
+  const float factor[3] = {grid.factor[0], grid.factor[1], grid.factor[2]};
+  const Floats belowLast[3] = {Splat(grid.belowLast[0]), Splat(grid.belowLast[1]),
+                               Splat(grid.belowLast[2])};
+  const Floats stride[3] = {Splat(grid.stride[0]), Splat(grid.stride[1]), Splat(grid.stride[2])};
+  const Floats whole = stride[0] + stride[1] + stride[2];
+  for (int p = 0; p < pixels; p += kElements) {
+    Floats fraction[3], cell[3];
+    for (int axis = 0; axis < 3; ++axis) {
+      const Floats position = Load<Floats>(block.values[axis] + p) * factor[axis];
+      cell[axis] = ToFloats(Truncate(Min(position, belowLast[axis])));
+      fraction[axis] = position - cell[axis];
+    }
+    const auto [r, g, b] = fraction;
+    const Floats low = Min(r, g), high = Max(r, g);
+    Store(block.values[0] + p, Max(high, b));
+    Store(block.values[1] + p, Max(low, Min(high, b)));
+    Store(block.values[2] + p, Min(low, b));
+    // Where fractions tie, any order gives the same value, up to rounding; this one is always the
+    // same.
+    const Ints rg = r >= g, rb = r >= b, gb = g >= b;
+    const Floats first =
+        Select(rg, Select(rb, stride[0], stride[2]), Select(gb, stride[1], stride[2]));
+    const Floats last =
+        Select(rg, Select(gb, stride[2], stride[1]), Select(rb, stride[2], stride[0]));
+    // Whole numbers below 2^24, exact.
+    const Floats lowest = cell[0] * stride[0] + cell[1] * stride[1] + cell[2] * stride[2];
+    Store(paths.index[0] + p, Truncate(lowest));
+    Store(paths.index[1] + p, Truncate(lowest + first));
+    Store(paths.index[2] + p, Truncate(lowest + (whole - last)));
+  }
+}
+
+void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
+  Paths paths;
+  FindPaths(grid, block, pixels, paths);
+  const Node* const nodes = grid.nodes;
+  const Node* const highest =
+      nodes + static_cast<int>(grid.stride[0] + grid.stride[1] + grid.stride[2]);
+  for (int p = 0; p < pixels; p += kElements) {
+    const Floats w[3] = {Load<Floats>(block.values[0] + p), Load<Floats>(block.values[1] + p),
+                         Load<Floats>(block.values[2] + p)};
+    // Element n of every lane: a pixel's three channels.
+    const auto pixel = [&]<int n>(std::integral_constant<int, n>) {
+      const Floats v0 = ReadRecords<n>(nodes, paths.index[0] + p);
+      const Floats v1 = ReadRecords<n>(nodes, paths.index[1] + p);
+      const Floats v2 = ReadRecords<n>(nodes, paths.index[2] + p);
+      const Floats v3 = ReadRecords<n>(highest, paths.index[0] + p);
+      return v0 + Spread<n>(w[0]) * (v1 - v0) + Spread<n>(w[1]) * (v2 - v1) +
+             Spread<n>(w[2]) * (v3 - v2);
+    };
+    const Floats rows[4] = {
+        pixel(std::integral_constant<int, 0>()), pixel(std::integral_constant<int, 1>()),
+        pixel(std::integral_constant<int, 2>()), pixel(std::integral_constant<int, 3>())};
+    const Columns channels = Transpose(rows);
+    for (int c = 0; c < 3; ++c) Store(block.values[c] + p, channels.c[c]);
+  }
+}
+
+// ---- Matrices -----------------------------------------------------------------------------------
+
+struct Triple {
+  Floats v[3];
+};
+
+KXCMS_INLINE Triple LoadTriple(const PixelBlock& block, int p) {
+  return {{Load<Floats>(block.values[0] + p), Load<Floats>(block.values[1] + p),
+           Load<Floats>(block.values[2] + p)}};
+}
+
+KXCMS_INLINE Triple Product(const float (&rows)[3][4], const Triple& x) {
+  Triple y;
+  for (int n = 0; n < 3; ++n) {
+    y.v[n] = rows[n][0] * x.v[0] + rows[n][1] * x.v[1] + rows[n][2] * x.v[2] + rows[n][3];
+  }
+  return y;
+}
+
+template <bool kClips>
+KXCMS_INLINE void StoreTriple(PixelBlock& block, int p, const Triple& x) {
+  for (int n = 0; n < 3; ++n) Store(block.values[n] + p, kClips ? Clip(x.v[n]) : x.v[n]);
+}
+
+template <bool kClips>
+void MultiplyBlock(const Matrix& given, PixelBlock& block, int pixels) {
+  const Matrix matrix = given;
+  for (int p = 0; p < pixels; p += kElements) {
+    StoreTriple<kClips>(block, p, Product(matrix.rows, LoadTriple(block, p)));
+  }
+}
+
+// CIE 15:2004, 8.2.1.1: above 6/29 the cube of t, below it the tangent at 6/29. Its slope 108/841
+// is one unit of the last place less here, so that black, 4/29, gives 0.
+constexpr float kToeSlope = 0x1.07004cp-3f;
+
+KXCMS_INLINE Floats CubeWithToe(Floats t) {
+  const Floats above = Max(t, Splat(6.0f / 29));
+  return above * above * above + (t - above) * kToeSlope;
+}
+
+template <bool kClips>
+void ConvertLab(const LabMatrix& given, PixelBlock& block, int pixels) {
+  const LabMatrix stage = given;
+  for (int p = 0; p < pixels; p += kElements) {
+    const Triple lab = LoadTriple(block, p);
+    const Floats y = lab.v[0] * stage.lightness[0] + stage.lightness[1];
+    const Floats x = y + (lab.v[1] * stage.a[0] + stage.a[1]);
+    const Floats z = y - (lab.v[2] * stage.b[0] + stage.b[1]);
+    const Triple xyz = {{CubeWithToe(x), CubeWithToe(y), CubeWithToe(z)}};
+    StoreTriple<kClips>(block, p, Product(stage.matrix.rows, xyz));
+  }
+}
+
+// The inverse of CubeWithToe.
+void TakeCubeRoots(const ParabolaTable& given, float* values, int pixels) {
+  const ParabolaTable table = given;
+  PowerBlock roots;
+  for (int p = 0; p < pixels; p += kElements) {
+    ChooseParabola(table, Min(Load<Floats>(values + p), Splat(table.highest)), roots, p);
+  }
+  for (int p = 0; p < pixels; p += kElements) {
+    const Floats t = Load<Floats>(values + p);
+    const Floats toe = t * (841.0f / 108) + 4.0f / 29;
+    Store(values + p, Select(t > 216.0f / 24389, FollowParabola(table, roots, p), toe));
+  }
+}
+
+void ConvertToLab(const MatrixLab& given, PixelBlock& block, int pixels) {
+  const MatrixLab stage = given;
+  MultiplyBlock<false>(stage.matrix, block, pixels);
+  for (float* values : block.values) TakeCubeRoots(stage.cubeRoot, values, pixels);
+  for (int p = 0; p < pixels; p += kElements) {
+    const auto [x, y, z] = LoadTriple(block, p).v;
+    const Triple lab = {{y * stage.lightness[0] + stage.lightness[1],
+                         (x - y) * stage.a[0] + stage.a[1], (y - z) * stage.b[0] + stage.b[1]}};
+    stage.clips ? StoreTriple<true>(block, p, lab) : StoreTriple<false>(block, p, lab);
+  }
+}
+
+void Scale(const Scaling& given, PixelBlock& block, int pixels) {
+  for (int c = 0; c < 3; ++c) {
+    const float factor = given.factor[c];
+    for (int p = 0; p < pixels; p += kElements) {
+      Store(block.values[c] + p, Clip(Load<Floats>(block.values[c] + p) * factor));
+    }
+  }
+}
+
+// ---- All stages ---------------------------------------------------------------------------------
+
+void RunStage(const Stage& stage, PixelBlock& block, int pixels) {
+  switch (stage.kind) {
+    case StageKind::kCurves:
+      for (int c = 0; c < 3; ++c) Follow(stage.curves->curve[c], block.values[c], pixels);
+      return;
+    case StageKind::kGrid:
+      return Interpolate(*stage.grid, block, pixels);
+    case StageKind::kMatrix:
+      return stage.matrix->clips ? MultiplyBlock<true>(*stage.matrix, block, pixels)
+                                 : MultiplyBlock<false>(*stage.matrix, block, pixels);
+    case StageKind::kLabMatrix:
+      return stage.labMatrix->matrix.clips ? ConvertLab<true>(*stage.labMatrix, block, pixels)
+                                           : ConvertLab<false>(*stage.labMatrix, block, pixels);
+    case StageKind::kMatrixLab:
+      return ConvertToLab(*stage.matrixLab, block, pixels);
+    case StageKind::kEncoding:
+      for (float* values : block.values) {
+        stage.encoding->isOdd ? EncodeOdd(stage.encoding->table, values, pixels)
+                              : EncodeClipped(stage.encoding->table, values, pixels);
+      }
+      return;
+    case StageKind::kScaling:
+      return Scale(*stage.scaling, block, pixels);
+  }
+}
+
+void RunStages(const StageList& list, int from, PixelBlock& block, int pixels) {
+  for (int n = from; n < list.count; ++n) RunStage(list.stages[n], block, pixels);
+}

@@ -1,0 +1,56 @@
+// The level of any CPU: 128-bit vectors of GCC's and Clang's extension, which they map to what the
+// CPU has, or else take apart. Where x86's baseline, SSE2, has an operation that the extension
+// cannot say, it is called; KXCMS_GENERIC_VECTORS is for testing what other CPUs get.
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+#if defined(__SSE2__) && !defined(KXCMS_GENERIC_VECTORS)
+#define KXCMS_SSE2_VECTORS
+#include <emmintrin.h>
+#endif
+
+#include "pipeline/precise/kernels/PreciseKernels.h"
+
+namespace kxcms {
+
+namespace {
+
+constexpr int kVectorBytes = 16;
+
+#include "pipeline/precise/kernels/FloatVectors.inl"
+
+KXCMS_INLINE Floats Select(Ints where, Floats a, Floats b) {
+  return Floats((Ints(a) & where) | (Ints(b) & ~where));
+}
+template <typename Lane>
+KXCMS_INLINE Floats FromLanes(Lane lane) {
+  return Floats(lane(0));
+}
+#if defined(KXCMS_SSE2_VECTORS)
+KXCMS_INLINE Floats Min(Floats a, Floats b) {
+  return Floats(_mm_min_ps(__m128(a), __m128(b)));
+}
+KXCMS_INLINE Floats Max(Floats a, Floats b) {
+  return Floats(_mm_max_ps(__m128(a), __m128(b)));
+}
+#else
+KXCMS_INLINE Floats Min(Floats a, Floats b) {
+  return Select(a < b, a, b);
+}
+KXCMS_INLINE Floats Max(Floats a, Floats b) {
+  return Select(a > b, a, b);
+}
+#endif
+
+#include "pipeline/precise/kernels/Arithmetic.inl"
+#include "pipeline/precise/kernels/ChannelStages.inl"
+#include "pipeline/precise/kernels/ColorStages.inl"
+#include "pipeline/precise/kernels/Samples.inl"
+#include "pipeline/precise/kernels/Worker.inl"
+
+}  // namespace
+
+const PreciseKernels kPrecisePortable = {Convert, Run};
+
+}  // namespace kxcms

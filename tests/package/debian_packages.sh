@@ -1,0 +1,112 @@
+# shellcheck shell=bash
+# What the Debian packages of a folder have to be like before anybody installs them. Sourced, by the
+# test that installs them into a root of their own and by scripts/package-check, which installs them
+# into the system.
+
+names=(libkxcms1 libkxcms-dev kxcms-tools)
+
+fail() {
+  echo "packages: $*" >&2
+  exit 1
+}
+
+# need TOOL...: stops where one is missing.
+need() {
+  local tool
+  for tool in "$@"; do
+    [[ -n "$(type -P "$tool")" ]] || fail "$tool is missing; see scripts/packages.sh"
+  done
+}
+
+# find_packages FOLDER: sets `packages`, the files, `multiarch`, the name of Debian's library folder,
+# and `version`.
+find_packages() {
+  local name found
+  package_folder="$1"
+  packages=()
+  for name in "${names[@]}"; do
+    found=("$package_folder/${name}"_*.deb)
+    [[ ${#found[@]} == 1 && -f "${found[0]}" ]] || fail "no single package $name in $package_folder"
+    packages+=("${found[0]}")
+  done
+  multiarch="$(dpkg-architecture -qDEB_HOST_MULTIARCH)"
+  version="$(field libkxcms1 Version)"
+}
+
+field() { dpkg-deb -f "$package_folder/$1"_*.deb "$2"; }
+
+# Paths of everything but folders, relative to the root.
+contents() {
+  dpkg-deb --fsys-tarfile "$package_folder/$1"_*.deb | tar t | grep -v '/$' | sed 's|^\./||'
+}
+all_contents() {
+  local name
+  for name in "${names[@]}"; do contents "$name"; done
+}
+
+has() { contents "$1" | grep -x "$2" >/dev/null || fail "$1 has no $2"; }
+
+check_lint() {
+  local options=(--fail-on "error,warning")
+  (($(id -u) != 0)) || options+=(--allow-root)
+  lintian "${options[@]}" "${packages[@]}"
+}
+
+check_contents() {
+  local package dependency name lib="usr/lib/$multiarch" control
+  [[ "$(field libkxcms-dev Depends)" == "libkxcms1 (= $version)" ]] ||
+    fail "libkxcms-dev depends on: $(field libkxcms-dev Depends)"
+  for package in libkxcms1 kxcms-tools; do
+    for dependency in libc6 libgomp1 libstdc++6; do
+      [[ ", $(field "$package" Depends)" == *", $dependency (>= "* ]] ||
+        fail "$package does not depend on $dependency"
+    done
+  done
+  [[ "$(field kxcms-tools Depends)" == *"libkxcms1 (>= "* ]] || fail "kxcms-tools without library"
+  has libkxcms1 "$lib/libKXCMS.so.1"
+  has libkxcms-dev "$lib/libKXCMS.so"
+  has libkxcms-dev "$lib/pkgconfig/kxcms.pc"
+  has libkxcms-dev "$lib/cmake/KXCMS/KXCMSConfig.cmake"
+  has libkxcms-dev usr/include/kxcms/kxcms.h
+  has libkxcms-dev usr/share/man/man3/KX_Icc_SetProfile.3.gz
+  has kxcms-tools usr/bin/kxcms
+  has kxcms-tools usr/share/man/man1/kxcms.1.gz
+  for name in "${names[@]}"; do
+    has "$name" "usr/share/doc/$name/copyright"
+    has "$name" "usr/share/doc/$name/changelog.Debian.gz"
+    dpkg-deb --fsys-tarfile "$package_folder/$name"_*.deb | tar tv |
+      awk '$2 != "root/root" || ($1 !~ /^l/ && $1 !~ /^(drwxr-xr-x|-rwxr-xr-x|-rw-r--r--)/) {
+             print "owner or permissions: " $0; failed = 1 } END { exit failed }'
+  done
+  control="$(mktemp -d)"
+  dpkg-deb -e "$package_folder"/libkxcms1_*.deb "$control"
+  [[ "$(cat "$control/shlibs")" == "libKXCMS 1 libkxcms1 (>= $version)" ]] || fail "shlibs"
+  [[ "$(cat "$control/triggers")" == "activate-noawait ldconfig" ]] || fail "triggers"
+  rm -r "$control"
+}
+
+# are_installed DPKG...: whether the database of this dpkg says so of each.
+are_installed() {
+  local name
+  for name in "${names[@]}"; do
+    [[ "$("$@" -s "$name" 2>/dev/null)" == *"Status: install ok installed"* ]] || return 1
+  done
+}
+
+# check_command KXCMS SAMPLE WORK: the installed command converts the sample scan that lies in WORK.
+check_command() {
+  [[ "$("$1" --version)" == "kxcms ${version%-*}" ]] || fail "kxcms --version"
+  "$1" convert "$3/scan-8.tif" "$3/converted.tif"
+  "$2" compare "$3/converted.tif"
+}
+
+# check_removal LOG ROOT: nothing of it is left, and dpkg had nothing to say.
+check_removal() {
+  local path
+  if grep -i 'warning\|not empty' "$1" | grep -v 'ignoring request to remove'; then
+    fail "removal was not clean"
+  fi
+  while read -r path; do
+    [[ ! -e "$2/$path" && ! -L "$2/$path" ]] || fail "/$path is left"
+  done < <(all_contents)
+}
