@@ -34,7 +34,7 @@
  * variable, KXCMS_LEVEL (see kxp_level).
  *
  * The numbers of profiles and their meaning are those of ICC.1:2010 (version 4.3) and its
- * predecessors; docs/pipeline.md explains every stage of a conversion with its formula.
+ * predecessors.
  */
 #ifndef KXCMS_API_PIPELINE_H
 #define KXCMS_API_PIPELINE_H
@@ -360,28 +360,6 @@ typedef struct kxp_convert_options {
 KXP_API kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* source,
                                const kxp_image* destination, size_t width, size_t height,
                                const kxp_convert_options* options, kxp_error* error);
-
-/* ---- Looking into a conversion -----------------------------------------------------------------
- */
-
-/** One stage that a colour goes through. */
-typedef struct kxp_stage {
-  char name[32];    /**< "device", "input curves", "grid", "output curves", "PCS Lab", "PCS XYZ",
-                         "adapted XYZ", "linear", "encoded" and so on, in order */
-  double values[3]; /**< the colour behind the stage */
-  double
-      clipped[3]; /**< how much the stage cut off: what came in less what it used; 0 for nothing */
-} kxp_stage;
-
-/** Takes one colour through a pipeline and tells every stage. The last stage is what a float
- *  image would get.
- *  @param device    R, G, B in [0, 1].
- *  @param stages    receives the stages; may be null if capacity is 0.
- *  @param capacity  room in stages; 24 are always enough.
- *  @param count     receives the number of stages that there are.
- *  @return KXP_OK or KXP_ERROR_ARGUMENT. */
-KXP_API kxp_status kxp_probe(const kxp_pipeline* pipeline, const double device[3],
-                             kxp_stage* stages, size_t capacity, size_t* count, kxp_error* error);
 
 #ifdef __cplusplus
 }

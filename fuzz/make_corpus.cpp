@@ -305,6 +305,68 @@ void AddDeviceProfiles(Corpus& corpus) {
   }
 }
 
+/// Every form of a profile that the pipeline interface reads, as source and destination, and some
+/// that it refuses.
+void AddPipelines(Corpus& corpus) {
+  std::vector<profile_forms::Form> forms = profile_forms::Forms();
+  const Bytes grid = profile_forms::WithTag("A2B0", profile_forms::Lut16(5, 3, 9).Tag()).Build();
+  const Bytes flat = profile_bytes::CurvTag({7, 7}), straight = profile_bytes::CurvTag({});
+  forms.push_back({"lut16-grid-5", grid});
+  forms.push_back(
+      {"constant-curve", profile_forms::MatrixProfile(straight, flat, straight).Build()});
+  forms.push_back({"no-tags", ProfileBytes().Build()});
+  forms.push_back({"cut-off", Beginning(grid, 500)});
+  for (const profile_forms::Form& form : forms) {
+    unsigned variant = 0;
+    // Twice a destination and how to get there, with a type of samples and a seed; then a source.
+    for (const auto& head : {Choices(16, {0, 0, 0, 1, 4, 1, 1, 2, 0, 1, 2, 3}),
+                             Choices(16, {1, 5, 1, 4, 7, 13, 3, 5, 1, 5, 0, 6}),
+                             Choices(16, {5, 3, 2, 7, 6, 2, 0, 8, 2, 9, 3, 9}),
+                             Choices(16, {2, 9, 3, 10, 3, 11, 2, 11, 2, 2, 1, 12})}) {
+      corpus.Add("Pipeline", form.name + "-" + std::to_string(variant++),
+                 Joined({head, form.bytes}));
+    }
+  }
+}
+
+/// Pairs of images of every kind of strides and places, apart and in place.
+void AddImagePairs(Corpus& corpus) {
+  unsigned number = 0;
+  for (const unsigned strides : {0u, 1u, 2u, 3u, 4u, 8u, 16u, 32u, 48u, 50u, 64u, 128u}) {
+    for (const unsigned places : {0u, 1u, 5u, 3u}) {
+      const unsigned relation = number % 4, type = number % 16;
+      // Kind, width, height; an image: type, channels, flags, strides, places, where it begins.
+      // Bytes that a stride does not ask for move on to what follows.
+      corpus.Add("Image", "pair-" + std::to_string(number++), Choices(40, {number % 8,
+                                                                           5 + number,
+                                                                           2 + number % 5,
+                                                                           type / 4,
+                                                                           number / 2 % 2,
+                                                                           number % 2,
+                                                                           strides,
+                                                                           places,
+                                                                           0,
+                                                                           0,
+                                                                           0,
+                                                                           relation,
+                                                                           type % 4,
+                                                                           number % 2,
+                                                                           number % 4,
+                                                                           strides,
+                                                                           places,
+                                                                           1,
+                                                                           200,
+                                                                           90,
+                                                                           number % 3,
+                                                                           1}));
+    }
+  }
+  for (unsigned stride = 0; stride < 5; ++stride) {
+    corpus.Add("Image", "wild-" + std::to_string(stride),
+               Choices(40, {250, stride, stride, stride % 2, 1, 7, 3}));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -320,5 +382,7 @@ int main(int argc, char** argv) {
   AddLookupTags(corpus);
   AddImages(corpus);
   AddCalls(corpus);
+  AddPipelines(corpus);
+  AddImagePairs(corpus);
   return corpus.differences() == 0 ? 0 : 1;
 }

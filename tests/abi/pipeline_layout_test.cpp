@@ -43,11 +43,6 @@ FIELD(kxp_convert_options, progress, 32);
 FIELD(kxp_convert_options, progress_context, 40);
 SIZE(kxp_convert_options, 48);
 
-FIELD(kxp_stage, name, 0);
-FIELD(kxp_stage, values, 32);
-FIELD(kxp_stage, clipped, 56);
-SIZE(kxp_stage, 80);
-
 NUMBER(KXP_OK, 0);
 NUMBER(KXP_ERROR_ARGUMENT, 1);
 NUMBER(KXP_ERROR_MEMORY, 2);
