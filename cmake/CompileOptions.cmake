@@ -37,5 +37,4 @@ function(kxcms_library_options target)
     CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     INTERPROCEDURAL_OPTIMIZATION OFF)
   target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
-  target_link_libraries(${target} PUBLIC OpenMP::OpenMP_CXX)
 endfunction()

@@ -41,12 +41,28 @@ int Refuse(CIccEngineS& engine, int result) {
   return result;
 }
 
+// The lookup tag of what is selected. A failed allocation is reported and counts as no tag.
+struct SelectedTag {
+  explicit SelectedTag(CIccEngineS& engine) {
+    try {
+      tag = LookupTag(engine.GetMft2());
+    } catch (const std::bad_alloc& failure) {
+      ReportBadAlloc(failure);
+      ranOutOfMemory = true;
+    }
+  }
+  CLut16Type* Get() const { return tag.Get(); }
+
+  LookupTag tag;
+  bool ranOutOfMemory = false;
+};
+
 // Whether the tables are those of the codes that the engine holds: a build that ran out of memory
 // leaves none, and the next selection of the same codes has to build again.
 bool IsBuilt(CIccEngineS& engine) {
   if (engine.inLut0 != nullptr) return true;
-  const LookupTag tag(engine.GetMft2());
-  return tag.Get() == nullptr && !tag.RanOutOfMemory();
+  const SelectedTag tag(engine);
+  return tag.Get() == nullptr && !tag.ranOutOfMemory;
 }
 
 // @return whether there was memory for it; the cells are left as they were if not.
@@ -134,7 +150,7 @@ int CIccEngineS::SetProfile(char const* path, Intent newIntent, ColorSpaceSignat
     iccFile.Reset();
     return Refuse(*this, IccResultProfileRead);
   }
-  const LookupTag tag(GetMft2());
+  const SelectedTag tag(*this);
   if (tag.Get() == nullptr) {
     ReleaseInputArrays(*this);
     engineStatus = IccResultNotSet;
@@ -159,8 +175,8 @@ int CIccEngineS::SetIntent(Intent newIntent, ColorSpaceSignature in, ColorSpaceS
   inputColor = in;
   outputColor = out;
   intent = newIntent;
-  const LookupTag tag(GetMft2());
-  if (tag.RanOutOfMemory()) ReleaseInputArrays(*this);
+  const SelectedTag tag(*this);
+  if (tag.ranOutOfMemory) ReleaseInputArrays(*this);
   if (tag.Get() == nullptr) return IccResultNotSet;
   return BuildPipeline(*this, tag.Get(), adjustL, adjustC, adjustH);
 }
@@ -171,7 +187,7 @@ int CIccEngineS::ConstructEngine(double L, double c, double h) {
 }
 
 int CIccEngineS::InputColorSpace2RGB(double L, double c, double h) {
-  const LookupTag tag(GetMft2());
+  const SelectedTag tag(*this);
   if (tag.Get() == nullptr) return IccResultNotSet;
   return BuildPipeline(*this, tag.Get(), L, c, h);
 }
@@ -216,10 +232,10 @@ int CIccEngineS::Set1DLutOut(CLut16Type*) {
 int CIccEngineS::Adjust_Lch(double L, double c, double h) {
   const int previous[3] = {adjustL, adjustC, adjustH};
   if (CheckLch(WholeUnits(L), WholeUnits(c), WholeUnits(h)) == 0) return outputColor;
-  const LookupTag tag(GetMft2());
+  const SelectedTag tag(*this);
   const bool isBuilt = tag.Get() != nullptr && BuildColorStage(*this, tag.Get(), L, c, h);
   // Without memory the old colours stay, and so do their offsets: the next call tries again.
-  if (!isBuilt && (tag.Get() != nullptr || tag.RanOutOfMemory())) {
+  if (!isBuilt && (tag.Get() != nullptr || tag.ranOutOfMemory)) {
     CheckLch(previous[0], previous[1], previous[2]);
   }
   return tag.Get() != nullptr ? outputColor : IccResultNotSet;
@@ -227,7 +243,7 @@ int CIccEngineS::Adjust_Lch(double L, double c, double h) {
 
 int CIccEngineS::Adjust_Output(unsigned char* R, unsigned char* G, unsigned char* B, int count) {
   if (count == 0 || R == nullptr || G == nullptr || B == nullptr) return outputColor;
-  const LookupTag tag(GetMft2());
+  const SelectedTag tag(*this);
   if (tag.Get() == nullptr) return IccResultNotSet;
   try {
     const auto table = std::make_unique<OutputTable33>();

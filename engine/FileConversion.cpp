@@ -18,6 +18,7 @@
 #include "base/Limits.h"
 #include "codes/ResultCodes.h"
 #include "engine/ConversionTypes.h"
+#include "engine/EnginePipeline.h"
 #include "engine/Stopwatch.h"
 #include "tiff/CTiff.h"
 #include "tiff/ImageBytes.h"
@@ -140,6 +141,7 @@ class Passage {
     stripBytes_ = image_->GetTagValue(KX_Tiff_STL3::StripByteCounts);
     Stopwatch stopwatch;
     const auto start = Clock::now();
+    ChooseWorker();
     if (!PassTogether()) PassInOrder();
     const auto elsewhere = Clock::now() - start - Converting();
     stopwatch.Stop(std::chrono::floor<std::chrono::seconds>(elsewhere).count());
@@ -176,6 +178,18 @@ class Passage {
     return false;
   }
 
+  // Once, for all threads: tables that a first conversion makes are there when they begin.
+  void ChooseWorker() {
+    const PixelFormat format = sampleBytes_ == 1 ? PixelFormat::k8To8 : PixelFormat::k16To16;
+    const auto pixels = static_cast<std::int64_t>(pieceBytes_ / (kSamples * sampleBytes_));
+    if (FixedPipeline* pipeline = OwnPipelineOf(engine_)) {
+      worker_ = pipeline->WorkerFor(format, pixels);
+    } else {
+      programsTables_ = TablesOf(engine_);
+      worker_ = PixelWorker(programsTables_, format);
+    }
+  }
+
   struct Piece {
     std::uint64_t begin, size;  // in the pixel buffer, bytes
   };
@@ -193,8 +207,8 @@ class Passage {
     const std::uint64_t end = std::min(piece.begin + piece.size, convertedBytes_);
     if (end <= piece.begin) return;
     const auto start = Clock::now();
-    engine_.Conversion(bytes, bytes,
-                       static_cast<int>((end - piece.begin) / (kSamples * sampleBytes_)));
+    (*worker_)(bytes, bytes, 0,
+               static_cast<std::int64_t>((end - piece.begin) / (kSamples * sampleBytes_)));
     convertingTicks_ += (Clock::now() - start).count();
   }
 
@@ -212,8 +226,6 @@ class Passage {
       if (!KX_Tiff_STL3::WriteApart(out_.get(), offset, bytes, piece.size)) isWhole = false;
     };
     const std::int64_t pieces = Pieces();
-    // The first conversion may bring the engine's tables up to date, all others only read them.
-    if (pieces > 0) pass(0, memory_.get());
     if (threads_ > 1 && pieces > 1) {
 #pragma omp parallel num_threads(threads_)
       {
@@ -222,10 +234,10 @@ class Passage {
 #pragma omp single nowait
         threads_ = omp_get_num_threads();
 #pragma omp for schedule(dynamic)
-        for (std::int64_t number = 1; number < pieces; ++number) pass(number, bytes);
+        for (std::int64_t number = 0; number < pieces; ++number) pass(number, bytes);
       }
     } else {
-      for (std::int64_t number = 1; number < pieces; ++number) pass(number, memory_.get());
+      for (std::int64_t number = 0; number < pieces; ++number) pass(number, memory_.get());
     }
     const off_t end = begin + static_cast<off_t>(stripBytes_);
     if (isWhole && fseeko(out_.get(), end, SEEK_SET) == 0) return true;
@@ -248,6 +260,8 @@ class Passage {
   }
 
   CIccEngineS& engine_;
+  FixedTables programsTables_{};  // where a program has put arrays of its own into the engine
+  std::optional<PixelWorker> worker_;
   unsigned sampleBytes_;
   std::size_t pieceBytes_;
   OwnedStream in_, out_;

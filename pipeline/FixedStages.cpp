@@ -2,15 +2,16 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <numeric>
 
 #include "codes/ColorCodeTable.h"
 #include "codes/ResultCodes.h"
-#include "units/InputTable33.h"
+#include "units/EncodingCurves.h"
+#include "units/InputLevels.h"
 #include "units/LutCurves.h"
-#include "units/OutputTable33.h"
 #include "units/Tetrahedra.h"
 
 namespace ICC40 {
@@ -20,37 +21,10 @@ using namespace ICCFILE;
 
 namespace {
 
-// Runs the builder of a colour code on fresh lookups.
-// @return the code that it reports, or 65535 for a code without a curve.
-int BuildOutputCurve(ICC_UNIT::OutputTable33& table, const kxcms::ColorCode& output) {
-  using enum kxcms::EncodingCurve;
-  const bool is8 = output.bits == 8;
-  switch (output.curve) {
-    case kNone:
-      break;
-    case kLinear:
-      return is8 ? table.OutputGamma100(output.code) : output.code;
-    case kSRgb:
-      return is8 ? table.OutputGamma_sRGB() : table.OutputGamma_sRGB_16();
-    case kGamma180:
-      return is8 ? table.OutputGamma180(output.code) : table.OutputGamma180_16(output.code);
-    case kKodakPhoto:
-      table.ResetTable();
-      return is8 ? table.OutputGamma_KodakPhoto() : table.OutputGamma_KodakPhoto_16();
-    case kKodakMix:
-      table.ResetTable();
-      return is8 ? table.OutputGamma_KodakMix() : table.OutputGamma_KodakMix_16();
-    case kKodakText:
-      table.ResetTable();
-      return is8 ? table.OutputGamma_KodakText() : table.OutputGamma_KodakText_16();
-  }
-  return IccResultNotSet;
-}
-
-void MakeOutputCurve(const kxcms::ColorCode& output, OutputCurve& curve) {
-  const auto table = std::make_unique<ICC_UNIT::OutputTable33>();
-  curve.status = BuildOutputCurve(*table, output);
-  std::copy_n(table->lookup[0], kLevels16, curve.levels);
+// The sRGB curve reports the codes of its other name: kept so that results stay identical.
+int StatusOf(const kxcms::ColorCode& output) {
+  if (output.curve != kxcms::EncodingCurve::kSRgb) return output.code;
+  return output.bits == 8 ? sRGB220 : sRGB220_16;
 }
 
 void FillCell(const int* const corners[8], Cell& cell) {
@@ -67,22 +41,42 @@ void FillCell(const int* const corners[8], Cell& cell) {
   }
 }
 
+struct Lookups {
+  std::uint32_t of[3][kLevels16];
+};
+
+// Indexed by signed levels first, and by 8-bit levels after that: kept so that results stay
+// identical.
+void FillLabInputTables(const CLut16Type& lut, ColorSpaceSignature input,
+                        const std::array<std::span<std::uint32_t>, 3>& tables) {
+  const int channels = std::min<int>(lut.inputChannels, 3);
+  const auto lookups = std::make_unique<Lookups>();
+  const bool isAbsent =
+      channels > 0 && lut.inputEntries >= ICC_UNIT::kMinCurveEntries && lut.inputTables == nullptr;
+  if (!isAbsent) {
+    const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Input(lut);
+    for (int c = 0; c < channels; ++c) {
+      curves.ForEachLevel(
+          c, [lookup = lookups->of[c]](int level, std::uint16_t value) { lookup[level] = value; });
+    }
+    if (input == Lab) {
+      ICC_UNIT::IndexBy8BitLab(lookups->of);
+    } else {
+      ICC_UNIT::IndexBy16BitLab(lookups->of);
+    }
+    ICC_UNIT::IndexBy8BitSamples(lookups->of);
+  }
+  for (std::size_t c = 0; c < 3; ++c) {
+    std::transform(lookups->of[c], lookups->of[c] + tables[c].size(), tables[c].begin(), PackIndex);
+  }
+}
+
 }  // namespace
 
-void FillInputTables(CLut16Type& lut, ColorSpaceSignature input,
+void FillInputTables(const CLut16Type& lut, ColorSpaceSignature input,
                      const std::array<std::span<std::uint32_t>, 3>& tables) {
   const int levels = InputLevelsOf(input);
-  if (input == Lab || input == Lab_16) {
-    // Indexed by signed levels first, and by 8-bit levels after that: kept so that results stay
-    // identical bit for bit.
-    const auto table = std::make_unique<ICC_UNIT::InputTable33>();
-    table->Initial(&lut, input);
-    table->Change_Lut16_To_Lut8();
-    for (std::size_t c = 0; c < 3; ++c) {
-      std::transform(table->lookup[c], table->lookup[c] + levels, tables[c].begin(), PackIndex);
-    }
-    return;
-  }
+  if (input == Lab || input == Lab_16) return FillLabInputTables(lut, input, tables);
   const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Input(lut);
   // A channel that the tag lacks has no curve, which is a curve of zeros.
   const auto channels = std::min<std::size_t>(lut.inputChannels, 3);
@@ -109,25 +103,32 @@ void FillInputTables(CLut16Type& lut, ColorSpaceSignature input,
   pack(levels - 1, kLevels16 - 1);
 }
 
-void FillCells(CLut16Type& lut, const ColorTarget& target, Cell (*cells)[16][16]) {
-  const auto table = std::make_unique<ICC_UNIT::ColorTable33>();
-  table->Initial(&lut);
+void FillCells(const CLut16Type& lut, const ColorTarget& target, Cell (*cells)[16][16]) {
+  ICC_UNIT::ColorGrid grid(lut);
+  if (grid.nodes().points == 0) {
+    for (int i = 0; i < kCellsPerAxis; ++i) std::memset(cells[i], 0, sizeof cells[i]);
+    return;
+  }
   // NaN, which equals nothing, is an offset too.
   if (target.lightness != 0 || target.chroma != 0 || target.hueDeg != 0) {
-    table->Adjust_Lch(target.lightness, target.chroma, target.hueDeg);
+    ICC_UNIT::AdjustLch(grid.nodes(), target.lightness, target.chroma, target.hueDeg);
   }
-  table->TableResize(kCellGridPoints);
-  table->Lab2RGB100_16(&lut, target.output, const_cast<CXYZType*>(target.mediaWhite));
-  FillCells(*table, cells);
+  grid.Resize(kCellGridPoints);
+  const kxcms::ColorCode* output = kxcms::FindColorCode(target.output);
+  const auto primaries = output == nullptr ? kxcms::Primaries::kNone : output->primaries;
+  const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Output(lut);
+  ICC_UNIT::LabToRgb(grid.nodes(), ICC_UNIT::WorkingSpaceOf(primaries), target.mediaWhite,
+                     [&](int channel, int level) { return curves.At(channel, level); });
+  FillCells(grid.nodes(), cells);
 }
 
-void FillCells(const ICC_UNIT::ColorTable33& table, Cell (*cells)[16][16]) {
+void FillCells(const ICC_UNIT::GridNodes<const int>& nodes, Cell (*cells)[16][16]) {
   for (int i = 0; i < kCellsPerAxis; ++i) {
     for (int j = 0; j < kCellsPerAxis; ++j) {
       for (int k = 0; k < kCellsPerAxis; ++k) {
         const int* corners[8];
         for (int corner = 0; corner < 8; ++corner) {
-          corners[corner] = table.grid[i + (corner >> 2)][j + (corner >> 1 & 1)][k + (corner & 1)];
+          corners[corner] = nodes.At(i + (corner >> 2), j + (corner >> 1 & 1), k + (corner & 1));
         }
         FillCell(corners, cells[i][j][k]);
       }
@@ -145,7 +146,8 @@ const OutputCurve* OutputCurveOf(ColorSpaceSignature output) {
   if (!made[output].load(std::memory_order_acquire)) {
     const std::lock_guard lock(making);
     if (!made[output].load(std::memory_order_relaxed)) {
-      MakeOutputCurve(*code, curve);
+      curve.status = StatusOf(*code);
+      ICC_UNIT::FillEncodedLevels(code->curve, code->bits, curve.levels);
       made[output].store(true, std::memory_order_release);
     }
   }

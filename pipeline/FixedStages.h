@@ -7,7 +7,7 @@
 #include "iccfile/CLut16Type.h"
 #include "iccfile/CXYZType.h"
 #include "pipeline/FixedTables.h"
-#include "units/ColorTable33.h"
+#include "units/ColorGrid.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
@@ -25,13 +25,14 @@ struct ColorTarget {
 
 /// Fills the input index tables for an input code, InputLevelsOf it each. May throw bad_alloc for
 /// the codes `Lab` and `Lab_16`.
-void FillInputTables(ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input,
+void FillInputTables(const ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input,
                      const std::array<std::span<std::uint32_t>, 3>& tables);
 
-/// Fills the coefficients of all cells. May throw bad_alloc; nothing is changed then.
-void FillCells(ICCFILE::CLut16Type& lut, const ColorTarget& target, Cell (*cells)[16][16]);
-/// The same from a table of 17 grid points.
-void FillCells(const ICC_UNIT::ColorTable33& table, Cell (*cells)[16][16]);
+/// Fills the coefficients of all cells, with zeros for a tag whose grid no colour table can hold.
+/// May throw bad_alloc; nothing is changed then.
+void FillCells(const ICCFILE::CLut16Type& lut, const ColorTarget& target, Cell (*cells)[16][16]);
+/// The same from a grid of 17 points whose nodes have RGB for their first three values.
+void FillCells(const ICC_UNIT::GridNodes<const int>& nodes, Cell (*cells)[16][16]);
 
 /// The output curve of a colour code, shared by the three channels. Made at the code's first use
 /// and kept for the life of the process.
@@ -40,11 +41,10 @@ struct OutputCurve {
   std::uint16_t levels[kLevels16];  ///< final sample by interpolated value
 };
 
-/// @return null for a code without an output curve. May throw bad_alloc at the first use of a code.
+/// @return null for a code without an output curve.
 const OutputCurve* OutputCurveOf(ICCFILE::ColorSpaceSignature output);
 
-/// Fills the output tables: identity for a code without an output curve. May throw as OutputCurveOf
-/// does; nothing is changed then.
+/// Fills the output tables: identity for a code without an output curve.
 /// @return the status of the curve, 65535 without one.
 int FillOutputTables(ICCFILE::ColorSpaceSignature output, std::uint32_t (*tables)[kLevels16]);
 

@@ -1,7 +1,5 @@
 #include "pipeline/LookupTag.h"
 
-#include "base/Diagnostics.h"
-
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
@@ -60,13 +58,8 @@ LookupTag::LookupTag(ICCFILE::iccTagBase* tag) {
   auto* lut = dynamic_cast<CLut16Type*>(tag);
   if (auto* curvesAndClut = dynamic_cast<CLut*>(tag);
       curvesAndClut != nullptr && IsConvertible(*curvesAndClut)) {
-    try {
-      converted_ = std::make_unique<CLut16Type>(curvesAndClut);
-      lut = converted_.get();
-    } catch (const std::bad_alloc& failure) {
-      ReportBadAlloc(failure);
-      ranOutOfMemory_ = true;
-    }
+    converted_ = std::make_unique<CLut16Type>(curvesAndClut);
+    lut = converted_.get();
   }
   if (lut != nullptr && IsUsable(*lut)) lut_ = lut;
 }

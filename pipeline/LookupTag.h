@@ -26,19 +26,16 @@ bool IsConvertible(const ICCFILE::CLut& lut);
 /// and owns the conversion; borrows a `CLut16Type`.
 class LookupTag {
  public:
-  /// `tag` may be null. A failed allocation is reported on standard error and counts as no tag.
+  LookupTag() = default;
+  /// `tag` may be null. May throw bad_alloc.
   explicit LookupTag(ICCFILE::iccTagBase* tag);
 
   /// Null when there is no tag or the pipeline cannot use it.
   ICCFILE::CLut16Type* Get() const { return lut_; }
 
-  /// Whether it is null for lack of memory.
-  bool RanOutOfMemory() const { return ranOutOfMemory_; }
-
  private:
   std::unique_ptr<ICCFILE::CLut16Type> converted_;
   ICCFILE::CLut16Type* lut_ = nullptr;
-  bool ranOutOfMemory_ = false;
 };
 
 }  // namespace ICC_ENG_S4

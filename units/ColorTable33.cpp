@@ -15,16 +15,6 @@ using ICCFILE::CLut16Type;
 
 namespace {
 
-constexpr int kMinGridPoints = 2;
-constexpr int kMaxGridPoints = 33;
-constexpr int kChannels = 7;
-// Any other lookup tag is resampled to this size; its nodes stand at multiples of 4096.
-constexpr int kResampledGridPoints = 17;
-
-bool HasPowerOfTwoSpacing(int gridPoints) {
-  return gridPoints == 9 || gridPoints == 17 || gridPoints == 33;
-}
-
 // Node spacing of the 16-bit conversion. Grid points other than 9 and 17 take that of 33, which
 // keeps every index within the grid.
 void SetSpacing(ColorTable33& table, int gridPoints) {
@@ -32,34 +22,19 @@ void SetSpacing(ColorTable33& table, int gridPoints) {
   table.mask = (1 << table.shift) - 1;
 }
 
-double NodeStep(int gridPoints) {
-  return 65536.0 / (gridPoints - 1);
-}
-
-std::unique_ptr<int[]> NodePositions(int gridPoints, double nodeStep) {
-  auto positions = std::make_unique<int[]>(static_cast<std::size_t>(gridPoints));
-  for (int k = 0; k < gridPoints; ++k) positions[k] = static_cast<int>(k * nodeStep);
-  return positions;
-}
-
-void TakePositions(ColorTable33& table, std::unique_ptr<int[]> positions, double nodeStep) {
-  table.nodeStep = nodeStep;
+void TakePositions(ColorTable33& table, std::unique_ptr<int[]> positions) {
+  table.nodeStep = NodeStep(table.gridPoints);
   delete[] table.nodePositions;
   table.nodePositions = positions.release();
 }
 
-// Copies the packed nodes of a grid, first input slowest, `channels` values each.
+// Copies packed nodes of `channels` values each.
 template <typename Value>
-void CopyNodes(const Value* values, int gridPoints, int channels,
-               int (&grid)[kMaxGridPoints][kMaxGridPoints][kMaxGridPoints][kChannels]) {
-  for (int i = 0; i < gridPoints; ++i) {
-    for (int j = 0; j < gridPoints; ++j) {
-      for (int k = 0; k < gridPoints; ++k) {
-        std::copy_n(values, channels, grid[i][j][k]);
-        values += channels;
-      }
-    }
-  }
+void CopyNodes(const Value* values, int channels, const GridNodes<int>& nodes) {
+  ForEachNode(nodes, [&](int* node) {
+    std::copy_n(values, channels, node);
+    values += channels;
+  });
 }
 
 }  // namespace
@@ -104,21 +79,21 @@ int ColorTable33::Conversion(int& c0, int& c1, int& c2, int&, int&, int&, int&) 
 }
 
 int ColorTable33::Initial(CLut16Type* lut) {
-  if (lut == nullptr || lut->outputChannels > kChannels || lut->gridPoints < kMinGridPoints ||
+  if (lut == nullptr || lut->outputChannels > kTableChannels || lut->gridPoints < kMinGridPoints ||
       lut->gridPoints > kMaxGridPoints) {
     return 0;
   }
   // The colour table of a tag without outputs holds nothing.
   if (lut->colorTable == nullptr && lut->outputChannels > 0) return 0;
-  const double step = NodeStep(lut->gridPoints);
-  std::unique_ptr<int[]> positions = NodePositions(lut->gridPoints, step);
+  auto positions = std::make_unique<int[]>(lut->gridPoints);
+  FillNodePositions(lut->gridPoints, positions.get());
 
   gridPoints = lut->gridPoints;
   inputChannels = lut->inputChannels;
   outputChannels = lut->outputChannels;
   SetSpacing(*this, gridPoints);
-  CopyNodes(lut->colorTable, gridPoints, outputChannels, grid);
-  TakePositions(*this, std::move(positions), step);
+  CopyNodes(lut->colorTable, outputChannels, NodesOf(*this));
+  TakePositions(*this, std::move(positions));
   if (!HasPowerOfTwoSpacing(gridPoints)) TableResize(kResampledGridPoints);
   return 0;
 }
@@ -131,7 +106,7 @@ int ColorTable33::SetColorTable(int* cells, int newGridPoints) {
   if (newGridPoints > kMaxGridPoints || (newGridPoints > 0 && cells == nullptr)) return 0;
   gridPoints = newGridPoints;
   SetSpacing(*this, gridPoints);
-  CopyNodes(cells, gridPoints, kChannels, grid);
+  CopyNodes(cells, kTableChannels, NodesOf(*this));
   return 0;
 }
 
@@ -140,30 +115,23 @@ int ColorTable33::TableResize(int newGridPoints) {
       newGridPoints > kMaxGridPoints || nodePositions == nullptr) {
     return 0;
   }
-  const double newStep = NodeStep(newGridPoints);
-  // The last sample is 65535 so that it lies inside the old grid. It stays the node's position,
-  // where a table straight from a lookup tag has 65536: kept so that results stay identical.
-  std::unique_ptr<int[]> positions = NodePositions(newGridPoints, newStep);
-  positions[newGridPoints - 1] = 65535;
-  const auto nodes = static_cast<std::size_t>(newGridPoints) * newGridPoints * newGridPoints;
-  const auto cells = std::make_unique<int[]>(nodes * kChannels);
+  const auto points = static_cast<std::size_t>(newGridPoints);
+  auto positions = std::make_unique<int[]>(points);
+  FillSamplePositions(newGridPoints, positions.get());
+  const auto cells = std::make_unique<int[]>(points * points * points * kTableChannels);
 
   SetSpacing(*this, newGridPoints);
   // Outputs past the third are not reset between nodes: a derived table fills those it has.
   int o[4] = {};
   int* cell = cells.get();
-  for (int i = 0; i < newGridPoints; ++i) {
-    for (int j = 0; j < newGridPoints; ++j) {
-      for (int k = 0; k < newGridPoints; ++k) {
-        int c[3] = {positions[i], positions[j], positions[k]};
-        Conversion(c[0], c[1], c[2], o[0], o[1], o[2], o[3]);
-        cell = std::copy_n(c, 3, cell);
-        cell = std::copy_n(o, 4, cell);
-      }
-    }
-  }
+  ForEachSample(newGridPoints, positions.get(), [&](int r, int g, int b) {
+    int c[3] = {r, g, b};
+    Conversion(c[0], c[1], c[2], o[0], o[1], o[2], o[3]);
+    cell = std::copy_n(c, 3, cell);
+    cell = std::copy_n(o, 4, cell);
+  });
   SetColorTable(cells.get(), newGridPoints);
-  TakePositions(*this, std::move(positions), newStep);
+  TakePositions(*this, std::move(positions));
   return 0;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "units/ToneCurve.h"
 #include "units/Truncation.h"
 
 namespace ICC40 {
@@ -79,6 +80,42 @@ std::uint32_t KodakToneCurve::At(int level) const {
   const std::int64_t value =
       TruncateToInt64(::std::pow(level / kTop, exponent_) * kTop * scale_ + 128.0);
   return static_cast<std::uint32_t>(std::min<std::int64_t>(value, 65535));
+}
+
+KodakToneCurve KodakCurveOf(kxcms::EncodingCurve curve, int bits) {
+  if (curve == kxcms::EncodingCurve::kKodakPhoto) return KodakToneCurve(0, 1024, 1.2, 0.0, 2.2);
+  if (curve == kxcms::EncodingCurve::kKodakText) return KodakToneCurve(2048, 10240, 2.0, 0.3, 2.2);
+  // The 16-bit form has no density offset, unlike its 8-bit twin: kept so that results stay
+  // identical.
+  return KodakToneCurve(512, 2048, 1.5, bits == 8 ? 0.2 : 0.0, 2.2);
+}
+
+void FillEncodedLevels(kxcms::EncodingCurve curve, int bits, std::uint16_t* levels) {
+  const auto fill = [levels](const auto& encode) {
+    for (int level = 0; level < kLevels; ++level) {
+      levels[level] = static_cast<std::uint16_t>(encode(level));
+    }
+  };
+  const auto reduced = [bits](std::uint32_t value16) {
+    return bits == 8 ? ReduceTo8(value16) : value16;
+  };
+  switch (curve) {
+    case kxcms::EncodingCurve::kNone:
+      break;
+    case kxcms::EncodingCurve::kSRgb:
+      return fill(bits == 8 ? SRgbLevel8 : SRgbLevel16);
+    case kxcms::EncodingCurve::kGamma180:
+      return fill(bits == 8 ? Gamma180Level8 : Gamma180Level16);
+    case kxcms::EncodingCurve::kLinear:
+      return fill([&](int level) { return reduced(static_cast<std::uint32_t>(level)); });
+    case kxcms::EncodingCurve::kKodakPhoto:
+    case kxcms::EncodingCurve::kKodakMix:
+    case kxcms::EncodingCurve::kKodakText:
+      // The top level stays.
+      return fill([&, kodak = KodakCurveOf(curve, bits)](int level) {
+        return reduced(level == kTopLevel ? kTopLevel : kodak.At(level));
+      });
+  }
 }
 
 }  // namespace ICC_UNIT

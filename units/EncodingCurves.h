@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "codes/ColorCodeTable.h"
+
 namespace ICC40 {
 namespace ICC_UNIT {
 
@@ -38,6 +40,13 @@ class KodakToneCurve {
   double exponent_, scale_;
   double slope_, intercept_;
 };
+
+/// The curve of one of the three Kodak encodings, whose depth makes a difference.
+KodakToneCurve KodakCurveOf(kxcms::EncodingCurve curve, int bits);
+
+/// Fills the 65536 output levels of an encoding, but not of EncodingCurve::kNone: what the steps of
+/// `OutputTable33` that are named there make of identity lookups.
+void FillEncodedLevels(kxcms::EncodingCurve curve, int bits, std::uint16_t* levels);
 
 }  // namespace ICC_UNIT
 }  // namespace ICC40

@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstring>
 #include <numeric>
-#include <utility>
 
 #include "units/InputConversion.h"
+#include "units/InputLevels.h"
 #include "units/ToneCurve.h"
 
 namespace ICC40 {
@@ -42,19 +42,6 @@ unsigned short CurveLevel(const InputTable33& table, int channel, unsigned short
   }
   return static_cast<unsigned short>(
       TruncateToInt64(RoundedAt(table.curves[channel], kCurveEntries, position)));
-}
-
-// Gives the lookups their values past the entries that the curves hold, from the tag's tables.
-void ExpandLongCurves(InputTable33& table, const CLut16Type& lut, int channels) {
-  const int entries = lut.inputEntries;
-  for (int c = 0; c < channels; ++c) {
-    const unsigned short* curve = lut.inputTables + static_cast<std::size_t>(c) * entries;
-    for (int v = FirstUnheldLevel(table.step); v < kTopLevel; ++v) {
-      table.lookup[c][v] =
-          static_cast<unsigned short>(InterpolateCurve(curve, entries, table.step, table.step, v));
-    }
-    table.lookup[c][kTopLevel] = curve[entries - 1];
-  }
 }
 
 // Fills the lookups of all three channels, through the virtual conversion: a derived table's own
@@ -106,7 +93,10 @@ int InputTable33::Initial(CLut16Type* lut, ColorSpaceSignature inputColor) {
     const int entries = lut->inputEntries;
     step = CurveStep(entries);
     CopyCurves(lut->inputTables, channels, entries, curves);
-    if (entries > kCurveEntries) ExpandLongCurves(*this, *lut, channels);
+    for (int c = 0; c < channels; ++c) {
+      ExpandUnheldLevels(lut->inputTables + static_cast<std::size_t>(c) * entries, entries, step,
+                         lookup[c]);
+    }
     ExpandCurves(*this, entries);
   }
   switch (inputColor) {
@@ -129,36 +119,19 @@ int InputTable33::Initial(InputTable33* other) {
 }
 
 int InputTable33::Change_Lut16_To_Lut8() {
-  for (auto& channel : lookup) {
-    for (int x = 0; x < 255; ++x) channel[x] = channel[x * 256];
-    channel[255] = channel[kTopLevel];
-  }
+  IndexBy8BitSamples(lookup);
   depth = 8;
   return 0;
 }
 
 int InputTable33::Change_Lut16_To_Lab8() {
-  // Signed bytes: code x belongs at level (x ^ 128) * 256. The change is made in place with x
-  // rising, so that x = 128 reads what x = 0 wrote and ends at the unchanged middle value; the -1
-  // and +1, which may wrap, and the missing special case of L* 255 are kept as they are.
-  for (unsigned int x = 0; x < 256; ++x) {
-    const unsigned int level = (x ^ 128) * 256;
-    const unsigned int offset = x < 128 ? ~0u : 1u;
-    lookup[0][x] = lookup[0][x * 256];
-    lookup[1][x] = lookup[1][level] + offset;
-    lookup[2][x] = lookup[2][level] + offset;
-  }
+  IndexBy8BitLab(lookup);
   depth = 8;
   return 0;
 }
 
 int InputTable33::Change_Lut16_To_Lab16() {
-  // Signed words: code v belongs at v ^ 0x8000. The pair 32767 and 65535 stays unswapped on
-  // purpose.
-  for (int v = 0; v < 32767; ++v) {
-    std::swap(lookup[1][v], lookup[1][v ^ 0x8000]);
-    std::swap(lookup[2][v], lookup[2][v ^ 0x8000]);
-  }
+  IndexBy16BitLab(lookup);
   depth = 16;
   return 0;
 }

@@ -45,17 +45,6 @@ void Reduce(OutputTable33& table, int channels) {
   }
 }
 
-// Gives a channel's lookup its values past the entries that the curve holds, from the tag's table.
-void ExpandLongCurve(OutputTable33& table, const CLut16Type& lut, int channel) {
-  const int entries = lut.outputEntries;
-  const unsigned short* curve = lut.outputTables + static_cast<std::size_t>(channel) * entries;
-  for (int v = FirstUnheldLevel(table.step); v < kTopLevel; ++v) {
-    table.lookup[channel][v] =
-        static_cast<unsigned int>(InterpolateCurve(curve, entries, table.step, table.divisor, v));
-  }
-  table.lookup[channel][kTopLevel] = curve[entries - 1];
-}
-
 // Gives channels 0 to 2 the same curve, for the first `levels` levels.
 template <typename Curve>
 void SetRgbCurve(OutputTable33& table, int levels, const Curve& curve) {
@@ -63,6 +52,12 @@ void SetRgbCurve(OutputTable33& table, int levels, const Curve& curve) {
     const std::uint32_t value = curve(v);
     for (int c = 0; c < kRgbChannels; ++c) table.lookup[c][v] = value;
   }
+}
+
+// The top level keeps its value, and the 8-bit builders then reduce the old one: kept so that
+// results stay identical.
+void SetKodakCurve(OutputTable33& table, const KodakToneCurve& curve) {
+  SetRgbCurve(table, kTopLevel, [&](int v) { return curve.At(v); });
 }
 
 // Writes `channels` samples per pixel. The destination may lie at any address; 8-bit samples take
@@ -151,7 +146,10 @@ int OutputTable33::Initial(CLut16Type* lut) {
     step = CurveStep(entries);
     divisor = OutputDivisor(entries);
     CopyCurves(lut->outputTables, used, entries, curves);
-    for (int c = 0; entries > kCurveEntries && c < used; ++c) ExpandLongCurve(*this, *lut, c);
+    for (int c = 0; c < used; ++c) {
+      ExpandUnheldLevels(lut->outputTables + static_cast<std::size_t>(c) * entries, entries,
+                         divisor, lookup[c]);
+    }
   }
   for (int c = 0; c < used; ++c) Interpolation1D(c);
   return 0;
@@ -283,47 +281,43 @@ int OutputTable33::OutputGamma180_16(ColorSpaceSignature cs) {
 }
 
 int OutputTable33::OutputGamma_KodakPhoto() {
-  KodakCurve(0, 1024, 1.2, 0.0, 2.2);
+  SetKodakCurve(*this, KodakCurveOf(kxcms::EncodingCurve::kKodakPhoto, 8));
   OutputRGB8();
   return ICCFILE::sRGB_KodakPhoto;
 }
 
 int OutputTable33::OutputGamma_KodakPhoto_16() {
-  KodakCurve(0, 1024, 1.2, 0.0, 2.2);
+  SetKodakCurve(*this, KodakCurveOf(kxcms::EncodingCurve::kKodakPhoto, 16));
   outputMode = kMode3x16;
   return ICCFILE::sRGB_KodakPhoto_16;
 }
 
 int OutputTable33::OutputGamma_KodakMix() {
-  KodakCurve(512, 2048, 1.5, 0.2, 2.2);
+  SetKodakCurve(*this, KodakCurveOf(kxcms::EncodingCurve::kKodakMix, 8));
   OutputRGB8();
   return ICCFILE::sRGB_KodakMix;
 }
 
 int OutputTable33::OutputGamma_KodakMix_16() {
-  // No density offset here, unlike the 8-bit twin: kept so that results stay identical.
-  KodakCurve(512, 2048, 1.5, 0.0, 2.2);
+  SetKodakCurve(*this, KodakCurveOf(kxcms::EncodingCurve::kKodakMix, 16));
   outputMode = kMode3x16;
   return ICCFILE::sRGB_KodakMix_16;
 }
 
 int OutputTable33::OutputGamma_KodakText() {
-  KodakCurve(2048, 10240, 2.0, 0.3, 2.2);
+  SetKodakCurve(*this, KodakCurveOf(kxcms::EncodingCurve::kKodakText, 8));
   OutputRGB8();
   return ICCFILE::sRGB_KodakText;
 }
 
 int OutputTable33::OutputGamma_KodakText_16() {
-  KodakCurve(2048, 10240, 2.0, 0.3, 2.2);
+  SetKodakCurve(*this, KodakCurveOf(kxcms::EncodingCurve::kKodakText, 16));
   outputMode = kMode3x16;
   return ICCFILE::sRGB_KodakText_16;
 }
 
 int OutputTable33::KodakCurve(int x0, int x1, double g, double d, double gd) {
-  const KodakToneCurve curve(x0, x1, g, d, gd);
-  // The top level keeps its value, and the 8-bit builders then reduce the old one: kept so that
-  // results stay identical.
-  SetRgbCurve(*this, kTopLevel, [&](int v) { return curve.At(v); });
+  SetKodakCurve(*this, KodakToneCurve(x0, x1, g, d, gd));
   return 0;
 }
 

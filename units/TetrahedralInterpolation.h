@@ -7,10 +7,11 @@
 #include <cstdint>
 #include <typeinfo>
 
+#include "units/ColorGrid.h"
 #include "units/ColorTable33.h"
+#include "units/ColorTableNodes.h"
 #include "units/OpenMpLoop.h"
 #include "units/Tetrahedra.h"
-#include "units/Truncation.h"
 #include "units/WorkingBuffer.h"
 #include "units/kernels/GridKernels.h"
 
@@ -19,23 +20,6 @@ namespace ICC_UNIT {
 
 /// The conversions of the colour tables, by number of channels: 3, 4, 6 or 7. Everywhere the first
 /// three values of a pixel are the inputs, and all of them receive the outputs.
-
-/// The corners along a tetrahedron's path, in the cell whose base corner is `node`.
-inline std::array<const int*, 4> PathNodes(const ColorTable33& table, const int (&node)[3],
-                                           const Tetrahedron& tetrahedron) {
-  std::array<const int*, 4> nodes;
-  for (std::size_t p = 0; p < nodes.size(); ++p) {
-    const int corner = tetrahedron.path[p];
-    nodes[p] =
-        table.grid[node[0] + (corner >> 2)][node[1] + (corner >> 1 & 1)][node[2] + (corner & 1)];
-  }
-  return nodes;
-}
-
-/// Difference of two node values, which may be any int: it wraps.
-inline std::uint32_t Difference(int high, int low) {
-  return static_cast<std::uint32_t>(high) - static_cast<std::uint32_t>(low);
-}
 
 /// The 16-bit interpolation: wrapping 32-bit sums, shifted right arithmetically, stored modulo
 /// 65536. A table that was never filled (shift 0) changes nothing.
@@ -49,7 +33,7 @@ void Interpolate(const ColorTable33& table, const std::array<unsigned short*, kC
   }
   const Tetrahedron& tetrahedron =
       kTetrahedra[TetrahedronOf(fraction[0], fraction[1], fraction[2])];
-  const std::array<const int*, 4> path = PathNodes(table, node, tetrahedron);
+  const std::array<const int*, 4> path = PathNodes(NodesOf(table), node, tetrahedron);
   for (std::size_t c = 0; c < kChannels; ++c) {
     std::uint32_t sum = static_cast<std::uint32_t>(path[0][c]) * (1u << table.shift);
     for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -61,34 +45,12 @@ void Interpolate(const ColorTable33& table, const std::array<unsigned short*, kC
   }
 }
 
-/// The reference interpolation in double precision, for inputs 0..65535: truncated toward zero, not
-/// limited. Other inputs, and a table without node positions, change nothing.
+/// The reference interpolation in double precision, for inputs 0..65535. Other inputs, and a table
+/// without node positions, change nothing.
 template <std::size_t kChannels>
 void InterpolateReference(const ColorTable33& table, const std::array<int*, kChannels>& values) {
   if (table.nodePositions == nullptr) return;
-  int node[3];
-  double fraction[3];
-  for (std::size_t axis = 0; axis < 3; ++axis) {
-    const int x = *values[axis];
-    if (x < 0 || x > 65535) return;
-    // At most 65535 * (n - 1) / 65536: always a node with a next one.
-    node[axis] = static_cast<int>(x / table.nodeStep);
-    fraction[axis] = (x - table.nodePositions[node[axis]]) / table.nodeStep;
-  }
-  const Tetrahedron& tetrahedron =
-      kTetrahedra[TetrahedronOf(fraction[0], fraction[1], fraction[2])];
-  const std::array<const int*, 4> path = PathNodes(table, node, tetrahedron);
-  for (std::size_t c = 0; c < kChannels; ++c) {
-    double product[3];
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-      const auto edge = static_cast<std::size_t>(tetrahedron.edge[axis]);
-      product[axis] =
-          static_cast<std::int32_t>(Difference(path[edge + 1][c], path[edge][c])) * fraction[axis];
-    }
-    const auto rise =
-        static_cast<std::uint32_t>(TruncateToInt64(product[0] + product[1] + product[2]));
-    *values[c] = static_cast<std::int32_t>(static_cast<std::uint32_t>(path[0][c]) + rise);
-  }
+  InterpolateReference(NodesOf(table), {table.nodeStep, table.nodePositions}, values);
 }
 
 /// Converts a run state's working buffer in place, in one parallel region; the table is only read.

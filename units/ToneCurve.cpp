@@ -17,5 +17,15 @@ void CopyCurves(const unsigned short* tables, int channels, int tableEntries, To
   }
 }
 
+void ExpandUnheldLevels(const unsigned short* curve, int entries, double divisor,
+                        unsigned int* lookup) {
+  if (entries <= kCurveEntries) return;
+  const double step = CurveStep(entries);
+  for (int v = FirstUnheldLevel(step); v < kTopLevel; ++v) {
+    lookup[v] = static_cast<unsigned int>(InterpolateCurve(curve, entries, step, divisor, v));
+  }
+  lookup[kTopLevel] = curve[entries - 1];
+}
+
 }  // namespace ICC_UNIT
 }  // namespace ICC40

@@ -90,6 +90,11 @@ inline std::int64_t InterpolateCurve(const ToneCurve& curve, double step, double
   return InterpolateCurve(curve, kCurveEntries, step, divisor, level);
 }
 
+/// Gives a table class's lookup its values past the entries that its curve can take, from the tag's
+/// own curve. Shorter curves change nothing.
+void ExpandUnheldLevels(const unsigned short* curve, int entries, double divisor,
+                        unsigned int* lookup);
+
 }  // namespace ICC_UNIT
 }  // namespace ICC40
 

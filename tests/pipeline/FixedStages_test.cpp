@@ -6,10 +6,13 @@
 #include <functional>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "tests/units/UnitFixtures.h"
+#include "units/ColorTableNodes.h"
 #include "units/EncodingCurves.h"
+#include "units/InputTable33.h"
 
 using namespace ICC40::ICCFILE;
 using namespace ICC40::ICC_ENG_S4;
@@ -90,6 +93,38 @@ TEST(FixedStages, SixteenBitInput) {
   }
 }
 
+// Indexed by the class that programs know for signed a* and b*, and then by 8-bit levels.
+TEST(FixedStages, LabInput) {
+  using ICC40::ICC_UNIT::InputTable33;
+  for (const ColorSpaceSignature code : {Lab, Lab_16}) {
+    for (const int channels : {0, 1, 3}) {
+      for (const int entries : {2, 3, 256, 5000}) {
+        for (const bool hasTables : {true, false}) {
+          SCOPED_TRACE(testing::Message() << "code " << code << ", " << channels << " channels of "
+                                          << entries << " entries, " << hasTables);
+          const auto lut = units_test::EmptyLut(channels, 3, 2);
+          lut->inputEntries = static_cast<unsigned short>(entries);
+          if (hasTables) {
+            const auto words = Random(5).Words(static_cast<std::size_t>(channels * entries));
+            lut->inputTables = units_test::NewArray(words);
+          }
+          const auto table = std::make_unique<InputTable33>();
+          table->Initial(lut.get(), code);
+          table->Change_Lut16_To_Lut8();
+          std::vector<std::uint32_t> made(3 * 256, 0xDEADBEEF);
+          const auto channel = [&](std::size_t c) { return std::span(made).subspan(256 * c, 256); };
+          FillInputTables(*lut, code, {{channel(0), channel(1), channel(2)}});
+          for (std::size_t c = 0; c < 3; ++c) {
+            for (std::size_t level = 0; level < 256; ++level) {
+              ASSERT_EQ(channel(c)[level], PackIndex(table->lookup[c][level])) << c << ' ' << level;
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
 // Along the axes in falling order of a point's fractions, from the base corner to the far one: an
 // axis' slope is that of its edge. Slopes may be negative, as two's complement.
 TEST(FixedStages, CellCoefficients) {
@@ -106,7 +141,7 @@ TEST(FixedStages, CellCoefficients) {
     }
   }
   const auto cells = std::make_unique<std::uint32_t[][16][16][6][12]>(16);
-  FillCells(*table, cells.get());
+  FillCells(ICC40::ICC_UNIT::NodesOf(std::as_const(*table)), cells.get());
   int different = 0;
   for (int cell = 0; cell < 16 * 16 * 16; ++cell) {
     for (int t = 0; t < 6; ++t) {
@@ -125,6 +160,14 @@ TEST(FixedStages, CellCoefficients) {
     }
   }
   EXPECT_EQ(different, 0);
+}
+
+TEST(FixedStages, ATagThatNoColorTableHoldsGivesZeros) {
+  const auto lut = units_test::EmptyLut(3, 3, 2);
+  const auto cells = std::make_unique_for_overwrite<Cell[][16][16]>(16);
+  for (int i = 0; i < 16; ++i) cells[i][3][4][5][6] = 7;
+  FillCells(*lut, {sRGB}, cells.get());
+  for (int i = 0; i < 16; ++i) EXPECT_EQ(cells[i][3][4][5][6], 0u);
 }
 
 using Curve = std::function<std::uint32_t(int)>;

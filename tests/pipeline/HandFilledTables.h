@@ -91,7 +91,8 @@ class Tables {
     }
   }
   void FillGrid(Dice& dice, Nodes nodes) {
-    const auto table = std::make_unique<ICC_UNIT::ColorTable33>();
+    auto values = std::make_unique<int[]>(kNodes * 3);
+    int* value = values.get();
     for (int i = 0; i < kCellGridPoints; ++i) {
       for (int j = 0; j < kCellGridPoints; ++j) {
         for (int k = 0; k < kCellGridPoints; ++k) {
@@ -100,12 +101,16 @@ class Tables {
             if (nodes == Nodes::kRandom) level = dice.Between(0, 255);
             if (nodes == Nodes::kBlackAndWhite) level = 255 * dice.Between(0, 1);
             if (nodes == Nodes::kSlope) level = std::min(255, 16 * i + j);
-            table->grid[i][j][k][c] = level * 256;
+            *value++ = level * 256;
           }
         }
       }
     }
-    FillCells(*table, cells_.get());
+    const ICC_UNIT::GridNodes<const int> grid = {
+        values.get(),
+        {3 * kCellGridPoints * kCellGridPoints, 3 * kCellGridPoints, 3},
+        kCellGridPoints};
+    FillCells(grid, cells_.get());
   }
   void FillOutput(Dice& dice, Outputs outputs) {
     for (int c = 0; c < 3; ++c) {
@@ -131,6 +136,9 @@ class Tables {
       }
     }
   }
+
+  static constexpr std::size_t kNodes =
+      std::size_t{kCellGridPoints} * kCellGridPoints * kCellGridPoints;
 
   std::size_t levels_;
   std::unique_ptr<std::uint32_t[]> input_;
