@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <vector>
 
 #include "api/Failure.h"
 #include "api/Objects.h"
@@ -11,6 +13,12 @@ namespace {
 
 // Larger than any version's struct will be: more is memory that nobody has set.
 constexpr std::size_t kMostStageBytes = 1024;
+
+std::vector<TracedStage> TraceOf(const kxp_pipeline& pipeline,
+                                 const std::array<double, 3>& device) {
+  if (pipeline.precise == nullptr) return TraceEnds(*pipeline.converter, device);
+  return Trace(*pipeline.precise, *pipeline.source, pipeline.destination, pipeline.options, device);
+}
 
 }  // namespace
 
@@ -24,8 +32,7 @@ kxp_status kxp_probe(const kxp_pipeline* pipeline, const double device[3], kxp_s
     Require(capacity == 0 || (size >= sizeof(kxp_stage) && size <= kMostStageBytes),
             "The size in the first kxp_stage is wrong.");
     Require(count != nullptr, "The pointer that is to receive the number of stages is null.");
-    const auto traced = Trace(pipeline->precise, *pipeline->source, pipeline->destination,
-                              pipeline->options, {device[0], device[1], device[2]});
+    const auto traced = TraceOf(*pipeline, {device[0], device[1], device[2]});
     *count = traced.size();
     auto* place = reinterpret_cast<unsigned char*>(stages);
     for (std::size_t n = 0; n < std::min(capacity, traced.size()); ++n, place += size) {

@@ -21,7 +21,12 @@ SIZE(kxp_error, 272);
 FIELD(kxp_pipeline_options, size, 0);
 FIELD(kxp_pipeline_options, intent, 8);
 FIELD(kxp_pipeline_options, flags, 12);
-SIZE(kxp_pipeline_options, 16);
+FIELD(kxp_pipeline_options, pipeline, 16);
+FIELD(kxp_pipeline_options, reserved, 20);
+FIELD(kxp_pipeline_options, lightness, 24);
+FIELD(kxp_pipeline_options, chroma, 32);
+FIELD(kxp_pipeline_options, hue, 40);
+SIZE(kxp_pipeline_options, 48);
 
 FIELD(kxp_image, size, 0);
 FIELD(kxp_image, r, 8);
@@ -91,6 +96,10 @@ NUMBER(KXP_SOURCE_TAG, 2);
 NUMBER(KXP_SOURCE_FALLBACK, 3);
 NUMBER(KXP_TARGET_TAG, 4);
 NUMBER(KXP_TARGET_FALLBACK, 5);
+NUMBER(KXP_PIPELINE, 6);
+
+NUMBER(KXP_PRECISE, 0);
+NUMBER(KXP_FIXED, 1);
 
 NUMBER(KXP_BLACK_POINT_COMPENSATION, 1);
 NUMBER(KXP_UNCLIPPED, 2);

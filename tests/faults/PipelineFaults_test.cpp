@@ -194,7 +194,10 @@ TEST(PipelineFaults, Allocations) {
   const auto connect = [](const Profile& source, const Profile& destination, std::uint32_t intent,
                           std::uint32_t flags) {
     return [&, intent, flags](Made& made, kxp_error* error) {
-      const kxp_pipeline_options options = {sizeof options, intent, flags};
+      kxp_pipeline_options options = {};
+      options.size = sizeof options;
+      options.intent = intent;
+      options.flags = flags;
       return kxp_pipeline_create(source.get(), destination.get(), &options, &made.pipeline, error);
     };
   };

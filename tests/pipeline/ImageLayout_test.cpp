@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "pipeline/precise/PrecisePipeline.h"
 #include "tests/pipeline/ProfileValues.h"
 
 namespace kxcms {
