@@ -73,9 +73,14 @@ Matrix3 RgbToPcs(const RgbSpace& space) {
     const Xyz xyz = ToXyz(space.primaries[column]);
     for (std::size_t row = 0; row < 3; ++row) primaries[3 * row + column] = xyz[row];
   }
-  const Xyz white = ToXyz(space.white);
+  const Xyz white = WhiteOf(space);
   const Xyz scale = Product(Inverse(primaries), white);
   return Product(AdaptationToPcs(white), ScaledColumns(primaries, scale));
+}
+
+Xyz WhiteOf(const RgbSpace& space) {
+  const bool isD50 = space.white.x == kD50.x && space.white.y == kD50.y;
+  return isD50 ? kPcsWhite : ToXyz(space.white);
 }
 
 Matrix3 AdaptationToPcs(const Xyz& white) {

@@ -43,6 +43,9 @@ const RgbSpace* FindRgbSpace(std::string_view name);
 /// Linear RGB to PCS XYZ: columns are the primaries scaled to the white (SMPTE RP 177), adapted
 /// from the white to D50 by the linear Bradford transform (ICC.1:2010 Annex E).
 Matrix3 RgbToPcs(const RgbSpace& space);
+/// Of Y = 1. D50 is that of the PCS, exactly: four decimals of the one and of the other stand for
+/// the same light, and nothing is adapted between them.
+Xyz WhiteOf(const RgbSpace& space);
 /// The Bradford adaptation from a white to D50, as a profile's chad tag states it.
 Matrix3 AdaptationToPcs(const Xyz& white);
 
