@@ -19,6 +19,7 @@ enum class Transfer {
   kAdobeRgb,  ///< Adobe RGB (1998) 4.3.1.2: gamma 2.19921875 = 2 + 51/256
   kRomm,      ///< ROMM RGB, ISO 22028-2: gamma 1.8, slope 16 below 1/512
   kLStar,     ///< eciRGB v2: encoded = L* / 100, CIE 15 with 903.3 = 24389/27 and 216/24389
+  kGamma18,   ///< Apple RGB and ColorMatch RGB: gamma 1.8
   kRec2020,   ///< ITU-R BT.2020-2 table 4, alpha 1.09929682680944, beta 0.018053968510807
 };
 
