@@ -140,8 +140,10 @@ KXP_API void kxp_profile_release(kxp_profile* profile);
 /** @return the number of built-in spaces. */
 KXP_API size_t kxp_space_count(void);
 /** The names are in lower case: "srgb" (IEC 61966-2-1), "adobe-rgb" (Adobe RGB (1998), gamma
- *  2.19921875), "display-p3", "prophoto" (ROMM RGB), "ecirgb-v2", "rec2020", each with "-linear"
- *  appended for its primaries without a curve; "lab" and "xyz", destinations for measuring.
+ *  2.19921875), "display-p3", "prophoto" (ROMM RGB), "ecirgb-v2", "rec2020", "apple" (Apple RGB),
+ *  "colormatch" (ColorMatch RGB), each with "-linear" appended for its primaries without a curve;
+ *  "adobe-18", the primaries of Adobe RGB (1998) with gamma 1.8, which is not Adobe RGB (1998);
+ *  "lab" and "xyz", destinations for measuring.
  *  @return the name of a built-in space, static storage; null from kxp_space_count() on. */
 KXP_API const char* kxp_space_name(size_t index);
 /** @return one line that says what it is, likewise. */

@@ -104,6 +104,11 @@ TEST(Queries, TheListOfSpaces) {
                                              "prophoto-linear",
                                              "ecirgb-v2-linear",
                                              "rec2020-linear",
+                                             "adobe-18",
+                                             "apple",
+                                             "apple-linear",
+                                             "colormatch",
+                                             "colormatch-linear",
                                              "lab",
                                              "xyz"};
   std::vector<std::string> names;
