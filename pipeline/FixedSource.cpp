@@ -176,6 +176,11 @@ std::unique_ptr<CLut16Type> LutOf(const LookupTable& table) {
   return lut;
 }
 
+// The s15Fixed16Number that a number was read from.
+int FixedWord(double number) {
+  return static_cast<int>(number * 65536);
+}
+
 }  // namespace
 
 FixedSource FixedSourceOf(const DeviceProfile& profile, RenderingIntent intent) {
@@ -190,9 +195,9 @@ FixedSource FixedSourceOf(const DeviceProfile& profile, RenderingIntent intent) 
   source.lut = LutOf(table);
   if (intent == RenderingIntent::kAbsolute && profile.hasMediaWhite) {
     source.mediaWhite = std::make_unique<CXYZType>();
-    source.mediaWhite->X = profile.mediaWhite[0];
-    source.mediaWhite->Y = profile.mediaWhite[1];
-    source.mediaWhite->Z = profile.mediaWhite[2];
+    source.mediaWhite->fixedX = FixedWord(profile.mediaWhite[0]);
+    source.mediaWhite->fixedY = FixedWord(profile.mediaWhite[1]);
+    source.mediaWhite->fixedZ = FixedWord(profile.mediaWhite[2]);
   }
   return source;
 }
