@@ -3,16 +3,18 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
+#include <span>
 
+#include "pipeline/CompactForms.h"
 #include "pipeline/FixedSource.h"
-#include "pipeline/FixedStages.h"
 
 namespace kxcms {
 
 using namespace ICC40::ICC_ENG_S4;
 using ICC40::ICCFILE::ColorSpaceSignature;
 
-/// The tables of all formats. Written before they are read.
+/// What the scalar workers read, for all formats. Written before it is read.
 struct FixedConversion::Tables {
   Tables() {}
 
@@ -21,19 +23,35 @@ struct FixedConversion::Tables {
   Cell cells[kCellsPerAxis][16][16];
   std::uint32_t output8[3][kLevels16];
   std::uint32_t output16[3][kLevels16];
+  FixedTables views[3];  // by format
+};
+
+/// What the fast workers read, likewise. Output curves of 16 bits are those that OutputCurveOf
+/// keeps.
+struct FixedConversion::Compact {
+  Compact() {}
+
+  CompactTables tables[3];  // by format
+  StepCurve steps;
+  alignas(64) std::uint8_t coordinateBytes[3][2][kLevels8];
+  std::uint16_t coordinates8[3][kLevels8];
+  std::uint16_t coordinates16[3][kLevels16];
+  std::uint32_t coordinatePairs[kLevels8 * kLevels8];
+  TetrahedronRecord records[kCells * 6];
+  std::uint8_t output8[kLevels16];
 };
 
 namespace {
 
-template <std::size_t kLevels>
-std::array<std::span<std::uint32_t>, 3> SpansOf(std::uint32_t (&tables)[3][kLevels]) {
-  return {tables[0], tables[1], tables[2]};
+constexpr PixelFormat kFormats[] = {PixelFormat::k8To8, PixelFormat::k8To16, PixelFormat::k16To16};
+
+ColorSpaceSignature With16Bits(ColorSpaceSignature output) {
+  return static_cast<ColorSpaceSignature>(output + 1);
 }
 
-template <std::size_t kLevels>
-FixedTables ViewOf(std::uint32_t (&input)[3][kLevels], const Cell (*cells)[16][16],
-                   const std::uint32_t (*output)[kLevels16]) {
-  return {{input[0], input[1], input[2]}, cells, output};
+template <typename Entry, std::size_t kLevels>
+std::array<std::span<Entry>, 3> SpansOf(Entry (&tables)[3][kLevels]) {
+  return {tables[0], tables[1], tables[2]};
 }
 
 // ---- Samples ------------------------------------------------------------------------------------
@@ -144,38 +162,71 @@ class Blocks {
 }  // namespace
 
 FixedConversion::FixedConversion(const DeviceProfile& profile, ColorSpaceSignature output,
-                                 const FixedOptions& options)
-    : tables_(std::make_unique<Tables>()) {
+                                 const FixedOptions& options) {
   const FixedSource source = FixedSourceOf(profile, options.intent);
   sourceModel_ = source.model;
-  const auto output16 = static_cast<ColorSpaceSignature>(output + 1);
-  FillInputTables(*source.lut, ICC40::ICCFILE::RGB, SpansOf(tables_->input8));
-  FillInputTables(*source.lut, ICC40::ICCFILE::RGB_16, SpansOf(tables_->input16));
-  FillCells(*source.lut,
-            {output, source.mediaWhite.get(), options.lightness, options.chroma, options.hueDeg},
-            tables_->cells);
-  FillOutputTables(output, tables_->output8);
-  FillOutputTables(output16, tables_->output16);
-
-  views_ = {ViewOf(tables_->input8, tables_->cells, tables_->output8),
-            ViewOf(tables_->input8, tables_->cells, tables_->output16),
-            ViewOf(tables_->input16, tables_->cells, tables_->output16)};
-  const KernelSet* const kernels = ChosenKernels();
-  bool areCompact = kernels != nullptr;
-  for (std::size_t f = 0; f < kFormats; ++f) {
-    const auto format = static_cast<PixelFormat>(f);
-    if (kernels != nullptr) {
-      compact_[f] = WorkerTables::Make(views_[f], {}, format, kernels->readsCoordinatePairs);
-    }
-    const CompactTables* const compact = compact_[f] != nullptr ? compact_[f]->compact() : nullptr;
-    if (compact != nullptr) {
-      workers_[f].emplace(*compact, format, *kernels);
-    } else {
-      workers_[f].emplace(views_[f], format);
-      areCompact = false;
-    }
+  const ColorTarget target = {output, source.mediaWhite.get(), options.lightness, options.chroma,
+                              options.hueDeg};
+  if (const KernelSet* const kernels = ChosenKernels()) {
+    MakeCompact(*source.lut, target, *kernels);
+  } else {
+    MakeTables(*source.lut, target);
   }
-  if (areCompact) tables_.reset();
+}
+
+void FixedConversion::MakeTables(const ICC40::ICCFILE::CLut16Type& lut, const ColorTarget& target) {
+  tables_ = std::make_unique<Tables>();
+  Tables& made = *tables_;
+  FillInputTables(lut, ICC40::ICCFILE::RGB, SpansOf(made.input8));
+  FillInputTables(lut, ICC40::ICCFILE::RGB_16, SpansOf(made.input16));
+  FillCells(lut, target, made.cells);
+  FillOutputTables(target.output, made.output8);
+  FillOutputTables(With16Bits(target.output), made.output16);
+  const auto viewOf = [&made](auto& input, const std::uint32_t(*output)[kLevels16]) {
+    return FixedTables{{input[0], input[1], input[2]}, made.cells, output};
+  };
+  made.views[0] = viewOf(made.input8, made.output8);
+  made.views[1] = viewOf(made.input8, made.output16);
+  made.views[2] = viewOf(made.input16, made.output16);
+  for (std::size_t f = 0; f < std::size(kFormats); ++f) {
+    workers_[f].emplace(made.views[f], kFormats[f]);
+  }
+}
+
+void FixedConversion::MakeCompact(const ICC40::ICCFILE::CLut16Type& lut, const ColorTarget& target,
+                                  const KernelSet& kernels) {
+  compact_ = std::make_unique<Compact>();
+  Compact& made = *compact_;
+  FillCoordinates(lut, ICC40::ICCFILE::RGB,
+                  {made.coordinates8[0], made.coordinates8[1], made.coordinates8[2]});
+  FillCoordinates(lut, ICC40::ICCFILE::RGB_16,
+                  {made.coordinates16[0], made.coordinates16[1], made.coordinates16[2]});
+  for (int c = 0; c < 3; ++c) FillCoordinateBytes(made.coordinates8[c], made.coordinateBytes[c]);
+  if (kernels.readsCoordinatePairs) {
+    FillCoordinatePairs(made.coordinates8[0], made.coordinates8[1], made.coordinatePairs);
+  }
+  ByteGrid grid;
+  FillByteGrid(LinearRgbGrid(lut, target).nodes(), grid);
+  FillRecords(grid, made.records, [](int, const std::int32_t(&)[3][8]) {});
+  const std::uint16_t* const levels8 = OutputCurveOf(target.output)->levels;
+  std::transform(levels8, levels8 + kLevels16, made.output8,
+                 [](std::uint16_t level) { return static_cast<std::uint8_t>(level); });
+  const bool areSteps = FillSteps(made.output8, made.steps);
+
+  for (std::size_t f = 0; f < std::size(kFormats); ++f) {
+    CompactTables& tables = made.tables[f] = {};
+    const bool is16 = kFormats[f] == PixelFormat::k16To16;
+    for (std::size_t c = 0; c < 3; ++c) {
+      tables.coordinates[c] = is16 ? made.coordinates16[c] : made.coordinates8[c];
+      tables.output8[c] = made.output8;
+      tables.output16[c] = OutputCurveOf(With16Bits(target.output))->levels;
+    }
+    if (!is16) tables.coordinateBytes = made.coordinateBytes;
+    if (!is16 && kernels.readsCoordinatePairs) tables.coordinatePairs = made.coordinatePairs;
+    tables.records = made.records;
+    if (areSteps) tables.steps = &made.steps;
+    workers_[f].emplace(tables, kFormats[f], kernels);
+  }
 }
 
 FixedConversion::~FixedConversion() = default;

@@ -7,9 +7,9 @@
 #include <optional>
 
 #include "codes/ColorCodes.h"
+#include "pipeline/FixedStages.h"
 #include "pipeline/PixelWorker.h"
 #include "pipeline/RunConverter.h"
-#include "pipeline/WorkerTables.h"
 #include "profile/DeviceProfile.h"
 
 namespace kxcms {
@@ -20,7 +20,7 @@ struct FixedOptions {
 };
 
 /// The fixed interface's conversion, bit for bit, of 8- and 16-bit samples. All tables are made
-/// with the object.
+/// with the object, those of the fast workers without a detour.
 class FixedConversion : public RunConverter {
  public:
   /// @param output  the code with 8 bits a sample of an encoding with an output curve.
@@ -39,15 +39,19 @@ class FixedConversion : public RunConverter {
 
  private:
   struct Tables;
+  struct Compact;
 
+  void MakeTables(const ICC40::ICCFILE::CLut16Type& lut,
+                  const ICC40::ICC_ENG_S4::ColorTarget& target);
+  void MakeCompact(const ICC40::ICCFILE::CLut16Type& lut,
+                   const ICC40::ICC_ENG_S4::ColorTarget& target,
+                   const ICC40::ICC_ENG_S4::KernelSet& kernels);
   const ICC40::ICC_ENG_S4::PixelWorker& WorkerFor(SampleType from, SampleType to) const;
 
-  static constexpr std::size_t kFormats = 3;
-
-  std::unique_ptr<Tables> tables_;  ///< null where all formats have compact ones
-  std::array<ICC40::ICC_ENG_S4::FixedTables, kFormats> views_;
-  std::array<std::unique_ptr<ICC40::ICC_ENG_S4::WorkerTables>, kFormats> compact_;
-  std::array<std::optional<ICC40::ICC_ENG_S4::PixelWorker>, kFormats> workers_;
+  /// One of the two: what the scalar workers read, or the fast ones.
+  std::unique_ptr<Tables> tables_;
+  std::unique_ptr<Compact> compact_;
+  std::array<std::optional<ICC40::ICC_ENG_S4::PixelWorker>, 3> workers_;  ///< by format
 };
 
 }  // namespace kxcms

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "pipeline/precise/PixelRun.h"
 #include "pipeline/RunConverter.h"
+#include "pipeline/precise/PixelRun.h"
 
 /// @file
 /// Images in memory, of any layout: interleaved in any order, planar, flipped, parts of larger
