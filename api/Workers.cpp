@@ -1,6 +1,6 @@
 #include "api/Workers.h"
 
-#include <signal.h>
+#include <csignal>
 
 #include <new>
 #include <system_error>

@@ -16,8 +16,6 @@ using ICC40::ICCFILE::ColorSpaceSignature;
 
 /// What the scalar workers read, for all formats. Written before it is read.
 struct FixedConversion::Tables {
-  Tables() {}
-
   std::uint32_t input8[3][kLevels8];
   std::uint32_t input16[3][kLevels16];
   Cell cells[kCellsPerAxis][16][16];
@@ -29,8 +27,6 @@ struct FixedConversion::Tables {
 /// What the fast workers read, likewise. Output curves of 16 bits are those that OutputCurveOf
 /// keeps.
 struct FixedConversion::Compact {
-  Compact() {}
-
   CompactTables tables[3];  // by format
   StepCurve steps;
   alignas(64) std::uint8_t coordinateBytes[3][2][kLevels8];
@@ -175,7 +171,7 @@ FixedConversion::FixedConversion(const DeviceProfile& profile, ColorSpaceSignatu
 }
 
 void FixedConversion::MakeTables(const ICC40::ICCFILE::CLut16Type& lut, const ColorTarget& target) {
-  tables_ = std::make_unique<Tables>();
+  tables_ = std::make_unique_for_overwrite<Tables>();
   Tables& made = *tables_;
   FillInputTables(lut, ICC40::ICCFILE::RGB, SpansOf(made.input8));
   FillInputTables(lut, ICC40::ICCFILE::RGB_16, SpansOf(made.input16));
@@ -195,7 +191,7 @@ void FixedConversion::MakeTables(const ICC40::ICCFILE::CLut16Type& lut, const Co
 
 void FixedConversion::MakeCompact(const ICC40::ICCFILE::CLut16Type& lut, const ColorTarget& target,
                                   const KernelSet& kernels) {
-  compact_ = std::make_unique<Compact>();
+  compact_ = std::make_unique_for_overwrite<Compact>();
   Compact& made = *compact_;
   FillCoordinates(lut, ICC40::ICCFILE::RGB,
                   {made.coordinates8[0], made.coordinates8[1], made.coordinates8[2]});

@@ -47,7 +47,7 @@ class WorkerTables {
 
  private:
   // The large members are written before they are read, page by page as a format needs them.
-  WorkerTables() {}
+  WorkerTables() = default;
 
   bool MakeInput(const FixedTables& tables, PixelFormat format, bool withPairs);
   bool MakeGrid(const Cell (*cells)[16][16]);

@@ -100,12 +100,12 @@ std::vector<Element> ReadTableElements(const TagBytes& tag, bool hasMatrix, Read
   const std::uint64_t outputAt = gridAt + gridValues * valueBytes;
 
   std::vector<Element> elements;
-  if (hasMatrix) elements.push_back(MatrixElement{ReadMatrix(tag, 12), {}});
-  elements.push_back(ReadTables(tag, headBytes, inputEntries, valueBytes, budget));
-  elements.push_back(ColorGrid{{points, points, points},
+  if (hasMatrix) elements.emplace_back(MatrixElement{ReadMatrix(tag, 12), {}});
+  elements.emplace_back(ReadTables(tag, headBytes, inputEntries, valueBytes, budget));
+  elements.emplace_back(ColorGrid{{points, points, points},
                                ReadValues(tag, gridAt, gridValues, valueBytes, budget),
                                MaximumOf(valueBytes)});
-  elements.push_back(ReadTables(tag, outputAt, outputEntries, valueBytes, budget));
+  elements.emplace_back(ReadTables(tag, outputAt, outputEntries, valueBytes, budget));
   return elements;
 }
 
@@ -197,14 +197,14 @@ std::vector<Element> ReadCurvesAndGrid(const TagBytes& tag, ReadBudget& budget) 
 
   std::vector<Element> elements;
   if (Has(tag, kOffsetA)) {
-    elements.push_back(ReadCurveSet(tag, kOffsetA, budget));
-    elements.push_back(ReadClut(tag, budget));
+    elements.emplace_back(ReadCurveSet(tag, kOffsetA, budget));
+    elements.emplace_back(ReadClut(tag, budget));
   }
   if (Has(tag, kOffsetM)) {
-    elements.push_back(ReadCurveSet(tag, kOffsetM, budget));
-    elements.push_back(ReadMatrixElement(tag));
+    elements.emplace_back(ReadCurveSet(tag, kOffsetM, budget));
+    elements.emplace_back(ReadMatrixElement(tag));
   }
-  elements.push_back(ReadCurveSet(tag, kOffsetB, budget));
+  elements.emplace_back(ReadCurveSet(tag, kOffsetB, budget));
   if (tag.Type() == kBToA) std::reverse(elements.begin(), elements.end());
   return elements;
 }

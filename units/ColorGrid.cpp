@@ -81,11 +81,19 @@ ColorLch::ColorSpace WorkingSpaceOf(kxcms::Primaries primaries) {
   return ColorLch::kColorSpaceSRgb;
 }
 
+namespace {
+
+constexpr std::size_t Cube(std::size_t n) {
+  return n * n * n;
+}
+
+}  // namespace
+
 ColorGrid::ColorGrid(int gridPoints)
     : points_(gridPoints),
       step_(NodeStep(gridPoints)),
-      values_(std::make_unique_for_overwrite<int[]>(
-          static_cast<std::size_t>(gridPoints * gridPoints * gridPoints * kChannels))) {}
+      values_(std::make_unique_for_overwrite<int[]>(kChannels *
+                                                    Cube(static_cast<std::size_t>(gridPoints)))) {}
 
 ColorGrid::ColorGrid(const CLut16Type& lut) {
   const int outputs = lut.outputChannels;

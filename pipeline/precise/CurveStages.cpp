@@ -124,7 +124,8 @@ BrokenPower FormOf(const GammaCurve& curve) {
 
 // With results in [0, 1] for all of [0, 1].
 bool IsPurePower(const BrokenPower& form) {
-  return form.exponent > 0 && form.split <= 0 && form.factor == 1 && form.base == 0 && form.shift == 0;
+  return form.exponent > 0 && form.split <= 0 && form.factor == 1 && form.base == 0 &&
+         form.shift == 0;
 }
 
 // The power alone.
@@ -195,8 +196,8 @@ std::vector<double> Landmarks(const BrokenPower& form) {
 // 1 if the curve rises, -1 if it falls; refuses what does neither.
 int DirectionOf(const BrokenPower& form, Signature tag) {
   const std::vector<double> points = Landmarks(form);
-  std::vector<double> values;
-  for (const double x : points) values.push_back(form(x));
+  std::vector<double> values(points.size());
+  std::transform(points.begin(), points.end(), values.begin(), form);
   const auto [least, greatest] = std::minmax_element(values.begin(), values.end());
   if (*least == *greatest) Refuse(tag, "is constant");
   if (values.front() == values.back()) Refuse(tag, "rises and falls");

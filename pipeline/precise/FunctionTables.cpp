@@ -26,8 +26,8 @@ float TwoToThe(int exponent) {
 struct Segments {
   int low, high, bits;
 
-  int PerOctave() const { return 1 << bits; }
-  std::size_t Count() const { return static_cast<std::size_t>((high - low) * PerOctave() + 2); }
+  unsigned PerOctave() const { return 1u << bits; }
+  std::size_t Count() const { return static_cast<std::size_t>(high - low) * PerOctave() + 2; }
   // The upper bits of floats in the first one.
   std::int32_t First() const { return ((low + kFloatBias) << bits) - 1; }
   float Lowest() const {
@@ -46,21 +46,21 @@ struct Span {
 template <typename Use>
 void ForEachSegment(const Segments& segments, double exponent, Use use) {
   // What the powers are in one octave, they are in the others times a factor.
-  const int points = 2 * segments.PerOctave();
+  const unsigned points = 2 * segments.PerOctave();
   std::vector<double> powers;
-  for (int n = 0; n <= points; ++n) {
+  for (unsigned n = 0; n <= points; ++n) {
     powers.push_back(Power(1 + n / static_cast<double>(points), exponent));
   }
   std::size_t n = 1;
   for (int octave = segments.low; octave <= segments.high; ++octave) {
     const double from = TwoToThe(octave), factor = Power(2, octave * exponent);
-    for (int part = 0; part < points && n < segments.Count(); part += 2, ++n) {
+    for (unsigned part = 0; part < points && n < segments.Count(); part += 2, ++n) {
       Span span;
       span.start = from * (1 + part / static_cast<double>(points));
       span.middle = from * (1 + (part + 1) / static_cast<double>(points));
       span.end = from * (1 + (part + 2) / static_cast<double>(points));
       for (int i = 0; i < 3; ++i) {
-        span.powers[i] = factor * powers[static_cast<std::size_t>(part + i)];
+        span.powers[i] = factor * powers[part + i];
       }
       use(n, span);
     }

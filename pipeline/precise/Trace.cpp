@@ -1,6 +1,7 @@
 #include "pipeline/precise/Trace.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -169,7 +170,7 @@ std::vector<TracedStage> TraceEnds(const RunConverter& converter, const Triple& 
   const Triple clipped = Clipped(device);
   std::uint16_t samples[3];
   for (std::size_t c = 0; c < 3; ++c) {
-    samples[c] = static_cast<std::uint16_t>(clipped[c] * 65535 + 0.5);
+    samples[c] = static_cast<std::uint16_t>(std::lround(clipped[c] * 65535));
   }
   const auto colorOf = [&samples] {
     return Triple{samples[0] / 65535.0, samples[1] / 65535.0, samples[2] / 65535.0};
