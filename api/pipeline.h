@@ -126,7 +126,7 @@ KXP_API kxp_status kxp_profile_from_memory(const void* bytes, size_t size, kxp_p
 KXP_API kxp_status kxp_profile_open(const char* path, kxp_profile** profile, kxp_error* error);
 
 /** Takes a built-in space.
- *  @param name     see kxp_space_name.
+ *  @param name     see kxp_space_name. "adobe" is none: it could be "adobe-rgb" or "adobe-18".
  *  @param profile  receives the object.
  *  @param error    optional.
  *  @return KXP_OK, KXP_ERROR_ARGUMENT or KXP_ERROR_MEMORY. */
@@ -143,7 +143,9 @@ KXP_API size_t kxp_space_count(void);
  *  2.19921875), "display-p3", "prophoto" (ROMM RGB), "ecirgb-v2", "rec2020", "apple" (Apple RGB),
  *  "colormatch" (ColorMatch RGB), each with "-linear" appended for its primaries without a curve;
  *  "adobe-18", the primaries of Adobe RGB (1998) with gamma 1.8, which is not Adobe RGB (1998);
- *  "lab" and "xyz", destinations for measuring.
+ *  "srgb-220", the same as "srgb"; "srgb-kodak-photo", "srgb-kodak-mix" and "srgb-kodak-text", sRGB
+ *  rendered by a tone curve, outputs of the fixed pipeline alone; "lab" and "xyz", destinations for
+ *  measuring.
  *  @return the name of a built-in space, static storage; null from kxp_space_count() on. */
 KXP_API const char* kxp_space_name(size_t index);
 /** @return one line that says what it is, likewise. */
@@ -178,7 +180,7 @@ enum {
   KXP_TAG = 15,        /**< text by index: signatures of all tags, in the file's order */
   KXP_TAG_COUNT = 16,  /**< number */
   KXP_INTENT_TAG = 17, /**< text by intent: what it really uses as a source, "A2B0" to "A2B2" or
-                            "matrix" */
+                            "matrix"; "" if it cannot be one */
   KXP_INTENT_FALLBACK = 18, /**< number by intent: 1 if that is not the tag of the intent */
   KXP_GRID = 19, /**< number by 3 * intent + channel: grid points of that tag; 0 for none */
   KXP_INPUT_ENTRIES = 20,   /**< number by 3 * intent + channel: entries of the first curve that a

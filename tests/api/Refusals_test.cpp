@@ -298,6 +298,17 @@ TEST(Refusals, UnknownNames) {
                  }});
 }
 
+// The fixed interface has an "Adobe" of its own, which is not what people mean.
+TEST(Refusals, AdobeIsNoName) {
+  kxp_profile* profile = Marker<kxp_profile>();
+  const kxp_error error = Refused("adobe", KXP_ERROR_ARGUMENT, [&](kxp_error* e) {
+    return kxp_profile_builtin("adobe", &profile, e);
+  });
+  EXPECT_EQ(profile, nullptr);
+  EXPECT_NE(Text(error).find("\"adobe-rgb\""), std::string::npos) << error.message;
+  EXPECT_NE(Text(error).find("\"adobe-18\""), std::string::npos) << error.message;
+}
+
 // ---- Files --------------------------------------------------------------------------------------
 
 // The most memory that this process has had, in KiB.
@@ -452,7 +463,8 @@ TEST(Refusals, ProfilesThatCannotBeConnected) {
       FromMemory(forms::WithTag("B2A0", forms::Lut16().Tag()).Header(12, "prtr").Build());
   const Profile flat = FromMemory(forms::MatrixProfile(up, constant, up).Build());
   const Profile back = FromMemory(forms::MatrixProfile(up, up, hill).Build());
-  const Profile lab = BuiltIn("lab"), xyz = BuiltIn("xyz");
+  const Profile lab = BuiltIn("lab"), xyz = BuiltIn("xyz"), photo = BuiltIn("srgb-kodak-photo"),
+                mix = BuiltIn("srgb-kodak-mix"), text = BuiltIn("srgb-kodak-text");
   const struct {
     const char* what;
     const Profile& source;
@@ -463,6 +475,10 @@ TEST(Refusals, ProfilesThatCannotBeConnected) {
   } kRows[] = {
       {"from Lab", lab, srgb, KXP_ERROR_ARGUMENT, "", "Lab"},
       {"from XYZ", xyz, srgb, KXP_ERROR_ARGUMENT, "", "XYZ"},
+      {"to a rendering", scanner, photo, KXP_ERROR_UNSUPPORTED, "", "srgb-kodak-photo"},
+      {"to a rendering", scanner, mix, KXP_ERROR_UNSUPPORTED, "", "\"srgb\""},
+      {"to a rendering", scanner, text, KXP_ERROR_UNSUPPORTED, "", "\"srgb\""},
+      {"from a rendering", photo, srgb, KXP_ERROR_UNSUPPORTED, "", "\"srgb\""},
       {"to a scanner", srgb, scanner, KXP_ERROR_UNSUPPORTED, "", "destination"},
       {"from one that is a destination only", printer, srgb, KXP_ERROR_UNSUPPORTED, "", "source"},
       {"to a constant curve", srgb, flat, KXP_ERROR_UNSUPPORTED, "gTRC", "gTRC"},
