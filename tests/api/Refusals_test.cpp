@@ -74,6 +74,7 @@ TEST(Refusals, NullPointers) {
   const kxp_image image = PlainImage(pixel, KXP_U8);
   kxp_profile* profile = nullptr;
   kxp_pipeline* made = nullptr;
+  std::size_t size = 0;
   const Row kRows[] = {
       {"no bytes", KXP_ERROR_ARGUMENT,
        [&](kxp_error* e) { return kxp_profile_from_memory(nullptr, 100, &profile, e); }},
@@ -89,6 +90,12 @@ TEST(Refusals, NullPointers) {
        [&](kxp_error* e) { return kxp_profile_builtin(nullptr, &profile, e); }},
       {"no profile for a name", KXP_ERROR_ARGUMENT,
        [&](kxp_error* e) { return kxp_profile_builtin("srgb", nullptr, e); }},
+      {"no profile to write", KXP_ERROR_ARGUMENT,
+       [&](kxp_error* e) { return kxp_profile_write(nullptr, 0, nullptr, 0, &size, e); }},
+      {"no room to write to", KXP_ERROR_ARGUMENT,
+       [&](kxp_error* e) { return kxp_profile_write(srgb.get(), 0, nullptr, 10000, &size, e); }},
+      {"no size of what is written", KXP_ERROR_ARGUMENT,
+       [&](kxp_error* e) { return kxp_profile_write(srgb.get(), 0, pixel, 3, nullptr, e); }},
       {"no source profile", KXP_ERROR_ARGUMENT,
        [&](kxp_error* e) { return kxp_pipeline_create(nullptr, srgb.get(), nullptr, &made, e); }},
       {"no destination profile", KXP_ERROR_ARGUMENT,
