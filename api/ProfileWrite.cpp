@@ -30,8 +30,7 @@ std::vector<unsigned char> BytesOf(const kxp_profile& profile, ProfileVersion ve
       throw Failure{KXP_ERROR_UNSUPPORTED,
                     {"Pixels of ", profile.name,
                      " are described in version 4 only: the tables of version 2 encode Lab in "
-                     "another way, and "
-                     "always have a grid."}};
+                     "another way, and always have a grid."}};
   }
   throw Failure{
       KXP_ERROR_UNSUPPORTED,

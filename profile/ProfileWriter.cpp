@@ -8,7 +8,6 @@
 #include <string_view>
 #include <utility>
 
-#include "base/Bytes.h"
 #include "base/Md5.h"
 #include "profile/SpaceProfile.h"
 
@@ -72,12 +71,12 @@ Bytes OfType(const char (&type)[5]) {
   return tag;
 }
 
-// textType (ICC.1:2001-04 6.5.17).
+// textType.
 Bytes TextTag(std::string_view text) {
   return OfType("text").Ascii(text).U8(0);
 }
 
-// textDescriptionType (ICC.1:2001-04 6.5.16), without the Unicode and Macintosh forms.
+// textDescriptionType of version 2, without the Unicode and Macintosh forms.
 Bytes DescriptionTag(std::string_view text) {
   constexpr std::size_t kMacintoshBytes = 67;
   Bytes tag = OfType("desc");
@@ -211,8 +210,7 @@ class Profile {
     file.U32(version == ProfileVersion::k2 ? 0x02400000 : 0x04300000).U32(deviceClass);
     file.U32(colorSpace).U32(pcs == PcsSpace::kLab ? MakeSignature("Lab ") : MakeSignature("XYZ "));
     file.U16(2026).U16(1).U16(1).U16(0).U16(0).U16(0);  // whenever it is made
-    // ICC.1:2001-04 6.1.8 has no platform that is none, and readers remark on it; nothing depends
-    // on which it is.
+    // Readers of version 2 know no platform of 0, and remark on it. Nothing depends on which it is.
     file.U32(MakeSignature("acsp")).U32(version == ProfileVersion::k2 ? MakeSignature("MSFT") : 0);
     file.Zeros(20);  // no flags, maker, model and attributes
     file.U32(static_cast<std::uint32_t>(RenderingIntent::kPerceptual));

@@ -11,7 +11,7 @@
 
 namespace kxcms {
 
-/// The format's version. 2 is 2.4.0 (ICC.1:2001-04), the first that knows the chad tag; 4 is 4.3.0
+/// The format's version. 2 is 2.4.0 (ICC.1:2001-04), which knows the chad tag; 4 is 4.3.0
 /// (ICC.1:2010), whose parametric curves state the published formulas themselves.
 enum class ProfileVersion { k2, k4 };
 
