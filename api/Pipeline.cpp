@@ -48,11 +48,22 @@ kxp_pipeline_options CheckedOptions(const kxp_pipeline_options* given) {
   return options;
 }
 
+// What a tone curve of the fixed pipeline gives has no definition but that pipeline.
+void RefuseRendered(const kxp_profile& profile) {
+  if (profile.kind != ProfileKind::kRendered) return;
+  throw Failure{
+      KXP_ERROR_UNSUPPORTED,
+      {"No precise conversion knows ", profile.name,
+       ": its tone curve renders the picture as the fixed pipeline alone does. What comes "
+       "out is described by \"srgb\"."}};
+}
+
 PreciseDestination DestinationOf(const kxp_profile& profile) {
   switch (profile.kind) {
     case ProfileKind::kDevice:
       break;
     case ProfileKind::kRgbSpace:
+    case ProfileKind::kRendered:
       return profile.space;
     case ProfileKind::kLab:
       return Colorimetry::kLab;
@@ -64,6 +75,8 @@ PreciseDestination DestinationOf(const kxp_profile& profile) {
 
 void MakePrecise(const kxp_profile& source, const kxp_profile& destination,
                  const kxp_pipeline_options& options, kxp_pipeline& pipeline) {
+  RefuseRendered(source);
+  RefuseRendered(destination);
   pipeline.source = source.device;
   pipeline.target = destination.device;
   pipeline.destination = DestinationOf(destination);
@@ -98,8 +111,7 @@ std::string FixedOutputs() {
 
 void MakeFixed(const kxp_profile& source, const kxp_profile& destination,
                const kxp_pipeline_options& options, kxp_pipeline& pipeline) {
-  const ColorCode* const output =
-      destination.kind == ProfileKind::kRgbSpace ? FixedOutput(destination.name) : nullptr;
+  const ColorCode* const output = FixedOutput(destination.name);
   if (output == nullptr) {
     throw Failure{KXP_ERROR_UNSUPPORTED, {"The fixed pipeline converts to ", FixedOutputs(), "."}};
   }

@@ -80,6 +80,12 @@ std::vector<std::string> EverythingSaid() {
   for (std::size_t n = 0; n < kxp_space_count(); ++n) {
     said.emplace_back(kxp_space_name(n));
     said.emplace_back(kxp_space_description(n));
+    unsigned char bytes[10000];
+    std::size_t size = 0;
+    EXPECT_EQ(
+        kxp_profile_write(BuiltIn(kxp_space_name(n)).get(), 4, bytes, sizeof bytes, &size, nullptr),
+        KXP_OK);
+    said.emplace_back(bytes, bytes + size);
   }
   said.emplace_back(kxp_version());
   kxp_profile* none = nullptr;
