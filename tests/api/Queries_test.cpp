@@ -18,7 +18,7 @@ using namespace api_test;
 namespace forms = profile_forms;
 
 constexpr std::uint32_t kLastProfileKey = KXP_DESTINATION_FALLBACK;
-constexpr std::uint32_t kLastPipelineKey = KXP_TARGET_FALLBACK;
+constexpr std::uint32_t kLastPipelineKey = KXP_PIPELINE;
 
 // A number or the status that there is in its place.
 struct Number {

@@ -96,7 +96,7 @@ def main():
         check_arithmetic(printed)
         # Colours without ties, other depths, intents, spaces and grids take the same way.
         for arguments in (["10", "200", "90"], ["47001", "1203", "65000", "--depth", "16"],
-                          ["90", "33", "201", "--to", "adobe", "--intent", "absolute"],
+                          ["90", "33", "201", "--to", "adobe-18", "--intent", "absolute"],
                           ["200", "201", "99", "--chroma", "-5", "--hue", "20"]):
             check_arithmetic(dump(profile, arguments))
     if sys.argv[1:] == ["--regen"]:

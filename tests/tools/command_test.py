@@ -141,7 +141,7 @@ class Usage(Command):
 
 SPACES = [
     ("srgb", 12), ("srgb-220", 8), ("srgb-linear", 10), ("srgb-kodak-photo", 34),
-    ("srgb-kodak-mix", 36), ("srgb-kodak-text", 38), ("adobe", 22), ("adobe-linear", 20),
+    ("srgb-kodak-mix", 36), ("srgb-kodak-text", 38), ("adobe-18", 22), ("adobe-rgb-linear", 20),
     ("apple", 26), ("apple-linear", 24), ("colormatch", 30), ("colormatch-linear", 28),
 ]
 

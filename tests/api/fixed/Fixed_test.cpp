@@ -155,7 +155,7 @@ TEST(Fixed, TheBytesOfTheFixedInterfaceOverTheCorpus) {
               static_cast<std::size_t>(output - std::begin(kOutputs)), compared);
     }
   }
-  std::printf("%d conversions compared, %d refused\n", compared.conversions, compared.refusals);
+  RecordProperty("refused", compared.refusals);
   EXPECT_GT(compared.conversions, 100);
 }
 
