@@ -64,9 +64,12 @@ def rows_of(groups, best):
     """All rows of kxcms_bench."""
     rows = []
     units = {"buffer": "Mpixel/s", "machine": "ms", "grain": "Mpixel/s", "call": "µs",
-             "output": "Mpixel/s", "selection": "ms", "table": "Mpixel/s"}
+             "output": "Mpixel/s", "selection": "ms", "table": "Mpixel/s", "handle": "Mpixel/s",
+             "precise": "Mpixel/s", "layout": "Mpixel/s", "pixel": "µs", "creation": "ms"}
     titles = {"buffer": "buffer", "machine": "machine", "grain": "grain", "call": "small call",
-              "output": "output space", "selection": "profile", "table": "colour table"}
+              "output": "output space", "selection": "profile", "table": "colour table",
+              "handle": "fixed by handle", "precise": "precise", "layout": "precise, layout",
+              "pixel": "precise, call", "creation": "creation"}
     for group, cases in groups.items():
         for case, contenders in cases.items():
             times = {name: time for name, (time, _) in contenders.items()}
@@ -79,6 +82,18 @@ def rows_of(groups, best):
             if group == "output":
                 srgb = cases["8 to 8, photo, to srgb"][best][0]
                 row.note = f"{100 * srgb / times[best]:.0f} % of sRGB"
+            if group == "handle":
+                interface = groups["buffer"][case][best][0]
+                row.note = f"{100 * interface / times[best]:.0f} % of libKXCMS"
+            if group == "precise":
+                peer = times["lcms2"]
+                others = (f"{name} {figure(peer / time)}" for name, time in times.items()
+                          if name not in (best, "lcms2"))
+                row.note = ", ".join(others) + " times lcms2"
+            if group == "layout":
+                source, what, picture, _ = case.split(", ")
+                packed = groups["precise"][f"{source}, {what}, {picture}"][best][0]
+                row.note = f"{100 * packed / times[best]:.0f} % of packed RGB"
             rows.append(row)
     return rows
 
