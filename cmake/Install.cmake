@@ -38,7 +38,8 @@ foreach(header IN LISTS public_headers)
   install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms/${room}
     COMPONENT development)
 endforeach()
-install(FILES interface/kxcms.h api/pipeline.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms
+install(FILES interface/kxcms.h api/pipeline.h api/pipeline.hpp
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms
   COMPONENT development)
 
 # ---- pkg-config and CMake -----------------------------------------------------------------------
