@@ -7,7 +7,8 @@ packaging_packages=(scdoc dpkg-dev file lintian man-db pkg-config)
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   doxygen colord-data icc-profiles-free liblcms2-dev locales
   argyll argyll-ref libgs-common rawtherapee-data liblcms2-utils libtiff-tools netpbm
-  python3 python3-numpy python3-tifffile python-matplotlib-data)
+  python3 python3-numpy python3-tifffile python-matplotlib-data
+  python3-pytest python3-pil mypy)
 # Large ones: another compiler, emulators, a compiler for another processor.
 integration_packages=(clang libomp-dev qemu-user g++-aarch64-linux-gnu)
 
