@@ -1,6 +1,6 @@
 # What `cmake --install` puts where GNUInstallDirs says, in the components that Packaging.cmake makes
 # packages of: runtime and pipeline (a shared library each), development (what a compiler needs),
-# tools (the command).
+# tools (the command); python is for a package alone.
 
 include(CMakePackageConfigHelpers)
 
