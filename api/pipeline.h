@@ -387,6 +387,7 @@ KXP_API kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* so
 
 /** One stage that a colour goes through. */
 typedef struct kxp_stage {
+  size_t size;       /**< sizeof(kxp_stage), in every element of an array */
   char name[32];     /**< see kxp_probe */
   double values[3];  /**< the colour behind the stage */
   double clipped[3]; /**< how much the stage cut off: what came in less what it used; 0 for
@@ -407,7 +408,8 @@ typedef struct kxp_stage {
  *
  *  @param pipeline  the pipeline.
  *  @param device    R, G, B in [0, 1].
- *  @param stages    receives the stages; may be null if capacity is 0.
+ *  @param stages    receives the stages; may be null if capacity is 0. The size of the first says
+ *                   how far apart they are; the others' are filled in.
  *  @param capacity  room in stages; 24 are always enough.
  *  @param count     receives the number of stages that there are.
  *  @param error     optional.

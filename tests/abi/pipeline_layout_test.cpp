@@ -43,6 +43,12 @@ FIELD(kxp_convert_options, progress, 32);
 FIELD(kxp_convert_options, progress_context, 40);
 SIZE(kxp_convert_options, 48);
 
+FIELD(kxp_stage, size, 0);
+FIELD(kxp_stage, name, 8);
+FIELD(kxp_stage, values, 40);
+FIELD(kxp_stage, clipped, 64);
+SIZE(kxp_stage, 88);
+
 NUMBER(KXP_OK, 0);
 NUMBER(KXP_ERROR_ARGUMENT, 1);
 NUMBER(KXP_ERROR_MEMORY, 2);

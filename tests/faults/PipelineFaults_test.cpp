@@ -229,12 +229,14 @@ TEST(PipelineFaults, AllocationsOfProbes) {
   const Pipeline pipeline = Connect(FromMemory(FullProfile()), FromMemory(FullProfile()),
                                     KXP_RELATIVE, KXP_BLACK_POINT_COMPENSATION);
   const double device[3] = {0.2, 0.7, 0.4};
-  kxp_stage expected[24];
+  kxp_stage expected[24] = {};
+  expected[0].size = sizeof(kxp_stage);
   std::size_t expectedCount = 0;
   ASSERT_EQ(kxp_probe(pipeline.get(), device, expected, 24, &expectedCount, nullptr), KXP_OK);
   for (const Reach reach : {Reach::kOnce, Reach::kFromThenOn}) {
     for (long nth = 1;; ++nth) {
       kxp_stage stages[24] = {};
+      stages[0].size = sizeof(kxp_stage);
       std::size_t count = 77;
       kxp_error error = NewError();
       const Injection injection(Call::kAllocation, nth, reach);
