@@ -885,6 +885,7 @@ class Pipeline {
   std::vector<Stage> Probe(const std::array<double, 3>& device) const {
     constexpr std::size_t kMostStages = 24;
     std::array<kxp_stage, kMostStages> told{};
+    told[0].size = sizeof(kxp_stage);
     std::size_t count = 0;
     detail::Recorder recorder;
     const kxp_status status =

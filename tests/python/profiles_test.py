@@ -283,5 +283,3 @@ def test_the_fixed_pipeline(scanner, noise):
     for dtype in (np.float16, np.float32):
         with pytest.raises(kxcms.ArgumentError):
             fixed(noise((2, 3), dtype))
-    with pytest.raises(kxcms.ArgumentError):
-        kxcms.Pipeline(scanner, lightness=3)

@@ -17,8 +17,8 @@ def delta_e_2000(lab1: npt.ArrayLike, lab2: npt.ArrayLike) -> Any:
             broadcast against one another as numpy's arithmetic does.
 
     Returns:
-        The differences, float64, of the broadcast shape without the last dimension: a number for two
-        colours. 0 for equal colours.
+        The differences, float64, of the broadcast shape without the last dimension: a number for
+        two colours. 0 for equal colours.
 
     Raises:
         ValueError: a shape that does not end in 3, or shapes that do not broadcast.

@@ -1,7 +1,7 @@
 """Arrays as the library's images.
 
-The library knows images of two dimensions whose pixels and rows are evenly apart. What of an array's
-dimensions lies so in both arrays is one of them; of what remains the inner one and the largest are
+The library knows images of two dimensions whose pixels and rows are evenly apart. Dimensions that
+are evenly apart in both arrays become one; of those that remain the inner one and the longest are
 handed over at a time, and the others are gone through one by one. Nothing is copied.
 """
 
@@ -130,8 +130,8 @@ def cut(source: Array, destination: Array, source_associated: bool,
         source_associated, destination_associated, opaque: what is said of alpha.
 
     Returns:
-        The calls; and, where the source repeats itself in memory, a part of the destination, and the
-        whole of it, which is to be filled with that part afterwards.
+        The calls; and, where the source repeats itself in memory, a part of the destination, and
+        the whole of it, which is to be filled with that part afterwards.
 
     Raises:
         ArgumentError: the arrays overlap in a way in which the library refuses them.

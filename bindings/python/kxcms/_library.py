@@ -50,8 +50,8 @@ class ConvertOptions(ctypes.Structure):
 class StageRecord(ctypes.Structure):
     """kxp_stage."""
 
-    _fields_ = [("name", ctypes.c_char * 32), ("values", ctypes.c_double * 3),
-                ("clipped", ctypes.c_double * 3)]
+    _fields_ = [("size", ctypes.c_size_t), ("name", ctypes.c_char * 32),
+                ("values", ctypes.c_double * 3), ("clipped", ctypes.c_double * 3)]
 
 
 _HANDLE = ctypes.c_void_p

@@ -116,8 +116,8 @@ class Pipeline:
 
         Raises:
             TypeError: another dtype or byte order, or an `out` that is no array.
-            ArgumentError: a shape that does not fit, an `out` that is read-only or overlaps, a dtype
-                that the pipeline cannot give (a ValueError).
+            ArgumentError: a shape that does not fit, an `out` that is read-only or overlaps, a
+                dtype that the pipeline cannot give (a ValueError).
         """
         threads = operator.index(threads)
         if not 0 <= threads < 1 << 32:
@@ -169,7 +169,7 @@ class Pipeline:
         Returns:
             The stages, in order; the last one is what a float image gets.
         """
-        stages = (StageRecord * _MOST_STAGES)()
+        stages = (StageRecord * _MOST_STAGES)(StageRecord(size=ctypes.sizeof(StageRecord)))
         count = ctypes.c_size_t()
         call("kxp_probe", self._handle.pointer, (ctypes.c_double * 3)(r, g, b), stages,
              _MOST_STAGES, ctypes.byref(count))
