@@ -23,6 +23,7 @@
 #ifndef KXCMS_API_PIPELINE_HPP
 #define KXCMS_API_PIPELINE_HPP
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -475,8 +476,12 @@ class Profile {
 
   /// The bytes of an ICC profile that says what a built-in space is, to tag results with.
   /// @param version  2 or 4; 0 is 4.
-  /// @return the bytes, the same ones always; throws Error, for profiles that were read too.
+  /// @return the bytes, the same ones always; throws Error for what cannot be written.
   std::vector<std::uint8_t> Write(std::uint32_t version = 0) const {
+    return TryWrite(version).value();
+  }
+  /// @return the same as a value.
+  Result<std::vector<std::uint8_t>> TryWrite(std::uint32_t version = 0) const {
     return WriteOf(get(), version);
   }
 
@@ -495,7 +500,7 @@ class Profile {
   }
 
   template <typename Object>
-  static std::vector<std::uint8_t> WriteOf(const Object* profile, std::uint32_t version) {
+  static Result<std::vector<std::uint8_t>> WriteOf(const Object* profile, std::uint32_t version) {
     if constexpr (detail::kHasWrite<Object>) {
       std::vector<std::uint8_t> bytes;
       std::size_t size = 0;
@@ -505,12 +510,12 @@ class Profile {
         bytes.resize(size);
         status = kxp_profile_write(profile, version, bytes.data(), size, &size, recorder.get());
       }
-      if (status != KXP_OK) throw Error(recorder.Told(status));
+      if (status != KXP_OK) return recorder.Told(status);
       return bytes;
     } else {
       static_cast<void>(profile);
       static_cast<void>(version);
-      throw Error(ErrorRecord(KXP_ERROR_ARGUMENT, "The C header knows of no way to write."));
+      return ErrorRecord(KXP_ERROR_ARGUMENT, "The C header knows of no way to write.");
     }
   }
 
@@ -883,6 +888,10 @@ class Pipeline {
   /// Takes one colour through the pipeline. @param device  R, G, B in [0, 1].
   /// @return every stage, see kxp_probe; throws Error.
   std::vector<Stage> Probe(const std::array<double, 3>& device) const {
+    return TryProbe(device).value();
+  }
+  /// @return the same as a value.
+  Result<std::vector<Stage>> TryProbe(const std::array<double, 3>& device) const {
     constexpr std::size_t kMostStages = 24;
     std::array<kxp_stage, kMostStages> told{};
     told[0].size = sizeof(kxp_stage);
@@ -890,9 +899,9 @@ class Pipeline {
     detail::Recorder recorder;
     const kxp_status status =
         kxp_probe(get(), device.data(), told.data(), told.size(), &count, recorder.get());
-    if (status != KXP_OK) throw Error(recorder.Told(status));
-    std::vector<Stage> stages(count);
-    for (std::size_t n = 0; n < count; ++n) {
+    if (status != KXP_OK) return recorder.Told(status);
+    std::vector<Stage> stages(std::min(count, told.size()));
+    for (std::size_t n = 0; n < stages.size(); ++n) {
       stages[n].name = told[n].name;
       for (std::size_t c = 0; c < 3; ++c) {
         stages[n].values[c] = told[n].values[c];

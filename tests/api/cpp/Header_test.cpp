@@ -208,6 +208,11 @@ TEST(CppQueries, OfAPipeline) {
   EXPECT_EQ(stages.front().values, (std::array<double, 3>{0.25, 0.5, 1}));
   EXPECT_EQ(stages.front().clipped, (std::array<double, 3>{0, 0, 0.5}));
   EXPECT_EQ(stages.back().name, "encoded");
+  Pipeline moved = pipeline.Share();
+  const Pipeline owner = std::move(moved);
+  const auto refused = moved.TryProbe({0, 0, 0});  // NOLINT(bugprone-use-after-move)
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().message(), "The pipeline is null.");
   options.intent = Intent::kPerceptual;
   EXPECT_THROW(Pipeline(Scanner(), Profile::BuiltIn("srgb"), options), Error);
 }
@@ -495,6 +500,7 @@ TEST(CppLater, PipelinesWithTheBitsOfTheFixedInterface) {
 TEST(CppLater, ProfilesToTagWith) {
   const auto srgb = Profile::BuiltIn("srgb");
   if constexpr (!kxcms::detail::kHasWrite<kxp_profile>) {
+    EXPECT_FALSE(srgb.TryWrite());
     EXPECT_THROW(static_cast<void>(srgb.Write()), Error);
     GTEST_SKIP() << "the C header writes no profiles";
   } else {
@@ -505,6 +511,7 @@ TEST(CppLater, ProfilesToTagWith) {
       EXPECT_EQ(read.version()[0], version == 2 ? '2' : '4');
       EXPECT_EQ(read.deviceClass(), "mntr");
     }
+    EXPECT_FALSE(srgb.TryWrite(3));
     EXPECT_THROW(static_cast<void>(srgb.Write(3)), Error);
   }
 }
