@@ -28,7 +28,11 @@ touch "$root/var/lib/dpkg/available"
 dependencies=(libc6 libgcc-s1 libgomp1 libstdc++6 python3 python3-numpy)
 dpkg-query -s "${dependencies[@]}" >"$root/var/lib/dpkg/status"
 for name in "${dependencies[@]}"; do
-  touch "$root/var/lib/dpkg/info/$name:$(dpkg --print-architecture).list"
+  # Of packages that may be there for several machines, dpkg names the machine.
+  machine=""
+  [[ "$(dpkg-query -W -f '${Multi-Arch}' "$name")" != same ]] ||
+    machine=":$(dpkg --print-architecture)"
+  touch "$root/var/lib/dpkg/info/$name$machine.list"
 done
 # dpkg looks for programs that an ordinary user's path need not have. What this system keeps out of
 # its own installations, manual pages perhaps, is not kept out here.
