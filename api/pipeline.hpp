@@ -122,7 +122,7 @@ class [[nodiscard]] Result {
     return *std::get_if<T>(&held_);
   }
   /// @return as above.
-  T&& value() && {
+  T value() && {
     Require();
     return std::move(*std::get_if<T>(&held_));
   }
@@ -254,7 +254,7 @@ std::optional<std::string> Text(kxp_status (*ask)(const Object*, std::uint32_t, 
 }
 
 template <typename T>
-constexpr bool kIsNoSample = false;
+inline constexpr bool kIsNoSample = false;
 
 /// KXP_U8 and so on by the type that a program has its samples in.
 template <typename T>
@@ -276,15 +276,15 @@ constexpr std::uint32_t SampleOf() {
 
 /// Whether the options of a pipeline name its method.
 template <typename Options, typename = void>
-constexpr bool kHasMethod = false;
+inline constexpr bool kHasMethod = false;
 template <typename Options>
-constexpr bool kHasMethod<Options, std::void_t<decltype(Options::pipeline)>> = true;
+inline constexpr bool kHasMethod<Options, std::void_t<decltype(Options::pipeline)>> = true;
 
 /// Whether profiles can be written.
 template <typename Object, typename = void>
-constexpr bool kHasWrite = false;
+inline constexpr bool kHasWrite = false;
 template <typename Object>
-constexpr bool
+inline constexpr bool
     kHasWrite<Object, std::void_t<decltype(kxp_profile_write(
                           std::declval<const Object*>(), 0, nullptr, 0, nullptr, nullptr))>> = true;
 
