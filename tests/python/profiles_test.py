@@ -261,6 +261,10 @@ def test_spaces_are_written_as_profiles(version):
         assert data == space.tobytes(version)
         read = kxcms.Profile(data)
         assert read.version[0] == ("2" if version == 2 else "4")
+        if "kodak" in name:
+            # A curve that renders: what comes out is a picture in sRGB.
+            assert data == kxcms.Profile.builtin("srgb").tobytes(version)
+            continue
         # Tagged with it, an image converts back to itself.
         image = np.arange(256, dtype=np.uint8).repeat(3).reshape(-1, 3)
         back = kxcms.Pipeline(read, space, "relative")(image)
@@ -280,6 +284,13 @@ def test_the_fixed_pipeline(scanner, noise):
     assert darker(image).mean() < fixed(image).mean() - 10
     again = pickle.loads(pickle.dumps(darker))
     assert (again(image) == darker(image)).all() and again.lightness == -20
+    # Another output, and the name that it does not have.
+    gamma18 = kxcms.Pipeline(scanner, "adobe-18", pipeline="fixed")
+    assert (gamma18(image) != fixed(image)).any()
+    with pytest.raises(kxcms.ArgumentError, match="adobe-rgb.*adobe-18|adobe-18.*adobe-rgb"):
+        kxcms.Pipeline(scanner, "adobe", pipeline="fixed")
+    view = image[::-1, ::2].transpose(1, 0, 2)
+    assert (fixed(view) == fixed(image)[::-1, ::2].transpose(1, 0, 2)).all()
     for dtype in (np.float16, np.float32):
         with pytest.raises(kxcms.ArgumentError):
             fixed(noise((2, 3), dtype))

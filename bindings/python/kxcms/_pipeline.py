@@ -51,7 +51,7 @@ class Pipeline:
             of uint8 and uint16 only.
         black_point_compensation: maps the source's black to the destination's (ISO 18619); with
             intent "relative" only.
-        lightness, chroma, hue: of "fixed": offsets in L*, in C* and in degrees.
+        lightness, chroma, hue: of "fixed": offsets of L*, of C* and of the hue angle in degrees.
         unclipped: float results of built-in spaces go on below 0 and above 1.
 
     Raises:

@@ -479,11 +479,15 @@ TEST(CppLater, PipelinesWithTheBitsOfTheFixedInterface) {
     EXPECT_EQ(refused.error().status(), KXP_ERROR_ARGUMENT);
     GTEST_SKIP() << "the C header has no fixed pipelines";
   } else {
-    const Bytes white = {255, 255, 255};
-    Bytes plain = white, shifted = white;
+    // The fixed interface knows no profile whose manufacturer is "none".
+    Bytes bytes = api_test::ScannerProfile();
+    std::copy_n("test", 4, bytes.begin() + 48);
+    const Profile scanner = Profile::FromMemory(bytes.data(), bytes.size());
+    const Bytes grey = {128, 128, 128};
+    Bytes plain = grey, shifted = grey;
     const auto convert = [&](Bytes& pixel) {
       const auto image = kxcms::Rgb(pixel.data(), 1, 1);
-      Pipeline(Scanner(), Profile::BuiltIn("srgb"), options).Convert(image, image);
+      Pipeline(scanner, Profile::BuiltIn("srgb"), options).Convert(image, image);
     };
     convert(plain);
     options.lightness = -20;
@@ -491,7 +495,7 @@ TEST(CppLater, PipelinesWithTheBitsOfTheFixedInterface) {
     EXPECT_GT(plain[1], shifted[1] + 30);
     std::array<float, 3> real{};
     options.lightness = 0;
-    const Pipeline fixed(Scanner(), Profile::BuiltIn("srgb"), options);
+    const Pipeline fixed(scanner, Profile::BuiltIn("srgb"), options);
     const auto image = kxcms::Rgb(real.data(), 1, 1);
     EXPECT_EQ(fixed.TryConvert(image, image).error().status(), KXP_ERROR_ARGUMENT);
   }
