@@ -99,7 +99,8 @@ class Pipeline:
                 outside [0, 1] is clipped and NaN counts as 0; in the machine's byte order.
             out: receives the result: of the same shape, but that it may have an alpha or not
                 whatever the array has, of any of these dtypes, with any strides. May be `array`
-                itself. Any other overlap is refused.
+                itself. Any other overlap is refused, but for parts of one array that lie between
+                one another, like its even and odd rows.
             threads: at most so many, the caller's among them. Other Python threads run meanwhile.
             dtype: of the result, without `out`; else that of the array. Results in Lab and XYZ
                 (L*, a*, b* and X, Y, Z themselves as float32, encoded as uint16) are float32
