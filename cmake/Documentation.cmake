@@ -18,7 +18,7 @@ foreach(header IN LISTS public_headers)
   file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header}
     ${KXCMS_DOCS_DIR}/include/kxcms/${header} SYMBOLIC)
 endforeach()
-foreach(header interface/kxcms.h api/pipeline.h)
+foreach(header interface/kxcms.h api/pipeline.h api/pipeline.hpp)
   cmake_path(GET header FILENAME name)
   file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header} ${KXCMS_DOCS_DIR}/include/kxcms/${name}
     SYMBOLIC)

@@ -1,6 +1,6 @@
 # What `cmake --install` puts where GNUInstallDirs says, in the components that Packaging.cmake makes
 # packages of: runtime and pipeline (a shared library each), development (what a compiler needs),
-# tools (the command).
+# tools (the command); python is for a package alone.
 
 include(CMakePackageConfigHelpers)
 
@@ -38,7 +38,8 @@ foreach(header IN LISTS public_headers)
   install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms/${room}
     COMPONENT development)
 endforeach()
-install(FILES interface/kxcms.h api/pipeline.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms
+install(FILES interface/kxcms.h api/pipeline.h api/pipeline.hpp
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxcms
   COMPONENT development)
 
 # ---- pkg-config and CMake -----------------------------------------------------------------------

@@ -81,9 +81,30 @@ package, the manual pages and examples.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libkxcms1 (= ${debian_version}), libkxpipeline1 (= ${debian_version})")
 install(FILES examples/CMakeLists.txt examples/convert_buffer.c examples/convert_image.c
-  examples/explore_profile.cpp
+  examples/convert_image.cpp examples/explore_profile.cpp
   DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libkxcms-dev/examples
   COMPONENT development EXCLUDE_FROM_ALL)
+
+kxcms_debian_package(python python3-kxcms python
+"colour management for RGB image data - Python 3 package
+KXCMS converts RGB image data from the colours of a device, described by its
+ICC profile, to standard RGB colour spaces.
+.
+This package contains the Python package kxcms: precise conversion of numpy
+arrays of any strides, through the pipeline library.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+  "libkxpipeline1 (= ${debian_version}), python3 (>= 3.8), python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/python/postinst
+  ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/python/prerm)
+# Elsewhere it is a wheel that people install: scripts/wheel.
+install(DIRECTORY bindings/python/kxcms DESTINATION lib/python3/dist-packages
+  COMPONENT python EXCLUDE_FROM_ALL
+  FILES_MATCHING PATTERN "*.py" PATTERN py.typed PATTERN __pycache__ EXCLUDE)
+install(FILES examples/convert_array.py
+  DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/python3-kxcms/examples
+  COMPONENT python EXCLUDE_FROM_ALL)
 
 if(TARGET kxcms)
   kxcms_debian_package(tools kxcms-tools graphics

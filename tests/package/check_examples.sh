@@ -37,6 +37,9 @@ tag A2B0, type mft2, $(((lut + 3) / 4 * 4)) bytes"
   if "$1" "$KXCMS_STAGE/absent.icc" || "$1" "$KXCMS_SOURCE/README.md"; then return 1; fi
 }
 
+# The example in Python as a program: convert_array PROFILE, with the package that PYTHONPATH says.
+convert_array() { /usr/bin/python3 -B "$KXCMS_SOURCE/examples/convert_array.py" "$1"; }
+
 # White is white; a brown remains one, with the alpha that it had.
 check_convert_image() {
   local output lines

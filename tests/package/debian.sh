@@ -25,10 +25,14 @@ echo "== Installation"
 mkdir -p "$root/var/lib/dpkg"/{info,updates,triggers}
 touch "$root/var/lib/dpkg/available"
 # What they depend on counts as installed as it is in this system, so that dpkg weighs the versions.
-dependencies=(libc6 libgcc-s1 libgomp1 libstdc++6)
+dependencies=(libc6 libgcc-s1 libgomp1 libstdc++6 python3 python3-numpy)
 dpkg-query -s "${dependencies[@]}" >"$root/var/lib/dpkg/status"
 for name in "${dependencies[@]}"; do
-  touch "$root/var/lib/dpkg/info/$name:$(dpkg --print-architecture).list"
+  # Of packages that may be there for several machines, dpkg names the machine.
+  machine=""
+  [[ "$(dpkg-query -W -f '${Multi-Arch}' "$name")" != same ]] ||
+    machine=":$(dpkg --print-architecture)"
+  touch "$root/var/lib/dpkg/info/$name$machine.list"
 done
 # dpkg looks for programs that an ordinary user's path need not have. What this system keeps out of
 # its own installations, manual pages perhaps, is not kept out here.
@@ -49,6 +53,16 @@ export KXCMS_STAGE="$root" KXCMS_LIBDIR="lib/$multiarch"
   ldd "$root/usr/bin/kxcms" | grep -F "=> $root/usr/$KXCMS_LIBDIR/libKXCMS.so.1 " ||
     fail "another library is used"
   check_command "$root/usr/bin/kxcms" "$KXCMS_SAMPLE" "$root"
+)
+# The Python package finds the library as the loader does.
+(
+  source "$here/check_examples.sh"
+  work="$(mktemp -d)"
+  trap 'rm -rf "$work"' EXIT
+  unset KXCMS_LIBRARY
+  export PYTHONPATH="$root/usr/lib/python3/dist-packages"
+  export LD_LIBRARY_PATH="$root/usr/$KXCMS_LIBDIR"
+  check_convert_image convert_array
 )
 for test in headers pkg_config find_package manual; do
   echo "-- $test"

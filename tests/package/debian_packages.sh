@@ -3,7 +3,7 @@
 # test that installs them into a root of their own and by scripts/package-check, which installs them
 # into the system.
 
-names=(libkxcms1 libkxpipeline1 libkxcms-dev kxcms-tools)
+names=(libkxcms1 libkxpipeline1 libkxcms-dev kxcms-tools python3-kxcms)
 
 fail() {
   echo "packages: $*" >&2
@@ -69,6 +69,12 @@ check_contents() {
   [[ "$(field libkxpipeline1 Depends)" != *@(libgomp|libkxcms)* ]] ||
     fail "libkxpipeline1 depends on: $(field libkxpipeline1 Depends)"
   [[ "$(field kxcms-tools Depends)" == *"libkxcms1 (>= "* ]] || fail "kxcms-tools without library"
+  [[ "$(field python3-kxcms Depends)" == \
+    "libkxpipeline1 (= $version), python3 (>= 3.8), python3-numpy" ]] ||
+    fail "python3-kxcms depends on: $(field python3-kxcms Depends)"
+  [[ "$(field python3-kxcms Architecture)" == all ]] || fail "python3-kxcms is of one machine only"
+  for name in __init__.py py.typed; do has python3-kxcms "usr/lib/python3/dist-packages/kxcms/$name"; done
+  if contents python3-kxcms | grep -E 'pycache|\.so'; then fail "python3-kxcms has these"; fi
   has libkxcms1 "$lib/libKXCMS.so.1"
   has libkxpipeline1 "$lib/libKXPipeline.so.1"
   for library in KXCMS KXPipeline; do has libkxcms-dev "$lib/lib$library.so"; done
@@ -76,7 +82,11 @@ check_contents() {
   has libkxcms-dev "$lib/cmake/KXCMS/KXCMSConfig.cmake"
   has libkxcms-dev usr/include/kxcms/kxcms.h
   has libkxcms-dev usr/include/kxcms/pipeline.h
-  has libkxcms-dev usr/share/doc/libkxcms-dev/examples/convert_image.c
+  has libkxcms-dev usr/include/kxcms/pipeline.hpp
+  for name in convert_image.c convert_image.cpp; do
+    has libkxcms-dev "usr/share/doc/libkxcms-dev/examples/$name"
+  done
+  has python3-kxcms usr/share/doc/python3-kxcms/examples/convert_array.py
   has libkxcms-dev usr/share/man/man3/kxp_convert.3.gz
   has libkxcms-dev usr/share/man/man3/KX_Icc_SetProfile.3.gz
   has kxcms-tools usr/bin/kxcms

@@ -18,10 +18,12 @@ while read -r program library; do
   if readelf -d "$work/build/$program" | grep NEEDED | grep omp; then exit 1; fi
 done <<<"convert_buffer KXCMS
 explore_profile KXCMS
-convert_image KXPipeline"
+convert_image KXPipeline
+convert_image_cpp KXPipeline"
 check_convert_buffer "$work/build/convert_buffer"
 check_explore_profile "$work/build/explore_profile"
 check_convert_image "$work/build/convert_image"
+check_convert_image "$work/build/convert_image_cpp"
 
 # configure LANGUAGES VERSION: whether a project in these languages finds this version.
 configure() {

@@ -12,6 +12,7 @@ expected="$( (
   grep -lwE 'KX_API|Forwards to' -- {base,codes,colormath,engine,iccfile,interface,tiff,units}/*.h
   echo kxcms.h
   echo pipeline.h
+  echo pipeline.hpp
   echo codes/CodeLists.h
 ) | sort)"
 installed="$(cd "$KXCMS_STAGE/usr/include/kxcms" && find . -type f -printf '%P\n' | sort)"

@@ -29,7 +29,7 @@ class Readme(unittest.TestCase):
     def test_quotes(self):
         quotes = dict(QUOTE.findall((ROOT / "README.md").read_text()))
         programs = {
-            str(path.relative_to(ROOT)) for path in EXAMPLES.iterdir() if path.suffix in (".c", ".cpp")
+            str(path.relative_to(ROOT)) for path in EXAMPLES.iterdir() if path.suffix in (".c", ".cpp", ".py")
         }
         self.assertEqual(set(quotes), programs, "programs quoted by the README")
         for name, text in quotes.items():
@@ -38,7 +38,7 @@ class Readme(unittest.TestCase):
 
     def test_every_code_block_is_a_quote(self):
         readme = (ROOT / "README.md").read_text()
-        blocks = re.findall(r"^```(?:c|cpp|c\+\+)$", readme, re.MULTILINE)
+        blocks = re.findall(r"^```(?:c|cpp|c\+\+|python)$", readme, re.MULTILINE)
         self.assertEqual(len(blocks), len(QUOTE.findall(readme)))
 
 

@@ -1,0 +1,52 @@
+"""KXCMS: precise colour conversion of RGB images by ICC profiles, on numpy arrays.
+
+    import kxcms
+    to_srgb = kxcms.Pipeline("scanner.icc", intent="relative", black_point_compensation=True)
+    pixels = to_srgb(scan, threads=4)       # scan: (height, width, 3), uint8
+    to_srgb(scan, out=scan)                 # or in place
+
+A `Pipeline` converts from one profile to another; a `Profile` is an ICC profile or a built-in space
+(`spaces()`). Both never change, may be used by any number of threads at once, and can be copied,
+pickled and sent to other processes. While a conversion runs, other Python threads run too.
+
+Everything that can be refused is refused when an object is made, with an `Error` that says why.
+
+The package is a thin layer over libKXPipeline.so.1, which it looks for where the environment
+variable KXCMS_LIBRARY says (a path of the file; nothing else is tried then), else beside its own
+files, else as the system's loader does.
+"""
+
+from ._difference import delta_e_2000
+from ._errors import (
+    ArgumentError,
+    DamagedProfileError,
+    Error,
+    FileError,
+    OutOfMemoryError,
+    Status,
+    UnsupportedError,
+)
+from ._library import level, library_version
+from ._pipeline import Pipeline, Stage
+from ._profile import DestinationTag, Profile, SourceTag, spaces
+
+__version__ = "1.0.0"
+
+__all__ = [
+    "ArgumentError",
+    "DamagedProfileError",
+    "DestinationTag",
+    "Error",
+    "FileError",
+    "OutOfMemoryError",
+    "Pipeline",
+    "Profile",
+    "SourceTag",
+    "Stage",
+    "Status",
+    "UnsupportedError",
+    "delta_e_2000",
+    "level",
+    "library_version",
+    "spaces",
+]
