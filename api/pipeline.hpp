@@ -173,8 +173,8 @@ enum class Intent : std::uint32_t {
 
 /// How the pixels are computed.
 enum class Method : std::uint32_t {
-  kPrecise = 0,  ///< the nearest results
-  kFixed = 1     ///< the bits of the fixed interface; samples of 8 and 16 bits only
+  kPrecise = KXP_PRECISE,  ///< the nearest results
+  kFixed = KXP_FIXED       ///< the bits of the fixed interface; samples of 8 and 16 bits only
 };
 
 /// One sample of IEEE 754 binary16, by its bits.
@@ -271,22 +271,6 @@ constexpr std::uint32_t SampleOf() {
     static_assert(kIsNoSample<T>, "samples are std::uint8_t, std::uint16_t, kxcms::Half or float");
   }
 }
-
-// What this version of the C header has; looked up where the templates are instantiated.
-
-/// Whether the options of a pipeline name its method.
-template <typename Options, typename = void>
-inline constexpr bool kHasMethod = false;
-template <typename Options>
-inline constexpr bool kHasMethod<Options, std::void_t<decltype(Options::pipeline)>> = true;
-
-/// Whether profiles can be written.
-template <typename Object, typename = void>
-inline constexpr bool kHasWrite = false;
-template <typename Object>
-inline constexpr bool
-    kHasWrite<Object, std::void_t<decltype(kxp_profile_write(
-                          std::declval<const Object*>(), 0, nullptr, 0, nullptr, nullptr))>> = true;
 
 }  // namespace detail
 
@@ -482,7 +466,14 @@ class Profile {
   }
   /// @return the same as a value.
   Result<std::vector<std::uint8_t>> TryWrite(std::uint32_t version = 0) const {
-    return WriteOf(get(), version);
+    std::size_t size = 0;
+    detail::Recorder recorder;
+    kxp_status status = kxp_profile_write(get(), version, nullptr, 0, &size, recorder.get());
+    if (status != KXP_OK) return recorder.Told(status);
+    std::vector<std::uint8_t> bytes(size);
+    status = kxp_profile_write(get(), version, bytes.data(), size, &size, recorder.get());
+    if (status != KXP_OK) return recorder.Told(status);
+    return bytes;
   }
 
  private:
@@ -497,26 +488,6 @@ class Profile {
     const kxp_status status = make(&made, recorder.get());
     if (status != KXP_OK) return recorder.Told(status);
     return Adopt(made);
-  }
-
-  template <typename Object>
-  static Result<std::vector<std::uint8_t>> WriteOf(const Object* profile, std::uint32_t version) {
-    if constexpr (detail::kHasWrite<Object>) {
-      std::vector<std::uint8_t> bytes;
-      std::size_t size = 0;
-      detail::Recorder recorder;
-      kxp_status status = kxp_profile_write(profile, version, nullptr, 0, &size, recorder.get());
-      if (status == KXP_OK) {
-        bytes.resize(size);
-        status = kxp_profile_write(profile, version, bytes.data(), size, &size, recorder.get());
-      }
-      if (status != KXP_OK) return recorder.Told(status);
-      return bytes;
-    } else {
-      static_cast<void>(profile);
-      static_cast<void>(version);
-      return ErrorRecord(KXP_ERROR_ARGUMENT, "The C header knows of no way to write.");
-    }
   }
 
   std::optional<double> Number(std::uint32_t key, std::uint32_t index = 0) const {
@@ -820,9 +791,10 @@ class Pipeline {
     how.intent = static_cast<std::uint32_t>(options.intent);
     if (options.blackPointCompensation) how.flags |= KXP_BLACK_POINT_COMPENSATION;
     if (options.unclipped) how.flags |= KXP_UNCLIPPED;
-    if (!SetMethod(options, how)) {
-      return ErrorRecord(KXP_ERROR_ARGUMENT, "The C header knows of no fixed pipelines.");
-    }
+    how.pipeline = static_cast<std::uint32_t>(options.method);
+    how.lightness = options.lightness;
+    how.chroma = options.chroma;
+    how.hue = options.hueDeg;
     kxp_pipeline* made = nullptr;
     const kxp_status status =
         kxp_pipeline_create(source.get(), destination.get(), &how, &made, recorder.get());
@@ -922,22 +894,6 @@ class Pipeline {
   };
 
   explicit Pipeline(Owner owner) noexcept : owner_(std::move(owner)) {}
-
-  // Whether the C header can say this.
-  template <typename Options>
-  static bool SetMethod(const PipelineOptions& options, Options& how) noexcept {
-    if constexpr (detail::kHasMethod<Options>) {
-      how.pipeline = static_cast<std::uint32_t>(options.method);
-      how.lightness = options.lightness;
-      how.chroma = options.chroma;
-      how.hue = options.hueDeg;
-      return true;
-    } else {
-      static_cast<void>(how);
-      return options.method == Method::kPrecise && options.lightness == 0 && options.chroma == 0 &&
-             options.hueDeg == 0;
-    }
-  }
 
   template <typename Void>
   static kxp_image Described(const BasicImage<Void>& image) noexcept {

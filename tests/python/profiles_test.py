@@ -12,11 +12,6 @@ import pytest
 
 import kxcms
 
-needs_writing = pytest.mark.skipif(
-    not kxcms._library.has("kxp_profile_write"), reason="SKIP: the library writes no profiles")
-needs_fixed = pytest.mark.skipif(
-    not kxcms._library.has("kxp_profile_write"), reason="SKIP: the library has no fixed pipelines")
-
 
 # ---- What a profile is made of ------------------------------------------------------------------
 
@@ -139,9 +134,6 @@ def test_what_an_old_library_lacks_is_refused_on_use(scanner, monkeypatch):
     monkeypatch.delitem(kxcms._library._found, "kxp_profile_write", raising=False)
     with pytest.raises(kxcms.UnsupportedError, match="has no kxp_profile_write"):
         kxcms.Profile.builtin("srgb").tobytes()
-    for arguments in ({"pipeline": "fixed"}, {"pipeline": "fixed", "lightness": 3}, {"hue": 1}):
-        with pytest.raises(kxcms.UnsupportedError, match="no fixed pipelines"):
-            kxcms.Pipeline(scanner, **arguments)
     kxcms.Pipeline(scanner)
 
 
@@ -247,10 +239,9 @@ def test_copies_are_the_object_itself(scanner):
         assert copy.deepcopy([original])[0] is original
 
 
-# ---- What later libraries have ------------------------------------------------------------------
+# ---- Profiles to tag with, and the fixed pipeline -----------------------------------------------
 
 
-@needs_writing
 @pytest.mark.parametrize("version", (0, 2, 4))
 def test_spaces_are_written_as_profiles(version):
     for name in kxcms.spaces():
@@ -273,7 +264,6 @@ def test_spaces_are_written_as_profiles(version):
         kxcms.Profile.builtin("srgb").tobytes(3)
 
 
-@needs_fixed
 def test_the_fixed_pipeline(scanner, noise):
     fixed = kxcms.Pipeline(scanner, pipeline="fixed")
     image = noise((20, 30, 3))

@@ -11,9 +11,8 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _images
-from ._errors import ArgumentError, Status, UnsupportedError
-from ._library import (ConvertOptions, Handle, PipelineOptions, StageRecord, call, has,
-                       library_version)
+from ._errors import ArgumentError
+from ._library import ConvertOptions, Handle, PipelineOptions, StageRecord, call
 from ._profile import INTENTS, ProfileLike, Profile, Triple
 
 _METHODS = ("precise", "fixed")
@@ -56,7 +55,7 @@ class Pipeline:
 
     Raises:
         Error: as `Profile`; ArgumentError for what contradicts itself, UnsupportedError for
-            profiles that cannot do it, and for a library that is too old for "fixed".
+            profiles that cannot do it.
     """
 
     __slots__ = ("_arguments", "_handle", "_source", "_destination")
@@ -71,12 +70,6 @@ class Pipeline:
                    | (_UNCLIPPED if unclipped else 0)),
             pipeline=_choice("pipeline", pipeline, _METHODS), lightness=float(lightness),
             chroma=float(chroma), hue=float(hue))
-        is_later = pipeline != "precise" or any((lightness, chroma, hue))
-        # They came with one version of the library.
-        if is_later and not has("kxp_profile_write"):
-            raise UnsupportedError(
-                f"The library that is loaded, version {library_version()}, has no fixed pipelines: "
-                "a later one is needed.", Status.UNSUPPORTED)
         self._source, self._destination = Profile(profile), Profile(to)
         self._handle = Handle("kxp_pipeline", "kxp_pipeline_create", self._source._handle.pointer,
                               self._destination._handle.pointer, ctypes.byref(options))

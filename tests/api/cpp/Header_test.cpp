@@ -468,56 +468,43 @@ TEST(CppCallbacks, ThatRunJobsMayThrow) {
   EXPECT_EQ(reports, 0);
 }
 
-// ---- What later C headers have ------------------------------------------------------------------
+// ---- The fixed pipeline, and profiles to tag with -----------------------------------------------
 
-TEST(CppLater, PipelinesWithTheBitsOfTheFixedInterface) {
+TEST(CppHeader, PipelinesWithTheBitsOfTheFixedInterface) {
   kxcms::PipelineOptions options;
   options.method = kxcms::Method::kFixed;
-  if constexpr (!kxcms::detail::kHasMethod<kxp_pipeline_options>) {
-    const auto refused = Pipeline::TryCreate(Scanner(), Profile::BuiltIn("srgb"), options);
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().status(), KXP_ERROR_ARGUMENT);
-    GTEST_SKIP() << "the C header has no fixed pipelines";
-  } else {
-    // The fixed interface knows no profile whose manufacturer is "none".
-    Bytes bytes = api_test::ScannerProfile();
-    std::copy_n("test", 4, bytes.begin() + 48);
-    const Profile scanner = Profile::FromMemory(bytes.data(), bytes.size());
-    const Bytes grey = {128, 128, 128};
-    Bytes plain = grey, shifted = grey;
-    const auto convert = [&](Bytes& pixel) {
-      const auto image = kxcms::Rgb(pixel.data(), 1, 1);
-      Pipeline(scanner, Profile::BuiltIn("srgb"), options).Convert(image, image);
-    };
-    convert(plain);
-    options.lightness = -20;
-    convert(shifted);
-    EXPECT_GT(plain[1], shifted[1] + 30);
-    std::array<float, 3> real{};
-    options.lightness = 0;
-    const Pipeline fixed(scanner, Profile::BuiltIn("srgb"), options);
-    const auto image = kxcms::Rgb(real.data(), 1, 1);
-    EXPECT_EQ(fixed.TryConvert(image, image).error().status(), KXP_ERROR_ARGUMENT);
-  }
+  // The fixed interface knows no profile whose manufacturer is "none".
+  Bytes bytes = api_test::ScannerProfile();
+  std::copy_n("test", 4, bytes.begin() + 48);
+  const Profile scanner = Profile::FromMemory(bytes.data(), bytes.size());
+  const Bytes grey = {128, 128, 128};
+  Bytes plain = grey, shifted = grey;
+  const auto convert = [&](Bytes& pixel) {
+    const auto image = kxcms::Rgb(pixel.data(), 1, 1);
+    Pipeline(scanner, Profile::BuiltIn("srgb"), options).Convert(image, image);
+  };
+  convert(plain);
+  options.lightness = -20;
+  convert(shifted);
+  EXPECT_GT(plain[1], shifted[1] + 30);
+  std::array<float, 3> real{};
+  options.lightness = 0;
+  const Pipeline fixed(scanner, Profile::BuiltIn("srgb"), options);
+  const auto image = kxcms::Rgb(real.data(), 1, 1);
+  EXPECT_EQ(fixed.TryConvert(image, image).error().status(), KXP_ERROR_ARGUMENT);
 }
 
-TEST(CppLater, ProfilesToTagWith) {
+TEST(CppHeader, ProfilesToTagWith) {
   const auto srgb = Profile::BuiltIn("srgb");
-  if constexpr (!kxcms::detail::kHasWrite<kxp_profile>) {
-    EXPECT_FALSE(srgb.TryWrite());
-    EXPECT_THROW(static_cast<void>(srgb.Write()), Error);
-    GTEST_SKIP() << "the C header writes no profiles";
-  } else {
-    for (const std::uint32_t version : {0u, 2u, 4u}) {
-      const auto bytes = srgb.Write(version);
-      EXPECT_EQ(bytes, srgb.Write(version));
-      const auto read = Profile::FromMemory(bytes.data(), bytes.size());
-      EXPECT_EQ(read.version()[0], version == 2 ? '2' : '4');
-      EXPECT_EQ(read.deviceClass(), "mntr");
-    }
-    EXPECT_FALSE(srgb.TryWrite(3));
-    EXPECT_THROW(static_cast<void>(srgb.Write(3)), Error);
+  for (const std::uint32_t version : {0u, 2u, 4u}) {
+    const auto bytes = srgb.Write(version);
+    EXPECT_EQ(bytes, srgb.Write(version));
+    const auto read = Profile::FromMemory(bytes.data(), bytes.size());
+    EXPECT_EQ(read.version()[0], version == 2 ? '2' : '4');
+    EXPECT_EQ(read.deviceClass(), "mntr");
   }
+  EXPECT_FALSE(srgb.TryWrite(3));
+  EXPECT_THROW(static_cast<void>(srgb.Write(3)), Error);
 }
 
 }  // namespace
