@@ -133,7 +133,7 @@ Xyz DestinationBlackPoint(const DeviceProfile& profile) {
     out[n] = ToPcs(toPcs, EvaluateTable(*toDevice.table, encoded, stages)).lab[0];
   }
   // Rising, if need be by lowering what comes before.
-  for (std::size_t n = kGreys - 1; n-- > 0;) out[n] = std::min(out[n], out[n + 1]);
+  for (std::size_t n = kGreys - 1; n > 0; --n) out[n - 1] = std::min(out[n - 1], out[n]);
   const double lowest = out.front(), highest = out.back();
   if (lowest >= highest) return Grey(0);
 

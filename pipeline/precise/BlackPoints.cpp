@@ -109,7 +109,7 @@ double FootOfParabola(const std::vector<double>& x, const std::vector<double>& y
 double EstimateBlack(Greys greys, double initial) {
   auto& [in, out] = greys;
   // Rising, if need be by lowering what comes before.
-  for (std::size_t n = out.size() - 1; n-- > 0;) out[n] = std::min(out[n], out[n + 1]);
+  for (std::size_t n = out.size() - 1; n > 0; --n) out[n - 1] = std::min(out[n - 1], out[n]);
   const double lowest = out.front(), highest = out.back();
   if (lowest >= highest) return 0;
 
