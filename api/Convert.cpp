@@ -15,8 +15,8 @@ namespace {
 constexpr std::uint64_t kPiecePixels = 32768;
 // More threads than any machine has use for.
 constexpr std::uint32_t kMostThreads = 1024;
-// Between two reports of progress a host's threads get so many pieces each.
-constexpr std::uint64_t kPiecesPerReport = 16;
+// Between two reports of progress other threads get so many pieces each.
+constexpr std::uint64_t kPiecesPerReport = 4;
 
 // One call of kxp_convert, shared by its threads. Its pixels, counted row by row, are cut into
 // pieces.
@@ -27,22 +27,35 @@ class Conversion {
 
   std::uint64_t pieceCount() const { return (total_ - 1) / kPiecePixels + 1; }
 
-  // Converts pieces below `end` until there are none, or until this is cancelled. After each calls
-  // afterPiece().
-  template <typename AfterPiece>
-  void Work(std::uint64_t end, const AfterPiece& afterPiece) {
-    while (!cancelled_.load(std::memory_order_relaxed)) {
-      std::uint64_t piece = next_.load(std::memory_order_relaxed);
-      do {
-        if (piece >= end) return;
-      } while (!next_.compare_exchange_weak(piece, piece + 1, std::memory_order_relaxed));
-      const std::uint64_t begin = piece * kPiecePixels;
-      const std::uint64_t count = std::min(kPiecePixels, total_ - begin);
-      ConvertPixels(pipeline_, images_.source, images_.destination, images_.alpha,
-                    static_cast<std::int64_t>(begin), static_cast<std::int64_t>(begin + count));
-      done_.fetch_add(count, std::memory_order_relaxed);
-      afterPiece();
+  // Converts pieces below `end` until there are none, or until this is cancelled.
+  void Work(std::uint64_t end) {
+    while (!IsCancelled() && WorkOnce(end)) {
     }
+  }
+
+  // The same on a thread beside the caller's: as far ahead of its reports as the caller lets it.
+  void WorkBesideCaller(std::uint64_t end) {
+    for (;;) {
+      const std::uint64_t limit = limit_.load(std::memory_order_acquire);
+      Work(std::min(limit, end));
+      if (limit >= end || IsCancelled()) return;
+      limit_.wait(limit, std::memory_order_acquire);
+    }
+  }
+
+  // The same on the caller's thread, which tells how far all are after each piece of its own, and
+  // before the others go more than `ahead` pieces ahead of that.
+  void WorkAndReport(std::uint64_t end, std::uint64_t ahead, const kxp_convert_options& options) {
+    const auto let = [this](std::uint64_t limit) {
+      limit_.store(limit, std::memory_order_release);
+      limit_.notify_all();
+    };
+    do {
+      Report(options);
+      if (IsCancelled()) break;
+      let(std::min(end, next_.load(std::memory_order_relaxed) + ahead));
+    } while (WorkOnce(end));
+    let(end);
   }
 
   // Tells the caller how far it is, before the end.
@@ -61,10 +74,25 @@ class Conversion {
   bool IsCancelled() const { return cancelled_; }
 
  private:
+  // @return whether there was a piece below `end`.
+  bool WorkOnce(std::uint64_t end) {
+    std::uint64_t piece = next_.load(std::memory_order_relaxed);
+    do {
+      if (piece >= end) return false;
+    } while (!next_.compare_exchange_weak(piece, piece + 1, std::memory_order_relaxed));
+    const std::uint64_t begin = piece * kPiecePixels;
+    const std::uint64_t count = std::min(kPiecePixels, total_ - begin);
+    ConvertPixels(pipeline_, images_.source, images_.destination, images_.alpha,
+                  static_cast<std::int64_t>(begin), static_cast<std::int64_t>(begin + count));
+    done_.fetch_add(count, std::memory_order_relaxed);
+    return true;
+  }
+
   const RunConverter& pipeline_;
   const ImagePair& images_;
   const std::uint64_t total_;
   std::atomic<std::uint64_t> next_{0};
+  std::atomic<std::uint64_t> limit_{0};  // pieces that may be begun before the next report
   std::atomic<std::uint64_t> done_{0};
   std::atomic<bool> cancelled_{false};
 };
@@ -72,10 +100,14 @@ class Conversion {
 void RunOnOwnThreads(Conversion& conversion, const kxp_convert_options& options) {
   const std::uint64_t pieces = conversion.pieceCount();
   const auto wanted = std::clamp<std::uint64_t>(options.threads, 1, kMostThreads);
-  RunOnThreads(static_cast<std::uint32_t>(std::min(wanted, pieces)), [&](std::uint32_t thread) {
-    conversion.Work(pieces, [&] {
-      if (thread == 0) conversion.Report(options);
-    });
+  const auto threads = static_cast<std::uint32_t>(std::min(wanted, pieces));
+  const std::uint64_t ahead = options.progress == nullptr ? pieces : threads * kPiecesPerReport;
+  RunOnThreads(threads, [&](std::uint32_t thread) {
+    if (thread == 0) {
+      conversion.WorkAndReport(pieces, ahead, options);
+    } else {
+      conversion.WorkBesideCaller(pieces);
+    }
   });
 }
 
@@ -89,20 +121,21 @@ void RunOnHostThreads(Conversion& conversion, const kxp_convert_options& options
   const std::uint64_t pieces = conversion.pieceCount();
   const auto wanted = std::clamp<std::uint64_t>(options.threads, 1, kMostThreads);
   const std::uint64_t step = options.progress == nullptr ? pieces : wanted * kPiecesPerReport;
-  for (std::uint64_t begin = 0; begin < pieces && !conversion.IsCancelled(); begin += step) {
+  for (std::uint64_t begin = 0; begin < pieces; begin += step) {
+    conversion.Report(options);
+    if (conversion.IsCancelled()) return;
     HandOut handOut = {&conversion, std::min(pieces, begin + step)};
     const auto jobs = static_cast<std::uint32_t>(std::min(wanted, handOut.end - begin));
     options.run(
         options.run_context, jobs,
         [](void* argument, std::uint32_t) {
           const auto* work = static_cast<const HandOut*>(argument);
-          work->conversion->Work(work->end, [] {});
+          work->conversion->Work(work->end);
         },
         &handOut);
     // What jobs that the host left out would have done. One that it calls twice finds nothing to
     // do.
-    conversion.Work(handOut.end, [] {});
-    conversion.Report(options);
+    conversion.Work(handOut.end);
   }
 }
 

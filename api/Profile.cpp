@@ -68,12 +68,14 @@ std::vector<unsigned char> ReadFile(const char* path) {
   if (size > kMostFileBytes) {
     throw Failure{KXP_ERROR_FILE, {"The file is larger than 1 GiB, which no profile is."}};
   }
-  // As much as the profile says that it has, which its first four bytes tell: a large file that is
-  // none takes no memory.
+  // As much as the profile says that it has, which its first four bytes tell; of a file without the
+  // signature of profiles (ICC.1:2010 7.2.11) no more: a large file that is none takes no memory.
   std::vector<unsigned char> bytes(static_cast<std::size_t>(std::min(size, kHeaderBytes)));
   ReadBeginning(file, bytes);
-  const std::uint64_t claimed = BigEndianView(bytes).U32(0);
-  if (bytes.size() == kHeaderBytes && claimed > kHeaderBytes) {
+  const BigEndianView header(bytes);
+  const std::uint64_t claimed = header.U32(0);
+  if (bytes.size() == kHeaderBytes && claimed > kHeaderBytes &&
+      header.U32(36) == MakeSignature("acsp")) {
     bytes.resize(static_cast<std::size_t>(std::min(size, claimed)));
     ReadBeginning(file, bytes);
   }

@@ -24,9 +24,10 @@
  * more once it is made.
  *
  * Structs begin with their size, to be set to sizeof; 0 is the default of every other member, so
- * {.size = sizeof x} is a valid one. A program compiled against this header runs with later
- * libraries. What is unknown (flags, numbers of intents or sample types) is refused; numbers are
- * never reused.
+ * {.size = sizeof x} is a valid one (but for an image, which needs its addresses). A program
+ * compiled against this header runs with later libraries. What is unknown (flags, numbers of
+ * intents or sample types) is refused; numbers are never reused. Later libraries may return
+ * statuses that this header does not name: they are failures.
  *
  * Loading the library does nothing. It prints nothing, touches neither locale nor global state,
  * starts no thread unless a conversion asks for it, and joins it before the conversion returns, so
@@ -43,6 +44,10 @@
 
 #include <stddef.h>
 #include <stdint.h>
+
+/** The version of this header, 10000 major + 100 minor + patch; kxp_version() tells the library's.
+ */
+#define KXP_HEADER_VERSION 10000
 
 /** Marks what the library exports. */
 #if defined(__GNUC__)
@@ -78,7 +83,8 @@ typedef struct kxp_error {
   char tag[8];     /**< the profile's tag that is concerned, as text ("A2B0"); "" for none, and for
                         the profile's header and tag table */
   uint64_t offset; /**< of what is wrong with a damaged or unsupported profile, in bytes from its
-                        start; 0 otherwise */
+                        start; of what should stand behind the end of a tag or the profile, that
+                        end; 0 otherwise */
   char message[240]; /**< one English sentence without a line end, ASCII, whatever the locale */
 } kxp_error;
 
@@ -105,8 +111,10 @@ typedef struct kxp_profile kxp_profile;
 
 /** Reads a profile from memory. Taken are RGB profiles of the classes input, display, output and
  *  colour space, versions 2 and 4, with lookup tags (lut8Type, lut16Type, lutAToBType) or a
- *  matrix and tone curves. Damage to anything that a conversion needs is refused; texts that are
- *  damaged are empty.
+ *  matrix and tone curves. Whatever conversion is asked for later, refused is damage to the header,
+ *  to the tag table (two tags of a name, a tag that lies outside of the profile), and to any tag
+ *  that some conversion would need (A2B, B2A, the matrix and the curves, wtpt). Texts whose
+ * contents are damaged are empty.
  *  @param bytes    the profile, copied as far as needed.
  *  @param size     their number. Memory stays below 32 MiB and four times this number.
  *  @param profile  receives the object.
@@ -161,7 +169,8 @@ enum {
 
 /** What can be asked of a profile. Numbers have an index from 0 on, 0 where there is only one.
  *  Texts are UTF-8. A built-in space has a class of "mntr" and no file: size 0, version 0, no
- *  tags; its numbers are those of its definition. */
+ *  tags; its numbers are those of its definition. "lab" and "xyz" have
+ *  a description and nothing else: any other question is unsupported. */
 enum {
   KXP_SIZE = 1,           /**< number: bytes */
   KXP_VERSION = 2,        /**< text "4.3.0"; number 4.3 */
@@ -276,7 +285,8 @@ typedef struct kxp_pipeline_options {
   uint32_t flags;    /**< KXP_BLACK_POINT_COMPENSATION and so on; of KXP_PRECISE */
   uint32_t pipeline; /**< KXP_PRECISE or KXP_FIXED */
   uint32_t reserved; /**< 0 */
-  double lightness;  /**< of KXP_FIXED: offset of L* in the connection space, -100..100 */
+  double lightness;  /**< of KXP_FIXED: offset of L* in the connection space, any finite number;
+                          results are limited to what it holds */
   double chroma;     /**< likewise of C* */
   double hue;        /**< likewise of the hue angle, in degrees */
 } kxp_pipeline_options;
@@ -299,10 +309,13 @@ typedef struct kxp_pipeline_options {
  *  Precision. Integer results are the nearest ones, within 2 levels of 65535 of what double
  *  precision gives, 99.9 % within 1, and at 8 bits equal to it but within 0.02 of a tie; half
  *  and float results within 0.005 in CIEDE2000. For pure gamma encodings the 16-bit bound holds
- *  from a linear 0.0001 on. The same bits on every processor and with every number of threads.
+ *  from a linear 0.0001 on; for destinations with tabulated curves that stay level (0, 0, 1, ... in
+ *  the shadows of long tables) it holds but beside the levels, where 0.005 holds. The same bits on
+ * every processor and with every number of threads.
  *
- *  KXP_FIXED gives, byte for byte, what CIccEngineS of libKXCMS gives for the profile, the intent,
- *  the offsets, and the output code that has the destination's name: an interpolation in a grid of
+ *  KXP_FIXED gives, byte for byte, what CIccEngineS::SetProfile of libKXCMS selects for the
+ * profile, the intent, the offsets (fractions too, which KX_Icc_Adjust leaves out where the whole
+ * parts are 0), and the output code that has the destination's name: an interpolation in a grid of
  *  17 points of 8-bit linear values. Samples have 8 or 16 bits; from 16 to 8 the 16-bit results
  *  are rounded. Destinations are "srgb" (and "srgb-220", the same), "srgb-linear", "adobe-18" (the
  *  primaries of Adobe RGB (1998) with gamma 1.8), "adobe-rgb-linear", "apple", "apple-linear",
@@ -361,7 +374,8 @@ enum {
 /** kxp_image::flags. */
 enum {
   /** Colour samples are multiplied by alpha (associated, premultiplied). They are divided before
-   *  the conversion and multiplied after it; where alpha is 0 they are converted as they stand. */
+   *  the conversion and multiplied after it; where alpha is 0 they are converted as they stand.
+   *  Says nothing of an image without alpha. */
   KXP_ASSOCIATED_ALPHA = 1 << 0,
   /** Of a destination: alpha is written as 1 (full scale) whatever the source says. */
   KXP_OPAQUE = 1 << 1
@@ -402,9 +416,10 @@ typedef void (*kxp_job)(void* argument, uint32_t index);
  *  afterwards. One that it calls again does no harm. */
 typedef void (*kxp_run)(void* context, uint32_t count, kxp_job job, void* argument);
 
-/** Told how far a conversion is, in pixels, on the thread that called kxp_convert: now and then
- *  with a number that never falls, and at the end once with done == total, when there is nothing
- *  left to cancel. It must not throw. @return 0 to go on, anything else to cancel. */
+/** Told how far a conversion is, in pixels, on the thread that called kxp_convert: first with 0,
+ * then every few hundred thousand pixels (of each thread) with a number that never falls, and at
+ * the end once with done == total, when there is nothing left to cancel. It must not throw. @return
+ * 0 to go on, anything else to cancel. */
 typedef int (*kxp_progress)(void* context, uint64_t done, uint64_t total);
 
 /** How to run a conversion. */
@@ -429,9 +444,10 @@ typedef struct kxp_convert_options {
  *
  *  In place: source and destination may describe the same samples, of the same type, and either
  *  may have an alpha that the other has not. Images may also lie between one another, like two
- *  parts of a larger one, if their strides are the same. Any other overlap is refused, and so is
- *  a destination two samples of which share bytes. Nothing of the size of the image is
- *  allocated, and without threads nothing at all.
+ *  parts of a larger one, if their strides are the same. Any other overlap is refused - of images
+ *  with different strides, of the ranges of addresses from their first to their last byte - and so
+ * is a destination two samples of which share bytes. Nothing of the size of the image is allocated,
+ * and without threads nothing at all.
  *
  *  @param pipeline     what it becomes by.
  *  @param source       borrowed, like the memory that it describes.

@@ -1,6 +1,7 @@
 #ifndef KXCMS_PROFILE_TAGBYTES_H
 #define KXCMS_PROFILE_TAGBYTES_H
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -42,10 +43,11 @@ struct TagBytes {
 
   Signature Type() const { return bytes.U32(0); }
 
-  /// Refuses for what stands at `at` of the tag.
+  /// Refuses for what stands at `at` of the tag; for what should stand behind its end, the end is
+  /// told.
   [[noreturn]] void Refuse(std::uint64_t at, const Sentence& sentence,
                            ProfileFault fault = ProfileFault::kDamaged) const {
-    throw ProfileError(fault, signature, start + at, sentence.text);
+    throw ProfileError(fault, signature, start + std::min<std::uint64_t>(at, bytes.size()), sentence.text);
   }
   /// Refuses unless the tag holds `count` bytes from `at` on, those of `what`.
   void Need(std::uint64_t at, std::uint64_t count, std::string_view what) const;

@@ -75,6 +75,7 @@ Text TextOf(const Pipeline& pipeline, std::uint32_t key, std::uint32_t index = 0
 
 TEST(Queries, TheLibrary) {
   EXPECT_STREQ(kxp_version(), "1.0.0");
+  EXPECT_EQ(KXP_HEADER_VERSION, 10000);
   const std::set<std::string> levels = {"scalar", "portable", "avx2", "avx512"};
   EXPECT_TRUE(levels.contains(kxp_level())) << kxp_level();
   EXPECT_EQ(kxp_level(), kxp_level());
