@@ -1,7 +1,10 @@
-// What the image source makes of a file, for tests.
+// What the image source makes of a file and the image sink of that, for tests.
 //
 //   image_client describe FILE       its pages as JSON
 //   image_client rows FILE PAGE      the samples of a page, as the machine holds them
+//   image_client copy FILE TARGET FORMAT COMPRESSION COLORS BIG QUALITY
+//       writes all pages (FORMAT: 0 TIFF, 1 JPEG, 2 PNG; COMPRESSION as in TIFF; COLORS: 0 others,
+//       1 sRGB, 2 Adobe RGB) with true tags; prints the names of what was dropped as JSON
 //
 // Exit status 1 and a sentence on standard error for what is refused.
 
@@ -9,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -18,7 +22,9 @@
 #include <vector>
 
 #include "tools/image/ImageError.h"
+#include "tools/image/ImageSink.h"
 #include "tools/image/ImageSource.h"
+#include "tools/image/TrueTags.h"
 
 namespace {
 
@@ -84,6 +90,33 @@ void PrintRows(ImageSource& source, std::size_t index) {
   }
 }
 
+void Copy(ImageSource& source, char** arguments) {
+  const auto number = [arguments](int i) { return std::atoi(arguments[i]); };
+  const int fd = open(arguments[0], O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) throw ImageError(ImageError::Kind::kUnwritable, "no file");
+  OutputBytes bytes(fd);
+  std::vector<std::string> dropped;
+  const auto sink =
+      ImageSink::Make(static_cast<Format>(number(1)), bytes, {number(4) != 0, number(5)}, dropped);
+  for (std::size_t i = 0; i < source.pages().size(); ++i) {
+    Page page = source.pages()[i];
+    page.layout = LayoutFor(page, static_cast<std::uint16_t>(number(2)));
+    MakeTrue(page.metadata, static_cast<NamedColors>(number(3)), dropped);
+    source.Select(i);
+    sink->BeginPage(page);
+    constexpr std::uint32_t kRows = 5;
+    std::vector<unsigned char> rows(page.RowBytes() * kRows);
+    for (std::uint32_t row = 0; row < page.height; row += kRows) {
+      const std::uint32_t count = std::min(kRows, page.height - row);
+      source.ReadRows(rows.data(), count);
+      sink->WriteRows(rows.data(), count);
+    }
+    sink->EndPage();
+  }
+  sink->Finish();
+  std::cout << json(dropped) << '\n';
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -99,6 +132,8 @@ int main(int argc, char** argv) {
       for (const Page& page : source->pages()) pages.push_back(Describe(page));
       const auto replace = json::error_handler_t::replace;
       std::cout << pages.dump(-1, ' ', false, replace) << '\n';
+    } else if (what == "copy" && argc == 9) {
+      Copy(*source, argv + 3);
     } else {
       PrintRows(*source, static_cast<std::size_t>(std::atoi(argv[3])));
     }

@@ -175,8 +175,9 @@ class Metadata(Images):
         xmp = b"<x:xmpmeta xmlns:x='adobe:ns:meta/'/>"
         saved(rgb, comment="a comment", dpi=(300, 300), quality=90)(self.path("in.jpg"))
         jpeg = open(self.path("in.jpg"), "rb").read()
-        blocks = b"8BIM\x04\x04\0\0\0\0\0\6\x1c\x02\x05\0\1A"
-        for number, content in ((13, b"Photoshop 3.0\0" + blocks),
+        blocks = b"8BIM\x03\xed\0\0\0\0\0\2hi"
+        iptc = b"\x1c\x02\x05\0\1A"
+        for number, content in ((13, b"Photoshop 3.0\0" + blocks + b"8BIM\x04\x04\0\0\0\0\0\6" + iptc),
                                 (1, b"http://ns.adobe.com/xap/1.0/\0" + xmp),
                                 (5, b"unknown")):
             jpeg = jpeg[:2] + struct.pack(">BBH", 0xFF, 0xE0 + number, len(content) + 2) \
@@ -184,6 +185,7 @@ class Metadata(Images):
         page, = self.describe(self.write("in.jpg", jpeg))
         self.assertEqual(page["tags"]["700"], [BYTE, len(xmp), xmp.hex()])
         self.assertEqual(page["tags"]["34377"], [BYTE, len(blocks), blocks.hex()])
+        self.assertEqual(page["tags"]["33723"], [UNDEFINED, len(iptc), iptc.hex()])
         self.assertEqual(page["tags"]["282"], [RATIONAL, 1, struct.pack("<2I", 300, 1).hex()])
         self.assertEqual(page["tags"]["296"][2], struct.pack("<H", 2).hex())
         self.assertEqual(page["comments"], [["", "a comment"]])

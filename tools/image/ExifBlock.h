@@ -1,7 +1,9 @@
 #ifndef KXCMS_TOOLS_IMAGE_EXIFBLOCK_H
 #define KXCMS_TOOLS_IMAGE_EXIFBLOCK_H
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -23,6 +25,25 @@ void ReadExif(std::span<const unsigned char> block, Metadata& metadata,
 /// @param unit  2: pixels per inch, 3: per centimetre, 1: only their proportion
 void AddResolution(Metadata& metadata, std::uint32_t x, std::uint32_t y, std::uint32_t divisor,
                    std::uint16_t unit);
+
+/// Pixels per unit, as the tags say.
+struct Resolution {
+  double x, y;
+  std::uint16_t unit;  ///< as of `AddResolution`
+};
+/// None where a tag is missing or says nothing.
+std::optional<Resolution> ResolutionOf(const Metadata& metadata);
+
+/// Metadata in the places that formats other than TIFF have for them.
+struct Places {
+  std::vector<unsigned char> exif;  ///< a block with its TIFF header; empty: none
+  std::vector<unsigned char> xmp;
+  std::vector<unsigned char> photoshop;  ///< blocks, IPTC among them
+};
+
+/// @param mostExif  bytes of a block of Exif: tags that do not fit are dropped, the largest first
+/// @param dropped   receives their names
+Places PlacesOf(Metadata metadata, std::size_t mostExif, std::vector<std::string>& dropped);
 
 }  // namespace kxcms::image
 

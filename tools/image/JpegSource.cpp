@@ -22,19 +22,14 @@
 #include "base/SaturatingMath.h"
 #include "tools/image/ExifBlock.h"
 #include "tools/image/ImageError.h"
+#include "tools/image/JpegMarkers.h"
+#include "tools/image/PhotoshopBlocks.h"
 #include "tools/image/TagNumbers.h"
 
 namespace kxcms::image {
 
 namespace {
 
-// What begins the application data of each kind, with the zero bytes that belong to it.
-constexpr std::string_view kExifMark("Exif\0\0", 6);
-constexpr std::string_view kXmpMark("http://ns.adobe.com/xap/1.0/\0", 29);
-constexpr std::string_view kIccMark("ICC_PROFILE\0", 12);
-constexpr std::string_view kPhotoshopMark("Photoshop 3.0\0", 14);
-constexpr std::string_view kJfifMark("JFIF\0", 5);
-constexpr std::string_view kAdobeMark("Adobe", 5);
 // Real progressive files have about ten; each one goes through all coefficients again.
 constexpr int kMostScans = 200;
 
@@ -206,6 +201,13 @@ void ReadMarkers(const jpeg_decompress_struct& info, Page& page) {
   // Behind the Exif block, which replaces all tags.
   Directory& directory = page.metadata.directory;
   if (!xmp.empty()) directory.Set(BytesTag(tag::kXmp, kByte, std::move(xmp)));
+  // TIFF has a tag of its own for what JPEG keeps in one of these blocks.
+  if (std::optional<PhotoshopBlocks> blocks = PhotoshopBlocks::Parse(photoshop)) {
+    std::vector<unsigned char> iptc = blocks->Data(PhotoshopBlocks::kIptc);
+    if (!iptc.empty()) directory.Set(BytesTag(tag::kIptc, kUndefined, std::move(iptc)));
+    blocks->Remove(PhotoshopBlocks::kIptc);
+    photoshop = blocks->Bytes();
+  }
   if (!photoshop.empty()) {
     directory.Set(BytesTag(tag::kPhotoshopBlocks, kByte, std::move(photoshop)));
   }

@@ -3,6 +3,7 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -339,6 +340,10 @@ void TiffSource::ReadForm(const TiffDirectories::Raw& raw, Page& page, Pixels& p
   if (width == 0 || height == 0) RefuseDamaged("no pixels");
   constexpr std::uint64_t kMostSide = 0x7FFF'FFFF;  // what libtiff counts in
   if (width > kMostSide || height > kMostSide) RefuseForm("more than 2^31 pixels wide or high");
+  const std::uint64_t fillOrder = fields.Number(tag::kFillOrder, FILLORDER_MSB2LSB);
+  if (fillOrder != FILLORDER_MSB2LSB && fillOrder != FILLORDER_LSB2MSB) {
+    RefuseDamaged("bit order " + std::to_string(fillOrder));
+  }
   page.width = static_cast<std::uint32_t>(width);
   page.height = static_cast<std::uint32_t>(height);
 
@@ -359,6 +364,7 @@ void TiffSource::ReadForm(const TiffDirectories::Raw& raw, Page& page, Pixels& p
     const std::uint64_t rows = std::min(fields.Number(tag::kRowsPerStrip, height), height);
     if (rows == 0) RefuseDamaged("no rows per strip");
     page.layout.rowsPerStrip = static_cast<std::uint32_t>(rows);
+    pixels.isPlain = compression == COMPRESSION_NONE && fillOrder == FILLORDER_MSB2LSB;
   }
 }
 
@@ -406,7 +412,7 @@ void TiffSource::CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels
   // What a decoder holds: the bytes of a piece, and the piece where it does not come in rows.
   const std::uint64_t pieceBytes = SaturatingProduct(
       SaturatingProduct(rows, isTiled ? layout.tileWidth : page.width), pixelBytes);
-  std::uint64_t memory = largest;
+  std::uint64_t memory = pixels.isPlain ? 0 : largest;
   if (isTiled || DecodesWholeStrips(layout.compression)) memory += pieceBytes;
   memory = SaturatingProduct(memory, planes);
   const std::uint64_t rowsAtOnce = isTiled ? std::min<std::uint64_t>(rows, page.height) : 1;
@@ -491,8 +497,35 @@ void TiffSource::ReadTileRow() {
   }
 }
 
+std::uint32_t TiffSource::ReadPlainRows(std::size_t plane, unsigned char* to, std::uint32_t most) {
+  const Page& page = pages_[selected_];
+  const std::uint32_t stripRows = page.layout.rowsPerStrip;
+  const std::size_t strips = (page.height - 1) / stripRows + 1;
+  const std::uint32_t inStrip = row_ % stripRows;
+  const std::uint32_t rows = std::min({most, stripRows - inStrip, page.height - row_});
+  const std::size_t rowBytes = page.RowBytes() / decoders_.size();
+  bytes_.Read(pixels_[selected_].offsets[plane * strips + row_ / stripRows] + inStrip * rowBytes,
+              to, rows * rowBytes);
+  constexpr bool kIsLittle = std::endian::native == std::endian::little;
+  if (page.bits == 16 && kIsLittle != (directories_.order() == ByteOrder::kLittle)) {
+    for (std::size_t at = 0; at < rows * rowBytes; at += 2) std::swap(to[at], to[at + 1]);
+  }
+  return rows;
+}
+
 void TiffSource::ReadRows(unsigned char* to, std::uint32_t rows) {
   const Page& page = pages_[selected_];
+  const bool isPlain = pixels_[selected_].isPlain;
+  if (isPlain && decoders_.size() == 1) {
+    // libtiff would hold a whole strip, which often is the image.
+    while (rows > 0) {
+      const std::uint32_t count = ReadPlainRows(0, to, rows);
+      to += count * page.RowBytes();
+      row_ += count;
+      rows -= count;
+    }
+    return;
+  }
   const std::size_t sampleBytes = page.bits / 8;
   for (; rows > 0; --rows, ++row_, to += page.RowBytes()) {
     if (page.layout.rowsPerStrip == 0) {
@@ -506,8 +539,12 @@ void TiffSource::ReadRows(unsigned char* to, std::uint32_t rows) {
       continue;
     }
     for (std::size_t plane = 0; plane < decoders_.size(); ++plane) {
-      decoders_[plane]->Check(TIFFReadScanline(decoders_[plane]->tiff(), plane_.data(), row_,
-                                               static_cast<std::uint16_t>(plane)) == 1);
+      if (isPlain) {
+        ReadPlainRows(plane, plane_.data(), 1);
+      } else {
+        decoders_[plane]->Check(TIFFReadScanline(decoders_[plane]->tiff(), plane_.data(), row_,
+                                                 static_cast<std::uint16_t>(plane)) == 1);
+      }
       unsigned char* sample = to + plane * sampleBytes;
       for (std::size_t at = 0; at < plane_.size(); at += sampleBytes, sample += page.PixelBytes()) {
         std::memcpy(sample, plane_.data() + at, sampleBytes);

@@ -30,6 +30,7 @@ class TiffSource : public ImageSource {
   struct Pixels {
     std::uint64_t directory = 0;  ///< its position
     std::uint16_t photometric = 2;
+    bool isPlain = false;  ///< strips of bytes as they are, in an order of 16-bit samples
     std::vector<std::uint64_t> offsets;  ///< of strips or tiles
     std::vector<std::uint64_t> sizes;
   };
@@ -38,6 +39,8 @@ class TiffSource : public ImageSource {
   void ReadForm(const TiffDirectories::Raw& raw, Page& page, Pixels& pixels) const;
   void CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels& pixels);
   void ReadTileRow();
+  /// The next rows of a plane, as many as the strip has of them. @return their number.
+  std::uint32_t ReadPlainRows(std::size_t plane, unsigned char* to, std::uint32_t most);
 
   FileBytes bytes_;
   TiffDirectories directories_;
