@@ -26,17 +26,23 @@ class References {
 };
 
 /// What a handle of a profile stands for.
-enum class ProfileKind { kDevice, kRgbSpace, kLab, kXyz };
+enum class ProfileKind {
+  kDevice,    ///< a profile that was read
+  kRgbSpace,  ///< a built-in space
+  kRendered,  ///< an output of the fixed pipeline alone: a space, and a tone curve that renders
+  kLab,
+  kXyz
+};
 
 }  // namespace kxcms
 
 struct kxp_profile {
   kxcms::References references;
   kxcms::ProfileKind kind = kxcms::ProfileKind::kDevice;
-  /// A file's profile, or the model of a built-in RGB space, so that it can be a source; null for
-  /// Lab and XYZ. Shared with the pipelines made of it.
+  /// A file's profile, or the model of a built-in RGB space, so that it can be a source; without a
+  /// model for kRendered, null for Lab and XYZ. Shared with the pipelines made of it.
   std::shared_ptr<const kxcms::DeviceProfile> device;
-  const kxcms::RgbSpace* space = nullptr;  ///< of kRgbSpace
+  const kxcms::RgbSpace* space = nullptr;  ///< of kRgbSpace, and what describes kRendered
   const char* name = "";                   ///< of a built-in space
 };
 

@@ -32,6 +32,16 @@ PreciseOptions CheckedOptions(const kxp_pipeline_options* given) {
   return options;
 }
 
+// What a tone curve of the fixed pipeline gives has no definition but that pipeline.
+void RefuseRendered(const kxp_profile& profile) {
+  if (profile.kind != ProfileKind::kRendered) return;
+  throw Failure{
+      KXP_ERROR_UNSUPPORTED,
+      {"No precise conversion knows ", profile.name,
+       ": its tone curve renders the picture as the fixed pipeline alone does. What comes "
+       "out is described by \"srgb\"."}};
+}
+
 std::string NameOf(const UsedModel& model) {
   return model.tag == 0 ? "matrix" : TextOf(model.tag);
 }
@@ -63,6 +73,7 @@ PreciseDestination kxcms::DestinationOf(const kxp_profile& profile) {
     case ProfileKind::kDevice:
       break;
     case ProfileKind::kRgbSpace:
+    case ProfileKind::kRendered:
       return profile.space;
     case ProfileKind::kLab:
       return Colorimetry::kLab;
@@ -81,6 +92,8 @@ kxp_status kxp_pipeline_create(const kxp_profile* source, const kxp_profile* des
     Require(source != nullptr, "The source profile is null.");
     Require(destination != nullptr, "The destination profile is null.");
     Require(source->device != nullptr, "Lab and XYZ are destinations only.");
+    RefuseRendered(*source);
+    RefuseRendered(*destination);
     const PreciseOptions checked = CheckedOptions(options);
     try {
       *pipeline = new kxp_pipeline(*source, *destination, checked);

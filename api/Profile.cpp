@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "api/Failure.h"
@@ -110,9 +111,18 @@ kxp_profile* NewBuiltIn(const char* name) {
     profile->name = space.name;
     profile->space = space.space;
     if (space.space != nullptr) {
-      profile->device = std::make_shared<const DeviceProfile>(SpaceProfile(*space.space));
+      DeviceProfile model = SpaceProfile(*space.space);
+      if (space.kind == ProfileKind::kRendered) model.matrixTrc.reset();
+      profile->device = std::make_shared<const DeviceProfile>(std::move(model));
     }
     return profile.release();
+  }
+  // What the fixed interface calls so has another curve than everybody expects by that name.
+  if (std::strcmp(name, "adobe") == 0) {
+    throw Failure{
+        KXP_ERROR_ARGUMENT,
+        {"There is no space \"adobe\": it is either \"adobe-rgb\", which is Adobe RGB (1998) "
+         "with gamma 2.2, or \"adobe-18\", its primaries with gamma 1.8."}};
   }
   throw Failure{KXP_ERROR_ARGUMENT, {"There is no built-in space of this name."}};
 }

@@ -13,7 +13,7 @@ struct NamedSpace {
   const char* name;
   const char* description;
   ProfileKind kind;
-  const RgbSpace* space;  ///< of kRgbSpace
+  const RgbSpace* space;  ///< of kRgbSpace, and what describes kRendered; null for others
 };
 
 /// Number of built-in spaces.

@@ -16,7 +16,7 @@
  * Errors. Everything that can be refused is refused when an object is made; a conversion fails only
  * for wrong arguments or because its caller cancels it. Functions that can fail return a kxp_status
  * and take an optional record, owned by the caller, that says what is wrong in one sentence. On
- * failure nothing is stored through result pointers but null.
+ * failure nothing is stored through result pointers but null, unless a function says what.
  *
  * Objects are immutable. Every function may be called from any number of threads at once, on the
  * same objects too. They are counted: what a function makes, its caller owns one reference of and
@@ -126,7 +126,7 @@ KXP_API kxp_status kxp_profile_from_memory(const void* bytes, size_t size, kxp_p
 KXP_API kxp_status kxp_profile_open(const char* path, kxp_profile** profile, kxp_error* error);
 
 /** Takes a built-in space.
- *  @param name     see kxp_space_name.
+ *  @param name     see kxp_space_name. "adobe" is none: it could be "adobe-rgb" or "adobe-18".
  *  @param profile  receives the object.
  *  @param error    optional.
  *  @return KXP_OK, KXP_ERROR_ARGUMENT or KXP_ERROR_MEMORY. */
@@ -140,8 +140,12 @@ KXP_API void kxp_profile_release(kxp_profile* profile);
 /** @return the number of built-in spaces. */
 KXP_API size_t kxp_space_count(void);
 /** The names are in lower case: "srgb" (IEC 61966-2-1), "adobe-rgb" (Adobe RGB (1998), gamma
- *  2.19921875), "display-p3", "prophoto" (ROMM RGB), "ecirgb-v2", "rec2020", each with "-linear"
- *  appended for its primaries without a curve; "lab" and "xyz", destinations for measuring.
+ *  2.19921875), "display-p3", "prophoto" (ROMM RGB), "ecirgb-v2", "rec2020", "apple" (Apple RGB),
+ *  "colormatch" (ColorMatch RGB), each with "-linear" appended for its primaries without a curve;
+ *  "adobe-18", the primaries of Adobe RGB (1998) with gamma 1.8, which is not Adobe RGB (1998);
+ *  "srgb-220", the same as "srgb"; "srgb-kodak-photo", "srgb-kodak-mix" and "srgb-kodak-text", sRGB
+ *  rendered by a tone curve, outputs of the fixed pipeline alone; "lab" and "xyz", destinations for
+ *  measuring.
  *  @return the name of a built-in space, static storage; null from kxp_space_count() on. */
 KXP_API const char* kxp_space_name(size_t index);
 /** @return one line that says what it is, likewise. */
@@ -176,7 +180,7 @@ enum {
   KXP_TAG = 15,        /**< text by index: signatures of all tags, in the file's order */
   KXP_TAG_COUNT = 16,  /**< number */
   KXP_INTENT_TAG = 17, /**< text by intent: what it really uses as a source, "A2B0" to "A2B2" or
-                            "matrix" */
+                            "matrix"; "" if it cannot be one */
   KXP_INTENT_FALLBACK = 18, /**< number by intent: 1 if that is not the tag of the intent */
   KXP_GRID = 19, /**< number by 3 * intent + channel: grid points of that tag; 0 for none */
   KXP_INPUT_ENTRIES = 20,   /**< number by 3 * intent + channel: entries of the first curve that a
@@ -208,6 +212,39 @@ KXP_API kxp_status kxp_profile_number(const kxp_profile* profile, uint32_t key, 
  *  @return as kxp_profile_number. */
 KXP_API kxp_status kxp_profile_text(const kxp_profile* profile, uint32_t key, uint32_t index,
                                     char* text, size_t capacity, size_t* length);
+
+/** Writes the ICC profile of a built-in space, to tag with what was converted to it.
+ *
+ *  It is a display profile with matrix and tone curves. Its colorants are adapted to D50 by the
+ *  Bradford transform, as chad states, and add up to D50 exactly. The date is a fixed one, there is
+ *  neither maker nor model, and the copyright claims nothing: the same version of the library
+ *  writes the same bytes, whenever and wherever.
+ *
+ *  - Version 4 is 4.3.0 (ICC.1:2010): curves are parametric, the published formulas within 0.3 of
+ *    65535; wtpt is D50; there is a profile ID.
+ *  - Version 2 is 2.4.0 (ICC.1:2001-04), for readers that know no other: a curve is one gamma where
+ *    that is exact ("adobe-rgb"), else 2049 entries, right within 0.501 of 65535. wtpt is the white
+ *    of the space, as profiles of this version have it: the absolute intent, which equals relative
+ *    with built-in spaces and version 4, shows the white of sRGB as bluish as it is beside D50. The
+ *    other intents do not look at it. There is no profile ID.
+ *
+ *  What "srgb-kodak-photo", "srgb-kodak-mix" and "srgb-kodak-text" have rendered is a picture in
+ *  sRGB: their profile, and that of "srgb-220", is the one of "srgb". "lab" and "xyz" have colour
+ *  space profiles of version 4 that change nothing, for pixels in the 16-bit encodings of
+ *  kxp_image; version 2 is refused. Profiles that were read are refused: their bytes are the
+ *  caller's.
+ *
+ *  @param profile   a built-in space.
+ *  @param version   2, 4, or 0 for the default, which is 4.
+ *  @param bytes     room for the profile; may be null if capacity is 0.
+ *  @param capacity  its size in bytes. 0 asks for the size alone.
+ *  @param size      receives the size of the whole profile, also where there is too little room
+ *                   for it; 0 on any other failure.
+ *  @param error     optional.
+ *  @return KXP_OK; KXP_ERROR_ARGUMENT, also for a capacity that is too small but not 0, when
+ *          nothing is written; KXP_ERROR_UNSUPPORTED; KXP_ERROR_MEMORY. */
+KXP_API kxp_status kxp_profile_write(const kxp_profile* profile, uint32_t version, void* bytes,
+                                     size_t capacity, size_t* size, kxp_error* error);
 
 /* ---- Pipelines --------------------------------------------------------------------------------
  */

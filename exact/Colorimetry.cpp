@@ -116,6 +116,8 @@ double EncodePositive(Transfer transfer, double E) {
       return E <= 0.0031308 ? 12.92 * E : 1.055 * std::pow(E, 1 / 2.4) - 0.055;
     case Transfer::kAdobeRgb:
       return std::pow(E, 1 / kAdobeGamma);
+    case Transfer::kGamma18:
+      return std::pow(E, 1 / 1.8);
     case Transfer::kRomm:
       return E < kRommToe ? 16 * E : std::pow(E, 1 / 1.8);
     case Transfer::kLStar:
@@ -136,6 +138,8 @@ double DecodePositive(Transfer transfer, double V) {
       return V <= 0.04045 ? V / 12.92 : std::pow((V + 0.055) / 1.055, 2.4);
     case Transfer::kAdobeRgb:
       return std::pow(V, kAdobeGamma);
+    case Transfer::kGamma18:
+      return std::pow(V, 1.8);
     case Transfer::kRomm:
       return V < 16 * kRommToe ? V / 16 : std::pow(V, 1.8);
     case Transfer::kLStar:

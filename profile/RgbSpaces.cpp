@@ -5,7 +5,7 @@ namespace kxcms {
 namespace {
 
 constexpr Chromaticity kD65 = {0.3127, 0.3290};
-// The white of ROMM RGB and eciRGB: D50 of CIE 15 in four decimals.
+// The white of ROMM RGB, eciRGB and ColorMatch RGB: D50 of CIE 15 in four decimals.
 constexpr Chromaticity kD50 = {0.3457, 0.3585};
 
 // ITU-R BT.709-6, taken over by IEC 61966-2-1.
@@ -21,6 +21,11 @@ constexpr std::array<Chromaticity, 3> kRomm = {
 constexpr std::array<Chromaticity, 3> kEciRgb = {{{0.67, 0.33}, {0.21, 0.71}, {0.14, 0.08}}};
 // ITU-R BT.2020-2, table 3.
 constexpr std::array<Chromaticity, 3> kRec2020 = {{{0.708, 0.292}, {0.170, 0.797}, {0.131, 0.046}}};
+// Both as their makers published them, with gamma 1.8.
+constexpr std::array<Chromaticity, 3> kAppleRgb = {
+    {{0.625, 0.340}, {0.280, 0.595}, {0.155, 0.070}}};
+constexpr std::array<Chromaticity, 3> kColorMatchRgb = {
+    {{0.630, 0.340}, {0.295, 0.605}, {0.150, 0.075}}};
 
 constexpr RgbSpace kSpaces[] = {
     {"srgb", "sRGB (IEC 61966-2-1)", kSRgb, kD65, Transfer::kSRgb},
@@ -35,6 +40,12 @@ constexpr RgbSpace kSpaces[] = {
     {"ecirgb-v2-linear", "eciRGB v2 primaries, linear", kEciRgb, kD50, Transfer::kLinear},
     {"rec2020", "Rec. 2020 (ITU-R BT.2020-2)", kRec2020, kD65, Transfer::kRec2020},
     {"rec2020-linear", "Rec. 2020 primaries, linear", kRec2020, kD65, Transfer::kLinear},
+    {"adobe-18", "Adobe RGB (1998) primaries, gamma 1.8", kAdobeRgb, kD65, Transfer::kGamma18},
+    {"apple", "Apple RGB: gamma 1.8", kAppleRgb, kD65, Transfer::kGamma18},
+    {"apple-linear", "Apple RGB primaries, linear", kAppleRgb, kD65, Transfer::kLinear},
+    {"colormatch", "ColorMatch RGB: gamma 1.8, D50", kColorMatchRgb, kD50, Transfer::kGamma18},
+    {"colormatch-linear", "ColorMatch RGB primaries, linear", kColorMatchRgb, kD50,
+     Transfer::kLinear},
 };
 
 // ICC.1:2010 Annex E: XYZ to the cone responses of the linear Bradford transform.
@@ -73,9 +84,14 @@ Matrix3 RgbToPcs(const RgbSpace& space) {
     const Xyz xyz = ToXyz(space.primaries[column]);
     for (std::size_t row = 0; row < 3; ++row) primaries[3 * row + column] = xyz[row];
   }
-  const Xyz white = ToXyz(space.white);
+  const Xyz white = WhiteOf(space);
   const Xyz scale = Product(Inverse(primaries), white);
   return Product(AdaptationToPcs(white), ScaledColumns(primaries, scale));
+}
+
+Xyz WhiteOf(const RgbSpace& space) {
+  const bool isD50 = space.white.x == kD50.x && space.white.y == kD50.y;
+  return isD50 ? kPcsWhite : ToXyz(space.white);
 }
 
 Matrix3 AdaptationToPcs(const Xyz& white) {

@@ -19,6 +19,7 @@ enum class Transfer {
   kAdobeRgb,  ///< Adobe RGB (1998) 4.3.1.2: gamma 2.19921875 = 2 + 51/256
   kRomm,      ///< ROMM RGB, ISO 22028-2: gamma 1.8, slope 16 below 1/512
   kLStar,     ///< eciRGB v2: encoded = L* / 100, CIE 15 with 903.3 = 24389/27 and 216/24389
+  kGamma18,   ///< Apple RGB and ColorMatch RGB: gamma 1.8
   kRec2020,   ///< ITU-R BT.2020-2 table 4, alpha 1.09929682680944, beta 0.018053968510807
 };
 
@@ -43,6 +44,9 @@ const RgbSpace* FindRgbSpace(std::string_view name);
 /// Linear RGB to PCS XYZ: columns are the primaries scaled to the white (SMPTE RP 177), adapted
 /// from the white to D50 by the linear Bradford transform (ICC.1:2010 Annex E).
 Matrix3 RgbToPcs(const RgbSpace& space);
+/// Of Y = 1. D50 is that of the PCS, exactly: four decimals of the one and of the other stand for
+/// the same light, and nothing is adapted between them.
+Xyz WhiteOf(const RgbSpace& space);
 /// The Bradford adaptation from a white to D50, as a profile's chad tag states it.
 Matrix3 AdaptationToPcs(const Xyz& white);
 

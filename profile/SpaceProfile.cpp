@@ -18,6 +18,8 @@ Curve DecodingOf(Transfer transfer) {
       return WithToe(2.4, 1 / 1.055, 0.055 / 1.055, 1 / 12.92, 0.04045);
     case Transfer::kAdobeRgb:
       return GammaCurve{2.19921875};
+    case Transfer::kGamma18:
+      return GammaCurve{1.8};
     case Transfer::kRomm:
       return WithToe(1.8, 1, 0, 1 / 16.0, 16 / 512.0);
     case Transfer::kLStar:

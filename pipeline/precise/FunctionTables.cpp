@@ -124,6 +124,8 @@ Formula FormulaOf(Transfer transfer) {
       return {0.0031308, 12.92, 1.055, 1 / 2.4, 0.055, -9};
     case Transfer::kAdobeRgb:  // Adobe RGB (1998), 4.3.1.2: gamma 2 + 51/256
       return {0, 0, 1, 256.0 / 563, 0, -24};
+    case Transfer::kGamma18:
+      return {0, 0, 1, 1 / 1.8, 0, -24};
     case Transfer::kRomm:  // ISO 22028-2
       return {1.0 / 512, 16, 1, 1 / 1.8, 0, -9};
     case Transfer::kLStar:  // CIE 15:2004, 8.2.1
@@ -206,6 +208,8 @@ const LineTable& EncodingTable(Transfer transfer) {
       break;
     case Transfer::kAdobeRgb:
       return SharedEncoding<Transfer::kAdobeRgb>();
+    case Transfer::kGamma18:
+      return SharedEncoding<Transfer::kGamma18>();
     case Transfer::kRomm:
       return SharedEncoding<Transfer::kRomm>();
     case Transfer::kLStar:

@@ -93,17 +93,26 @@ TEST(Queries, Statuses) {
 
 TEST(Queries, TheListOfSpaces) {
   const std::vector<std::string> expected = {"srgb",
-                                             "adobe-rgb",
-                                             "display-p3",
-                                             "prophoto",
-                                             "ecirgb-v2",
-                                             "rec2020",
                                              "srgb-linear",
+                                             "adobe-rgb",
                                              "adobe-rgb-linear",
+                                             "display-p3",
                                              "display-p3-linear",
+                                             "prophoto",
                                              "prophoto-linear",
+                                             "ecirgb-v2",
                                              "ecirgb-v2-linear",
+                                             "rec2020",
                                              "rec2020-linear",
+                                             "adobe-18",
+                                             "apple",
+                                             "apple-linear",
+                                             "colormatch",
+                                             "colormatch-linear",
+                                             "srgb-220",
+                                             "srgb-kodak-photo",
+                                             "srgb-kodak-mix",
+                                             "srgb-kodak-text",
                                              "lab",
                                              "xyz"};
   std::vector<std::string> names;
@@ -117,9 +126,7 @@ TEST(Queries, TheListOfSpaces) {
     EXPECT_EQ(kxp_profile_builtin(names.back().c_str(), &profile, nullptr), KXP_OK) << names.back();
     kxp_profile_release(profile);
   }
-  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()),
-            std::set<std::string>(expected.begin(), expected.end()));
-  EXPECT_EQ(names.size(), expected.size());
+  EXPECT_EQ(names, expected);
   for (const std::size_t beyond : {kxp_space_count(), kxp_space_count() + 1, ~std::size_t{0}}) {
     EXPECT_EQ(kxp_space_name(beyond), nullptr) << beyond;
     EXPECT_EQ(kxp_space_description(beyond), nullptr) << beyond;
@@ -339,12 +346,14 @@ TEST(Queries, BuiltInSpaces) {
       EXPECT_EQ(NumberOf(space, KXP_WHITE, 1).status, KXP_ERROR_UNSUPPORTED) << name;
       continue;
     }
+    const bool isRendered = name.find("kodak") != std::string::npos;
+    const std::string model = isRendered ? "" : "matrix";
     ExpectAnswers(name, space,
                   {{KXP_CLASS, 0, "mntr"},
                    {KXP_COLOR_SPACE, 0, "RGB "},
                    {KXP_PCS, 0, "XYZ "},
-                   {KXP_INTENT_TAG, KXP_RELATIVE, "matrix"},
-                   {KXP_DESTINATION_TAG, KXP_RELATIVE, "matrix"}},
+                   {KXP_INTENT_TAG, KXP_RELATIVE, model},
+                   {KXP_DESTINATION_TAG, KXP_RELATIVE, model}},
                   {{KXP_SIZE, 0, 0},
                    {KXP_VERSION, 0, 0},
                    {KXP_TAG_COUNT, 0, 0},

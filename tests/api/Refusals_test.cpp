@@ -74,6 +74,7 @@ TEST(Refusals, NullPointers) {
   const kxp_image image = PlainImage(pixel, KXP_U8);
   kxp_profile* profile = nullptr;
   kxp_pipeline* made = nullptr;
+  std::size_t size = 0;
   const Row kRows[] = {
       {"no bytes", KXP_ERROR_ARGUMENT,
        [&](kxp_error* e) { return kxp_profile_from_memory(nullptr, 100, &profile, e); }},
@@ -89,6 +90,12 @@ TEST(Refusals, NullPointers) {
        [&](kxp_error* e) { return kxp_profile_builtin(nullptr, &profile, e); }},
       {"no profile for a name", KXP_ERROR_ARGUMENT,
        [&](kxp_error* e) { return kxp_profile_builtin("srgb", nullptr, e); }},
+      {"no profile to write", KXP_ERROR_ARGUMENT,
+       [&](kxp_error* e) { return kxp_profile_write(nullptr, 0, nullptr, 0, &size, e); }},
+      {"no room to write to", KXP_ERROR_ARGUMENT,
+       [&](kxp_error* e) { return kxp_profile_write(srgb.get(), 0, nullptr, 10000, &size, e); }},
+      {"no size of what is written", KXP_ERROR_ARGUMENT,
+       [&](kxp_error* e) { return kxp_profile_write(srgb.get(), 0, pixel, 3, nullptr, e); }},
       {"no source profile", KXP_ERROR_ARGUMENT,
        [&](kxp_error* e) { return kxp_pipeline_create(nullptr, srgb.get(), nullptr, &made, e); }},
       {"no destination profile", KXP_ERROR_ARGUMENT,
@@ -298,6 +305,17 @@ TEST(Refusals, UnknownNames) {
                  }});
 }
 
+// The fixed interface has an "Adobe" of its own, which is not what people mean.
+TEST(Refusals, AdobeIsNoName) {
+  kxp_profile* profile = Marker<kxp_profile>();
+  const kxp_error error = Refused("adobe", KXP_ERROR_ARGUMENT, [&](kxp_error* e) {
+    return kxp_profile_builtin("adobe", &profile, e);
+  });
+  EXPECT_EQ(profile, nullptr);
+  EXPECT_NE(Text(error).find("\"adobe-rgb\""), std::string::npos) << error.message;
+  EXPECT_NE(Text(error).find("\"adobe-18\""), std::string::npos) << error.message;
+}
+
 // ---- Files --------------------------------------------------------------------------------------
 
 // The most memory that this process has had, in KiB.
@@ -452,7 +470,8 @@ TEST(Refusals, ProfilesThatCannotBeConnected) {
       FromMemory(forms::WithTag("B2A0", forms::Lut16().Tag()).Header(12, "prtr").Build());
   const Profile flat = FromMemory(forms::MatrixProfile(up, constant, up).Build());
   const Profile back = FromMemory(forms::MatrixProfile(up, up, hill).Build());
-  const Profile lab = BuiltIn("lab"), xyz = BuiltIn("xyz");
+  const Profile lab = BuiltIn("lab"), xyz = BuiltIn("xyz"), photo = BuiltIn("srgb-kodak-photo"),
+                mix = BuiltIn("srgb-kodak-mix"), text = BuiltIn("srgb-kodak-text");
   const struct {
     const char* what;
     const Profile& source;
@@ -463,6 +482,10 @@ TEST(Refusals, ProfilesThatCannotBeConnected) {
   } kRows[] = {
       {"from Lab", lab, srgb, KXP_ERROR_ARGUMENT, "", "Lab"},
       {"from XYZ", xyz, srgb, KXP_ERROR_ARGUMENT, "", "XYZ"},
+      {"to a rendering", scanner, photo, KXP_ERROR_UNSUPPORTED, "", "srgb-kodak-photo"},
+      {"to a rendering", scanner, mix, KXP_ERROR_UNSUPPORTED, "", "\"srgb\""},
+      {"to a rendering", scanner, text, KXP_ERROR_UNSUPPORTED, "", "\"srgb\""},
+      {"from a rendering", photo, srgb, KXP_ERROR_UNSUPPORTED, "", "\"srgb\""},
       {"to a scanner", srgb, scanner, KXP_ERROR_UNSUPPORTED, "", "destination"},
       {"from one that is a destination only", printer, srgb, KXP_ERROR_UNSUPPORTED, "", "source"},
       {"to a constant curve", srgb, flat, KXP_ERROR_UNSUPPORTED, "gTRC", "gTRC"},

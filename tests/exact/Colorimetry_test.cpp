@@ -147,6 +147,10 @@ TEST(TransferFunctions, GiveTheirPublishedPoints) {
       {"Adobe RGB, encoded half", Transfer::kAdobeRgb, 0.21775552814439456, 0.5},
       {"Adobe RGB, 2", Transfer::kAdobeRgb, 2, 1.370504368876323},
       {"Adobe RGB, -0.5", Transfer::kAdobeRgb, -0.5, -0.72965838176780153},
+      {"gamma 1.8, dark", Transfer::kGamma18, 0.001, 0.021544346900318832},
+      {"gamma 1.8, half", Transfer::kGamma18, 0.5, 0.6803950000871885},
+      {"gamma 1.8, encoded half", Transfer::kGamma18, 0.2871745887492587, 0.5},
+      {"gamma 1.8, -0.5", Transfer::kGamma18, -0.5, -0.6803950000871885},
       {"ROMM, in the toe", Transfer::kRomm, 0.001, 0.016},
       {"ROMM, at the break", Transfer::kRomm, 1 / 512.0, 1 / 32.0},
       {"ROMM, 18 %", Transfer::kRomm, 0.18, 0.38571142475113763},
@@ -170,7 +174,8 @@ TEST(TransferFunctions, GiveTheirPublishedPoints) {
 }
 
 constexpr Transfer kTransfers[] = {Transfer::kLinear, Transfer::kSRgb,  Transfer::kAdobeRgb,
-                                   Transfer::kRomm,   Transfer::kLStar, Transfer::kRec2020};
+                                   Transfer::kRomm,   Transfer::kLStar, Transfer::kRec2020,
+                                   Transfer::kGamma18};
 
 TEST(TransferFunctions, GoFrom0To1AndAreOdd) {
   for (const Transfer transfer : kTransfers) {

@@ -225,6 +225,37 @@ TEST(PipelineFaults, Allocations) {
   }
 }
 
+TEST(PipelineFaults, AllocationsOfWritten) {
+  const struct {
+    const char* space;
+    std::uint32_t version;
+  } kRows[] = {{"srgb", 2}, {"srgb", 4}, {"adobe-rgb", 2}, {"lab", 4}};
+  for (const auto& row : kRows) {
+    const Profile space = BuiltIn(row.space);
+    Bytes expected(10000);
+    std::size_t expectedSize = 0;
+    ASSERT_EQ(kxp_profile_write(space.get(), row.version, expected.data(), expected.size(),
+                                &expectedSize, nullptr),
+              KXP_OK);
+    for (const Reach reach : {Reach::kOnce, Reach::kFromThenOn}) {
+      for (long nth = 1;; ++nth) {
+        Bytes bytes(10000);
+        std::size_t size = 77;
+        kxp_error error = NewError();
+        const Injection injection(Call::kAllocation, nth, reach);
+        const kxp_status status =
+            kxp_profile_write(space.get(), row.version, bytes.data(), bytes.size(), &size, &error);
+        const bool isDone = status == KXP_OK;
+        EXPECT_TRUE(isDone || status == KXP_ERROR_MEMORY) << row.space << ", allocation " << nth;
+        EXPECT_EQ(size, isDone ? expectedSize : 0u) << row.space << ", allocation " << nth;
+        EXPECT_EQ(isDone, bytes == expected) << row.space << ", allocation " << nth;
+        EXPECT_EQ(isDone, !injection.Struck()) << row.space << ", allocation " << nth;
+        if (!injection.Struck()) break;
+      }
+    }
+  }
+}
+
 TEST(PipelineFaults, AllocationsOfProbes) {
   const Pipeline pipeline = Connect(FromMemory(FullProfile()), FromMemory(FullProfile()),
                                     KXP_RELATIVE, KXP_BLACK_POINT_COMPENSATION);

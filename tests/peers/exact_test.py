@@ -21,7 +21,8 @@ LCMS = os.environ["KXCMS_LCMS_LOOKUP"]
 # colord-data, icc-profiles-free, argyll-ref, libgs-common, rawtherapee-data
 FOLDERS = ["/usr/share/color/icc", "/usr/share/color/argyll/ref",
            "/usr/share/rawtherapee/iccprofiles"]
-SPACES = ["srgb", "srgb-linear", "adobe-rgb", "display-p3", "prophoto", "ecirgb-v2", "rec2020"]
+SPACES = ["srgb", "srgb-linear", "adobe-rgb", "display-p3", "prophoto", "ecirgb-v2", "rec2020",
+          "adobe-18", "apple", "colormatch"]
 INTENTS = {"perceptual": "A2B0", "relative": "A2B1", "saturation": "A2B2", "absolute": "A2B1"}
 
 

@@ -87,7 +87,8 @@ bool IsPurePower(const Curve& curve) {
 double LeastLinear(const PreciseDestination& destination) {
   constexpr double kLeast = 1e-4;
   if (const auto* space = std::get_if<const RgbSpace*>(&destination)) {
-    return (*space)->transfer == Transfer::kAdobeRgb ? kLeast : 0;
+    const Transfer transfer = (*space)->transfer;
+    return transfer == Transfer::kAdobeRgb || transfer == Transfer::kGamma18 ? kLeast : 0;
   }
   const auto* profile = std::get_if<const DeviceProfile*>(&destination);
   if (profile == nullptr || !(*profile)->matrixTrc.has_value()) return 0;

@@ -53,6 +53,67 @@ TEST(RgbSpaces, MatricesToThePcs) {
   }
 }
 
+// In units of s15Fixed16: the profiles' own rounding, after which their colorants add up to the
+// white.
+constexpr double kOwnRounding = 1.5;
+// The D65 of these profiles, as their chad shows, is daylight of 6504 K by formula, not (0.3127,
+// 0.3290). Their Adobe RGB is 12 units from the published one for the same reason.
+constexpr double kDaylight = 14;
+
+// Red, green, blue in units of s15Fixed16, as profiles of these spaces that others made have them.
+TEST(RgbSpaces, ColorantsOfOtherProfiles) {
+  const struct {
+    const char* name;
+    const char* profile;
+    double tolerance;
+    Matrix3 colorants;
+  } kRows[] = {
+      {"srgb",
+       "argyll-ref: sRGB.icm",
+       kOwnRounding,
+       {28576, 14581, 912, 25239, 46983, 6361, 9375, 3972, 46788}},
+      {"adobe-rgb",
+       "icc-profiles-free: compatibleWithAdobeRGB1998.icc",
+       kOwnRounding,
+       {39960, 20389, 1276, 13453, 41004, 3989, 9777, 4143, 48796}},
+      {"display-p3",
+       "argyll-ref: DisplayP3.icm",
+       kOwnRounding,
+       {33759, 15807, -69, 19135, 45367, 2745, 10296, 4362, 51385}},
+      {"prophoto",
+       "colord-data: ProPhotoRGB.icc",
+       kOwnRounding,
+       {52276, 18877, 0, 8860, 46654, 0, 2054, 6, 54061}},
+      {"ecirgb-v2",
+       "colord-data: ECI-RGBv2.icc",
+       kOwnRounding,
+       {42614, 20989, 0, 11671, 39458, 4446, 8905, 5089, 49615}},
+      {"rec2020",
+       "argyll-ref: Rec2020.icm",
+       kOwnRounding,
+       {44137, 18287, -127, 10858, 44260, 1965, 8195, 2989, 52223}},
+      {"adobe-18",
+       "icc-profiles-free: compatibleWithAdobeRGB1998.icc",
+       kOwnRounding,
+       {39960, 20389, 1276, 13453, 41004, 3989, 9777, 4143, 48796}},
+      {"colormatch",
+       "colord-data: ColorMatchRGB.icc",
+       kOwnRounding,
+       {33383, 18016, 1590, 21031, 43132, 7129, 8776, 4388, 45342}},
+      {"apple",
+       "colord-data: AppleRGB.icc",
+       kDaylight,
+       {31154, 16715, 1210, 22277, 44089, 7433, 9759, 4732, 45418}},
+  };
+  for (const auto& row : kRows) {
+    const Matrix3 matrix = RgbToPcs(*FindRgbSpace(row.name));
+    for (std::size_t n = 0; n < matrix.size(); ++n) {
+      EXPECT_NEAR(65536 * matrix[n % 3 * 3 + n / 3], row.colorants[n], row.tolerance)
+          << row.name << " and " << row.profile << ", number " << n;
+    }
+  }
+}
+
 // IEC 61966-2-1: linear RGB to XYZ, unadapted.
 TEST(RgbSpaces, MatrixOfSrgbBeforeAdaptation) {
   const Matrix3 fromPcs = Inverse(AdaptationToPcs({0.3127 / 0.3290, 1, 0.3583 / 0.3290}));
@@ -80,12 +141,23 @@ TEST(RgbSpaces, Listed) {
     const char* name;
     Transfer transfer;
   } kRows[] = {
-      {"srgb", Transfer::kSRgb},          {"srgb-linear", Transfer::kLinear},
-      {"adobe-rgb", Transfer::kAdobeRgb}, {"adobe-rgb-linear", Transfer::kLinear},
-      {"display-p3", Transfer::kSRgb},    {"display-p3-linear", Transfer::kLinear},
-      {"prophoto", Transfer::kRomm},      {"prophoto-linear", Transfer::kLinear},
-      {"ecirgb-v2", Transfer::kLStar},    {"ecirgb-v2-linear", Transfer::kLinear},
-      {"rec2020", Transfer::kRec2020},    {"rec2020-linear", Transfer::kLinear},
+      {"srgb", Transfer::kSRgb},
+      {"srgb-linear", Transfer::kLinear},
+      {"adobe-rgb", Transfer::kAdobeRgb},
+      {"adobe-rgb-linear", Transfer::kLinear},
+      {"display-p3", Transfer::kSRgb},
+      {"display-p3-linear", Transfer::kLinear},
+      {"prophoto", Transfer::kRomm},
+      {"prophoto-linear", Transfer::kLinear},
+      {"ecirgb-v2", Transfer::kLStar},
+      {"ecirgb-v2-linear", Transfer::kLinear},
+      {"rec2020", Transfer::kRec2020},
+      {"rec2020-linear", Transfer::kLinear},
+      {"adobe-18", Transfer::kGamma18},
+      {"apple", Transfer::kGamma18},
+      {"apple-linear", Transfer::kLinear},
+      {"colormatch", Transfer::kGamma18},
+      {"colormatch-linear", Transfer::kLinear},
   };
   ASSERT_EQ(RgbSpaces().size(), std::size(kRows));
   for (std::size_t n = 0; n < std::size(kRows); ++n) {
