@@ -5,7 +5,7 @@
 #include "api/ImageCheck.h"
 #include "api/Objects.h"
 #include "api/Workers.h"
-#include "pipeline/precise/PrecisePipeline.h"
+#include "pipeline/RunConverter.h"
 
 using namespace kxcms;
 
@@ -22,7 +22,7 @@ constexpr std::uint64_t kPiecesPerReport = 16;
 // pieces.
 class Conversion {
  public:
-  Conversion(const PrecisePipeline& pipeline, const ImagePair& images, std::uint64_t pixels)
+  Conversion(const RunConverter& pipeline, const ImagePair& images, std::uint64_t pixels)
       : pipeline_(pipeline), images_(images), total_(pixels) {}
 
   std::uint64_t pieceCount() const { return (total_ - 1) / kPiecePixels + 1; }
@@ -61,7 +61,7 @@ class Conversion {
   bool IsCancelled() const { return cancelled_; }
 
  private:
-  const PrecisePipeline& pipeline_;
+  const RunConverter& pipeline_;
   const ImagePair& images_;
   const std::uint64_t total_;
   std::atomic<std::uint64_t> next_{0};
@@ -126,9 +126,12 @@ kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* source,
     Require(!__builtin_mul_overflow(std::uint64_t{width}, std::uint64_t{height}, &pixels),
             "There are more pixels than any memory holds.");
     const ImagePair images = CheckedImages(source, destination, width, height);
-    Require(pipeline->precise.CanGive(images.destination.firstRow.type),
-            "Lab and XYZ are written as samples of 16 bits or floats only.");
-    Conversion conversion(pipeline->precise, images, pixels);
+    const RunConverter& converter = *pipeline->converter;
+    Require(converter.CanConvert(images.source.firstRow.type, images.destination.firstRow.type),
+            pipeline->precise != nullptr
+                ? "Lab and XYZ are written as samples of 16 bits or floats only."
+                : "The fixed pipeline takes and gives samples of 8 or 16 bits only.");
+    Conversion conversion(converter, images, pixels);
     if (how.run != nullptr) {
       RunOnHostThreads(conversion, how);
     } else {

@@ -46,29 +46,18 @@ struct kxp_profile {
   const char* name = "";                   ///< of a built-in space
 };
 
-namespace kxcms {
-
-/// What the handle of a profile is as a destination; borrows its parts.
-PreciseDestination DestinationOf(const kxp_profile& profile);
-
-}  // namespace kxcms
-
 struct kxp_pipeline {
-  kxp_pipeline(const kxp_profile& from, const kxp_profile& to,
-               const kxcms::PreciseOptions& howToConvert)
-      : source(from.device),
-        target(to.device),
-        destination(kxcms::DestinationOf(to)),
-        options(howToConvert),
-        precise(*source, destination, options) {}
-
   kxcms::References references;
-  /// Shared with the handles that it was made of, for looking into a conversion. `target` is null
-  /// for Lab and XYZ.
+  kxcms::RenderingIntent intent = kxcms::RenderingIntent::kPerceptual;
+  std::unique_ptr<const kxcms::RunConverter> converter;
+  bool isToProfile = false;  ///< of a file: it has a model that serves the intent
+
+  /// What a precise one was made of, for looking into it: shared with the handles. Null for the
+  /// fixed pipeline; `target` is null for Lab and XYZ, too.
+  const kxcms::PrecisePipeline* precise = nullptr;
   std::shared_ptr<const kxcms::DeviceProfile> source, target;
   kxcms::PreciseDestination destination;
   kxcms::PreciseOptions options;
-  kxcms::PrecisePipeline precise;
 };
 
 #endif

@@ -1,8 +1,13 @@
+#include <cmath>
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "api/Answers.h"
 #include "api/Failure.h"
 #include "api/Objects.h"
+#include "codes/ColorCodeTable.h"
+#include "pipeline/FixedConversion.h"
 
 using namespace kxcms;
 
@@ -20,15 +25,26 @@ char AsCapital(char letter) {
   return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
 }
 
-PreciseOptions CheckedOptions(const kxp_pipeline_options* given) {
-  PreciseOptions options;
-  if (given == nullptr) return options;
-  const auto known = Known(given, sizeof(kxp_pipeline_options), "kxp_pipeline_options");
-  Require(known.intent < kIntents, "The intent is none of the four.");
-  Require((known.flags & ~kFlags) == 0, "The options of the pipeline have an unknown flag.");
-  options.intent = static_cast<RenderingIntent>(known.intent);
-  options.blackPointCompensation = (known.flags & KXP_BLACK_POINT_COMPENSATION) != 0;
-  options.unclipped = (known.flags & KXP_UNCLIPPED) != 0;
+// Of the struct's first version, without the members of the fixed pipeline.
+constexpr std::size_t kFirstOptionsBytes = offsetof(kxp_pipeline_options, pipeline);
+
+kxp_pipeline_options CheckedOptions(const kxp_pipeline_options* given) {
+  if (given == nullptr) return {};
+  const std::size_t leastBytes =
+      given->size == kFirstOptionsBytes ? kFirstOptionsBytes : sizeof(kxp_pipeline_options);
+  const auto options = Known(given, leastBytes, "kxp_pipeline_options");
+  Require(options.intent < kIntents, "The intent is none of the four.");
+  Require((options.flags & ~kFlags) == 0, "The options of the pipeline have an unknown flag.");
+  Require(options.pipeline <= KXP_FIXED, "The pipeline is neither precise nor fixed.");
+  Require(options.reserved == 0, "The reserved member of kxp_pipeline_options is not 0.");
+  const double offsets[] = {options.lightness, options.chroma, options.hue};
+  for (const double offset : offsets) {
+    Require(std::isfinite(offset), "An offset is not a finite number.");
+    Require(offset == 0 || options.pipeline == KXP_FIXED,
+            "Offsets in lightness, chroma and hue belong to the fixed pipeline.");
+  }
+  Require(options.flags == 0 || options.pipeline == KXP_PRECISE,
+          "Black point compensation and unclipped results belong to the precise pipeline.");
   return options;
 }
 
@@ -42,33 +58,7 @@ void RefuseRendered(const kxp_profile& profile) {
        "out is described by \"srgb\"."}};
 }
 
-std::string NameOf(const UsedModel& model) {
-  return model.tag == 0 ? "matrix" : TextOf(model.tag);
-}
-
-Answer Ask(const kxp_pipeline& pipeline, std::uint32_t key, std::uint32_t index) {
-  if (index != 0) return NoSuchQuestion{};
-  const PrecisePipeline& precise = pipeline.precise;
-  const bool isToProfile = std::holds_alternative<const DeviceProfile*>(pipeline.destination);
-  switch (key) {
-    case KXP_INTENT:
-      return Number(static_cast<double>(pipeline.options.intent));
-    case KXP_SOURCE_TAG:
-      return Text(NameOf(precise.SourceModel()));
-    case KXP_SOURCE_FALLBACK:
-      return Number(precise.SourceModel().isFallback);
-    case KXP_TARGET_TAG:
-      return Text(isToProfile ? NameOf(precise.DestinationModel()) : "builtin");
-    case KXP_TARGET_FALLBACK:
-      return Number(isToProfile && precise.DestinationModel().isFallback);
-    default:
-      return NoSuchQuestion{};
-  }
-}
-
-}  // namespace
-
-PreciseDestination kxcms::DestinationOf(const kxp_profile& profile) {
+PreciseDestination DestinationOf(const kxp_profile& profile) {
   switch (profile.kind) {
     case ProfileKind::kDevice:
       break;
@@ -83,6 +73,83 @@ PreciseDestination kxcms::DestinationOf(const kxp_profile& profile) {
   return profile.device.get();
 }
 
+void MakePrecise(const kxp_profile& source, const kxp_profile& destination,
+                 const kxp_pipeline_options& options, kxp_pipeline& pipeline) {
+  RefuseRendered(source);
+  RefuseRendered(destination);
+  pipeline.source = source.device;
+  pipeline.target = destination.device;
+  pipeline.destination = DestinationOf(destination);
+  pipeline.options.intent = pipeline.intent;
+  pipeline.options.blackPointCompensation = (options.flags & KXP_BLACK_POINT_COMPENSATION) != 0;
+  pipeline.options.unclipped = (options.flags & KXP_UNCLIPPED) != 0;
+  auto made =
+      std::make_unique<PrecisePipeline>(*source.device, pipeline.destination, pipeline.options);
+  pipeline.precise = made.get();
+  pipeline.converter = std::move(made);
+}
+
+// ---- The fixed pipeline -------------------------------------------------------------------------
+
+// The 8-bit code of a space that the fixed interface converts to, by its name; null for others.
+const ColorCode* FixedOutput(std::string_view space) {
+  for (const ColorCode& code : kColorCodes) {
+    if (code.bits == 8 && code.curve != EncodingCurve::kNone && space == code.command) return &code;
+  }
+  return nullptr;
+}
+
+// "srgb-220, srgb-linear, ..."
+std::string FixedOutputs() {
+  std::string names;
+  for (const ColorCode& code : kColorCodes) {
+    if (code.bits != 8 || code.curve == EncodingCurve::kNone) continue;
+    names += (names.empty() ? "" : ", ") + std::string(code.command);
+  }
+  return names;
+}
+
+void MakeFixed(const kxp_profile& source, const kxp_profile& destination,
+               const kxp_pipeline_options& options, kxp_pipeline& pipeline) {
+  const ColorCode* const output =
+      destination.kind != ProfileKind::kDevice ? FixedOutput(destination.name) : nullptr;
+  if (output == nullptr) {
+    throw Failure{KXP_ERROR_UNSUPPORTED, {"The fixed pipeline converts to ", FixedOutputs(), "."}};
+  }
+  pipeline.converter = std::make_unique<FixedConversion>(
+      *source.device, output->code,
+      FixedOptions{pipeline.intent, options.lightness, options.chroma, options.hue});
+}
+
+// ---- Queries ------------------------------------------------------------------------------------
+
+std::string NameOf(const UsedModel& model) {
+  return model.tag == 0 ? "matrix" : TextOf(model.tag);
+}
+
+Answer Ask(const kxp_pipeline& pipeline, std::uint32_t key, std::uint32_t index) {
+  if (index != 0) return NoSuchQuestion{};
+  const RunConverter& converter = *pipeline.converter;
+  switch (key) {
+    case KXP_INTENT:
+      return Number(static_cast<double>(pipeline.intent));
+    case KXP_SOURCE_TAG:
+      return Text(NameOf(converter.SourceModel()));
+    case KXP_SOURCE_FALLBACK:
+      return Number(converter.SourceModel().isFallback);
+    case KXP_TARGET_TAG:
+      return Text(pipeline.isToProfile ? NameOf(converter.DestinationModel()) : "builtin");
+    case KXP_TARGET_FALLBACK:
+      return Number(pipeline.isToProfile && converter.DestinationModel().isFallback);
+    case KXP_PIPELINE:
+      return Number(pipeline.precise != nullptr ? KXP_PRECISE : KXP_FIXED);
+    default:
+      return NoSuchQuestion{};
+  }
+}
+
+}  // namespace
+
 kxp_status kxp_pipeline_create(const kxp_profile* source, const kxp_profile* destination,
                                const kxp_pipeline_options* options, kxp_pipeline** pipeline,
                                kxp_error* error) {
@@ -92,11 +159,14 @@ kxp_status kxp_pipeline_create(const kxp_profile* source, const kxp_profile* des
     Require(source != nullptr, "The source profile is null.");
     Require(destination != nullptr, "The destination profile is null.");
     Require(source->device != nullptr, "Lab and XYZ are destinations only.");
-    RefuseRendered(*source);
-    RefuseRendered(*destination);
-    const PreciseOptions checked = CheckedOptions(options);
+    const kxp_pipeline_options checked = CheckedOptions(options);
+    auto made = std::make_unique<kxp_pipeline>();
+    made->intent = static_cast<RenderingIntent>(checked.intent);
+    made->isToProfile = destination->kind == ProfileKind::kDevice;
+    const auto make = checked.pipeline == KXP_FIXED ? MakeFixed : MakePrecise;
     try {
-      *pipeline = new kxp_pipeline(*source, *destination, checked);
+      make(*source, *destination, checked, *made);
+      *pipeline = made.release();
     } catch (const PipelineError& fault) {
       std::string sentence = fault.what();
       sentence[0] = AsCapital(sentence[0]);

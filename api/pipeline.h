@@ -263,14 +263,25 @@ enum {
   KXP_UNCLIPPED = 1 << 1
 };
 
+/** The two ways to convert: kxp_pipeline_options::pipeline. */
+enum {
+  KXP_PRECISE = 0, /**< what the profiles say, in floating point */
+  KXP_FIXED = 1    /**< the bits of the fixed interface, libKXCMS */
+};
+
 /** How to convert. */
 typedef struct kxp_pipeline_options {
-  size_t size;     /**< sizeof(kxp_pipeline_options) */
-  uint32_t intent; /**< KXP_PERCEPTUAL and so on */
-  uint32_t flags;  /**< KXP_BLACK_POINT_COMPENSATION and so on */
+  size_t size;       /**< sizeof(kxp_pipeline_options) */
+  uint32_t intent;   /**< KXP_PERCEPTUAL and so on */
+  uint32_t flags;    /**< KXP_BLACK_POINT_COMPENSATION and so on; of KXP_PRECISE */
+  uint32_t pipeline; /**< KXP_PRECISE or KXP_FIXED */
+  uint32_t reserved; /**< 0 */
+  double lightness;  /**< of KXP_FIXED: offset of L* in the connection space, -100..100 */
+  double chroma;     /**< likewise of C* */
+  double hue;        /**< likewise of the hue angle, in degrees */
 } kxp_pipeline_options;
 
-/** Makes a pipeline.
+/** Makes a pipeline: of KXP_PRECISE, unless the options ask for KXP_FIXED.
  *
  *  Source. The tag of the intent (perceptual A2B0, relative and absolute A2B1, saturation A2B2),
  *  or, where a profile lacks it, A2B0, its matrix and curves, A2B1, A2B2, the first that is
@@ -289,6 +300,20 @@ typedef struct kxp_pipeline_options {
  *  precision gives, 99.9 % within 1, and at 8 bits equal to it but within 0.02 of a tie; half
  *  and float results within 0.005 in CIEDE2000. For pure gamma encodings the 16-bit bound holds
  *  from a linear 0.0001 on. The same bits on every processor and with every number of threads.
+ *
+ *  KXP_FIXED gives, byte for byte, what CIccEngineS of libKXCMS gives for the profile, the intent,
+ *  the offsets, and the output code that has the destination's name: an interpolation in a grid of
+ *  17 points of 8-bit linear values. Samples have 8 or 16 bits; from 16 to 8 the 16-bit results
+ *  are rounded. Destinations are "srgb" (and "srgb-220", the same), "srgb-linear", "adobe-18" (the
+ *  primaries of Adobe RGB (1998) with gamma 1.8), "adobe-rgb-linear", "apple", "apple-linear",
+ *  "colormatch", "colormatch-linear", and sRGB with a Kodak tone curve in place of its own:
+ *  "srgb-kodak-photo", "srgb-kodak-mix", "srgb-kodak-text". Refused, with the reason, is what the
+ *  fixed interface converts wrongly or not at all: profiles without the lookup tag of the intent
+ *  and without A2B0 (also those with a matrix and tone curves alone), tags of type lut8Type, an
+ *  XYZ connection space, and of lutAToBType a matrix or M curves that are not identity, CLUTs of
+ *  8-bit values or with different axes, and curves that it cuts off (it reads tables of one odd
+ *  number of entries); of all tags curves of two entries that are not straight from 0 to 1, and
+ *  grids of more than 33 points; and the manufacturer "none".
  *
  *  @param source       where the pixels come from; "lab" and "xyz" are refused.
  *  @param destination  where they go.
@@ -311,7 +336,8 @@ enum {
   KXP_SOURCE_TAG = 2,      /**< text: "A2B0" and so on, or "matrix" */
   KXP_SOURCE_FALLBACK = 3, /**< number: 1 if that is not the tag of the intent */
   KXP_TARGET_TAG = 4,      /**< text: "B2A0" and so on, "matrix", or "builtin" */
-  KXP_TARGET_FALLBACK = 5  /**< number */
+  KXP_TARGET_FALLBACK = 5, /**< number */
+  KXP_PIPELINE = 6         /**< number: KXP_PRECISE or KXP_FIXED */
 };
 /** @return as kxp_profile_number. */
 KXP_API kxp_status kxp_pipeline_number(const kxp_pipeline* pipeline, uint32_t key, uint32_t index,
@@ -424,6 +450,7 @@ KXP_API kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* so
 
 /** One stage that a colour goes through. */
 typedef struct kxp_stage {
+  size_t size;       /**< sizeof(kxp_stage), in every element of an array */
   char name[32];     /**< see kxp_probe */
   double values[3];  /**< the colour behind the stage */
   double clipped[3]; /**< how much the stage cut off: what came in less what it used; 0 for
@@ -442,9 +469,12 @@ typedef struct kxp_stage {
  *  - "PCS encoded" and the elements of the destination's tag, where it has one;
  *  - "encoded": what a float image gets, bit for bit.
  *
+ *  Of the fixed pipeline "device", rounded to 16 bits, and "encoded", of 16 bits, alone.
+ *
  *  @param pipeline  the pipeline.
  *  @param device    R, G, B in [0, 1].
- *  @param stages    receives the stages; may be null if capacity is 0.
+ *  @param stages    receives the stages; may be null if capacity is 0. The size of the first says
+ *                   how far apart they are; the others' are filled in.
  *  @param capacity  room in stages; 24 are always enough.
  *  @param count     receives the number of stages that there are.
  *  @param error     optional.

@@ -53,6 +53,8 @@ void UseDefaultThreads();
 void RegisterBuffers(const Setup& setup);
 /// Profile selection and adjustment.
 void RegisterSelection(const Setup& setup);
+/// Precise conversion. Throws runtime_error when results differ from the definition.
+void RegisterPrecise(const Setup& setup);
 /// The tables' own buffer conversion. Throws as RegisterBuffers does.
 void RegisterTables(const Setup& setup);
 

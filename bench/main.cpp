@@ -59,6 +59,7 @@ int Run(const std::string& folder, bool isQuick) {
   RegisterBuffers(setup);
   RegisterSelection(setup);
   RegisterTables(setup);
+  RegisterPrecise(setup);
   DescribeRun(setup);
   return benchmark::RunSpecifiedBenchmarks() > 0 ? 0 : 1;
 }

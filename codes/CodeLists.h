@@ -55,10 +55,10 @@
       0, 7, kNone, kNone, "", "")                                                                  \
   ROW(20, Adobe100, Adobe100_16, KX_COLOR_ADOBE100, KX_COLOR_ADOBE100_16,                          \
       /**< Adobe RGB primaries, linear */,                                                         \
-      0, 1, kAdobeRgb, kLinear, "adobe-linear", "Adobe RGB primaries, linear")                     \
+      0, 1, kAdobeRgb, kLinear, "adobe-rgb-linear", "Adobe RGB primaries, linear")                     \
   ROW(22, Adobe, Adobe_16, KX_COLOR_ADOBE, KX_COLOR_ADOBE_16,                                      \
       /**< Adobe RGB primaries, gamma 1.8 */,                                                      \
-      0, 1, kAdobeRgb, kGamma180, "adobe", "Adobe RGB primaries, gamma 1.8")                       \
+      0, 1, kAdobeRgb, kGamma180, "adobe-18", "Adobe RGB primaries, gamma 1.8")                       \
   ROW(24, Apple100, Apple100_16, KX_COLOR_APPLE100, KX_COLOR_APPLE100_16,                          \
       /**< Apple RGB primaries, linear */,                                                         \
       0, 1, kAppleRgb, kLinear, "apple-linear", "Apple RGB primaries, linear")                     \

@@ -7,16 +7,6 @@
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
-FixedPipeline::FixedPipeline(std::size_t inputLevels)
-    : own_(std::make_unique<Arrays>()),
-      ownInput_(std::make_unique_for_overwrite<std::uint32_t[]>(3 * inputLevels)) {
-  const auto input = [&](std::size_t c) {
-    return std::span(ownInput_.get() + c * inputLevels, inputLevels);
-  };
-  arrays_ = {{{input(0), input(1), input(2)}}, own_->cells, own_->output};
-  tables_ = arrays_;
-}
-
 void FixedPipeline::UseInput(const std::array<std::span<std::uint32_t>, 3>& arrays) {
   arrays_.input = arrays;
   tables_ = arrays_;
@@ -59,15 +49,6 @@ PixelWorker FixedPipeline::FastWorkerFor(PixelFormat format) {
   const CompactTables* const compact = made->compact();
   if (compact == nullptr) return PixelWorker(tables_, format);
   return PixelWorker(*compact, format, *kernels);
-}
-
-FixedPipeline MakeFixedPipeline(const ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input,
-                                const ColorTarget& target) {
-  FixedPipeline pipeline(static_cast<std::size_t>(InputLevelsOf(input)));
-  pipeline.FillInputTables(lut, input);
-  pipeline.FillCells(lut, target);
-  pipeline.FillOutputTables(target.output);
-  return pipeline;
 }
 
 }  // namespace ICC_ENG_S4

@@ -2,7 +2,6 @@
 #define KXCMS_PIPELINE_FIXEDPIPELINE_H
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -14,16 +13,14 @@
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
-/// The fixed pipeline: the tables of its three stages, in arrays of its own or of its caller's, and
-/// the compact tables of the fast workers. Whoever fills a stage does it here, so that this is the
+/// The fixed pipeline: the tables of its three stages, in arrays that the caller owns, and the
+/// compact tables of the fast workers. Whoever fills a stage does it here, so that this is the
 /// one place that knows whether compact tables are up to date; they are made when a worker is first
 /// asked for. One thread at a time; any number may use the workers.
 class FixedPipeline {
  public:
   /// Without arrays.
   constexpr FixedPipeline() = default;
-  /// In arrays of its own, for input tables of so many entries. May throw bad_alloc.
-  explicit FixedPipeline(std::size_t inputLevels);
   /// In borrowed arrays, which may hold tables already.
   explicit FixedPipeline(const FixedArrays& arrays) : arrays_(arrays), tables_(arrays) {}
 
@@ -50,30 +47,13 @@ class FixedPipeline {
   // Below this many pixels the scalar worker is done before a fast one has filled its registers.
   static constexpr std::int64_t kMinKernelPixels = 8;
 
-  // Written before they are read.
-  struct Arrays {
-    Arrays() {}
-
-    Cell cells[kCellsPerAxis][16][16];
-    std::uint32_t output[3][kLevels16];
-  };
-
   PixelWorker FastWorkerFor(PixelFormat format);
 
-  std::unique_ptr<Arrays> own_;
-  std::unique_ptr<std::uint32_t[]> ownInput_;
   FixedArrays arrays_;
   FixedTables tables_{};
   StageVersions versions_;
   std::array<std::unique_ptr<WorkerTables>, 3> workerTables_;  // by format
 };
-
-/// The pipeline of a lookup tag that LookupTag passes, all of it, in arrays of its own. May throw
-/// bad_alloc.
-/// @param input   `RGB` or `RGB_16`
-/// @param target  to a code with an output curve
-FixedPipeline MakeFixedPipeline(const ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input,
-                                const ColorTarget& target);
 
 }  // namespace ICC_ENG_S4
 }  // namespace ICC40

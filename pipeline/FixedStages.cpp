@@ -73,42 +73,60 @@ void FillLabInputTables(const CLut16Type& lut, ColorSpaceSignature input,
 
 }  // namespace
 
-void FillInputTables(const CLut16Type& lut, ColorSpaceSignature input,
-                     const std::array<std::span<std::uint32_t>, 3>& tables) {
-  const int levels = InputLevelsOf(input);
-  if (input == Lab || input == Lab_16) return FillLabInputTables(lut, input, tables);
+namespace {
+
+// Calls take(channel, entry, coordinate) for the entries of the input tables of `RGB` or `RGB_16`,
+// `levels` of them.
+template <typename Take>
+void ForEachCoordinate(const CLut16Type& lut, int levels, const Take& take) {
   const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Input(lut);
   // A channel that the tag lacks has no curve, which is a curve of zeros.
   const auto channels = std::min<std::size_t>(lut.inputChannels, 3);
-  for (std::size_t c = channels; c < 3; ++c) std::fill(tables[c].begin(), tables[c].end(), 0u);
+  for (std::size_t c = channels; c < 3; ++c) {
+    for (int entry = 0; entry < levels; ++entry) take(c, entry, std::uint16_t{0});
+  }
   if (levels == kLevels16) {
     for (std::size_t c = 0; c < channels; ++c) {
       curves.ForEachLevel(static_cast<int>(c),
-                          [table = tables[c].data()](int level, std::uint16_t value) {
-                            table[level] = PackIndex(value);
-                          });
+                          [&take, c](int level, std::uint16_t value) { take(c, level, value); });
     }
     return;
   }
   // An 8-bit level x stands for the 16-bit level x * 256, and 255 for the highest: what indexing an
   // input table by 8-bit levels comes to, done once or twice.
-  const auto pack = [&](int entry, int level) {
+  const auto takeAll = [&](int entry, int level) {
     const ICC_UNIT::CurvePosition position = curves.PositionOf(level);
     for (std::size_t c = 0; c < channels; ++c) {
-      tables[c][static_cast<std::size_t>(entry)] =
-          PackIndex(curves.At(static_cast<int>(c), level, position));
+      take(c, entry, curves.At(static_cast<int>(c), level, position));
     }
   };
-  for (int x = 0; x < levels - 1; ++x) pack(x, x * (kLevels16 / levels));
-  pack(levels - 1, kLevels16 - 1);
+  for (int x = 0; x < levels - 1; ++x) takeAll(x, x * (kLevels16 / levels));
+  takeAll(levels - 1, kLevels16 - 1);
 }
 
-void FillCells(const CLut16Type& lut, const ColorTarget& target, Cell (*cells)[16][16]) {
+}  // namespace
+
+void FillInputTables(const CLut16Type& lut, ColorSpaceSignature input,
+                     const std::array<std::span<std::uint32_t>, 3>& tables) {
+  if (input == Lab || input == Lab_16) return FillLabInputTables(lut, input, tables);
+  std::array<std::uint32_t*, 3> table = {tables[0].data(), tables[1].data(), tables[2].data()};
+  ForEachCoordinate(lut, InputLevelsOf(input),
+                    [table](std::size_t c, int entry, std::uint16_t coordinate) {
+                      table[c][entry] = PackIndex(coordinate);
+                    });
+}
+
+void FillCoordinates(const CLut16Type& lut, ColorSpaceSignature input,
+                     const std::array<std::uint16_t*, 3>& tables) {
+  ForEachCoordinate(lut, InputLevelsOf(input),
+                    [tables](std::size_t c, int entry, std::uint16_t coordinate) {
+                      tables[c][entry] = coordinate;
+                    });
+}
+
+ICC_UNIT::ColorGrid LinearRgbGrid(const CLut16Type& lut, const ColorTarget& target) {
   ICC_UNIT::ColorGrid grid(lut);
-  if (grid.nodes().points == 0) {
-    for (int i = 0; i < kCellsPerAxis; ++i) std::memset(cells[i], 0, sizeof cells[i]);
-    return;
-  }
+  if (grid.nodes().points == 0) return grid;
   // NaN, which equals nothing, is an offset too.
   if (target.lightness != 0 || target.chroma != 0 || target.hueDeg != 0) {
     ICC_UNIT::AdjustLch(grid.nodes(), target.lightness, target.chroma, target.hueDeg);
@@ -119,6 +137,15 @@ void FillCells(const CLut16Type& lut, const ColorTarget& target, Cell (*cells)[1
   const ICC_UNIT::LutCurves curves = ICC_UNIT::LutCurves::Output(lut);
   ICC_UNIT::LabToRgb(grid.nodes(), ICC_UNIT::WorkingSpaceOf(primaries), target.mediaWhite,
                      [&](int channel, int level) { return curves.At(channel, level); });
+  return grid;
+}
+
+void FillCells(const CLut16Type& lut, const ColorTarget& target, Cell (*cells)[16][16]) {
+  ICC_UNIT::ColorGrid grid = LinearRgbGrid(lut, target);
+  if (grid.nodes().points == 0) {
+    for (int i = 0; i < kCellsPerAxis; ++i) std::memset(cells[i], 0, sizeof cells[i]);
+    return;
+  }
   FillCells(grid.nodes(), cells);
 }
 

@@ -28,6 +28,14 @@ struct ColorTarget {
 void FillInputTables(const ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input,
                      const std::array<std::span<std::uint32_t>, 3>& tables);
 
+/// The 16-bit grid coordinates that these are packed from, for the codes `RGB` and `RGB_16`.
+void FillCoordinates(const ICCFILE::CLut16Type& lut, ICCFILE::ColorSpaceSignature input,
+                     const std::array<std::uint16_t*, 3>& tables);
+
+/// The grid of 17 points of linear RGB that the cells are made of; empty for a tag whose grid no
+/// colour table can hold. May throw bad_alloc.
+ICC_UNIT::ColorGrid LinearRgbGrid(const ICCFILE::CLut16Type& lut, const ColorTarget& target);
+
 /// Fills the coefficients of all cells, with zeros for a tag whose grid no colour table can hold.
 /// May throw bad_alloc; nothing is changed then.
 void FillCells(const ICCFILE::CLut16Type& lut, const ColorTarget& target, Cell (*cells)[16][16]);

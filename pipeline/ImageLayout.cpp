@@ -167,7 +167,7 @@ bool OverlapsItself(const DestinationImage& image) {
   return false;
 }
 
-void ConvertPixels(const PrecisePipeline& pipeline, const SourceImage& source,
+void ConvertPixels(const RunConverter& pipeline, const SourceImage& source,
                    const DestinationImage& destination, AlphaResult alpha, std::int64_t begin,
                    std::int64_t end) {
   const bool isOneRun = IsOneRun(source) && IsOneRun(destination);

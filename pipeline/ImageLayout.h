@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "pipeline/RunConverter.h"
 #include "pipeline/precise/PixelRun.h"
-#include "pipeline/precise/PrecisePipeline.h"
 
 /// @file
 /// Images in memory, of any layout: interleaved in any order, planar, flipped, parts of larger
@@ -49,9 +49,9 @@ Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination
 /// not looked into. It must have an extent.
 bool OverlapsItself(const DestinationImage& image);
 
-/// Converts the pixels [begin, end), counted row by row. What `PrecisePipeline::Convert` says of
+/// Converts the pixels [begin, end), counted row by row. What `RunConverter::Convert` says of
 /// runs holds for the images, which must be of the same size.
-void ConvertPixels(const PrecisePipeline& pipeline, const SourceImage& source,
+void ConvertPixels(const RunConverter& pipeline, const SourceImage& source,
                    const DestinationImage& destination, AlphaResult alpha, std::int64_t begin,
                    std::int64_t end);
 

@@ -1,18 +1,14 @@
 #include "pipeline/WorkerTables.h"
 
 #include <algorithm>
-#include <cstring>
 
+#include "pipeline/CompactForms.h"
 #include "units/Tetrahedra.h"
 
 namespace ICC40 {
 namespace ICC_ENG_S4 {
 
 namespace {
-
-// A grid node: its three channels' bytes, the first one lowest.
-using Node = std::uint32_t;
-constexpr int kGridNodes = kCellGridPoints * kCellGridPoints * kCellGridPoints;
 
 // The 16-bit grid coordinate that an input entry was packed from.
 std::uint16_t UnpackIndex(std::uint32_t entry) {
@@ -37,75 +33,35 @@ std::uint32_t CornerValue(const std::uint32_t (&cell)[6][12], int corner, int ch
   return 0;
 }
 
-// Distances between neighbouring nodes along the three axes.
-constexpr int kStride[3] = {kCellGridPoints * kCellGridPoints, kCellGridPoints, 1};
-
 // A grid node is the base corner of its own cell; at the far ends of the axes, another corner of
 // the last cell.
 // @return whether all nodes are bytes times 256.
-bool MakeNodes(const Cell (*cells)[16][16], Node (&nodes)[kGridNodes]) {
-  for (int index = 0; index < kGridNodes; ++index) {
+bool MakeNodes(const Cell (*cells)[16][16], ByteGrid& grid) {
+  for (int index = 0; index < ByteGrid::kNodes; ++index) {
     int cellAt[3], corner = 0;
     for (int axis = 0; axis < 3; ++axis) {
-      const int at = index / kStride[axis] % kCellGridPoints;
+      const int at = index / ByteGrid::kStride[axis] % kCellGridPoints;
       cellAt[axis] = std::min(at, kCellsPerAxis - 1);
       corner = 2 * corner + at - cellAt[axis];
     }
-    nodes[index] = 0;
+    grid.nodes[index] = 0;
     for (int c = 0; c < 3; ++c) {
       const std::uint32_t value = CornerValue(cells[cellAt[0]][cellAt[1]][cellAt[2]], corner, c);
       if ((value & 0xFFFF00FF) != 0) return false;
-      nodes[index] |= value >> 8 << (8 * c);
+      grid.nodes[index] |= value >> 8 << (8 * c);
     }
   }
   return true;
 }
 
-int NodeOffset(int corner) {
-  return (corner >> 2) * kStride[0] + (corner >> 1 & 1) * kStride[1] + (corner & 1) * kStride[2];
-}
-
-// The record of four nodes: their 4 x 4 bytes transposed.
-TetrahedronRecord Transposed(const Node (&nodes)[4]) {
-  using Bytes = std::uint8_t __attribute__((vector_size(16)));
-  Bytes bytes;
-  std::memcpy(&bytes, nodes, sizeof bytes);
-  // Each turn interleaves the lower and the upper half.
-  for (int turn = 0; turn < 2; ++turn) {
-    const Bytes upper = __builtin_shufflevector(bytes, bytes, 8, 9, 10, 11, 12, 13, 14, 15, 8, 9,
-                                                10, 11, 12, 13, 14, 15);
-    bytes = __builtin_shufflevector(bytes, upper, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22,
-                                    7, 23);
-  }
-  TetrahedronRecord record;
-  std::memcpy(&record, &bytes, sizeof record);
-  return record;
-}
-
 // @return whether every cell has just these nodes at its corners.
-bool MakeRecords(const Cell (*cells)[16][16], const Node (&nodes)[kGridNodes],
-                 TetrahedronRecord* record) {
-  // The workers number a cell's records by 3 (x > y) + (y > z) + (x > z): 5 for tetrahedron 0, 0
-  // for tetrahedron 5.
-  constexpr int kLast = 5;
+bool MakeRecords(const Cell (*cells)[16][16], const ByteGrid& grid, TetrahedronRecord* records) {
   std::uint32_t disagreement = 0;
-  for (int index = 0; index < kCells; ++index, record += 6) {
+  FillRecords(grid, records, [&](int index, const std::int32_t(&level)[3][8]) {
     const Cell& cell = cells[index >> 8][index >> 4 & 15][index & 15];
-    const Node* base = nodes + (index >> 8) * kStride[0] + (index >> 4 & 15) * kStride[1] +
-                       (index & 15) * kStride[2];
-    Node corner[8];
-    std::int32_t level[3][8];  // the corners' values, by channel
-    for (int n = 0; n < 8; ++n) {
-      corner[n] = base[NodeOffset(n)];
-      for (int c = 0; c < 3; ++c) {
-        level[c][n] = static_cast<std::int32_t>((corner[n] >> (8 * c) & 0xFF) << 8);
-      }
-    }
 #pragma GCC unroll 6
     for (int t = 0; t < 6; ++t) {
       const auto& [path, edge] = ICC_UNIT::kTetrahedra[t];
-      record[kLast - t] =
-          Transposed({corner[path[0]], corner[path[1]], corner[path[2]], corner[path[3]]});
       for (int c = 0; c < 3; ++c) {
         const std::uint32_t* coefficient = cell[t] + 4 * c;
         disagreement |= coefficient[0] ^ static_cast<std::uint32_t>(level[c][0]) << kFractionBits;
@@ -115,38 +71,8 @@ bool MakeRecords(const Cell (*cells)[16][16], const Node (&nodes)[kGridNodes],
         }
       }
     }
-  }
+  });
   return disagreement == 0;
-}
-
-// The segments of a step curve: see StepCurve.
-constexpr struct {
-  int begin, end, length;
-} kSegments[3] = {{256, 2048, 16}, {2048, 16384, 64}, {16384, 65536, 256}};
-
-bool MakeSegment(const std::uint8_t* bytes, int length, std::uint8_t& base, std::uint8_t& last) {
-  base = bytes[0];
-  int position = 1;
-  while (position < length && bytes[position] == base) ++position;
-  last = static_cast<std::uint8_t>(position - 1);
-  for (; position < length; ++position) {
-    if (bytes[position] != base + 1) return false;
-  }
-  return true;
-}
-
-bool MakeSteps(const std::uint8_t* bytes, StepCurve& steps) {
-  std::copy_n(bytes, 256, steps.first);
-  for (int s = 0; s < 3; ++s) {
-    for (int v = kSegments[s].begin; v < kSegments[s].end; v += kSegments[s].length) {
-      const int segment = v / kSegments[s].length;
-      if (!MakeSegment(bytes + v, kSegments[s].length, steps.base[s][segment],
-                       steps.last[s][segment])) {
-        return false;
-      }
-    }
-  }
-  return true;
 }
 
 // Copies the output tables in a narrower form; equal channels share one.
@@ -207,35 +133,26 @@ bool WorkerTables::MakeInput(const FixedTables& tables, PixelFormat format, bool
     compact_.coordinates[c] = coordinates_[c];
   }
   if (is16) return areCompact;
-  for (int c = 0; c < 3; ++c) {
-    for (int level = 0; level < kLevels8; ++level) {
-      coordinateBytes_[c][0][level] = static_cast<std::uint8_t>(coordinates_[c][level]);
-      coordinateBytes_[c][1][level] = static_cast<std::uint8_t>(coordinates_[c][level] >> 8);
-    }
-  }
+  for (int c = 0; c < 3; ++c) FillCoordinateBytes(coordinates_[c], coordinateBytes_[c]);
   compact_.coordinateBytes = coordinateBytes_;
   if (!withPairs) return areCompact;
-  std::uint32_t* pair = coordinatePairs_;
-  for (int second = 0; second < kLevels8; ++second) {
-    const std::uint32_t high = std::uint32_t{coordinates_[1][second]} << 16;
-    for (int first = 0; first < kLevels8; ++first) *pair++ = high | coordinates_[0][first];
-  }
+  FillCoordinatePairs(coordinates_[0], coordinates_[1], coordinatePairs_);
   compact_.coordinatePairs = coordinatePairs_;
   return areCompact;
 }
 
 // @return whether the cells are those of a grid of bytes.
 bool WorkerTables::MakeGrid(const Cell (*cells)[16][16]) {
-  Node nodes[kGridNodes];
+  ByteGrid grid;
   compact_.records = records_;
-  return MakeNodes(cells, nodes) && MakeRecords(cells, nodes, records_);
+  return MakeNodes(cells, grid) && MakeRecords(cells, grid, records_);
 }
 
 void WorkerTables::MakeOutput(const std::uint32_t (*output)[kLevels16], PixelFormat format) {
   if (format != PixelFormat::k8To8) return MakeNarrow(output, output16_, compact_.output16);
   MakeNarrow(output, output8_, compact_.output8);
   const bool isShared = compact_.output8[1] == output8_[0] && compact_.output8[2] == output8_[0];
-  compact_.steps = isShared && MakeSteps(output8_[0], steps_) ? &steps_ : nullptr;
+  compact_.steps = isShared && FillSteps(output8_[0], steps_) ? &steps_ : nullptr;
 }
 
 }  // namespace ICC_ENG_S4

@@ -13,6 +13,7 @@ enum class PipelineFault {
   kNotInvertible,  ///< a curve or the colorants of a destination cannot be undone
   kContradiction,  ///< options that do not go together
   kNotFinite,      ///< numbers of a profile lead beyond what floats hold
+  kNotFixed,       ///< what the fixed pipeline would convert wrongly, or not at all
 };
 
 /// Why a pipeline cannot be made. `what` is one English sentence.

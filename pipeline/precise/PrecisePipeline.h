@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "pipeline/RunConverter.h"
 #include "pipeline/precise/Arena.h"
 #include "pipeline/precise/PipelineError.h"
 #include "pipeline/precise/PixelRun.h"
@@ -34,48 +35,28 @@ struct PreciseOptions {
   bool unclipped = false;
 };
 
-/// Which part of a profile a pipeline uses.
-struct UsedModel {
-  Signature tag = 0;  ///< of a lookup table; 0 for matrix and curves
-  bool isFallback = false;
-};
-
-/// A conversion, immutable: any number of threads may use it at once.
-class PrecisePipeline {
+/// Precise conversion.
+class PrecisePipeline : public RunConverter {
  public:
   /// Makes all tables. The profiles are not needed afterwards.
   /// @throw PipelineError, bad_alloc.
   PrecisePipeline(const DeviceProfile& source, const PreciseDestination& destination,
                   const PreciseOptions& options);
 
-  PrecisePipeline(const PrecisePipeline&) = delete;
-  PrecisePipeline& operator=(const PrecisePipeline&) = delete;
-
   /// Whether results can have this type: all types but for colorimetry, which has no 8-bit and no
   /// half form.
   bool CanGive(SampleType type) const;
 
-  /// Converts `count` pixels. The runs may be the same where their types and strides are; apart
-  /// from that they must not overlap. Reads and writes nothing but their samples; takes no memory
-  /// but some KiB of stack; cannot fail.
-  ///
-  /// Samples: integers stand for their part of the largest one; half and float samples are clipped
-  /// into [0, 1], and what is not a number counts as 0. Integer results are rounded to nearest,
-  /// halves up; half results to nearest, halves to even.
-  ///
-  /// Alpha: copied where source and destination have the same type, else clipped and converted as
-  /// colour samples are. The colour of an associated source is divided by alpha before, and that of
-  /// an associated destination that keeps it multiplied by alpha after the conversion; colour under
-  /// alpha 0 in an associated source is converted as it stands.
+  bool CanConvert(SampleType, SampleType to) const override { return CanGive(to); }
+
+  /// Integers stand for their part of the largest one; half and float samples are clipped into
+  /// [0, 1], and what is not a number counts as 0. Integer results are rounded to nearest, halves
+  /// up; half results to nearest, halves to even. So is alpha that is converted.
   void Convert(const SourceRun& source, const DestinationRun& destination, AlphaResult alpha,
-               std::int64_t count) const;
+               std::int64_t count) const override;
 
   /// What the kernels work by; for comparing them.
   const Program& GetProgram() const { return program_; }
-
-  const UsedModel& SourceModel() const { return sourceModel_; }
-  /// Of a destination that is a profile.
-  const UsedModel& DestinationModel() const { return destinationModel_; }
 
  private:
   void MakeLevels8();
@@ -84,7 +65,6 @@ class PrecisePipeline {
   std::vector<Stage> forIntegers_, forFloats_;
   Program program_{};
   bool isColorimetry_;
-  UsedModel sourceModel_, destinationModel_;
 };
 
 }  // namespace kxcms

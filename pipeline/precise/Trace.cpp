@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "pipeline/precise/Connection.h"
 #include "pipeline/precise/PcsStages.h"
@@ -161,6 +162,26 @@ std::vector<TracedStage> Trace(const PrecisePipeline& pipeline, const DeviceProf
   }
   tracer.Note("encoded", tracer.Converted(pipeline), cut);
   return tracer.Take();
+}
+
+std::vector<TracedStage> TraceEnds(const RunConverter& converter, const Triple& device) {
+  constexpr std::ptrdiff_t kSize = sizeof(std::uint16_t);
+  const Triple clipped = Clipped(device);
+  std::uint16_t samples[3];
+  for (std::size_t c = 0; c < 3; ++c) {
+    samples[c] = static_cast<std::uint16_t>(clipped[c] * 65535 + 0.5);
+  }
+  const auto colorOf = [&samples] {
+    return Triple{samples[0] / 65535.0, samples[1] / 65535.0, samples[2] / 65535.0};
+  };
+  std::vector<TracedStage> stages = {{"device", colorOf(), CutOff(device)}};
+  auto* const bytes = reinterpret_cast<unsigned char*>(samples);
+  converter.Convert(
+      {{bytes, bytes + kSize, bytes + 2 * kSize, nullptr}, 3 * kSize, SampleType::kUInt16, false},
+      {{bytes, bytes + kSize, bytes + 2 * kSize, nullptr}, 3 * kSize, SampleType::kUInt16, false},
+      AlphaResult::kKept, 1);
+  stages.push_back({"encoded", colorOf(), {}});
+  return stages;
 }
 
 }  // namespace kxcms

@@ -35,6 +35,11 @@ std::vector<TracedStage> Trace(const PrecisePipeline& pipeline, const DeviceProf
                                const PreciseDestination& destination, const PreciseOptions& options,
                                const std::array<double, 3>& device);
 
+/// The ends alone, `device` and `encoded`, of a conversion of 16-bit samples: the device colour is
+/// rounded to them.
+std::vector<TracedStage> TraceEnds(const RunConverter& converter,
+                                   const std::array<double, 3>& device);
+
 }  // namespace kxcms
 
 #endif

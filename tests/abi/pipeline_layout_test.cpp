@@ -21,7 +21,12 @@ SIZE(kxp_error, 272);
 FIELD(kxp_pipeline_options, size, 0);
 FIELD(kxp_pipeline_options, intent, 8);
 FIELD(kxp_pipeline_options, flags, 12);
-SIZE(kxp_pipeline_options, 16);
+FIELD(kxp_pipeline_options, pipeline, 16);
+FIELD(kxp_pipeline_options, reserved, 20);
+FIELD(kxp_pipeline_options, lightness, 24);
+FIELD(kxp_pipeline_options, chroma, 32);
+FIELD(kxp_pipeline_options, hue, 40);
+SIZE(kxp_pipeline_options, 48);
 
 FIELD(kxp_image, size, 0);
 FIELD(kxp_image, r, 8);
@@ -42,6 +47,12 @@ FIELD(kxp_convert_options, run_context, 24);
 FIELD(kxp_convert_options, progress, 32);
 FIELD(kxp_convert_options, progress_context, 40);
 SIZE(kxp_convert_options, 48);
+
+FIELD(kxp_stage, size, 0);
+FIELD(kxp_stage, name, 8);
+FIELD(kxp_stage, values, 40);
+FIELD(kxp_stage, clipped, 64);
+SIZE(kxp_stage, 88);
 
 NUMBER(KXP_OK, 0);
 NUMBER(KXP_ERROR_ARGUMENT, 1);
@@ -85,6 +96,10 @@ NUMBER(KXP_SOURCE_TAG, 2);
 NUMBER(KXP_SOURCE_FALLBACK, 3);
 NUMBER(KXP_TARGET_TAG, 4);
 NUMBER(KXP_TARGET_FALLBACK, 5);
+NUMBER(KXP_PIPELINE, 6);
+
+NUMBER(KXP_PRECISE, 0);
+NUMBER(KXP_FIXED, 1);
 
 NUMBER(KXP_BLACK_POINT_COMPENSATION, 1);
 NUMBER(KXP_UNCLIPPED, 2);

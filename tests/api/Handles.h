@@ -56,7 +56,10 @@ inline Profile BuiltIn(const char* name) {
 
 inline Pipeline Connect(const Profile& source, const Profile& destination,
                         std::uint32_t intent = KXP_PERCEPTUAL, std::uint32_t flags = 0) {
-  const kxp_pipeline_options options = {sizeof options, intent, flags};
+  kxp_pipeline_options options = {};
+  options.size = sizeof options;
+  options.intent = intent;
+  options.flags = flags;
   kxp_pipeline* pipeline = nullptr;
   kxp_error error = NewError();
   EXPECT_EQ(kxp_pipeline_create(source.get(), destination.get(), &options, &pipeline, &error),

@@ -22,6 +22,7 @@ using kxcms::exact::Triple;
 
 std::vector<kxp_stage> Probed(const kxp_pipeline* pipeline, const Triple& device) {
   std::vector<kxp_stage> stages(24);
+  stages[0].size = sizeof(kxp_stage);
   std::size_t count = 0;
   kxp_error error = NewError();
   EXPECT_EQ(kxp_probe(pipeline, device.data(), stages.data(), stages.size(), &count, &error),
@@ -207,11 +208,37 @@ TEST(Probe, RoomAndRefusals) {
   EXPECT_EQ(count, all.size());
   std::vector<kxp_stage> few(4);
   std::memset(few.data(), 0x5A, few.size() * sizeof(kxp_stage));
+  few[0].size = sizeof(kxp_stage);
   const std::vector<kxp_stage> before = few;
   EXPECT_EQ(kxp_probe(pipeline.get(), device.data(), few.data(), 3, &count, nullptr), KXP_OK);
   EXPECT_EQ(count, all.size());
   EXPECT_EQ(std::memcmp(few.data(), all.data(), 3 * sizeof(kxp_stage)), 0);
   EXPECT_EQ(std::memcmp(&few[3], &before[3], sizeof(kxp_stage)), 0);
+
+  // What a later version of the struct has behind its members is 0.
+  struct Larger {
+    kxp_stage stage;
+    double more;
+  };
+  std::vector<Larger> larger(24, {{sizeof(Larger), {}, {}, {}}, 7});
+  EXPECT_EQ(kxp_probe(pipeline.get(), device.data(), &larger[0].stage, 24, &count, nullptr),
+            KXP_OK);
+  for (std::size_t s = 0; s < all.size(); ++s) {
+    EXPECT_EQ(larger[s].stage.size, sizeof(Larger));
+    EXPECT_STREQ(larger[s].stage.name, all[s].name);
+    EXPECT_EQ(larger[s].stage.values[2], all[s].values[2]);
+    EXPECT_EQ(larger[s].more, 0);
+  }
+  EXPECT_EQ(larger[all.size()].more, 7);
+
+  for (const std::size_t size : {std::size_t{0}, sizeof(kxp_stage) - 1, std::size_t{4096}}) {
+    kxp_stage stage = {};
+    stage.size = size;
+    EXPECT_EQ(kxp_probe(pipeline.get(), device.data(), &stage, 1, &count, nullptr),
+              KXP_ERROR_ARGUMENT)
+        << size;
+    EXPECT_EQ(stage.name[0], '\0');
+  }
 
   const struct {
     const char* what;

@@ -243,7 +243,10 @@ TEST(Refusals, UnknownNumbers) {
   const Pipeline pipeline = ScannerToSrgb();
   const auto create = [&](std::uint32_t intent, std::uint32_t flags) {
     return [&, intent, flags](kxp_error* error) {
-      const kxp_pipeline_options options = {sizeof options, intent, flags};
+      kxp_pipeline_options options = {};
+      options.size = sizeof options;
+      options.intent = intent;
+      options.flags = flags;
       kxp_pipeline* made = nullptr;
       return kxp_pipeline_create(scanner.get(), srgb.get(), &options, &made, error);
     };

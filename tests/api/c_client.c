@@ -101,7 +101,7 @@ int main(int argc, char** argv) {
   static const unsigned char kEncoded[4] = {0, 124, 188, 255};
   static const double kHalf[3] = {0.5, 0.5, 0.5};
   unsigned char pixels[12];
-  kxp_stage stages[24];
+  kxp_stage stages[24] = {{.size = sizeof(kxp_stage)}};
   char text[64];
   double number = 0;
   size_t length = 0, n;

@@ -194,7 +194,10 @@ TEST(PipelineFaults, Allocations) {
   const auto connect = [](const Profile& source, const Profile& destination, std::uint32_t intent,
                           std::uint32_t flags) {
     return [&, intent, flags](Made& made, kxp_error* error) {
-      const kxp_pipeline_options options = {sizeof options, intent, flags};
+      kxp_pipeline_options options = {};
+      options.size = sizeof options;
+      options.intent = intent;
+      options.flags = flags;
       return kxp_pipeline_create(source.get(), destination.get(), &options, &made.pipeline, error);
     };
   };
@@ -260,12 +263,14 @@ TEST(PipelineFaults, AllocationsOfProbes) {
   const Pipeline pipeline = Connect(FromMemory(FullProfile()), FromMemory(FullProfile()),
                                     KXP_RELATIVE, KXP_BLACK_POINT_COMPENSATION);
   const double device[3] = {0.2, 0.7, 0.4};
-  kxp_stage expected[24];
+  kxp_stage expected[24] = {};
+  expected[0].size = sizeof(kxp_stage);
   std::size_t expectedCount = 0;
   ASSERT_EQ(kxp_probe(pipeline.get(), device, expected, 24, &expectedCount, nullptr), KXP_OK);
   for (const Reach reach : {Reach::kOnce, Reach::kFromThenOn}) {
     for (long nth = 1;; ++nth) {
       kxp_stage stages[24] = {};
+      stages[0].size = sizeof(kxp_stage);
       std::size_t count = 77;
       kxp_error error = NewError();
       const Injection injection(Call::kAllocation, nth, reach);

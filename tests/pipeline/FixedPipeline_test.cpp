@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "tests/units/UnitFixtures.h"
@@ -147,28 +145,6 @@ TEST(FixedPipeline, OtherInputArrays) {
   pipeline.FillInputTables(*lut, RGB_16);
   ExpectCurrent(pipeline, PixelFormat::k16To16);
   ExpectCurrent(pipeline, PixelFormat::k8To8);
-}
-
-TEST(FixedPipeline, MadeAtOnceInArraysOfItsOwn) {
-  const auto lut = RandomLut(5);
-  for (const auto& route : kRoutes) {
-    const ColorTarget target = {route.output, nullptr, 4, -2, 30};
-    const Arrays arrays(static_cast<std::size_t>(InputLevelsOf(route.input)));
-    FixedPipeline stages(arrays.View());
-    stages.FillInputTables(*lut, route.input);
-    stages.FillCells(*lut, target);
-    stages.FillOutputTables(route.output);
-
-    FixedPipeline first = MakeFixedPipeline(*lut, route.input, target);
-    FixedPipeline made = std::move(first);  // the arrays stay where they are
-    const FixedTables tables = made.tables(), expected = stages.tables();
-    for (std::size_t c = 0; c < 3; ++c) {
-      EXPECT_TRUE(std::ranges::equal(tables.input[c], expected.input[c]));
-      EXPECT_TRUE(std::equal(tables.output[c], tables.output[c] + kLevels16, expected.output[c]));
-    }
-    EXPECT_EQ(std::memcmp(tables.cells, expected.cells, 4096 * sizeof(Cell)), 0);
-    ExpectCurrent(made, route.format);
-  }
 }
 
 TEST(FixedPipeline, StatusOfTheOutput) {

@@ -16,13 +16,13 @@ constexpr kxcms::SampleType TypeOf() {
 }
 
 template <typename Sample>
-kxcms::SourceRun Packed(const std::vector<Sample>& samples) {
+kxcms::SourceRun SourceOf(const std::vector<Sample>& samples) {
   const auto* first = reinterpret_cast<const unsigned char*>(samples.data());
   constexpr std::size_t kSize = sizeof(Sample);
   return {{first, first + kSize, first + 2 * kSize, nullptr}, 3 * kSize, TypeOf<Sample>(), false};
 }
 template <typename Sample>
-kxcms::DestinationRun Packed(std::vector<Sample>& samples) {
+kxcms::DestinationRun DestinationOf(std::vector<Sample>& samples) {
   auto* first = reinterpret_cast<unsigned char*>(samples.data());
   constexpr std::size_t kSize = sizeof(Sample);
   return {{first, first + kSize, first + 2 * kSize, nullptr}, 3 * kSize, TypeOf<Sample>(), false};
@@ -32,7 +32,7 @@ kxcms::DestinationRun Packed(std::vector<Sample>& samples) {
 template <typename Result, typename Pipeline, typename Sample>
 std::vector<Result> Converted(const Pipeline& pipeline, const std::vector<Sample>& samples) {
   std::vector<Result> results(samples.size());
-  pipeline.Convert(Packed(samples), Packed(results), kxcms::AlphaResult::kKept,
+  pipeline.Convert(SourceOf(samples), DestinationOf(results), kxcms::AlphaResult::kKept,
                    static_cast<std::int64_t>(samples.size() / 3));
   return results;
 }

@@ -4,17 +4,21 @@
 // Samples pass through planes, one array a channel: what they are and where they lie are matters
 // of their own. Loops that the compilers turn into vectors by themselves are left to them.
 
-using Sample16 = std::uint16_t __attribute__((may_alias));
-using Sample32 = std::uint32_t __attribute__((may_alias));
+// Loads and stores of samples, which need not be aligned.
+template <typename Sample>
+KXCMS_INLINE Sample Read(const unsigned char* from) {
+  Sample sample;
+  __builtin_memcpy(&sample, from, sizeof sample);
+  return sample;
+}
+template <typename Sample>
+KXCMS_INLINE void Write(unsigned char* to, Sample sample) {
+  __builtin_memcpy(to, &sample, sizeof sample);
+}
 
-// One array a channel, R, G, B and alpha, for samples of any type.
+// One array a channel: R, G, B and alpha.
 struct Planes {
-  unsigned char* bytes[4];
-
-  template <typename Sample>
-  Sample* Of(int channel) const {
-    return reinterpret_cast<Sample*>(bytes[channel]);
-  }
+  unsigned char* at[4];
 };
 
 constexpr int SizeOf(SampleType type) {
@@ -54,135 +58,127 @@ Layout LayoutOf(const PixelRun<Byte>& run) {
   return Layout::kApart;
 }
 
-// The first of samples that lie together, and their planes in the order of their addresses.
-template <typename Sample, typename Byte>
+// Samples that lie together: the first one's address, and the planes in the order of addresses.
+template <typename Byte>
 struct Interleaved {
   Byte* first;
-  Sample* plane[4];
+  unsigned char* plane[4];
 };
-template <typename Sample, int kCount, typename Byte>
-KXCMS_INLINE Interleaved<Sample, Byte> Order(Byte* const (&samples)[4], const Planes& planes) {
-  Interleaved<Sample, Byte> order = {samples[0], {}};
-  for (int c = 1; c < kCount; ++c)
+template <int kCount, typename Byte>
+Interleaved<Byte> Order(Byte* const (&samples)[4], int size, const Planes& planes) {
+  Interleaved<Byte> order = {samples[0], {}};
+  for (int c = 1; c < kCount; ++c) {
     order.first = samples[c] < order.first ? samples[c] : order.first;
-  for (int c = 0; c < kCount; ++c) {
-    order.plane[(samples[c] - order.first) / static_cast<int>(sizeof(Sample))] =
-        planes.Of<Sample>(c);
   }
+  for (int c = 0; c < kCount; ++c) order.plane[(samples[c] - order.first) / size] = planes.at[c];
   return order;
 }
 
 template <typename Sample>
-KXCMS_INLINE Sample Read(const unsigned char* from) {
-  Sample sample;
-  __builtin_memcpy(&sample, from, sizeof sample);
-  return sample;
-}
-template <typename Sample>
-KXCMS_INLINE void Write(unsigned char* to, Sample sample) {
-  __builtin_memcpy(to, &sample, sizeof sample);
-}
-
-template <typename Sample>
-void GatherThree(const unsigned char* __restrict from, Sample* __restrict a, Sample* __restrict b,
-                 Sample* __restrict c, int pixels) {
+void GatherThree(const unsigned char* __restrict from, unsigned char* __restrict a,
+                 unsigned char* __restrict b, unsigned char* __restrict c, int pixels) {
   constexpr int kSize = sizeof(Sample);
   for (int p = 0; p < pixels; ++p) {
-    a[p] = Read<Sample>(from + 3 * kSize * p);
-    b[p] = Read<Sample>(from + 3 * kSize * p + kSize);
-    c[p] = Read<Sample>(from + 3 * kSize * p + 2 * kSize);
+    const unsigned char* const pixel = from + 3 * kSize * p;
+    Write(a + kSize * p, Read<Sample>(pixel));
+    Write(b + kSize * p, Read<Sample>(pixel + kSize));
+    Write(c + kSize * p, Read<Sample>(pixel + 2 * kSize));
   }
 }
 
 template <typename Sample>
-void ScatterThree(const Sample* __restrict a, const Sample* __restrict b,
-                  const Sample* __restrict c, unsigned char* __restrict to, int pixels) {
+void ScatterThree(const unsigned char* __restrict a, const unsigned char* __restrict b,
+                  const unsigned char* __restrict c, unsigned char* __restrict to, int pixels) {
   constexpr int kSize = sizeof(Sample);
   for (int p = 0; p < pixels; ++p) {
-    Write(to + 3 * kSize * p, a[p]);
-    Write(to + 3 * kSize * p + kSize, b[p]);
-    Write(to + 3 * kSize * p + 2 * kSize, c[p]);
+    unsigned char* const pixel = to + 3 * kSize * p;
+    Write(pixel, Read<Sample>(a + kSize * p));
+    Write(pixel + kSize, Read<Sample>(b + kSize * p));
+    Write(pixel + 2 * kSize, Read<Sample>(c + kSize * p));
   }
 }
 
 template <typename Sample>
-void GatherFour(const unsigned char* __restrict from, Sample* __restrict a, Sample* __restrict b,
-                Sample* __restrict c, Sample* __restrict d, int pixels) {
+void GatherFour(const unsigned char* __restrict from, unsigned char* __restrict a,
+                unsigned char* __restrict b, unsigned char* __restrict c,
+                unsigned char* __restrict d, int pixels) {
   constexpr int kSize = sizeof(Sample);
   for (int p = 0; p < pixels; ++p) {
-    a[p] = Read<Sample>(from + 4 * kSize * p);
-    b[p] = Read<Sample>(from + 4 * kSize * p + kSize);
-    c[p] = Read<Sample>(from + 4 * kSize * p + 2 * kSize);
-    d[p] = Read<Sample>(from + 4 * kSize * p + 3 * kSize);
+    const unsigned char* const pixel = from + 4 * kSize * p;
+    Write(a + kSize * p, Read<Sample>(pixel));
+    Write(b + kSize * p, Read<Sample>(pixel + kSize));
+    Write(c + kSize * p, Read<Sample>(pixel + 2 * kSize));
+    Write(d + kSize * p, Read<Sample>(pixel + 3 * kSize));
   }
 }
 
 template <typename Sample>
-void ScatterFour(const Sample* __restrict a, const Sample* __restrict b, const Sample* __restrict c,
-                 const Sample* __restrict d, unsigned char* __restrict to, int pixels) {
+void ScatterFour(const unsigned char* __restrict a, const unsigned char* __restrict b,
+                 const unsigned char* __restrict c, const unsigned char* __restrict d,
+                 unsigned char* __restrict to, int pixels) {
   constexpr int kSize = sizeof(Sample);
   for (int p = 0; p < pixels; ++p) {
-    Write(to + 4 * kSize * p, a[p]);
-    Write(to + 4 * kSize * p + kSize, b[p]);
-    Write(to + 4 * kSize * p + 2 * kSize, c[p]);
-    Write(to + 4 * kSize * p + 3 * kSize, d[p]);
+    unsigned char* const pixel = to + 4 * kSize * p;
+    Write(pixel, Read<Sample>(a + kSize * p));
+    Write(pixel + kSize, Read<Sample>(b + kSize * p));
+    Write(pixel + 2 * kSize, Read<Sample>(c + kSize * p));
+    Write(pixel + 3 * kSize, Read<Sample>(d + kSize * p));
   }
 }
 
-// Samples at any distance, as many at a time as a register takes.
+// Samples at any distance, as many at a time as a general register holds.
 template <typename Sample>
-void GatherApart(const unsigned char* from, std::ptrdiff_t stride, Sample* plane, int pixels) {
-  constexpr int kGroup = 8 / sizeof(Sample);
+void GatherApart(const unsigned char* from, std::ptrdiff_t stride, unsigned char* plane,
+                 int pixels) {
+  constexpr int kSize = sizeof(Sample), kGroup = 8 / kSize;
   int p = 0;
   for (; p + kGroup <= pixels; p += kGroup, from += kGroup * stride) {
     std::uint64_t group = 0;
 #pragma GCC unroll 8
     for (int i = 0; i < kGroup; ++i) {
-      const auto sample = static_cast<std::uint64_t>(Read<Sample>(from + i * stride));
       const int at = kIsLittleEndian ? i : kGroup - 1 - i;
-      group |= sample << (8 * static_cast<int>(sizeof(Sample)) * at);
+      group |= std::uint64_t{Read<Sample>(from + i * stride)} << (8 * kSize * at);
     }
-    __builtin_memcpy(plane + p, &group, sizeof group);
+    Write(plane + kSize * p, group);
   }
-  for (; p < pixels; ++p, from += stride) plane[p] = Read<Sample>(from);
+  for (; p < pixels; ++p, from += stride) Write(plane + kSize * p, Read<Sample>(from));
 }
 
 template <typename Sample>
-void ScatterApart(const Sample* plane, unsigned char* to, std::ptrdiff_t stride, int pixels) {
-  constexpr int kGroup = 8 / sizeof(Sample);
+void ScatterApart(const unsigned char* plane, unsigned char* to, std::ptrdiff_t stride,
+                  int pixels) {
+  constexpr int kSize = sizeof(Sample), kGroup = 8 / kSize;
   int p = 0;
   for (; p + kGroup <= pixels; p += kGroup, to += kGroup * stride) {
-    std::uint64_t group;
-    __builtin_memcpy(&group, plane + p, sizeof group);
+    const auto group = Read<std::uint64_t>(plane + kSize * p);
 #pragma GCC unroll 8
     for (int i = 0; i < kGroup; ++i) {
       const int at = kIsLittleEndian ? i : kGroup - 1 - i;
-      Write(to + i * stride,
-            static_cast<Sample>(group >> (8 * static_cast<int>(sizeof(Sample)) * at)));
+      Write(to + i * stride, static_cast<Sample>(group >> (8 * kSize * at)));
     }
   }
-  for (; p < pixels; ++p, to += stride) Write(to, plane[p]);
+  for (; p < pixels; ++p, to += stride) Write(to, Read<Sample>(plane + kSize * p));
 }
 
+// Channels whose plane is null are left out, where they are apart.
 template <typename Sample>
 void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& planes) {
   constexpr int kSize = sizeof(Sample);
   if (layout == Layout::kThree) {
-    const auto [first, plane] = Order<Sample, 3>(run.samples, planes);
-    return GatherThree(first, plane[0], plane[1], plane[2], pixels);
+    const auto [first, plane] = Order<3>(run.samples, kSize, planes);
+    return GatherThree<Sample>(first, plane[0], plane[1], plane[2], pixels);
   }
   if (layout == Layout::kFour) {
-    const auto [first, plane] = Order<Sample, 4>(run.samples, planes);
-    return GatherFour(first, plane[0], plane[1], plane[2], plane[3], pixels);
+    const auto [first, plane] = Order<4>(run.samples, kSize, planes);
+    return GatherFour<Sample>(first, plane[0], plane[1], plane[2], plane[3], pixels);
   }
   for (int c = 0; c < 4; ++c) {
-    const unsigned char* from = run.samples[c];
-    if (from == nullptr || planes.bytes[c] == nullptr) continue;
+    if (run.samples[c] == nullptr || planes.at[c] == nullptr) continue;
     if (layout == Layout::kPlanes) {
-      __builtin_memcpy(planes.bytes[c], from, static_cast<unsigned>(kSize * pixels));
-      continue;
+      __builtin_memcpy(planes.at[c], run.samples[c], static_cast<unsigned>(kSize * pixels));
+    } else {
+      GatherApart<Sample>(run.samples[c], run.pixelStride, planes.at[c], pixels);
     }
-    GatherApart(from, run.pixelStride, planes.Of<Sample>(c), pixels);
   }
 }
 
@@ -190,21 +186,42 @@ template <typename Sample>
 void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int pixels) {
   constexpr int kSize = sizeof(Sample);
   if (layout == Layout::kThree) {
-    const auto [first, plane] = Order<Sample, 3>(run.samples, planes);
-    return ScatterThree(plane[0], plane[1], plane[2], first, pixels);
+    const auto [first, plane] = Order<3>(run.samples, kSize, planes);
+    return ScatterThree<Sample>(plane[0], plane[1], plane[2], first, pixels);
   }
   if (layout == Layout::kFour) {
-    const auto [first, plane] = Order<Sample, 4>(run.samples, planes);
-    return ScatterFour(plane[0], plane[1], plane[2], plane[3], first, pixels);
+    const auto [first, plane] = Order<4>(run.samples, kSize, planes);
+    return ScatterFour<Sample>(plane[0], plane[1], plane[2], plane[3], first, pixels);
   }
   for (int c = 0; c < 4; ++c) {
-    unsigned char* to = run.samples[c];
-    if (to == nullptr) continue;
+    if (run.samples[c] == nullptr || run.samples[c] == planes.at[c]) continue;
     if (layout == Layout::kPlanes) {
-      __builtin_memcpy(to, planes.bytes[c], static_cast<unsigned>(kSize * pixels));
-      continue;
+      __builtin_memcpy(run.samples[c], planes.at[c], static_cast<unsigned>(kSize * pixels));
+    } else {
+      ScatterApart<Sample>(planes.at[c], run.samples[c], run.pixelStride, pixels);
     }
-    ScatterApart(planes.Of<Sample>(c), to, run.pixelStride, pixels);
+  }
+}
+
+void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& planes) {
+  switch (SizeOf(run.type)) {
+    case 1:
+      return Gather<std::uint8_t>(run, layout, pixels, planes);
+    case 2:
+      return Gather<std::uint16_t>(run, layout, pixels, planes);
+    default:
+      return Gather<std::uint32_t>(run, layout, pixels, planes);
+  }
+}
+
+void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int pixels) {
+  switch (SizeOf(run.type)) {
+    case 1:
+      return Scatter<std::uint8_t>(planes, run, layout, pixels);
+    case 2:
+      return Scatter<std::uint16_t>(planes, run, layout, pixels);
+    default:
+      return Scatter<std::uint32_t>(planes, run, layout, pixels);
   }
 }
 
@@ -235,27 +252,26 @@ KXCMS_INLINE std::uint32_t ToHalf(float x) {
   return (magnitude < 0x47800000 ? finite : large) | (bits >> 16 & 0x8000);
 }
 
-// A plane's samples as values in [0, 1]. A plane of floats is the array of values itself.
-void ToValues(SampleType type, const unsigned char* plane, float* __restrict values, int pixels) {
+// A plane's samples as values in [0, 1]. A plane of floats may be the values themselves. `pixels`
+// are whole vectors of them.
+void ToValues(SampleType type, const unsigned char* plane, float* values, int pixels) {
   switch (type) {
-    case SampleType::kUInt8: {
+    case SampleType::kUInt8:
       for (int p = 0; p < pixels; ++p) values[p] = static_cast<float>(plane[p]) * (1.0f / 255);
       return;
-    }
-    case SampleType::kUInt16: {
-      const auto* const samples = reinterpret_cast<const Sample16*>(plane);
-      for (int p = 0; p < pixels; ++p) values[p] = static_cast<float>(samples[p]) * (1.0f / 65535);
+    case SampleType::kUInt16:
+      for (int p = 0; p < pixels; ++p) {
+        values[p] = static_cast<float>(Read<std::uint16_t>(plane + 2 * p)) * (1.0f / 65535);
+      }
       return;
-    }
-    case SampleType::kHalf: {
-      const auto* const samples = reinterpret_cast<const Sample16*>(plane);
-      for (int p = 0; p < pixels; ++p) values[p] = FromHalf(samples[p]);
+    case SampleType::kHalf:
+      for (int p = 0; p < pixels; ++p) values[p] = FromHalf(Read<std::uint16_t>(plane + 2 * p));
+      plane = reinterpret_cast<const unsigned char*>(values);
       break;
-    }
     case SampleType::kFloat:
       break;
   }
-  for (int p = 0; p < pixels; p += kElements) Store(values + p, Clip(Load<Floats>(values + p)));
+  for (int p = 0; p < pixels; p += kElements) Store(values + p, Clip(Read<Floats>(plane + 4 * p)));
 }
 
 // Values, in [0, 1] where the samples are integers, as a plane of samples. Integers are rounded to
@@ -263,25 +279,24 @@ void ToValues(SampleType type, const unsigned char* plane, float* __restrict val
 void FromValues(SampleType type, const float* __restrict values, unsigned char* __restrict plane,
                 int pixels) {
   switch (type) {
-    case SampleType::kUInt8: {
+    case SampleType::kUInt8:
       for (int p = 0; p < pixels; ++p) {
         plane[p] = static_cast<unsigned char>(static_cast<std::int32_t>(values[p] * 255.0f + 0.5f));
       }
       return;
-    }
-    case SampleType::kUInt16: {
-      auto* const samples = reinterpret_cast<Sample16*>(plane);
+    case SampleType::kUInt16:
       for (int p = 0; p < pixels; ++p) {
-        samples[p] = static_cast<Sample16>(static_cast<std::int32_t>(values[p] * 65535.0f + 0.5f));
+        const auto level = static_cast<std::int32_t>(values[p] * 65535.0f + 0.5f);
+        Write(plane + 2 * p, static_cast<std::uint16_t>(level));
       }
       return;
-    }
-    case SampleType::kHalf: {
-      auto* const samples = reinterpret_cast<Sample16*>(plane);
-      for (int p = 0; p < pixels; ++p) samples[p] = static_cast<Sample16>(ToHalf(values[p]));
+    case SampleType::kHalf:
+      for (int p = 0; p < pixels; ++p) {
+        Write(plane + 2 * p, static_cast<std::uint16_t>(ToHalf(values[p])));
+      }
       return;
-    }
     case SampleType::kFloat:
+      __builtin_memcpy(plane, values, static_cast<unsigned>(4 * pixels));
       return;
   }
 }

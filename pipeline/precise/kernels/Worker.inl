@@ -8,27 +8,33 @@ constexpr int RoundUp(int pixels) {
 // What a call needs to know besides the program.
 struct Call {
   Layout sourceLayout, destinationLayout;
-  AlphaResult alpha;  ///< kOpaque, too, where the source has none
-  bool divides, multiplies, readsAlpha;
   StageList stages;
-  bool isTabled;  ///< 8-bit samples are looked up
+  bool isTabled;     // samples of 8 bits are looked up
+  bool divides;      // colour by alpha, before
+  bool multiplies;   // after
+  bool copiesAlpha;  // as the source stores it
+  bool convertsAlpha;
+  bool fillsAlpha;  // with 1
+  bool readsAlpha;  // as numbers
 };
 
 Call Prepare(const Program& program, const SourceRun& source, const DestinationRun& destination,
              AlphaResult alpha) {
-  Call call;
-  const bool sourceHasAlpha = source.samples[3] != nullptr;
-  const bool destinationHasAlpha = destination.samples[3] != nullptr;
-  call.sourceLayout = LayoutOf(source);
-  call.destinationLayout = LayoutOf(destination);
-  call.alpha = sourceHasAlpha ? alpha : AlphaResult::kOpaque;
-  const bool isKept = destinationHasAlpha && call.alpha == AlphaResult::kKept;
-  call.divides = sourceHasAlpha && source.isAssociated;
-  call.multiplies = isKept && destination.isAssociated;
-  call.readsAlpha = call.divides || call.multiplies || (isKept && source.type != destination.type);
+  const bool hasAlpha = source.samples[3] != nullptr,
+             givesAlpha = destination.samples[3] != nullptr;
+  const bool keepsAlpha = hasAlpha && givesAlpha && alpha == AlphaResult::kKept;
   const bool isInteger =
       destination.type == SampleType::kUInt8 || destination.type == SampleType::kUInt16;
+  Call call;
+  call.sourceLayout = LayoutOf(source);
+  call.destinationLayout = LayoutOf(destination);
   call.stages = isInteger ? program.forIntegers : program.forFloats;
+  call.divides = hasAlpha && source.isAssociated;
+  call.multiplies = keepsAlpha && destination.isAssociated;
+  call.copiesAlpha = keepsAlpha && source.type == destination.type;
+  call.convertsAlpha = keepsAlpha && source.type != destination.type;
+  call.fillsAlpha = givesAlpha && !keepsAlpha;
+  call.readsAlpha = call.divides || call.multiplies || call.convertsAlpha;
   call.isTabled = source.type == SampleType::kUInt8 && !call.divides;
   return call;
 }
@@ -64,29 +70,7 @@ void Multiply(const float* factor, PixelBlock& block, int pixels) {
   }
 }
 
-void GatherSamples(const SourceRun& run, Layout layout, int pixels, const Planes& planes) {
-  switch (SizeOf(run.type)) {
-    case 1:
-      return Gather<unsigned char>(run, layout, pixels, planes);
-    case 2:
-      return Gather<Sample16>(run, layout, pixels, planes);
-    default:
-      return Gather<Sample32>(run, layout, pixels, planes);
-  }
-}
-
-void ScatterSamples(const Planes& planes, const DestinationRun& run, Layout layout, int pixels) {
-  switch (SizeOf(run.type)) {
-    case 1:
-      return Scatter<unsigned char>(planes, run, layout, pixels);
-    case 2:
-      return Scatter<Sample16>(planes, run, layout, pixels);
-    default:
-      return Scatter<Sample32>(planes, run, layout, pixels);
-  }
-}
-
-struct alignas(64) PlaneBytes {
+struct alignas(64) Plane {
   unsigned char at[4 * kBlockPixels];
 };
 
@@ -94,21 +78,22 @@ struct alignas(64) PlaneBytes {
 struct Workspace {
   PixelBlock block;
   BlockFloats factor;
-  PlaneBytes colors[3], sourceAlpha, destinationAlpha;
+  Plane colors[3], sourceAlpha, destinationAlpha;
 };
 
-Planes PlanesOf(SampleType type, Workspace& space, PlaneBytes& alpha) {
+// Planes of a block's own. Floats stand where their values do.
+Planes OwnPlanes(SampleType type, Workspace& space, Plane& alpha) {
   Planes planes = {{space.colors[0].at, space.colors[1].at, space.colors[2].at, alpha.at}};
   if (type != SampleType::kFloat) return planes;
   for (int c = 0; c < 3; ++c) {
-    planes.bytes[c] = reinterpret_cast<unsigned char*>(space.block.values[c]);
+    planes.at[c] = reinterpret_cast<unsigned char*>(space.block.values[c]);
   }
   return planes;
 }
 
 // Fills up to whole vectors with zeros, which every stage can take.
-void Pad(unsigned char* plane, int size, int pixels) {
-  const int missing = RoundUp(pixels) - pixels;
+void Pad(SampleType type, unsigned char* plane, int pixels) {
+  const int size = SizeOf(type), missing = RoundUp(pixels) - pixels;
   if (missing == 0) return;
   __builtin_memset(plane + size * pixels, 0, static_cast<unsigned>(size * missing));
 }
@@ -116,46 +101,42 @@ void Pad(unsigned char* plane, int size, int pixels) {
 void ReadBlock(const Program& program, const Call& call, const SourceRun& source, int pixels,
                Workspace& space) {
   const int padded = RoundUp(pixels);
-  const int size = SizeOf(source.type);
-  Planes planes = PlanesOf(source.type, space, space.sourceAlpha);
-  GatherSamples(source, call.sourceLayout, pixels, planes);
+  const Planes own = OwnPlanes(source.type, space, space.sourceAlpha);
+  const unsigned char* plane[4] = {own.at[0], own.at[1], own.at[2], own.at[3]};
+  if (call.sourceLayout == Layout::kPlanes && pixels == padded) {
+    for (int c = 0; c < 4; ++c) plane[c] = source.samples[c];
+  } else {
+    Gather(source, call.sourceLayout, pixels, own);
+    for (unsigned char* at : own.at) Pad(source.type, at, pixels);
+  }
   for (int c = 0; c < 3; ++c) {
-    Pad(planes.bytes[c], size, pixels);
     if (call.isTabled) {
-      LookUp(program.levels8[c], planes.bytes[c], space.block.values[c], padded);
+      LookUp(program.levels8[c], plane[c], space.block.values[c], padded);
     } else {
-      ToValues(source.type, planes.bytes[c], space.block.values[c], padded);
+      ToValues(source.type, plane[c], space.block.values[c], padded);
     }
   }
-  if (!call.readsAlpha) return;
-  Pad(planes.bytes[3], size, pixels);
-  if (source.type == SampleType::kFloat) {
-    __builtin_memcpy(space.block.alpha, planes.bytes[3], sizeof space.block.alpha);
+  if (call.copiesAlpha && plane[3] != own.at[3]) {
+    __builtin_memcpy(own.at[3], plane[3], static_cast<unsigned>(SizeOf(source.type) * pixels));
   }
-  ToValues(source.type, planes.bytes[3], space.block.alpha, padded);
+  if (call.readsAlpha) ToValues(source.type, plane[3], space.block.alpha, padded);
   if (call.divides) DivideByAlpha(space.block, padded, space.factor);
 }
 
-void WriteBlock(const Call& call, SampleType sourceType, const DestinationRun& destination,
-                int pixels, Workspace& space) {
-  const int padded = RoundUp(pixels);
+void WriteBlock(const Call& call, const DestinationRun& destination, int pixels, Workspace& space) {
   if (call.multiplies) {
-    Multiply(call.divides ? space.factor.at : space.block.alpha, space.block, padded);
+    Multiply(call.divides ? space.factor.at : space.block.alpha, space.block, RoundUp(pixels));
   }
-  Planes planes = PlanesOf(destination.type, space, space.destinationAlpha);
+  const SampleType type = destination.type;
+  Planes planes = OwnPlanes(type, space, space.destinationAlpha);
   for (int c = 0; c < 3; ++c) {
-    FromValues(destination.type, space.block.values[c], planes.bytes[c], padded);
+    const auto* const values = reinterpret_cast<const unsigned char*>(space.block.values[c]);
+    if (call.destinationLayout == Layout::kPlanes) planes.at[c] = destination.samples[c];
+    if (planes.at[c] != values) FromValues(type, space.block.values[c], planes.at[c], pixels);
   }
-  if (destination.samples[3] != nullptr && call.alpha == AlphaResult::kKept) {
-    if (sourceType == destination.type) {
-      planes.bytes[3] = space.sourceAlpha.at;
-    } else if (destination.type == SampleType::kFloat) {
-      planes.bytes[3] = reinterpret_cast<unsigned char*>(space.block.alpha);
-    } else {
-      FromValues(destination.type, space.block.alpha, planes.bytes[3], padded);
-    }
-  }
-  ScatterSamples(planes, destination, call.destinationLayout, pixels);
+  if (call.copiesAlpha) planes.at[3] = space.sourceAlpha.at;
+  if (call.convertsAlpha) FromValues(type, space.block.alpha, planes.at[3], pixels);
+  Scatter(planes, destination, call.destinationLayout, pixels);
 }
 
 template <typename Byte>
@@ -171,19 +152,15 @@ void Convert(const Program& program, const SourceRun& source, const DestinationR
   SourceRun from = source;
   DestinationRun to = destination;
   Workspace space;
-  if (destination.samples[3] != nullptr && call.alpha == AlphaResult::kOpaque) {
-    // The same for all blocks.
+  if (call.fillsAlpha) {
     for (float& value : space.block.alpha) value = 1;
-    if (destination.type == SampleType::kFloat) {
-      __builtin_memcpy(space.destinationAlpha.at, space.block.alpha, sizeof space.block.alpha);
-    }
-    FromValues(destination.type, space.block.alpha, space.destinationAlpha.at, kBlockPixels);
+    FromValues(to.type, space.block.alpha, space.destinationAlpha.at, kBlockPixels);
   }
   while (count > 0) {
     const int pixels = count < kBlockPixels ? static_cast<int>(count) : kBlockPixels;
     ReadBlock(program, call, from, pixels, space);
     RunStages(call.stages, call.isTabled ? program.tabledStages : 0, space.block, RoundUp(pixels));
-    WriteBlock(call, source.type, to, pixels, space);
+    WriteBlock(call, to, pixels, space);
     count -= pixels;
     if (count == 0) return;
     Advance(from, pixels);

@@ -19,7 +19,7 @@ constexpr int kLoads = 40;  // the sanitizers keep books about every module
 #else
 constexpr int kLoads = 1000;
 #endif
-constexpr int kWarmUp = 20;
+constexpr int kWarmUp = kLoads / 5;
 
 constexpr std::size_t kPixels = 100000;  // several pieces of work
 constexpr const char* kLibrary = "libKXPipeline";
