@@ -79,9 +79,11 @@ void AddConvert(CLI::App& app, Options& options) {
       ->group(colors);
   convert
       ->add_option("--profile", request.profile,
-                   "ICC profile of the device (default: the one embedded in IN)")
+                   "ICC profile or space of the device (default: the profile embedded in IN)")
       ->group(colors);
-  convert->add_option("--assume", request.assume, "ICC profile of images without an embedded one")
+  convert
+      ->add_option("--assume", request.assume,
+                   "ICC profile or space of images without an embedded profile")
       ->group(colors);
   convert
       ->add_option("--intent", options.intent,
@@ -125,7 +127,7 @@ void AddConvert(CLI::App& app, Options& options) {
       ->group(file);
   convert
       ->add_option("--tag", request.tag,
-                   "profile to embed: auto for that of the output, none, or an ICC file "
+                   "profile to embed: auto for that of the output, none, an ICC profile or space "
                    "(default: auto)")
       ->group(file);
   convert->add_option("--pages", options.pages, "all or first (default: all)")->group(file);

@@ -291,6 +291,8 @@ class Conversion(Command):
             ("named, embedded", SCANNER, ["--profile", "other.icc"], by_other),
             ("assumed", None, ["--assume", "other.icc"], by_other),
             ("assumed, embedded", SCANNER, ["--assume", "other.icc"], by_scanner),
+            ("an assumed space", None, ["--assume", "prophoto"],
+             kxp.convert(data, kxp.profile_of("prophoto"))),
             ("named before rubbish", b"rubbish", ["--profile", "other.icc"], by_other),
         ]:
             with self.subTest(what):
@@ -470,7 +472,8 @@ class Forms(Command):
     def test_tag(self):
         self.write("other.icc", kxp.profile_of("prophoto"))
         for tag, expected in (("auto", kxp.profile_of("srgb")), ("none", None),
-                              ("other.icc", kxp.profile_of("prophoto"))):
+                              ("other.icc", kxp.profile_of("prophoto")),
+                              ("rec2020", kxp.profile_of("rec2020"))):
             with self.subTest(tag):
                 self.convert("--tag", tag)
                 self.assertEqual(self.rules().pages[0].get(34675, (0, 0, None))[2], expected)

@@ -25,6 +25,14 @@ bool IsSpace(const std::string& name) {
   return false;
 }
 
+ProfileHandle OpenSpace(const std::string& name) {
+  kxp_error error = {};
+  error.size = sizeof error;
+  kxp_profile* space = nullptr;
+  if (kxp_profile_builtin(name.c_str(), &space, &error) != KXP_OK) RefuseProfile(name, error);
+  return ProfileHandle(space);
+}
+
 std::vector<unsigned char> BytesOfSpace(const kxp_profile* space, const std::string& name) {
   kxp_error error = {};
   error.size = sizeof error;
@@ -62,17 +70,17 @@ ProfileHandle ReadProfileBytes(std::span<const unsigned char> bytes, const std::
   return ProfileHandle(profile);
 }
 
+std::vector<unsigned char> NamedProfile(const std::string& name) {
+  return IsSpace(name) ? BytesOfSpace(OpenSpace(name).get(), name) : ReadProfileFile(name);
+}
+
 Destination OpenDestination(const std::string& name) {
   Destination destination;
   destination.name = name;
-  if (IsSpace(name)) {
-    kxp_error error = {};
-    error.size = sizeof error;
-    kxp_profile* space = nullptr;
-    if (kxp_profile_builtin(name.c_str(), &space, &error) != KXP_OK) RefuseProfile(name, error);
-    destination.profile.reset(space);
-    destination.isBuiltIn = true;
-    destination.bytes = BytesOfSpace(space, name);
+  destination.isBuiltIn = IsSpace(name);
+  if (destination.isBuiltIn) {
+    destination.profile = OpenSpace(name);
+    destination.bytes = BytesOfSpace(destination.profile.get(), name);
     return destination;
   }
   struct stat status;

@@ -23,6 +23,9 @@ using PipelineHandle = std::unique_ptr<kxp_pipeline, ReleasePipeline>;
 /// @param name  how messages call it
 ProfileHandle ReadProfileBytes(std::span<const unsigned char> bytes, const std::string& name);
 
+/// The bytes of the profile in a file, or of the one that describes a built-in space of this name.
+std::vector<unsigned char> NamedProfile(const std::string& name);
+
 /// Where pixels go: a built-in space, or the profile in a file.
 struct Destination {
   ProfileHandle profile;

@@ -17,7 +17,6 @@
 #include "tools/InputFile.h"
 #include "tools/OneLine.h"
 #include "tools/OutputFile.h"
-#include "tools/ProfileSource.h"
 #include "tools/Progress.h"
 #include "tools/Refusal.h"
 #include "tools/commands/ColorHandles.h"
@@ -190,11 +189,11 @@ class Conversion {
     if (request_.tag == "auto") {
       tag_ = destination_.bytes;
     } else if (request_.tag != "none") {
-      tag_ = ReadProfileFile(request_.tag);
+      tag_ = NamedProfile(request_.tag);
       ReadProfileBytes(*tag_, "profile " + request_.tag);
     }
-    if (request_.profile) named_ = ReadProfileFile(*request_.profile);
-    if (request_.assume) assumed_ = ReadProfileFile(*request_.assume);
+    if (request_.profile) named_ = NamedProfile(*request_.profile);
+    if (request_.assume) assumed_ = NamedProfile(*request_.assume);
     for (Work& work : work_) {
       const Page& page = source.pages()[work.index];
       const bool isCopy = (page.subfileType & Page::kReduced) != 0;
