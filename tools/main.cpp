@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "Check.h"
 #include "OneLine.h"
@@ -266,9 +267,9 @@ Exit Run(int argc, char** argv) {
 }
 
 /// Prints the one line, whatever a file name holds and however short memory is: nothing is copied.
-int Fail(Exit status, const char* line) {
+int Fail(Exit status, std::string_view line) {
   std::fputs("kxcms: ", stderr);
-  for (; *line != '\0'; ++line) std::fputc(InOneLine(*line), stderr);
+  for (std::size_t i = 0; i < line.size(); ++i) std::fputc(InOneLine(line, i), stderr);
   std::fputc('\n', stderr);
   return static_cast<int>(status);
 }

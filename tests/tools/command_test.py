@@ -671,11 +671,20 @@ class RefusedImages(Command):
             ("directory", "folder", "is a directory"),
             ("pipe", "pipe", "not a regular file"),
             ("device", "/dev/zero", "not a regular file"),
-            ("line break in the name", "a\nb.tif", None),
         ]:
             with self.subTest(what):
-                line = f"{name}: {reason}" if reason else "a?b.tif: No such file or directory"
-                self.convert(source=name, status=UNREADABLE, line=line)
+                self.convert(source=name, status=UNREADABLE, line=f"{name}: {reason}")
+
+    def test_names_give_the_terminal_no_orders(self):
+        for what, name, shown in [
+            ("line break", "a\nb.tif", "a?b.tif"),
+            ("escape", "a\x1b[31mb.tif", "a?[31mb.tif"),
+            ("control sequence of eight bits", "a\x9b31mb.tif", "a??31mb.tif"),
+            ("no control characters", "\xe4\u2190.tif", "\xe4\u2190.tif"),
+        ]:
+            with self.subTest(what):
+                self.convert(source=name, status=UNREADABLE,
+                             line=f"{shown}: No such file or directory")
 
 
 class RefusedProfiles(Command):
