@@ -209,19 +209,20 @@ class Forms(unittest.TestCase):
 
 
 class Readers(unittest.TestCase):
-    """Other programs read our files without complaint; new images have unsorted tags, and libtiff
-    says so."""
+    """Other programs read our files without complaint; new images of the library have unsorted tags,
+    and libtiff says so."""
 
     UNSORTED = ("TIFFReadDirectoryCheckOrder: Warning, Invalid TIFF directory; "
                 "tags are not sorted in ascending order.")
 
-    def check(self, name, known=None):
-        """@param known  the one complaint that is expected of libtiff, or None"""
+    def check(self, name, known=None, ours=False):
+        """@param known  the one complaint that is expected of libtiff, or None
+        @param ours  whether the command wrote the file"""
         for reader in (["tiffinfo", "-d", name], ["tiffcp", name, "copy.tif"],
                        ["tificc", name, "other.tif"]):
             done = subprocess.run(reader, cwd=folder, capture_output=True, timeout=60)
             complaints = {line for line in done.stderr.decode().splitlines()
-                          if line and line != self.UNSORTED
+                          if line and (ours or line != self.UNSORTED)
                           and not line.startswith(("Little CMS", "Copyright"))}
             with self.subTest(reader[0]):
                 if known is None:
@@ -236,7 +237,7 @@ class Readers(unittest.TestCase):
             for form in FORMS:
                 with self.subTest(form, bits=bits):
                     convert("argyll-lut.icc", "perceptual", f"{form}-{bits}.tif", "ours.tif")
-                    self.check("ours.tif")
+                    self.check("ours.tif", ours=True)
 
     def test_files_of_the_library(self):
         """Its layout is fixed: a new image has an empty profile tag, and the byte count of strips
