@@ -272,7 +272,10 @@ class Refusals(Images):
         ("cut in the data of a tag", tiff()[:-1],
          "damaged: the data of tag 283 lie outside the file"),
         ("a tag twice", tiff().replace(struct.pack("<H", 283), struct.pack("<H", 282)),
-         "damaged: tag 282 stands there twice"),
+         "damaged: tag 282 stands twice"),
+        ("rows of an unknown type", tiff().replace(
+            struct.pack("<2HI", 278, LONG, 1), struct.pack("<2HI", 278, 89, 1)),
+         "damaged: tag 278 is of an unknown type"),
         ("no width", tiff(without=[256]), "damaged: no ImageWidth"),
         ("width 0", tiff(replace={256: (LONG, [0])}), "damaged: no pixels"),
         ("width a text", tiff(replace={256: (ASCII, b"20\0")}),

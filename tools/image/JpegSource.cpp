@@ -138,7 +138,7 @@ class JpegDecoder {
     bool isRead = true;
     try {
       bytes_.Read(position_, buffer_.data(), count);
-    } catch (const ImageError&) {
+    } catch (const std::exception&) {
       isRead = false;
     }
     if (!isRead) ERREXIT(&info_, JERR_FILE_READ);

@@ -20,13 +20,7 @@ namespace kxcms::image {
 class PngEncoder {
  public:
   explicit PngEncoder(OutputBytes& bytes) : bytes_(bytes) {
-    png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, this, Leave,
-                                   [](png_structp, png_const_charp) {});
-    info_ = png_ == nullptr ? nullptr : png_create_info_struct(png_);
-    if (info_ == nullptr) {
-      png_destroy_write_struct(&png_, nullptr);
-      throw std::bad_alloc();
-    }
+    Create();
     png_set_write_fn(png_, this, Write, [](png_structp) {});
     png_set_option(png_, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
     png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
@@ -87,6 +81,17 @@ class PngEncoder {
   }
 
  private:
+  // libpng speaks up while it makes its structs, too.
+  void Create() {
+    if (setjmp(leave_) == 0) {
+      png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, this, Leave, Leave);
+      if (png_ != nullptr) info_ = png_create_info_struct(png_);
+    }
+    if (info_ != nullptr) return;
+    png_destroy_write_struct(&png_, nullptr);
+    throw std::bad_alloc();
+  }
+  // Warnings too: libpng warns of what it leaves out.
   [[noreturn]] static void Leave(png_structp png, png_const_charp message) {
     auto& self = *static_cast<PngEncoder*>(png_get_error_ptr(png));
     std::snprintf(self.message_, sizeof self.message_, "%s", message);

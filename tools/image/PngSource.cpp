@@ -83,12 +83,7 @@ class MetadataFirst {
 class PngDecoder {
  public:
   explicit PngDecoder(const InputBytes& bytes) : bytes_(bytes) {
-    png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, Leave, Leave);
-    info_ = png_ == nullptr ? nullptr : png_create_info_struct(png_);
-    if (info_ == nullptr) {
-      png_destroy_read_struct(&png_, nullptr, nullptr);
-      throw std::bad_alloc();
-    }
+    Create();
     png_set_read_fn(png_, this, Read);
     // Profiles are judged elsewhere.
     png_set_option(png_, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
@@ -129,6 +124,16 @@ class PngDecoder {
   }
 
  private:
+  // libpng speaks up while it makes its structs, too.
+  void Create() {
+    if (setjmp(leave_) == 0) {
+      png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, Leave, Leave);
+      if (png_ != nullptr) info_ = png_create_info_struct(png_);
+    }
+    if (info_ != nullptr) return;
+    png_destroy_read_struct(&png_, nullptr, nullptr);
+    throw std::bad_alloc();
+  }
   // Warnings too: libpng warns of what it leaves out.
   [[noreturn]] static void Leave(png_structp png, png_const_charp message) {
     auto& self = *static_cast<PngDecoder*>(png_get_error_ptr(png));
@@ -142,7 +147,7 @@ class PngDecoder {
     bool isRead = false;
     try {
       isRead = self.bytes_.Read(to, count);
-    } catch (const ImageError&) {
+    } catch (const std::exception&) {
     }
     if (!isRead) png_error(png, "cut off");
   }

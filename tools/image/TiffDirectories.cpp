@@ -84,7 +84,7 @@ TiffDirectories::Raw TiffDirectories::Read(std::uint64_t position) {
             NumberAt(entry + 4, wordBytes, order_),
             {}};
     if (!numbers.insert(tag.number).second) {
-      RefuseDamaged("tag " + std::to_string(tag.number) + " stands there twice");
+      RefuseDamaged("tag " + std::to_string(tag.number) + " stands twice");
     }
     const unsigned itemBytes = TypeBytes(tag.type);
     if (itemBytes == 0) {

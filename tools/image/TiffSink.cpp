@@ -1,5 +1,6 @@
 #include "tools/image/TiffSink.h"
 
+#include <fcntl.h>
 #include <tiffio.h>
 
 #include <algorithm>
@@ -15,8 +16,8 @@
 
 namespace kxcms::image {
 
-/// A libtiff handle that appends the pixels of one page to a file. Of what else libtiff writes, its
-/// header and its directory, nothing arrives there.
+/// A libtiff handle that appends the pixels of one page to a file. The header that libtiff writes
+/// does not arrive there, and a directory it never writes.
 class TiffEncoder {
  public:
   TiffEncoder(OutputBytes& bytes, bool isBig, ByteOrder order)
@@ -24,8 +25,7 @@ class TiffEncoder {
     TIFFOpenOptions* const options = TIFFOpenOptionsAlloc();
     if (options == nullptr) throw std::bad_alloc();
     TIFFOpenOptionsSetErrorHandlerExtR(options, KeepError, this);
-    TIFFOpenOptionsSetWarningHandlerExtR(
-        options, [](TIFF*, void*, const char*, const char*, va_list) { return 1; }, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options, KeepError, this);
     const std::string mode =
         std::string(isBig ? "w8" : "w4") + (order == ByteOrder::kBig ? "b" : "l");
     tiff_ = TIFFClientOpenExt("", mode.c_str(), this, ReadNothing, Write, Seek, CloseNothing, Size,
@@ -34,7 +34,8 @@ class TiffEncoder {
     if (tiff_ == nullptr) Check(false);
   }
   ~TiffEncoder() {
-    isMuted_ = true;
+    // Closing a file that is written would complete it, and codecs that failed do not survive that.
+    TIFFSetMode(tiff_, O_RDONLY);
     TIFFClose(tiff_);
   }
   TiffEncoder(const TiffEncoder&) = delete;
@@ -44,9 +45,9 @@ class TiffEncoder {
 
   void Check(bool isGood) const {
     bytes_.Check();
-    if (isGood && error_.empty()) return;
+    if (isGood && error_[0] == '\0') return;
     throw ImageError(ImageError::Kind::kUnwritable,
-                     error_.empty() ? "its pixels cannot be encoded" : error_);
+                     error_[0] == '\0' ? "its pixels cannot be encoded" : error_);
   }
 
   std::vector<std::uint64_t> Numbers(std::uint32_t tag, std::uint32_t count) const {
@@ -57,10 +58,9 @@ class TiffEncoder {
 
  private:
   static int KeepError(TIFF*, void* self, const char*, const char* format, va_list arguments) {
-    char text[240];
-    std::vsnprintf(text, sizeof text, format, arguments);
+    // Room of its own: no exception may pass through libtiff. What follows is a consequence.
     auto& first = static_cast<TiffEncoder*>(self)->error_;
-    if (first.empty()) first = text;
+    if (first[0] == '\0') std::vsnprintf(first, sizeof first, format, arguments);
     return 1;
   }
   static tmsize_t ReadNothing(thandle_t, void*, tmsize_t) { return 0; }
@@ -68,7 +68,7 @@ class TiffEncoder {
     auto& self = *static_cast<TiffEncoder*>(handle);
     const std::uint64_t at = self.position_;
     self.position_ += static_cast<std::uint64_t>(count);
-    if (self.isMuted_ || at < self.headerBytes_) return count;
+    if (at < self.headerBytes_) return count;
     return self.bytes_.Write(at, from, static_cast<std::size_t>(count)) ? count : 0;
   }
   static toff_t Seek(thandle_t handle, toff_t offset, int from) {
@@ -90,9 +90,8 @@ class TiffEncoder {
   OutputBytes& bytes_;
   std::uint64_t headerBytes_;
   std::uint64_t position_ = 0;
-  bool isMuted_ = false;
   TIFF* tiff_ = nullptr;
-  std::string error_;
+  char error_[240] = "";
 };
 
 TiffSink::TiffSink(OutputBytes& bytes, bool isBig, std::vector<std::string>& dropped)

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "base/SaturatingMath.h"
+#include "tools/image/DirectoryBlock.h"
 #include "tools/image/ExifBlock.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/TagNumbers.h"
@@ -80,6 +81,19 @@ bool DecodesWholeStrips(std::uint16_t compression) {
   return compression == COMPRESSION_WEBP || compression == COMPRESSION_LERC;
 }
 
+/// Whether libtiff gets to see a tag.
+bool IsForDecoding(std::uint16_t number) {
+  switch (number) {
+    case tag::kNewSubfileType:
+    case tag::kSubfileType:
+    case tag::kSubIfds:
+    case tag::kIccProfile:
+      return false;
+    default:
+      return IsStructure(number);
+  }
+}
+
 /// The numbers of one directory, for the reading of its form.
 class Fields {
  public:
@@ -138,8 +152,16 @@ std::uint64_t Pieces(std::uint64_t length, std::uint64_t piece) {
 /// being printed.
 class TiffDecoder {
  public:
-  TiffDecoder(const InputBytes& bytes, std::uint64_t directory, std::uint64_t mostMemory)
-      : bytes_(bytes) {
+  TiffDecoder(const InputBytes& bytes, const Directory& structure, ByteOrder order,
+              std::uint64_t mostMemory)
+      : bytes_(bytes), directoryAt_(bytes.size() + bytes.size() % 2) {
+    // Always a BigTIFF, whose offsets reach behind every file.
+    std::vector<std::string> none;
+    DirectoryBlock block(order, true, directoryAt_);
+    const std::uint64_t directory = block.Append(structure, none);
+    directory_ = block.bytes();
+    header_ = TiffHeader(order, true, directory);
+
     TIFFOpenOptions* const options = TIFFOpenOptionsAlloc();
     if (options == nullptr) throw std::bad_alloc();
     TIFFOpenOptionsSetErrorHandlerExtR(options, KeepError, this);
@@ -151,14 +173,15 @@ class TiffDecoder {
     tiff_ = TIFFClientOpenExt("", "rmhc", this, ReadAt, WriteNothing, Seek, CloseNothing, Size,
                               nullptr, nullptr, options);
     TIFFOpenOptionsFree(options);
-    if (tiff_ == nullptr) RefuseDamaged(error_);
+    header_.clear();
+    if (tiff_ == nullptr) RefuseDamaged(error_.text);
     if (TIFFSetSubDirectory(tiff_, directory) != 1) {
       TIFFClose(tiff_);
-      RefuseDamaged(error_);
+      RefuseDamaged(error_.text);
     }
     // What libtiff warns of in a directory has been looked at already, or concerns no pixels.
-    warning_.clear();
-    error_.clear();
+    warning_ = {};
+    error_ = {};
   }
   ~TiffDecoder() { TIFFClose(tiff_); }
   TiffDecoder(const TiffDecoder&) = delete;
@@ -168,10 +191,9 @@ class TiffDecoder {
 
   /// Refuses if a call failed, or warned: libtiff goes on with what a codec lost.
   void Check(bool isGood) const {
-    if (isGood && error_.empty() && warning_.empty()) return;
-    RefuseDamaged(!error_.empty()     ? error_
-                  : !warning_.empty() ? warning_
-                                      : "its pixels cannot be decoded");
+    if (isGood && error_.IsEmpty() && warning_.IsEmpty()) return;
+    const char* const found = error_.IsEmpty() ? warning_.text : error_.text;
+    RefuseDamaged(*found != '\0' ? found : "its pixels cannot be decoded");
   }
 
   template <typename Value>
@@ -190,52 +212,76 @@ class TiffDecoder {
   }
 
  private:
-  static void Keep(std::string& first, const char* format, va_list arguments) {
-    if (!first.empty()) return;  // what follows is a consequence
-    char text[240];
-    std::vsnprintf(text, sizeof text, format, arguments);
-    first = text;
-    while (!first.empty() && (first.back() == '.' || first.back() == '\n')) first.pop_back();
-  }
+  // Room of its own: no exception, not even for want of memory, may pass through libtiff.
+  struct Message {
+    char text[240] = "";
+    bool IsEmpty() const { return text[0] == '\0'; }
+    void Keep(const char* format, va_list arguments) {
+      if (!IsEmpty()) return;  // what follows is a consequence
+      std::vsnprintf(text, sizeof text, format, arguments);
+      for (std::size_t end = std::strlen(text); end > 0; --end) {
+        if (text[end - 1] != '.' && text[end - 1] != '\n') break;
+        text[end - 1] = '\0';
+      }
+    }
+  };
   static int KeepError(TIFF*, void* self, const char*, const char* format, va_list arguments) {
-    Keep(static_cast<TiffDecoder*>(self)->error_, format, arguments);
+    static_cast<TiffDecoder*>(self)->error_.Keep(format, arguments);
     return 1;  // and nobody else's handler
   }
   static int KeepWarning(TIFF*, void* self, const char*, const char* format, va_list arguments) {
-    Keep(static_cast<TiffDecoder*>(self)->warning_, format, arguments);
+    static_cast<TiffDecoder*>(self)->warning_.Keep(format, arguments);
     return 1;
   }
-  // No exception passes through libtiff: what cannot be read is missing there, which it reports.
+  // What cannot be read is missing for libtiff, which reports it.
   static tmsize_t ReadAt(thandle_t handle, void* to, tmsize_t count) {
     auto& self = *static_cast<TiffDecoder*>(handle);
-    const std::uint64_t size = self.bytes_.size();
-    const std::uint64_t left = self.position_ < size ? size - self.position_ : 0;
-    const auto most = std::min(static_cast<std::uint64_t>(count), left);
-    try {
-      self.bytes_.Read(self.position_, static_cast<unsigned char*>(to),
-                       static_cast<std::size_t>(most));
-    } catch (const ImageError&) {
-      return 0;
+    const std::uint64_t at = self.position_;
+    const auto wanted = static_cast<std::uint64_t>(count);
+    const auto copy = [&](const Bytes& from, std::uint64_t start) {
+      if (at < start || at - start > from.size() || wanted > from.size() - (at - start))
+        return false;
+      std::memcpy(to, from.data() + (at - start), static_cast<std::size_t>(wanted));
+      return true;
+    };
+    if (!self.header_.empty()) {
+      if (!copy(self.header_, 0)) return 0;
+    } else if (at >= self.directoryAt_) {
+      if (!copy(self.directory_, self.directoryAt_)) return 0;
+    } else {
+      if (!self.bytes_.Holds(at, wanted)) return 0;
+      try {
+        self.bytes_.Read(at, static_cast<unsigned char*>(to), static_cast<std::size_t>(wanted));
+      } catch (const std::exception&) {
+        return 0;
+      }
     }
-    self.position_ += most;
-    return static_cast<tmsize_t>(most);
+    self.position_ += wanted;
+    return count;
   }
   static tmsize_t WriteNothing(thandle_t, void*, tmsize_t) { return 0; }
   static toff_t Seek(thandle_t handle, toff_t offset, int from) {
     auto& self = *static_cast<TiffDecoder*>(handle);
     if (from == SEEK_CUR) offset += self.position_;
-    if (from == SEEK_END) offset += self.bytes_.size();
+    if (from == SEEK_END) offset += Size(handle);
     self.position_ = offset;
     return offset;
   }
   static int CloseNothing(thandle_t) { return 0; }
-  static toff_t Size(thandle_t handle) { return static_cast<TiffDecoder*>(handle)->bytes_.size(); }
+  static toff_t Size(thandle_t handle) {
+    const auto& self = *static_cast<TiffDecoder*>(handle);
+    return self.directoryAt_ + self.directory_.size();
+  }
 
+  using Bytes = std::vector<unsigned char>;
   const InputBytes& bytes_;
+  std::uint64_t directoryAt_;
+  Bytes directory_;
+  Bytes header_;  ///< seen in place of the file's until that is open
   std::uint64_t position_ = 0;
   TIFF* tiff_ = nullptr;
-  std::string error_;
-  std::string warning_;
+  Message error_;
+  Message warning_;
 };
 
 TiffSource::TiffSource(int fd, std::uint64_t sizeBytes)
@@ -259,7 +305,11 @@ void TiffSource::ReadPage(std::uint64_t position, std::optional<std::size_t> par
   Page page;
   page.parent = parent;
   Pixels pixels;
-  pixels.directory = position;
+  for (const std::uint16_t number : raw.unknownTypes) {
+    if (IsStructure(number)) {
+      RefuseDamaged("tag " + std::to_string(number) + " is of an unknown type");
+    }
+  }
   const Fields fields(raw, directories_.order());
   page.subfileType = static_cast<std::uint32_t>(fields.Number(tag::kNewSubfileType, 0));
   const std::vector<std::uint64_t> subPages = fields.Numbers(tag::kSubIfds);
@@ -271,6 +321,9 @@ void TiffSource::ReadPage(std::uint64_t position, std::optional<std::size_t> par
     page.refusal = error.what();
   }
   if (page.refusal.empty()) {
+    for (const Tag& tag : raw.tags) {
+      if (IsForDecoding(tag.number)) pixels.structure.tags.push_back(tag);
+    }
     if (const Tag* const profile = fields.Find(tag::kIccProfile)) page.profile = profile->bytes;
     std::erase_if(raw.tags, [](const Tag& tag) { return IsStructure(tag.number); });
     page.metadata.order = directories_.order();
@@ -430,8 +483,8 @@ void TiffSource::Select(std::size_t index) {
   const Layout& layout = page.layout;
   const bool isTiled = layout.rowsPerStrip == 0;
   for (unsigned plane = 0; plane < (layout.separatePlanes ? page.Samples() : 1); ++plane) {
-    auto decoder =
-        std::make_unique<TiffDecoder>(bytes_, pixels.directory, kFreeMemory + 2 * page.memoryBytes);
+    auto decoder = std::make_unique<TiffDecoder>(bytes_, pixels.structure, directories_.order(),
+                                                 kFreeMemory + 2 * page.memoryBytes);
     decoder->Expect<std::uint32_t>(TIFFTAG_IMAGEWIDTH, page.width);
     decoder->Expect<std::uint32_t>(TIFFTAG_IMAGELENGTH, page.height);
     decoder->Expect<std::uint16_t>(TIFFTAG_BITSPERSAMPLE, page.bits);

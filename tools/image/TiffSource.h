@@ -14,8 +14,9 @@ namespace kxcms::image {
 
 class TiffDecoder;
 
-/// TIFF and BigTIFF files. The directories are read by `TiffDirectories`, the pixels by libtiff,
-/// which must agree with what the directory was found to say.
+/// TIFF and BigTIFF files. The directories are read by `TiffDirectories`, the pixels by libtiff.
+/// That gets to see, behind the bytes of the file, a directory of those tags alone that decoding
+/// needs and that were found to be good; and it must agree with what they were found to say.
 class TiffSource : public ImageSource {
  public:
   TiffSource(int fd, std::uint64_t sizeBytes);
@@ -28,7 +29,7 @@ class TiffSource : public ImageSource {
  private:
   /// What only the reading of a page's pixels needs.
   struct Pixels {
-    std::uint64_t directory = 0;  ///< its position
+    Directory structure;  ///< the tags that say how the pixels lie
     std::uint16_t photometric = 2;
     bool isPlain = false;  ///< strips of bytes as they are, in an order of 16-bit samples
     std::vector<std::uint64_t> offsets;  ///< of strips or tiles
