@@ -374,6 +374,11 @@ class Tags(Images):
         self.assertEqual(self.copy("in.tif", "out.jpg", JPEG), ["tag 60000 (too large)"])
         self.assertEqual(self.exiftool("out.jpg")["IFD0:ImageDescription"], "a slide")
 
+    def test_tags_without_a_value_go(self):
+        self.write("in.tif", tiff(extra=[(60000, ASCII, b"")]))
+        self.assertEqual(self.copy("in.tif", "out.tif"), ["tag 60000 (empty)"])
+        self.assertNotIn(60000, self.rules("out.tif").pages[0])
+
     def test_numbers_of_64_bits_where_they_fit(self):
         data = samples(8)
         extra = [(60000, 16, 2, [1, 2], True), (60001, 16, 1, [1 << 40], True)]

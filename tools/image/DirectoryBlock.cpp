@@ -47,7 +47,10 @@ std::uint64_t DirectoryBlock::Append(Directory directory, std::vector<std::strin
   }
   std::vector<Tag> tags;
   for (Tag& tag : directory.tags) {
-    if (isBig_ || tag.type < kLong8) {
+    if (tag.bytes.empty()) {
+      // TIFF 6.0 knows no tags without a value.
+      dropped.push_back("tag " + std::to_string(tag.number) + " (empty)");
+    } else if (isBig_ || tag.type < kLong8) {
       tags.push_back(std::move(tag));
     } else if (std::optional<Tag> narrow = Narrowed(tag, order_)) {
       tags.push_back(std::move(*narrow));

@@ -224,6 +224,7 @@ PngSource::PngSource(int fd, std::uint64_t sizeBytes) : bytes_(fd, sizeBytes) {
   page.height = png_get_image_height(png, info);
   page.bits = png_get_bit_depth(png, info);
   page.layout.compression = 8;
+  page.layout.predictor = 2;  // the nearest to PNG's filters
   if (colorType == PNG_COLOR_TYPE_RGB_ALPHA || png_get_valid(png, info, PNG_INFO_tRNS) != 0) {
     page.extras = {Extra::kAlpha};
   }
