@@ -336,6 +336,9 @@ class Refusals(Images):
              "unreadable: damaged: the data of tag 60000 lie outside the file"),
             ("a PNG of 2^31 by 2^31", self.png(0x7FFFFFFF, 0x7FFFFFFF),
              "unreadable: damaged: it claims more pixels than the file can hold"),
+            ("texts of a PNG that expand to 3 GB", self.png(1, 1, bytes(4), 50 * [
+                (b"zTXt", b"Title\0\0" + zlib.compress(bytes(60_000_000)))]),
+             "unreadable: damaged: zTXt: truncated"),
         ):
             with self.subTest(what):
                 path = self.write("in", data)
@@ -343,13 +346,13 @@ class Refusals(Images):
                 self.assertEqual((done.returncode, done.stderr.decode().rstrip()), (1, reason))
 
     @staticmethod
-    def png(width, height, body=b""):
+    def png(width, height, body=b"", more=()):
         def chunk(kind, content):
             return struct.pack(">I", len(content)) + kind + content \
                 + struct.pack(">I", zlib.crc32(kind + content))
         return b"\x89PNG\r\n\x1a\n" \
             + chunk(b"IHDR", struct.pack(">2I5B", width, height, 8, 2, 0, 0, 0)) \
-            + chunk(b"IDAT", zlib.compress(body)) + chunk(b"IEND", b"")
+            + b"".join(chunk(*one) for one in more) + chunk(b"IDAT", zlib.compress(body)) + chunk(b"IEND", b"")
 
     def test_short_pixels_of_a_png(self):
         self.assertRegex(self.refusal(self.write("in", self.png(9, 9, bytes(100)))),

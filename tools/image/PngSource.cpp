@@ -22,8 +22,8 @@ namespace kxcms::image {
 namespace {
 
 constexpr char kXmpKeyword[] = "XML:com.adobe.xmp";
-// Far above every profile; what expands to more would take memory out of proportion.
-constexpr png_alloc_size_t kMostInChunk = 64u << 20;
+// What profile and texts may expand to, together: far above all real ones.
+constexpr png_alloc_size_t kMostExpanded = 64u << 20;
 
 /// A PNG file with the chunks behind its pixels moved in front of them, where they are allowed to
 /// stand too: all metadata are there before the first row is.
@@ -39,6 +39,9 @@ class MetadataFirst {
       const std::uint64_t chunk = kChunk + NumberAt(start, 4, ByteOrder::kBig);
       if (!bytes.Holds(at, chunk)) RefuseDamaged("cut off");
       const bool isData = std::memcmp(start + 4, "IDAT", 4) == 0;
+      for (const char* const type : {"zTXt", "iTXt", "iCCP"}) {
+        if (std::memcmp(start + 4, type, 4) == 0) ++expandingChunks_;
+      }
       if (isData && firstData == 0) firstData = at;
       if (isData) behindData = at + chunk;
       if (std::memcmp(start + 4, "IEND", 4) == 0) {
@@ -50,6 +53,9 @@ class MetadataFirst {
       at += chunk;
     }
   }
+
+  /// How many chunks may expand to more bytes than they have.
+  std::size_t ExpandingChunks() const { return expandingChunks_; }
 
   /// @return whether there were so many bytes left.
   bool Read(unsigned char* to, std::size_t count) {
@@ -74,6 +80,7 @@ class MetadataFirst {
   const InputBytes& bytes_;
   std::array<Piece, 4> pieces_;
   std::size_t next_ = 0;
+  std::size_t expandingChunks_ = 0;
 };
 
 }  // namespace
@@ -88,7 +95,7 @@ class PngDecoder {
     // Profiles are judged elsewhere.
     png_set_option(png_, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
     png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-    png_set_chunk_malloc_max(png_, kMostInChunk);
+    png_set_chunk_malloc_max(png_, kMostExpanded / (bytes_.ExpandingChunks() + 1));
     png_set_crc_action(png_, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
   }
   ~PngDecoder() { png_destroy_read_struct(&png_, &info_, nullptr); }
