@@ -18,7 +18,8 @@ def contenders(build, profile, bits, source, target):
     """Command lines by name."""
     candidates = {
         "library": [f"{build}/bench/kxcms_bench_file", profile, bits, source, target],
-        "command": [f"{build}/tools/kxcms", "convert", "--profile", profile, source, target],
+        "command": [f"{build}/tools/kxcms", "convert", "--pipeline", "fixed", "--profile", profile, source,
+                    target],
         "cp": ["cp", source, target],
         "tificc": ["tificc", f"-i{profile}", "-t0", f"-w{bits}", source, target],
         "vips": ["vips", "icc_transform", source, target, "srgb", "--input-profile", profile,

@@ -1,6 +1,7 @@
 # Debian packages, and how to get them. Sourced by the scripts beside it.
 
-build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
+build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtiff-dev
+  libjpeg62-turbo-dev libpng-dev)
 # Manual pages, Debian packages, and their checks.
 packaging_packages=(scdoc dpkg-dev file lintian man-db pkg-config)
 # Wheels of the Python package.
@@ -9,8 +10,8 @@ wheel_packages=(binutils python3-pip python3-setuptools python3-wheel)
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   doxygen colord-data icc-profiles-free liblcms2-dev locales
   argyll argyll-ref libgs-common rawtherapee-data liblcms2-utils libtiff-tools netpbm
-  python3 python3-numpy python3-tifffile python-matplotlib-data
-  python3-pytest python3-pil python3-venv mypy "${wheel_packages[@]}")
+  python3 python3-numpy python3-tifffile python3-pytest python3-pil python3-venv mypy
+  python-matplotlib-data libvips-tools libimage-exiftool-perl "${wheel_packages[@]}")
 # Large ones: another compiler, emulators, a compiler for another processor.
 integration_packages=(clang libomp-dev qemu-user g++-aarch64-linux-gnu)
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,11 +11,12 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <utility>
+#include <vector>
 
 #include "Refusal.h"
 
@@ -26,8 +28,7 @@ namespace fs = std::filesystem;
 // removing it too early or twice hurts nobody.
 char gTemporary[PATH_MAX];
 volatile std::sig_atomic_t gHasTemporary = 0;
-constexpr const char* kIncomplete = "not everything could be written";
-constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::array<int, 5> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
 
 void RemoveTemporaryAndDie(int signal) {
   if (gHasTemporary != 0) unlink(gTemporary);
@@ -80,7 +81,14 @@ OutputFile::OutputFile(const std::string& path) : OutputFile() {
   const fs::path parent = fs::path(target_).parent_path();
   directory_ = parent.empty() ? "." : parent.string();
   struct stat existing;
-  const bool exists = stat(target_.c_str(), &existing) == 0;
+  const bool exists = stat(path.c_str(), &existing) == 0;
+  if (!exists && errno == ELOOP) Refuse(std::strerror(errno));
+  // What /proc shows of an open file that has no name leads to another one, or to none.
+  struct stat named;
+  if (exists && (stat(target_.c_str(), &named) != 0 || named.st_dev != existing.st_dev ||
+                 named.st_ino != existing.st_ino)) {
+    Refuse("it has no name in a folder");
+  }
   if (exists && S_ISDIR(existing.st_mode)) Refuse("is a directory");
   if (exists && !S_ISREG(existing.st_mode)) Refuse("is not a regular file");
   if (exists && access(target_.c_str(), W_OK) != 0) Refuse(std::strerror(errno));
@@ -89,20 +97,18 @@ OutputFile::OutputFile(const std::string& path) : OutputFile() {
   if (exists) {
     // Only the superuser can give files away; for others the file becomes their own.
     const bool ownerKept = fchown(fd_, existing.st_uid, existing.st_gid) == 0;
-    fchmod(fd_, existing.st_mode & (ownerKept ? 07777 : 0777));
+    constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
+    const bool groupKept = ownerKept || fchown(fd_, kSameOwner, existing.st_gid) == 0;
+    // Bits that were meant for another group would let that of the process in.
+    fchmod(fd_, existing.st_mode & (ownerKept ? 07777 : groupKept ? 0777 : 0707));
+    KeepAttributes(target_);
   } else {
     fchmod(fd_, 0666 & ~CurrentUmask());
   }
-  stream_ = fdopen(fd_, "wb+");
-  if (stream_ == nullptr) Refuse(std::strerror(errno));
 }
 
 OutputFile::~OutputFile() {
-  if (stream_ != nullptr) {
-    std::fclose(stream_);
-  } else if (fd_ >= 0) {
-    close(fd_);
-  }
+  if (fd_ >= 0) close(fd_);
   if (!temporary_.empty()) unlink(temporary_.c_str());
   gHasTemporary = 0;
 }
@@ -112,8 +118,11 @@ void OutputFile::Refuse(const std::string& reason) const {
 }
 
 void OutputFile::Open() {
-  fd_ = open(directory_.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-  if (fd_ >= 0) return;
+  // A file without a name gets one through /proc alone.
+  if (access("/proc/self/fd", X_OK) == 0) {
+    fd_ = open(directory_.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (fd_ >= 0) return;
+  }
   MakeNamed([this](const char* name) {
     fd_ = open(name, O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600);
     return fd_ >= 0;
@@ -134,34 +143,26 @@ void OutputFile::MakeNamed(const std::function<bool(const char*)>& make) {
   }
 }
 
-void OutputFile::Flush() {
-  const bool flushed = std::fflush(stream_) == 0 && std::ferror(stream_) == 0;
-  // A write that failed some time ago has left its reason in errno.
-  if (!flushed) Refuse(errno != 0 ? std::strerror(errno) : kIncomplete);
-}
-
-void OutputFile::Expect(std::uint64_t offset, std::span<const unsigned char> bytes) {
-  Flush();
-  unsigned char block[65536];
-  while (!bytes.empty()) {
-    const std::size_t most = std::min(bytes.size(), sizeof block);
-    const ssize_t got = pread(fd_, block, most, static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) Refuse(std::strerror(errno));
-    if (got == 0 || !std::equal(block, block + got, bytes.begin())) Refuse(kIncomplete);
-    offset += static_cast<std::uint64_t>(got);
-    bytes = bytes.subspan(static_cast<std::size_t>(got));
+void OutputFile::KeepAttributes(const std::string& existing) const {
+  constexpr std::size_t kMostBytes = 65536;  // XATTR_LIST_MAX, XATTR_SIZE_MAX
+  std::vector<char> names(kMostBytes), value(kMostBytes);
+  const ssize_t listed = listxattr(existing.c_str(), names.data(), names.size());
+  for (ssize_t at = 0; at < listed; at += static_cast<ssize_t>(std::strlen(&names[at])) + 1) {
+    const ssize_t size = getxattr(existing.c_str(), &names[at], value.data(), value.size());
+    // A system may forbid some of them; the file is right without.
+    if (size >= 0) fsetxattr(fd_, &names[at], value.data(), static_cast<std::size_t>(size), 0);
   }
 }
 
-void OutputFile::Commit(std::uint64_t size) {
-  Flush();
-  struct stat written;
-  if (fsync(fd_) != 0 || fstat(fd_, &written) != 0) Refuse(std::strerror(errno));
-  if (static_cast<std::uint64_t>(written.st_size) != size) {
-    Refuse("it came out with " + std::to_string(written.st_size) + " bytes instead of " +
-           std::to_string(size));
-  }
+void OutputFile::Close() {
+  const int fd = fd_;
+  fd_ = -1;
+  // Some network file systems tell only now what they could not write.
+  if (close(fd) != 0 && errno != EINTR) Refuse(std::strerror(errno));
+}
+
+void OutputFile::Commit(bool isDurable) {
+  if (isDurable && fsync(fd_) != 0) Refuse(std::strerror(errno));
   if (temporary_.empty()) {
     // Linking cannot replace an existing file, renaming can.
     const std::string unnamed = "/proc/self/fd/" + std::to_string(fd_);
@@ -169,6 +170,13 @@ void OutputFile::Commit(std::uint64_t size) {
       return linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0;
     });
   }
+  Close();
   if (std::rename(temporary_.c_str(), target_.c_str()) != 0) Refuse(std::strerror(errno));
   temporary_.clear();
+  if (!isDurable) return;
+  const int folder = open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const bool isSynced = folder >= 0 && fsync(folder) == 0;
+  const int reason = errno;
+  if (folder >= 0) close(folder);
+  if (!isSynced) Refuse(std::string("its folder may not be on the disk: ") + std::strerror(reason));
 }

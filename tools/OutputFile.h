@@ -1,10 +1,7 @@
 #ifndef KXCMS_TOOLS_OUTPUTFILE_H
 #define KXCMS_TOOLS_OUTPUTFILE_H
 
-#include <cstdint>
-#include <cstdio>
 #include <functional>
-#include <span>
 #include <string>
 
 /// A file that appears under its name only when it is complete.
@@ -12,9 +9,12 @@
 /// It is written beside its target, without a name where the file system can do that, and renamed
 /// over it by `Commit`. Before that, whatever happens, the target stays as it was: a target that is
 /// also the input may be read meanwhile. A symbolic link is followed, so that it keeps pointing at
-/// the result; an existing file's permissions (and owner, where allowed) are kept.
+/// the result; what leads to no name (a loop, the descriptor of a deleted file) is refused. Of an
+/// existing file permissions, owner, group and extended attributes are kept where that is allowed;
+/// its other hard links keep the old contents.
 ///
-/// SIGINT, SIGTERM and SIGHUP remove a named temporary file; one object at a time.
+/// The signals that end a process by default, as far as they come from outside, remove a named
+/// temporary file; one object at a time.
 class OutputFile {
  public:
   /// Refuses a target that is not a regular file, or that cannot be written.
@@ -23,22 +23,19 @@ class OutputFile {
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  FILE* stream() { return stream_; }
+  /// The file, empty at first; whoever writes to it looks whether that succeeds.
+  int fd() const { return fd_; }
 
-  /// Refuses unless the file holds these bytes at `offset`: one that lost a write in the middle has
-  /// the right size all the same.
-  void Expect(std::uint64_t offset, std::span<const unsigned char> bytes);
-
-  /// Forces everything to the disk and gives the file its name. Refuses if anything that was
-  /// written to `stream()` is missing.
-  /// @param size  bytes that the file must have
-  void Commit(std::uint64_t size);
+  /// Gives the file its name.
+  /// @param isDurable  forces file and folder to the disk
+  void Commit(bool isDurable);
 
  private:
   OutputFile() = default;
   [[noreturn]] void Refuse(const std::string& reason) const;
   void Open();
-  void Flush();
+  void Close();
+  void KeepAttributes(const std::string& existing) const;
   /// Calls `make` with free names beside the target until it succeeds.
   void MakeNamed(const std::function<bool(const char*)>& make);
 
@@ -46,7 +43,6 @@ class OutputFile {
   std::string target_;     ///< with links followed
   std::string directory_;  ///< of the target
   std::string temporary_;  ///< empty while the file has no name
-  FILE* stream_ = nullptr;
   int fd_ = -1;
 };
 

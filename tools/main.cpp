@@ -3,26 +3,42 @@
 #include <cstdio>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "Check.h"
-#include "Convert.h"
 #include "OneLine.h"
 #include "OutputFile.h"
-#include "OutputSpaces.h"
 #include "Refusal.h"
 #include "SelfTest.h"
+#include "tools/commands/ColorHandles.h"
+#include "tools/commands/Convert.h"
 
 namespace {
 
-using ICC40::ICCFILE::Intent;
+using kxcms::image::Format;
 
-const std::map<std::string, Intent> kIntents = {
-    {"perceptual", ICC40::ICCFILE::Percepture},
-    {"relative", ICC40::ICCFILE::Relative},
-    {"saturation", ICC40::ICCFILE::Saturation},
-    {"absolute", ICC40::ICCFILE::Absolute},
+const std::map<std::string, unsigned> kIntents = {
+    {"perceptual", KXP_PERCEPTUAL},
+    {"relative", KXP_RELATIVE},
+    {"saturation", KXP_SATURATION},
+    {"absolute", KXP_ABSOLUTE},
 };
+const std::map<std::string, bool> kPipelines = {{"precise", false}, {"fixed", true}};
+// As TIFF numbers them; "same" says none.
+const std::map<std::string, std::optional<std::uint16_t>> kCompressions = {
+    {"same", std::nullopt}, {"none", 1}, {"lzw", 5}, {"deflate", 8}, {"zstd", 50000}};
+const std::map<std::string, ConvertRequest::Big> kBig = {{"auto", ConvertRequest::Big::kAuto},
+                                                         {"yes", ConvertRequest::Big::kYes},
+                                                         {"no", ConvertRequest::Big::kNo}};
+const std::map<std::string, Format> kFormats = {
+    {"tiff", Format::kTiff}, {"jpeg", Format::kJpeg}, {"png", Format::kPng}};
+const std::map<std::string, bool> kPages = {{"all", false}, {"first", true}};
+const std::map<std::string, ConvertRequest::Exists> kExists = {
+    {"replace", ConvertRequest::Exists::kReplace},
+    {"refuse", ConvertRequest::Exists::kRefuse},
+    {"skip", ConvertRequest::Exists::kSkip}};
 
 constexpr double kLargestOffset = 100;  // L* and C* go from 0 to 100
 constexpr double kLargestHueDeg = 360;
@@ -33,25 +49,101 @@ struct Options {
   CheckRequest check;
   SelfTestRequest selfTest;
   std::string intent = "perceptual";
-  std::string space = "srgb";
+  std::string pipeline = "precise";
+  std::string compression = "same";
+  std::string bigTiff = "auto";
+  std::string format;
+  std::string pages = "all";
+  std::string exists = "replace";
+  std::optional<int> bits;
   bool list = false;
 };
 
+/// An empty value is no number, though the parser would take it for 0.
+CLI::Option* NotEmpty(CLI::Option* option) {
+  return option->check([](const std::string& text) {
+    return text.empty() ? std::string("an empty value is no number") : std::string();
+  });
+}
+
 void AddConvert(CLI::App& app, Options& options) {
   ConvertRequest& request = options.request;
-  CLI::App* convert = app.add_subcommand("convert", "Convert an RGB image in a TIFF file");
-  convert->add_option("IN", request.input, "TIFF file, RGB, 8 or 16 bits a sample, uncompressed");
-  convert->add_option("OUT", request.output, "TIFF file to write; may be IN");
-  convert->add_option("--profile", request.profile,
-                      "ICC profile of the device (default: the one embedded in IN)");
-  convert->add_option("--intent", options.intent,
-                      "perceptual, relative, saturation or absolute (default: perceptual)");
-  convert->add_option("--to", options.space, "output colour space, see --list (default: srgb)");
-  convert->add_option("--lightness", request.lightness, "offset in L*, -100 to 100");
-  convert->add_option("--chroma", request.chroma, "offset in C*, -100 to 100");
-  convert->add_option("--hue", request.hueDeg, "offset in degrees of hue, -360 to 360");
-  convert->add_option("--threads", request.threads, "threads (default: one per processor)");
-  convert->add_flag("--list", options.list, "list the output colour spaces and exit");
+  CLI::App* convert = app.add_subcommand("convert", "Convert an RGB image by ICC profiles");
+  convert->add_option("IN", request.input, "TIFF, JPEG or PNG file, RGB, 8 or 16 bits a sample");
+  convert->add_option("OUT", request.output,
+                      "file to write, its suffix names the format; may be IN");
+
+  const char* const colors = "Colours";
+  convert
+      ->add_option("--to", request.to,
+                   "output colour space, see --list, or ICC profile (default: srgb)")
+      ->group(colors);
+  convert
+      ->add_option("--profile", request.profile,
+                   "ICC profile or space of the device (default: the profile embedded in IN)")
+      ->group(colors);
+  convert
+      ->add_option("--assume", request.assume,
+                   "ICC profile or space of images without an embedded profile")
+      ->group(colors);
+  convert
+      ->add_option("--intent", options.intent,
+                   "perceptual, relative, saturation or absolute (default: perceptual)")
+      ->group(colors);
+  convert
+      ->add_flag("--black-point-compensation", request.blackPointCompensation,
+                 "map the device's black to the output's (with --intent relative)")
+      ->group(colors);
+  convert
+      ->add_option("--pipeline", options.pipeline,
+                   "precise, or fixed for the bits of libKXCMS (default: precise)")
+      ->group(colors);
+  NotEmpty(convert->add_option("--lightness", request.lightness,
+                               "offset in L*, -100 to 100 (fixed pipeline)"))
+      ->group(colors);
+  NotEmpty(
+      convert->add_option("--chroma", request.chroma, "offset in C*, -100 to 100 (fixed pipeline)"))
+      ->group(colors);
+  NotEmpty(convert->add_option("--hue", request.hueDeg,
+                               "offset in degrees of hue, -360 to 360 (fixed pipeline)"))
+      ->group(colors);
+  convert->add_flag("--list", options.list, "list the output colour spaces and exit")
+      ->group(colors);
+
+  const char* const file = "File";
+  convert
+      ->add_option("--format", options.format, "tiff, jpeg or png (default: by the suffix of OUT)")
+      ->group(file);
+  NotEmpty(
+      convert->add_option("--depth", options.bits, "8 or 16 bits a sample (default: those of IN)"))
+      ->group(file);
+  convert
+      ->add_option("--compress", options.compression,
+                   "same, none, lzw, deflate or zstd (TIFF; default: same, none if IN is "
+                   "compressed with loss)")
+      ->group(file);
+  convert->add_option("--bigtiff", options.bigTiff, "auto, yes or no (TIFF; default: auto)")
+      ->group(file);
+  NotEmpty(convert->add_option("--quality", request.quality, "1 to 100 (JPEG; default: 90)"))
+      ->group(file);
+  convert
+      ->add_option("--tag", request.tag,
+                   "profile to embed: auto for that of the output, none, an ICC profile or space "
+                   "(default: auto)")
+      ->group(file);
+  convert->add_option("--pages", options.pages, "all or first (default: all)")->group(file);
+
+  const char* const running = "Running";
+  convert
+      ->add_option("--exists", options.exists,
+                   "replace, refuse or skip an existing OUT (default: replace)")
+      ->group(running);
+  convert->add_flag("--durable", request.isDurable, "force the result to the disk")->group(running);
+  convert->add_flag("--quiet", request.isQuiet, "tell only what went wrong")->group(running);
+  convert->add_flag("--json", request.isJson, "print a record of what was done")->group(running);
+  NotEmpty(
+      convert->add_option("--threads", request.threads, "threads (default: one per processor)"))
+      ->group(running);
 }
 
 CLI::App* AddCheck(CLI::App& app, CheckRequest& request) {
@@ -90,36 +182,57 @@ void CheckThreads(int threads) {
   }
 }
 
+/// What a word stands for; refuses one that stands for nothing.
+template <typename Value>
+Value Meaning(const std::map<std::string, Value>& words, const char* what, const std::string& word,
+              const char* known) {
+  const auto found = words.find(word);
+  if (found == words.end()) {
+    RefuseUsage(std::string("unknown ") + what + " " + word + "; known: " + known);
+  }
+  return found->second;
+}
+
 ConvertRequest CheckedRequest(const Options& options) {
   ConvertRequest request = options.request;
   if (request.input.empty() || request.output.empty()) {
     RefuseUsage("convert needs an input and an output file");
   }
-  const auto intent = kIntents.find(options.intent);
-  if (intent == kIntents.end()) {
-    RefuseUsage("unknown intent " + options.intent +
-                "; known: perceptual, relative, saturation, absolute");
+  request.intent =
+      Meaning(kIntents, "intent", options.intent, "perceptual, relative, saturation, absolute");
+  request.isFixed = Meaning(kPipelines, "pipeline", options.pipeline, "precise, fixed");
+  request.compression =
+      Meaning(kCompressions, "compression", options.compression, "same, none, lzw, deflate, zstd");
+  request.bigTiff = Meaning(kBig, "--bigtiff", options.bigTiff, "auto, yes, no");
+  if (!options.format.empty()) {
+    request.format = Meaning(kFormats, "format", options.format, "tiff, jpeg, png");
   }
-  request.intent = intent->second;
-  request.space = FindOutputSpace(options.space);
-  if (request.space == nullptr) {
-    RefuseUsage("unknown output space " + options.space + "; convert --list shows them");
-  }
+  request.onlyFirstPage = Meaning(kPages, "--pages", options.pages, "all, first");
+  request.exists = Meaning(kExists, "--exists", options.exists, "replace, refuse, skip");
   CheckOffset("--lightness", request.lightness, kLargestOffset);
   CheckOffset("--chroma", request.chroma, kLargestOffset);
   CheckOffset("--hue", request.hueDeg, kLargestHueDeg);
+  const bool hasOffset = request.lightness != 0 || request.chroma != 0 || request.hueDeg != 0;
+  if (hasOffset && !request.isFixed) {
+    RefuseUsage("--lightness, --chroma and --hue are offsets of --pipeline fixed");
+  }
+  if (request.blackPointCompensation && (request.isFixed || request.intent != KXP_RELATIVE)) {
+    RefuseUsage("--black-point-compensation goes with --intent relative and --pipeline precise");
+  }
+  if (options.bits) {
+    if (*options.bits != 8 && *options.bits != 16) RefuseUsage("--depth must be 8 or 16");
+    request.bits = static_cast<unsigned>(*options.bits);
+  }
+  if (request.quality && (*request.quality < 1 || *request.quality > 100)) {
+    RefuseUsage("--quality must be 1 to 100");
+  }
   CheckThreads(request.threads);
   return request;
 }
 
-void ListSpaces() {
-  for (const OutputSpace& space : OutputSpaces()) {
-    std::cout << std::left << std::setw(20) << space.name << space.description << '\n';
-  }
-}
-
 Exit Run(int argc, char** argv) {
-  CLI::App app("Converts scans from their device's colours to a standard RGB space.", "kxcms");
+  CLI::App app("Converts RGB images from their device's colours to others, by ICC profiles.",
+               "kxcms");
   app.set_version_flag("--version", "kxcms " KXCMS_VERSION);
   app.require_subcommand(1);
   app.footer(
@@ -146,7 +259,7 @@ Exit Run(int argc, char** argv) {
     CheckThreads(options.selfTest.threads);
     RunSelfTest(options.selfTest);
   } else if (options.list) {
-    ListSpaces();
+    ListDestinations();
   } else {
     ConvertFile(CheckedRequest(options));
   }
@@ -154,9 +267,9 @@ Exit Run(int argc, char** argv) {
 }
 
 /// Prints the one line, whatever a file name holds and however short memory is: nothing is copied.
-int Fail(Exit status, const char* line) {
+int Fail(Exit status, std::string_view line) {
   std::fputs("kxcms: ", stderr);
-  for (; *line != '\0'; ++line) std::fputc(InOneLine(*line), stderr);
+  for (std::size_t i = 0; i < line.size(); ++i) std::fputc(InOneLine(line, i), stderr);
   std::fputc('\n', stderr);
   return static_cast<int>(status);
 }

@@ -154,6 +154,14 @@ ssize_t write(int fd, const void* from, std::size_t size) {
   return Fails("write", ENOSPC) ? -1 : REAL(write)(fd, from, size);
 }
 
+ssize_t pwrite(int fd, const void* from, std::size_t size, off_t offset) {
+  if (Strikes("change") && plan.reach == Reach::kKill) {
+    REAL(pwrite)(fd, from, size / 2, offset);
+    kill(getpid(), SIGKILL);
+  }
+  return Fails("write", ENOSPC) ? -1 : REAL(pwrite)(fd, from, size, offset);
+}
+
 std::size_t fwrite(const void* from, std::size_t size, std::size_t count, FILE* stream) {
   if (IsDiagnostic(stream)) return REAL(fwrite)(from, size, count, stream);
   if (Strikes("change") && plan.reach == Reach::kKill) {

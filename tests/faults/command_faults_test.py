@@ -35,7 +35,11 @@ IMAGES = {
     "8 bits, strips, more tags": dict(
         bits=8, rows=5, extra=[(305, ASCII, b"tests\0"), (274, SHORT, [6])]),
     "16 bits, planes, turned": dict(bits=16, separate=True, extra=[(274, SHORT, [6])]),
+    "big-endian, 16 bits": dict(bits=16, order=">", rows=3),
 }
+# And every one of these through the other encoders.
+ENCODED = {"8 bits, strips, more tags": [], "16 bits, planes, turned": ["--compress", "lzw"],
+           "big-endian, 16 bits": ["--format", "png"]}
 
 
 def environment(**variables):
@@ -63,9 +67,12 @@ class Faults(unittest.TestCase):
         with open(self.path(name), "rb") as file:
             return file.read()
 
+    arguments = ()
+
     def convert(self, source, target, **options):
         return subprocess.run(
-            [KXCMS, "convert", "--threads", "1", "--profile", "scan.icc", source, target],
+            [KXCMS, "convert", "--threads", "1", "--profile", "scan.icc", *self.arguments, source,
+             target],
             cwd=self.folder, stdin=subprocess.DEVNULL, capture_output=True, timeout=120, **options)
 
     def undisturbed(self, source="in.tif"):
@@ -103,10 +110,12 @@ class Faults(unittest.TestCase):
 
 
 class CallsFail(Faults):
-    def sweep(self, kind, numbers, in_place=(False,), **variables):
-        """Lets calls of a kind fail, one run each. @return how many runs were refused."""
+    def sweep(self, kind, numbers, in_place=(False,), more=(), **variables):
+        """Lets calls of a kind fail, one run each. @param more  arguments of the command
+        @return how many runs were refused."""
         refused = 0
         for what, form in IMAGES.items():
+            self.arguments = (*more, *ENCODED[what])
             self.write("in.tif", tiff(**form))
             right = self.undisturbed()
             for same in in_place:
@@ -133,7 +142,7 @@ def every(count):
 class Files(CallsFail):
     # Calls whose failure must be noticed, and those that may do no harm.
     READING = ["open", "read", "seek", "tell", "close", "status"]
-    WRITING = ["write", "flush", "sync", "link", "rename"]
+    WRITING = ["write", "link", "rename"]
     TIDYING = ["mode", "unlink"]
 
     def test_reading(self):
@@ -145,6 +154,20 @@ class Files(CallsFail):
     def test_writing(self):
         for kind in self.WRITING:
             self.assertGreater(self.sweep(kind, every, in_place=(False, True)), 0, kind)
+
+    def test_durable_writing(self):
+        """The file is flushed before it gets its name, its folder after that."""
+        self.assertGreater(self.sweep("sync", lambda count: [1], more=["--durable"]), 0)
+        self.arguments = ["--durable"]
+        self.write("in.tif", tiff())
+        right = self.undisturbed()
+        self.assertEqual(self.calls("sync", "in.tif"), 2)
+        self.write("out.tif", OLD)
+        done = self.disturbed("in.tif", "out.tif", "sync:2:once")
+        self.assertEqual((done.returncode, done.stderr.decode()), (
+            WRITE, "kxcms: cannot write out.tif: its folder may not be on the disk: "
+                   "Input/output error\n"))
+        self.assertEqual(self.read("out.tif"), right)
 
     def test_writing_where_temporary_files_need_a_name(self):
         for kind in self.WRITING + self.TIDYING:
@@ -168,6 +191,7 @@ class Memory(CallsFail):
 class Killed(Faults):
     def test_killed_at_every_change_of_the_file_system(self):
         for what, form in IMAGES.items():
+            self.arguments = ENCODED[what]
             for variables in ({}, {"KXCMS_NO_UNNAMED": "1"}):
                 self.write("in.tif", tiff(**form))
                 right = self.undisturbed()
@@ -198,7 +222,6 @@ class FullDisk(Faults):
         surroundings.require_file_size_limits()
         self.write("in.tif", tiff())
         right = self.undisturbed()
-        # The private copy of the profile counts too, so that small limits stop there.
         for size in range(0, len(right) + 2000, 97):
             self.write("out.tif", OLD)
             with self.subTest(size=size):

@@ -28,7 +28,7 @@ class Sample(unittest.TestCase):
             for bits, largest_mean, largest in [(8, 0.8, 7), (16, 0.6, 6)]:
                 with self.subTest(bits=bits):
                     run(SAMPLE, "convert", ".", str(bits), "library.tif")
-                    run(KXCMS, "convert", f"scan-{bits}.tif", "command.tif")
+                    run(KXCMS, "convert", "--pipeline", "fixed", f"scan-{bits}.tif", "command.tif")
                     lines = {run(SAMPLE, "compare", f"{by}.tif") for by in ("library", "command")}
                     self.assertEqual(len(lines), 1, "library and command differ")
                     line = lines.pop()
@@ -36,6 +36,12 @@ class Sample(unittest.TestCase):
                     figures = re.search(r"within sRGB .* mean ([\d.]+), max ([\d.]+)", line)
                     self.assertLess(float(figures[1]), largest_mean)
                     self.assertLess(float(figures[2]), largest)
+                    run(KXCMS, "convert", f"scan-{bits}.tif", "precise.tif")
+                    line = run(SAMPLE, "compare", "precise.tif")
+                    print(f"{bits} bits, precise: {line}", end="")
+                    precise = re.search(r"within sRGB .* mean ([\d.]+), max ([\d.]+)", line)
+                    self.assertLess(float(precise[1]), float(figures[1]))
+                    self.assertLess(float(precise[2]), float(figures[2]))
 
 
 if __name__ == "__main__":

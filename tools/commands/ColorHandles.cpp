@@ -1,0 +1,104 @@
+#include "tools/commands/ColorHandles.h"
+
+#include <sys/stat.h>
+
+#include <cctype>
+#include <iomanip>
+#include <iostream>
+#include <new>
+#include <string_view>
+
+#include "tools/ProfileSource.h"
+#include "tools/Refusal.h"
+
+namespace {
+
+// Destinations for measuring, whose numbers no image format of this command holds.
+bool IsForImages(std::string_view space) {
+  return space != "lab" && space != "xyz";
+}
+
+bool IsSpace(const std::string& name) {
+  for (std::size_t i = 0; i < kxp_space_count(); ++i) {
+    if (name == kxp_space_name(i)) return IsForImages(name);
+  }
+  return false;
+}
+
+ProfileHandle OpenSpace(const std::string& name) {
+  kxp_error error = {};
+  error.size = sizeof error;
+  kxp_profile* space = nullptr;
+  if (kxp_profile_builtin(name.c_str(), &space, &error) != KXP_OK) RefuseProfile(name, error);
+  return ProfileHandle(space);
+}
+
+std::vector<unsigned char> BytesOfSpace(const kxp_profile* space, const std::string& name) {
+  kxp_error error = {};
+  error.size = sizeof error;
+  std::size_t size = 0;
+  if (kxp_profile_write(space, 0, nullptr, 0, &size, &error) != KXP_OK) RefuseProfile(name, error);
+  std::vector<unsigned char> bytes(size);
+  if (kxp_profile_write(space, 0, bytes.data(), bytes.size(), &size, &error) != KXP_OK) {
+    RefuseProfile(name, error);
+  }
+  return bytes;
+}
+
+}  // namespace
+
+void RefuseProfile(const std::string& name, const kxp_error& error) {
+  if (error.status == KXP_ERROR_MEMORY) throw std::bad_alloc();
+  // The library's sentences begin with a capital and end with a full stop; ours stand behind a
+  // name.
+  std::string sentence = error.message;
+  if (sentence.ends_with('.')) sentence.pop_back();
+  const bool isWord = sentence.size() > 1 && std::islower(static_cast<unsigned char>(sentence[1]));
+  if (isWord) {
+    sentence[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(sentence[0])));
+  }
+  throw Refusal(Exit::ProfileUnusable, name + ": " + sentence);
+}
+
+ProfileHandle ReadProfileBytes(std::span<const unsigned char> bytes, const std::string& name) {
+  kxp_error error = {};
+  error.size = sizeof error;
+  kxp_profile* profile = nullptr;
+  if (kxp_profile_from_memory(bytes.data(), bytes.size(), &profile, &error) != KXP_OK) {
+    RefuseProfile(name, error);
+  }
+  return ProfileHandle(profile);
+}
+
+std::vector<unsigned char> NamedProfile(const std::string& name) {
+  return IsSpace(name) ? BytesOfSpace(OpenSpace(name).get(), name) : ReadProfileFile(name);
+}
+
+Destination OpenDestination(const std::string& name) {
+  Destination destination;
+  destination.name = name;
+  destination.isBuiltIn = IsSpace(name);
+  if (destination.isBuiltIn) {
+    destination.profile = OpenSpace(name);
+    destination.bytes = BytesOfSpace(destination.profile.get(), name);
+    return destination;
+  }
+  struct stat status;
+  if (stat(name.c_str(), &status) != 0) {
+    throw Refusal(Exit::Usage, "unknown output space " + name +
+                                   "; convert --list shows them, and a file of this name there "
+                                   "is not");
+  }
+  destination.bytes = ReadProfileFile(name);
+  destination.profile = ReadProfileBytes(destination.bytes, "profile " + name);
+  return destination;
+}
+
+void ListDestinations() {
+  constexpr int kNameWidth = 20;
+  for (std::size_t i = 0; i < kxp_space_count(); ++i) {
+    if (!IsForImages(kxp_space_name(i))) continue;
+    std::cout << std::left << std::setw(kNameWidth) << kxp_space_name(i) << kxp_space_description(i)
+              << '\n';
+  }
+}

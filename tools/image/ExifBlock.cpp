@@ -1,0 +1,150 @@
+#include "tools/image/ExifBlock.h"
+
+#include <tiff.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "tools/image/DirectoryBlock.h"
+#include "tools/image/InputBytes.h"
+#include "tools/image/PhotoshopBlocks.h"
+#include "tools/image/TagNumbers.h"
+#include "tools/image/TiffDirectories.h"
+
+namespace kxcms::image {
+
+namespace {
+
+constexpr std::array kStructure = {tag::kNewSubfileType,
+                                   tag::kSubfileType,
+                                   tag::kImageWidth,
+                                   tag::kImageLength,
+                                   tag::kBitsPerSample,
+                                   tag::kCompression,
+                                   tag::kPhotometric,
+                                   tag::kFillOrder,
+                                   tag::kStripOffsets,
+                                   tag::kSamplesPerPixel,
+                                   tag::kRowsPerStrip,
+                                   tag::kStripByteCounts,
+                                   std::uint16_t{TIFFTAG_MINSAMPLEVALUE},
+                                   std::uint16_t{TIFFTAG_MAXSAMPLEVALUE},
+                                   tag::kPlanarConfiguration,
+                                   std::uint16_t{TIFFTAG_FREEOFFSETS},
+                                   std::uint16_t{TIFFTAG_FREEBYTECOUNTS},
+                                   tag::kPredictor,
+                                   tag::kTileWidth,
+                                   tag::kTileLength,
+                                   tag::kTileOffsets,
+                                   tag::kTileByteCounts,
+                                   tag::kSubIfds,
+                                   tag::kExtraSamples,
+                                   tag::kSampleFormat,
+                                   std::uint16_t{TIFFTAG_SMINSAMPLEVALUE},
+                                   std::uint16_t{TIFFTAG_SMAXSAMPLEVALUE},
+                                   tag::kJpegTables,
+                                   std::uint16_t{TIFFTAG_YCBCRCOEFFICIENTS},
+                                   std::uint16_t{TIFFTAG_YCBCRSUBSAMPLING},
+                                   std::uint16_t{TIFFTAG_YCBCRPOSITIONING},
+                                   std::uint16_t{TIFFTAG_REFERENCEBLACKWHITE},
+                                   std::uint16_t{TIFFTAG_LERC_PARAMETERS},
+                                   tag::kIccProfile};
+
+}  // namespace
+
+bool IsStructure(std::uint16_t number) {
+  return std::find(kStructure.begin(), kStructure.end(), number) != kStructure.end();
+}
+
+void ReadExif(std::span<const unsigned char> block, Metadata& metadata,
+              std::vector<std::string>& dropped) {
+  const MemoryBytes bytes(block);
+  TiffDirectories directories(bytes);
+  TiffDirectories::Raw raw = directories.Read(directories.first());
+  if (raw.next != 0) dropped.emplace_back("thumbnail");
+  std::erase_if(raw.tags, [](const Tag& tag) { return IsStructure(tag.number); });
+  metadata.order = directories.order();
+  metadata.directory = directories.WithSubDirectories(std::move(raw), dropped);
+}
+
+void AddResolution(Metadata& metadata, std::uint32_t x, std::uint32_t y, std::uint32_t divisor,
+                   std::uint16_t unit) {
+  Directory& directory = metadata.directory;
+  if (directory.Find(tag::kXResolution) != nullptr) return;
+  for (const auto& [number, value] : {std::pair(tag::kXResolution, x), {tag::kYResolution, y}}) {
+    Tag resolution{number, kRational, 1, {}};
+    AppendNumber(resolution.bytes, value, 4, metadata.order);
+    AppendNumber(resolution.bytes, divisor, 4, metadata.order);
+    directory.Set(std::move(resolution));
+  }
+  directory.Set(NumbersTag(tag::kResolutionUnit, kShort, {unit}, metadata.order));
+}
+
+std::optional<Resolution> ResolutionOf(const Metadata& metadata) {
+  double values[2];
+  for (const auto& [number, value] :
+       {std::pair(tag::kXResolution, &values[0]), {tag::kYResolution, &values[1]}}) {
+    const Tag* const found = metadata.directory.Find(number);
+    if (found == nullptr || found->type != kRational || found->bytes.size() < 8) {
+      return std::nullopt;
+    }
+    const auto top = NumberAt(found->bytes.data(), 4, metadata.order);
+    const auto bottom = NumberAt(found->bytes.data() + 4, 4, metadata.order);
+    if (top == 0 || bottom == 0) return std::nullopt;
+    *value = static_cast<double>(top) / static_cast<double>(bottom);
+  }
+  constexpr std::uint64_t kInch = 2;  // what TIFF 6.0 takes where nothing is said
+  const Tag* const unit = metadata.directory.Find(tag::kResolutionUnit);
+  const std::uint64_t number =
+      unit == nullptr ? kInch : UnsignedItem(*unit, 0, metadata.order).value_or(0);
+  if (number < 1 || number > 3) return std::nullopt;
+  return Resolution{values[0], values[1], static_cast<std::uint16_t>(number)};
+}
+
+Places PlacesOf(Metadata metadata, std::size_t mostExif, std::vector<std::string>& dropped) {
+  Places places;
+  Directory& directory = metadata.directory;
+  const auto take = [&directory](std::uint16_t number) {
+    std::vector<unsigned char> bytes;
+    if (Tag* const found = directory.Find(number)) bytes = std::move(found->bytes);
+    directory.Remove(number);
+    return bytes;
+  };
+  places.xmp = take(tag::kXmp);
+  places.photoshop = take(tag::kPhotoshopBlocks);
+  const std::vector<unsigned char> iptc = take(tag::kIptc);
+  std::optional<PhotoshopBlocks> blocks = PhotoshopBlocks::Parse(places.photoshop);
+  if (!iptc.empty() && blocks && !blocks->Has(PhotoshopBlocks::kIptc)) {
+    blocks->Add(PhotoshopBlocks::kIptc, iptc);
+    places.photoshop = blocks->Bytes();
+  }
+
+  if (directory.tags.empty() && directory.subDirectories.empty()) return places;
+
+  // The directories below count as a whole; of the tags, the largest give way.
+  std::vector<std::string> ignored;
+  Directory below;
+  below.subDirectories = directory.subDirectories;
+  std::size_t size = WriteExif(below, metadata.order, ignored).size();
+  const auto sizeOf = [](const Tag& tag) {
+    constexpr std::size_t kEntryBytes = 12, kInEntry = 4;
+    return kEntryBytes + (tag.bytes.size() > kInEntry ? tag.bytes.size() + 1 : 0);
+  };
+  for (const Tag& tag : directory.tags) size += sizeOf(tag);
+  std::stable_sort(directory.tags.begin(), directory.tags.end(),
+                   [&](const Tag& one, const Tag& other) { return sizeOf(one) < sizeOf(other); });
+  while (size > mostExif && !directory.tags.empty()) {
+    size -= sizeOf(directory.tags.back());
+    dropped.push_back("tag " + std::to_string(directory.tags.back().number) + " (too large)");
+    directory.tags.pop_back();
+  }
+  if (size > mostExif) {
+    dropped.emplace_back("Exif (too large)");
+  } else {
+    places.exif = WriteExif(directory, metadata.order, dropped);
+  }
+  return places;
+}
+
+}  // namespace kxcms::image

@@ -1,0 +1,51 @@
+#include "tools/image/ImageSource.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "tools/image/ImageError.h"
+#include "tools/image/InputBytes.h"
+#include "tools/image/JpegSource.h"
+#include "tools/image/PngSource.h"
+#include "tools/image/TiffSource.h"
+
+namespace kxcms::image {
+
+namespace {
+
+// The best that the compressions make of a picture of one colour: Zstandard writes 128 KiB in 4
+// bytes, others less.
+constexpr std::uint64_t kBestCompression = 32768;
+// Blank scans shrink a thousandfold; a row of their tiles is a small part of them.
+constexpr std::uint64_t kMemoryForByte = 256;
+
+}  // namespace
+
+void CheckProportion(std::uint64_t memoryBytes, std::uint64_t pixelBytes, std::uint64_t fileBytes) {
+  if (pixelBytes > kFreeMemory && pixelBytes / kBestCompression > fileBytes) {
+    RefuseDamaged("it claims more pixels than the file can hold");
+  }
+  if (memoryBytes > kFreeMemory && memoryBytes / kMemoryForByte > fileBytes) {
+    RefuseForm("reading it would take memory out of proportion to the file");
+  }
+}
+
+std::unique_ptr<ImageSource> ImageSource::Open(int fd, std::uint64_t sizeBytes) {
+  const FileBytes bytes(fd, sizeBytes);
+  unsigned char start[8] = {};
+  bytes.Read(0, start, static_cast<std::size_t>(std::min<std::uint64_t>(sizeBytes, sizeof start)));
+  const auto startsWith = [&start](std::initializer_list<unsigned char> mark) {
+    return std::equal(mark.begin(), mark.end(), std::begin(start));
+  };
+  if (startsWith({'I', 'I', 42, 0}) || startsWith({'M', 'M', 0, 42}) ||
+      startsWith({'I', 'I', 43, 0}) || startsWith({'M', 'M', 0, 43})) {
+    return std::make_unique<TiffSource>(fd, sizeBytes);
+  }
+  if (startsWith({0xFF, 0xD8, 0xFF})) return std::make_unique<JpegSource>(fd, sizeBytes);
+  if (startsWith({0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'})) {
+    return std::make_unique<PngSource>(fd, sizeBytes);
+  }
+  throw ImageError(ImageError::Kind::kUnreadable, "not a TIFF, JPEG or PNG file");
+}
+
+}  // namespace kxcms::image
