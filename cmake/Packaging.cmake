@@ -115,9 +115,10 @@ ICC profile, to standard RGB colour spaces.
 This package contains the kxcms command, which converts scans in TIFF files
 and refuses what would come out wrong.")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
-  # The library is in none of the packages that dpkg-shlibdeps knows of.
+  # The libraries are in none of the packages that dpkg-shlibdeps knows of.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR})
-  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkxcms1 (>= ${PROJECT_VERSION})")
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
+    "libkxcms1 (>= ${PROJECT_VERSION}), libkxpipeline1 (>= ${PROJECT_VERSION})")
 endif()
 
 include(CPack)

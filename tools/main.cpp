@@ -12,6 +12,7 @@
 #include "OutputSpaces.h"
 #include "Refusal.h"
 #include "SelfTest.h"
+#include "commands/Report.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ struct Options {
   ConvertRequest request;
   CheckRequest check;
   SelfTestRequest selfTest;
+  ReportRequest report;
   std::string intent = "perceptual";
   std::string space = "srgb";
   bool list = false;
@@ -130,6 +132,7 @@ Exit Run(int argc, char** argv) {
   AddConvert(app, options);
   const CLI::App* const check = AddCheck(app, options.check);
   const CLI::App* const selfTest = AddSelfTest(app, options.selfTest);
+  const CLI::App* const report = AddReport(app, options.report);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& information) {  // --help, --version
@@ -145,6 +148,8 @@ Exit Run(int argc, char** argv) {
   if (selfTest->parsed()) {
     CheckThreads(options.selfTest.threads);
     RunSelfTest(options.selfTest);
+  } else if (report->parsed()) {
+    WriteReport(options.report);
   } else if (options.list) {
     ListSpaces();
   } else {
