@@ -43,7 +43,9 @@ CurveNumbers MeasureCurve(const Curve& curve) {
   for (std::size_t n = 1; n < places; ++n) {
     const double value = valueAt(n);
     const double step = std::abs(value - before);
-    if (step > numbers.largestStep) {
+    // The first of equal ones, which rounding tells apart.
+    constexpr double kRounding = 1e-12;
+    if (step > numbers.largestStep + kRounding) {
       numbers.largestStep = step;
       numbers.largestStepAt = placeOf(n - 1);
     }

@@ -237,7 +237,7 @@ std::string ToneSection(const ProfileNumbers& numbers, const Place& at, const Pl
             {"L* of the profile", 0, 100, 20},
             Around0("L* of the result less L* of the profile", largest, 2));
   constexpr std::array<double, 4> kFadgiTone = {1.5, 3, 4.5, 6};
-  for (const double band : kFadgiTone) plot.Band(-band, band, "#2a9442", 0.07);
+  for (const double band : kFadgiTone) plot.Band(-band, band, "#2a9442", 0.1);
   plot.Line(points(numbers.precise.tone), pens::kViolet, "PRECISE");
   if (hasFixed) plot.Line(points(numbers.fixed.tone), pens::kOrange, "FIXED");
 
