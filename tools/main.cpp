@@ -12,6 +12,7 @@
 #include "OutputSpaces.h"
 #include "Refusal.h"
 #include "SelfTest.h"
+#include "commands/Probe.h"
 #include "commands/Report.h"
 
 namespace {
@@ -34,6 +35,7 @@ struct Options {
   CheckRequest check;
   SelfTestRequest selfTest;
   ReportRequest report;
+  ProbeRequest probe;
   std::string intent = "perceptual";
   std::string space = "srgb";
   bool list = false;
@@ -133,6 +135,7 @@ Exit Run(int argc, char** argv) {
   const CLI::App* const check = AddCheck(app, options.check);
   const CLI::App* const selfTest = AddSelfTest(app, options.selfTest);
   const CLI::App* const report = AddReport(app, options.report);
+  const CLI::App* const probe = AddProbe(app, options.probe);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& information) {  // --help, --version
@@ -150,6 +153,8 @@ Exit Run(int argc, char** argv) {
     RunSelfTest(options.selfTest);
   } else if (report->parsed()) {
     WriteReport(options.report);
+  } else if (probe->parsed()) {
+    PrintProbe(options.probe);
   } else if (options.list) {
     ListSpaces();
   } else {

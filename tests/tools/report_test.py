@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""kxcms report: its numbers beside Argyll's and an evaluation of its own, the page beside its JSON, its
+"""kxcms report and kxcms probe: their numbers beside Argyll's and an evaluation of its own, the page beside its JSON, its
 plots as others draw them, and what it refuses.
 
 Environment: KXCMS (the command), KXCMS_SAMPLE (the sample generator).
@@ -23,6 +23,7 @@ import numpy
 import command_test
 import profiles
 import surroundings
+import tiffs
 from command_test import OLD, PROFILE, USAGE, WRITE
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../peers"))
@@ -529,6 +530,96 @@ class Plots(Reporting):
 
 def ends_of(svg):
     return tuple(tuple(float(v) for v in svg.get(key).split()[:2]) for key in ("data-x", "data-y"))
+
+
+class Probe(Reporting):
+    COLORS = ((200, 100, 50.5), (0, 0, 0), (255, 255, 255), (12, 240, 3), (77.25, 77.25, 77.25))
+
+    def probe(self, name, color, *options):
+        done = self.run_command("probe", name, *map(str, color), *options)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return done.stdout.decode()
+
+    def document(self, name, color):
+        return json.loads(self.probe(name, color, "--json"))
+
+    def test_matrix_profile(self):
+        profile = GammaProfile(ADOBE)
+        for color in self.COLORS:
+            with self.subTest(color):
+                device = numpy.array(color) / 255
+                found = self.document(ADOBE, color)
+                self.expect_near(found["device"], device, 1e-8)
+                intent = found["intents"][0]
+                self.assertEqual((intent["intent"], intent["tag"]), ("perceptual", "matrix"))
+                encoded = srgb_encode(numpy.clip(profile.to_srgb(device), 0, 1))
+                self.expect_near(intent["exact"]["lab"], lab_of_xyz(profile.xyz(device)), 1e-4)
+                self.expect_near(intent["exact"]["encoded"], encoded, 1e-5)
+                self.expect_near(intent["precise"]["encoded"], encoded, 3e-5)
+                stages = {stage["name"]: stage for stage in intent["stages"]}
+                linear = profile.to_srgb(device)
+                self.expect_near(stages["linear"]["values"], linear, 1e-5)
+                self.assertIn("manufacturer is 'none'", intent["fixed"]["refused"])
+
+    @needs("icclu")
+    def test_every_intent(self):
+        name = self.made("lut16-lab-3-intents")
+        for color in self.COLORS:
+            device = [v / 255 for v in color]
+            for intent in self.document(name, color)["intents"]:
+                with self.subTest(color, intent=intent["intent"]):
+                    expected, = self.icclu(name, [device], intent["intent"][0])
+                    self.expect_near(intent["exact"]["lab"], expected, 0.001)
+                    self.assertFalse(intent["isFallback"])
+                    for pipeline in ("precise", "fixed"):
+                        pair = [srgb_lab(numpy.array([intent[key]["encoded"]]))
+                                for key in ("exact", pipeline)]
+                        self.assertAlmostEqual(intent[pipeline]["difference"],
+                                               ciede2000(*pair)[0], delta=1e-4)
+                    self.assertLess(intent["precise"]["difference"], 0.005)
+
+    def test_fixed_is_the_fixed_interface(self):
+        """FIXED gives what the library's file conversion writes, to the bit."""
+        color = (200, 100, 50)
+        self.write("one.tif", tiffs.tiff(1, 1, 16, samples=[257 * v for v in color]))
+        srgb = dict(command_test.SPACES)["srgb"]
+        result = tiffs.Tiff(self.library(16, srgb, "result.tif", source="one.tif")).pixels
+        found = self.document("scan.icc", color)["intents"][0]["fixed"]["encoded"]
+        self.assertEqual([round(65535 * v) for v in found], list(struct.unpack("<3H", result)))
+
+    def test_lines(self):
+        """The same numbers, with six decimals."""
+        color = self.COLORS[0]
+        name = self.sample()
+        lines = self.probe(name, color).splitlines()
+        intents = self.document(name, color)["intents"]
+        heads = [line for line in lines if not line.startswith(" ")]
+        self.assertEqual(heads, ["perceptual: A2B0, to srgb"] + [
+            f"{intent}: A2B0, for want of the tag of this intent, to srgb"
+            for intent in ("relative", "saturation", "absolute")])
+        expected = [stage["values"] for stage in intents[0]["stages"]]
+        expected += [intents[0]["exact"]["lab"], intents[0]["exact"]["encoded"]]
+        shown = [[float(v) for v in re.findall(r"-?[0-9]+\.[0-9]{6}", line)]
+                 for line in lines[1:1 + len(expected)]]
+        for numbers, values in zip(shown, expected, strict=True):
+            self.expect_near(numbers, values, 5.1e-7)
+
+    def test_refused(self):
+        usage = "probe needs a profile and three device values, 0 to 255"
+        self.write("bad.icc", self.read("scan.icc")[:5000])
+        for what, arguments, status, line in (
+            ("nothing", [], USAGE, usage),
+            ("too much", ["scan.icc", "1", "2", "256"], USAGE, usage),
+            ("too little", ["scan.icc", "1", "2", "-1"], USAGE, usage),
+            ("no number", ["scan.icc", "1", "2", "nan"], USAGE, usage),
+            ("no profile", ["none.icc", "1", "2", "3"], PROFILE,
+             "profile none.icc: No such file or directory"),
+        ):
+            with self.subTest(what):
+                self.expect(["probe", *arguments], status, line)
+        done = self.run_command("probe", "bad.icc", "1", "2", "3")
+        self.assertEqual((done.returncode, done.stdout), (PROFILE, b""))
+        self.assertRegex(done.stderr.decode(), r"\Akxcms: profile bad\.icc: [^\n]+\n\Z")
 
 
 class Refusals(Reporting):

@@ -8,6 +8,7 @@
 #include "tools/OutputFile.h"
 #include "tools/ProfileSource.h"
 #include "tools/Refusal.h"
+#include "tools/commands/Names.h"
 #include "tools/report/Json.h"
 #include "tools/report/Page.h"
 #include "tools/report/ProfileNumbers.h"
@@ -20,21 +21,7 @@ namespace report = kxcms::report;
 report::Question CheckedQuestion(const ReportRequest& request) {
   if (request.profiles.empty()) throw Refusal(Exit::Usage, "report needs at least one profile");
   if (request.page.empty()) throw Refusal(Exit::Usage, "report needs -o and a file to write");
-  report::Question question{};
-  question.destination = kxcms::FindRgbSpace(request.space);
-  if (question.destination == nullptr) {
-    std::string known;
-    for (const kxcms::RgbSpace& space : kxcms::RgbSpaces()) {
-      known += (known.empty() ? "" : ", ") + std::string(space.name);
-    }
-    throw Refusal(Exit::Usage, "unknown space " + request.space + "; known: " + known);
-  }
-  for (int n = 0; n < 4; ++n) {
-    question.intent = static_cast<kxcms::RenderingIntent>(n);
-    if (request.intent == report::NameOf(question.intent)) return question;
-  }
-  throw Refusal(Exit::Usage, "unknown intent " + request.intent +
-                                 "; known: perceptual, relative, saturation, absolute");
+  return {&SpaceNamed(request.space), IntentNamed(request.intent)};
 }
 
 bool AreOneFile(const std::string& a, const std::string& b) {

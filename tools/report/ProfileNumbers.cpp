@@ -20,9 +20,6 @@ namespace {
 constexpr std::size_t kGridLevels = 24;
 constexpr std::size_t kSurfaceSteps = 40;
 constexpr std::size_t kShareSteps = 24;
-constexpr std::array<RenderingIntent, 4> kIntents = {
-    RenderingIntent::kPerceptual, RenderingIntent::kRelative, RenderingIntent::kSaturation,
-    RenderingIntent::kAbsolute};
 
 // ---- Elements -----------------------------------------------------------------------------------
 
@@ -163,10 +160,6 @@ PipelineNumbers MeasurePipeline(const Profile& source, const Question& question,
 
 // ---- Round trip and intents ---------------------------------------------------------------------
 
-std::string TagOf(const Model& model) {
-  return model.table != nullptr ? TextOf(model.table->tag) : "matrix";
-}
-
 std::optional<RoundTrip> MeasureRoundTrip(const DeviceProfile& profile) {
   const Model toDevice = DestinationModelFor(profile, RenderingIntent::kRelative);
   if (toDevice.table == nullptr) return std::nullopt;
@@ -227,6 +220,10 @@ std::string TextOf(Signature signature) {
     text += c >= ' ' && c < '\177' ? c : '?';
   }
   return text;
+}
+
+std::string TagOf(const Model& model) {
+  return model.table != nullptr ? TextOf(model.table->tag) : "matrix";
 }
 
 ProfileNumbers Measure(const std::string& name, std::span<const unsigned char> bytes,

@@ -107,9 +107,14 @@ struct ProfileNumbers {
   std::vector<IntentPair> intents;
 };
 
+constexpr std::array<RenderingIntent, 4> kIntents = {
+    RenderingIntent::kPerceptual, RenderingIntent::kRelative, RenderingIntent::kSaturation,
+    RenderingIntent::kAbsolute};
 const char* NameOf(RenderingIntent intent);
 /// Four characters; what cannot be shown is a question mark.
 std::string TextOf(Signature signature);
+/// "A2B0" and so on, or "matrix".
+std::string TagOf(const Model& model);
 
 /// @param name   how the report calls the profile
 /// @param bytes  of the file
