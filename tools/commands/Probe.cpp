@@ -1,13 +1,11 @@
 #include "tools/commands/Probe.h"
 
 #include <algorithm>
-#include <exception>
 #include <iostream>
-#include <new>
 
-#include "tools/ProfileSource.h"
 #include "tools/Refusal.h"
 #include "tools/commands/Names.h"
+#include "tools/commands/ProfileUse.h"
 #include "tools/report/ColorProbe.h"
 
 namespace {
@@ -40,13 +38,8 @@ CLI::App* AddProbe(CLI::App& app, ProbeRequest& request) {
 void PrintProbe(const ProbeRequest& request) {
   const report::Triple device = CheckedColor(request.color);
   const kxcms::RgbSpace& space = SpaceNamed(request.space);
-  const std::vector<unsigned char> bytes = ReadProfileFile(request.profile);
-  try {
-    const report::ColorProbe probe = report::Probe(bytes, space, device);
-    std::cout << (request.json ? report::JsonOf(probe).dump(1) + "\n" : report::LinesOf(probe));
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception& reason) {
-    throw Refusal(Exit::ProfileUnusable, "profile " + request.profile + ": " + reason.what());
-  }
+  const report::ColorProbe probe = WithProfile(
+      request.profile,
+      [&](const std::vector<unsigned char>& bytes) { return report::Probe(bytes, space, device); });
+  std::cout << (request.json ? report::JsonOf(probe).dump(1) + "\n" : report::LinesOf(probe));
 }

@@ -1,14 +1,13 @@
 #include "tools/commands/Report.h"
 
 #include <cstdio>
-#include <exception>
 #include <filesystem>
 #include <system_error>
 
 #include "tools/OutputFile.h"
-#include "tools/ProfileSource.h"
 #include "tools/Refusal.h"
 #include "tools/commands/Names.h"
+#include "tools/commands/ProfileUse.h"
 #include "tools/report/Json.h"
 #include "tools/report/Page.h"
 #include "tools/report/ProfileNumbers.h"
@@ -43,14 +42,9 @@ void CheckOutputs(const ReportRequest& request) {
 }
 
 report::ProfileNumbers Measured(const std::string& path, const report::Question& question) {
-  const std::vector<unsigned char> bytes = ReadProfileFile(path);
-  try {
+  return WithProfile(path, [&](const std::vector<unsigned char>& bytes) {
     return report::Measure(fs::path(path).filename().string(), bytes, question);
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception& reason) {
-    throw Refusal(Exit::ProfileUnusable, "profile " + path + ": " + reason.what());
-  }
+  });
 }
 
 void Write(const std::string& path, const std::string& text) {

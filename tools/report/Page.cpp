@@ -4,7 +4,8 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <initializer_list>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tools/report/Guidelines.h"
@@ -236,8 +237,10 @@ std::string ToneSection(const ProfileNumbers& numbers, const Place& at, const Pl
   Plot plot("tone", "Error of lightness after conversion to 8 bits",
             {"L* of the profile", 0, 100, 20},
             Around0("L* of the result less L* of the profile", largest, 2));
-  constexpr std::array<double, 4> kFadgiTone = {1.5, 3, 4.5, 6};
-  for (const double band : kFadgiTone) plot.Band(-band, band, "#2a9442", 0.1);
+  for (const Level& level : Levels()) {
+    const bool isFadgi = std::string_view(level.guideline) == Levels().front().guideline;
+    if (isFadgi) plot.Band(-level.tone, level.tone, "#2a9442", 0.1);
+  }
   plot.Line(points(numbers.precise.tone), pens::kViolet, "PRECISE");
   if (hasFixed) plot.Line(points(numbers.fixed.tone), pens::kOrange, "FIXED");
 
