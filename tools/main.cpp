@@ -14,6 +14,8 @@
 #include "SelfTest.h"
 #include "tools/commands/ColorHandles.h"
 #include "tools/commands/Convert.h"
+#include "tools/commands/Probe.h"
+#include "tools/commands/Report.h"
 
 namespace {
 
@@ -48,6 +50,8 @@ struct Options {
   ConvertRequest request;
   CheckRequest check;
   SelfTestRequest selfTest;
+  ReportRequest report;
+  ProbeRequest probe;
   std::string intent = "perceptual";
   std::string pipeline = "precise";
   std::string compression = "same";
@@ -243,6 +247,8 @@ Exit Run(int argc, char** argv) {
   AddConvert(app, options);
   const CLI::App* const check = AddCheck(app, options.check);
   const CLI::App* const selfTest = AddSelfTest(app, options.selfTest);
+  const CLI::App* const report = AddReport(app, options.report);
+  const CLI::App* const probe = AddProbe(app, options.probe);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& information) {  // --help, --version
@@ -258,6 +264,10 @@ Exit Run(int argc, char** argv) {
   if (selfTest->parsed()) {
     CheckThreads(options.selfTest.threads);
     RunSelfTest(options.selfTest);
+  } else if (report->parsed()) {
+    WriteReport(options.report);
+  } else if (probe->parsed()) {
+    PrintProbe(options.probe);
   } else if (options.list) {
     ListDestinations();
   } else {

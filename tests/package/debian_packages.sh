@@ -68,7 +68,9 @@ check_contents() {
   done
   [[ "$(field libkxpipeline1 Depends)" != *@(libgomp|libkxcms)* ]] ||
     fail "libkxpipeline1 depends on: $(field libkxpipeline1 Depends)"
-  [[ "$(field kxcms-tools Depends)" == *"libkxcms1 (>= "* ]] || fail "kxcms-tools without library"
+  for library in libkxcms1 libkxpipeline1; do
+    [[ "$(field kxcms-tools Depends)" == *"$library (>= "* ]] || fail "kxcms-tools without $library"
+  done
   [[ "$(field python3-kxcms Depends)" == \
     "libkxpipeline1 (= $version), python3 (>= 3.8), python3-numpy" ]] ||
     fail "python3-kxcms depends on: $(field python3-kxcms Depends)"

@@ -1,0 +1,702 @@
+#!/usr/bin/env python3
+"""kxcms report and kxcms probe: their numbers beside Argyll's and an evaluation of its own, the page beside its JSON, its
+plots as others draw them, and what it refuses.
+
+Environment: KXCMS (the command), KXCMS_SAMPLE (the sample generator).
+"""
+
+import io
+import json
+import math
+import os
+import random
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import unittest
+import xml.etree.ElementTree as ElementTree
+
+import numpy
+
+import command_test
+import profiles
+import surroundings
+import tiffs
+from command_test import OLD, PROFILE, USAGE, WRITE
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../peers"))
+import made_profiles  # noqa: E402
+
+SAMPLE = os.environ["KXCMS_SAMPLE"]
+COLOR = "/usr/share/color/icc"  # icc-profiles-free
+ADOBE = f"{COLOR}/compatibleWithAdobeRGB1998.icc"
+SRGB = f"{COLOR}/sRGB.icc"
+SVG = "{http://www.w3.org/2000/svg}"
+XHTML = "{http://www.w3.org/1999/xhtml}"
+D50 = numpy.array([0.9642, 1.0, 0.8249])
+# IEC 61966-2-1 relative to D50, as the primaries and the Bradford transform give it.
+SRGB_PRIMARIES = numpy.array([(0.64, 0.33), (0.30, 0.60), (0.15, 0.06)])
+D65 = (0.3127, 0.3290)
+BRADFORD = numpy.array([(0.8951, 0.2664, -0.1614), (-0.7502, 1.7135, 0.0367),
+                        (0.0389, -0.0685, 1.0296)])
+
+
+def needs(program):
+    return unittest.skipUnless(shutil.which(program), f"{program} is not installed")
+
+
+# ---- An evaluation of its own: matrix profiles to sRGB ------------------------------------------
+
+def xyz_of_xy(xy):
+    x, y = xy
+    return numpy.array([x / y, 1, (1 - x - y) / y])
+
+
+def srgb_to_pcs():
+    primaries = numpy.array([xyz_of_xy(xy) for xy in SRGB_PRIMARIES]).T
+    white = xyz_of_xy(D65)
+    to_xyz = primaries * numpy.linalg.solve(primaries, white)
+    scale = (BRADFORD @ D50) / (BRADFORD @ white)
+    return numpy.linalg.inv(BRADFORD) @ numpy.diag(scale) @ BRADFORD @ to_xyz
+
+
+def srgb_encode(linear):
+    return numpy.where(linear <= 0.0031308, 12.92 * linear,
+                       1.055 * numpy.maximum(linear, 1e-9) ** (1 / 2.4) - 0.055)
+
+
+def srgb_decode(encoded):
+    return numpy.where(encoded <= 0.04045, encoded / 12.92, ((encoded + 0.055) / 1.055) ** 2.4)
+
+
+def lab_of_xyz(xyz):
+    t = xyz / D50
+    f = numpy.where(t > 216 / 24389, numpy.cbrt(t), (24389 / 27 * t + 16) / 116)
+    return numpy.stack([116 * f[..., 1] - 16, 500 * (f[..., 0] - f[..., 1]),
+                        200 * (f[..., 1] - f[..., 2])], axis=-1)
+
+
+def ciede2000(one, two):
+    """CIE 142-2001."""
+    mean_c = (numpy.hypot(one[:, 1], one[:, 2]) + numpy.hypot(two[:, 1], two[:, 2])) / 2
+    g = 0.5 * (1 - numpy.sqrt(mean_c ** 7 / (mean_c ** 7 + 25.0 ** 7)))
+    a1, a2 = (1 + g) * one[:, 1], (1 + g) * two[:, 1]
+    c1, c2 = numpy.hypot(a1, one[:, 2]), numpy.hypot(a2, two[:, 2])
+    h1, h2 = (numpy.degrees(numpy.arctan2(lab[:, 2], a)) % 360 for lab, a in ((one, a1), (two, a2)))
+    grey = c1 * c2 == 0
+    turn = numpy.where(grey, 0, (h2 - h1 + 180) % 360 - 180)
+    total = numpy.where(grey, h1 + h2, numpy.where(
+        numpy.abs(h1 - h2) <= 180, (h1 + h2) / 2,
+        numpy.where(h1 + h2 < 360, (h1 + h2 + 360) / 2, (h1 + h2 - 360) / 2)))
+    rad = numpy.radians
+    t = (1 - 0.17 * numpy.cos(rad(total - 30)) + 0.24 * numpy.cos(rad(2 * total))
+         + 0.32 * numpy.cos(rad(3 * total + 6)) - 0.20 * numpy.cos(rad(4 * total - 63)))
+    mean_l, c = (one[:, 0] + two[:, 0]) / 2, (c1 + c2) / 2
+    s_l = 1 + 0.015 * (mean_l - 50) ** 2 / numpy.sqrt(20 + (mean_l - 50) ** 2)
+    s_c, s_h = 1 + 0.045 * c, 1 + 0.015 * c * t
+    r_t = (-2 * numpy.sqrt(c ** 7 / (c ** 7 + 25.0 ** 7))
+           * numpy.sin(rad(60 * numpy.exp(-((total - 275) / 25) ** 2))))
+    l, c, h = ((two[:, 0] - one[:, 0]) / s_l, (c2 - c1) / s_c,
+               2 * numpy.sqrt(c1 * c2) * numpy.sin(rad(turn) / 2) / s_h)
+    return numpy.sqrt(l * l + c * c + h * h + r_t * c * h)
+
+
+class GammaProfile:
+    """A version 2 profile of one gamma and three colorants."""
+
+    def __init__(self, path):
+        with open(path, "rb") as file:
+            data = file.read()
+        count, = struct.unpack_from(">I", data, 128)
+        at = {struct.unpack_from("4s", data, 132 + 12 * n)[0]:
+              struct.unpack_from(">I", data, 136 + 12 * n)[0] for n in range(count)}
+        self.gamma = struct.unpack_from(">H", data, at[b"rTRC"] + 12)[0] / 256
+        self.matrix = numpy.array([struct.unpack_from(">3i", data, at[name] + 8)
+                                   for name in (b"rXYZ", b"gXYZ", b"bXYZ")]).T / 65536
+
+    def xyz(self, device):
+        return (device ** self.gamma) @ self.matrix.T
+
+    def to_srgb(self, device):
+        """@return linear values, before they are clipped"""
+        return self.xyz(device) @ numpy.linalg.inv(srgb_to_pcs()).T
+
+
+def srgb_lab(encoded):
+    return lab_of_xyz(srgb_decode(encoded) @ srgb_to_pcs().T)
+
+
+def device_grid(levels):
+    steps = [math.floor(255 * n / (levels - 1) + 0.5) for n in range(levels)]
+    return numpy.array([(r, g, b) for r in steps for g in steps for b in steps]) / 255
+
+
+def nearest_rank(values, percent):
+    return sorted(values)[max(math.ceil(percent * len(values) / 100), 1) - 1]
+
+
+# ---- The command --------------------------------------------------------------------------------
+
+class Reporting(command_test.Command):
+    def report(self, *names, options=()):
+        """@return the JSON document; the page is page.html"""
+        self.expect(["report", *options, *names, "-o", "page.html", "--json", "page.json"], 0)
+        return json.loads(self.read("page.json"))
+
+    def profile(self, name, options=()):
+        return self.report(name, options=options)["profiles"][0]
+
+    def sample(self):
+        subprocess.run([SAMPLE, "make", self.folder], check=True, stdout=subprocess.DEVNULL)
+        return "scanner.icc"
+
+    def made(self, name):
+        self.write("made.icc", {**made_profiles.scanners(), **made_profiles.screens(),
+                                **made_profiles.printers()}[name])
+        return "made.icc"
+
+    def page(self):
+        return ElementTree.parse(self.path("page.html")).getroot()
+
+    def icclu(self, profile, numbers, intent="p", function="f"):
+        text = "".join(" ".join(f"{v:.9f}" for v in row) + "\n" for row in numbers)
+        done = subprocess.run(["icclu", "-v0", "-f" + function, "-i" + intent, "-pl", profile],
+                              cwd=self.folder, input=text, text=True, capture_output=True,
+                              check=True)
+        return [[float(v) for v in line.split()] for line in done.stdout.splitlines() if line]
+
+    def expect_near(self, found, expected, tolerance):
+        for n, (one, two) in enumerate(zip(found, expected, strict=True)):
+            self.assertLessEqual(abs(one - two), tolerance, (n, one, two))
+
+
+class Numbers(Reporting):
+    """Beside Argyll and the evaluation above."""
+
+    @needs("icclu")
+    def test_neutral_axis(self):
+        greys = [[n / 255] * 3 for n in range(256)]
+        for path, tolerance in ((SRGB, 0.003), (ADOBE, 0.003), (self.sample(), 0.001)):
+            with self.subTest(path):
+                axis = self.profile(path)["neutral"]
+                expected = self.icclu(path, greys)
+                for found, lab in zip(axis["lab"], expected, strict=True):
+                    self.expect_near(found, lab, tolerance)
+                self.expect_near(axis["white"], expected[255], tolerance)
+                self.expect_near(axis["black"], expected[0], tolerance)
+                chroma = [math.hypot(a, b) for _, a, b in expected]
+                self.assertAlmostEqual(axis["largestChroma"], max(chroma), delta=2 * tolerance)
+                falls = sum(b[0] < a[0] for a, b in zip(expected, expected[1:]))
+                self.assertEqual(axis["lightnessReversals"], falls)
+
+    @needs("iccgamut")
+    def test_gamut_volume(self):
+        for path, detail in ((SRGB, 10), (ADOBE, 10), (self.sample(), 5)):
+            with self.subTest(path):
+                gamut = self.profile(path)["gamut"]
+                shutil.copy(self.path(path), self.path("copy.icc"))
+                done = subprocess.run(["iccgamut", "-v", "-ff", "-ir", "-pl", f"-d{detail}", "copy.icc"],
+                                      cwd=self.folder, text=True, capture_output=True, check=True)
+                volume = float(re.search(r"volume of gamut is ([0-9.]+)", done.stdout)[1])
+                self.assertAlmostEqual(gamut["volume"] / volume, 1, delta=0.02)
+
+    def test_gamut_of_a_known_solid(self):
+        # L* over a*, b* in a box: device values are Lab, scaled; the edges are 100, 128 and 64.
+        def lab(r, g, b):
+            return profiles.lab16(100 * r, 128 * g - 64, 64 * b - 32)
+        self.write("box.icc", profiles.scanner(points=9, lab=lab))
+        found = self.profile("box.icc")
+        self.assertAlmostEqual(found["gamut"]["volume"], 100 * 128 * 64, delta=100)
+        self.expect_near(found["gamut"]["areas"], [128 * 64] * 3, 2)
+        # The half plane leaves the box where the nearer side is.
+        reach = [min(64 / abs(math.cos(h)) if abs(math.cos(h)) > 1e-9 else 1e9,
+                     32 / abs(math.sin(h)) if abs(math.sin(h)) > 1e-9 else 1e9)
+                 for h in (math.radians(60 * n) for n in range(6))]
+        self.expect_near(found["gamut"]["largestChroma"], reach, 0.02)
+
+    def test_accuracy_tone_and_share(self):
+        """PRECISE at 8 bits is the rounded exact result, but for ties."""
+        profile = GammaProfile(ADOBE)
+        found = self.profile(ADOBE)
+        device = device_grid(24)
+        exact = srgb_encode(numpy.clip(profile.to_srgb(device), 0, 1))
+        rounded = numpy.floor(255 * exact + 0.5) / 255
+        difference = ciede2000(srgb_lab(exact), srgb_lab(rounded))
+        row = found["precise"]["bits8"]
+        self.assertEqual(found["colors"], len(device))
+        self.assertAlmostEqual(row["mean"], difference.mean(), delta=1e-4)
+        for percent in (90, 95, 99):
+            self.assertAlmostEqual(row[f"share{percent}"], nearest_rank(difference, percent),
+                                   delta=1e-3)
+        self.assertAlmostEqual(row["largest"], difference.max(), delta=1e-3)
+        self.assertLess(found["precise"]["bits16"]["largest"], 0.01)
+
+        greys = numpy.repeat(numpy.arange(256)[:, None] / 255, 3, axis=1)
+        lightness = lab_of_xyz(profile.xyz(greys))[:, 0]
+        encoded = srgb_encode(numpy.clip(profile.to_srgb(greys), 0, 1))
+        error = srgb_lab(numpy.floor(255 * encoded + 0.5) / 255)[:, 0] - lightness
+        tone = found["precise"]["tone"]
+        self.expect_near(tone["error"], error, 1e-3)
+        self.assertAlmostEqual(tone["largest"], abs(error).max(), delta=1e-3)
+        for level, worst in zip((5, 10, 20, 50, 95), tone["worst"], strict=True):
+            near = numpy.abs(lightness - level) <= 2.5
+            self.assertAlmostEqual(abs(worst), abs(error[near]).max(), delta=1e-3)
+
+        # By volume: random device values, weighted by the Jacobian of Lab, of which many are drawn.
+        draws = numpy.random.default_rng(7).random((200000, 3)) * 0.998 + 0.001
+        step = 1e-4
+        columns = [(lab_of_xyz(profile.xyz(draws + step * unit))
+                    - lab_of_xyz(profile.xyz(draws - step * unit))) for unit in numpy.eye(3)]
+        weight = numpy.abs(numpy.linalg.det(numpy.stack(columns, axis=-1)))
+        linear = profile.to_srgb(draws)
+        inside = ((linear >= 0) & (linear <= 1)).all(axis=1)
+        share = weight[inside].sum() / weight.sum()
+        self.assertAlmostEqual(found["shareInside"], share, delta=0.01)
+
+    def test_curves(self):
+        stepped = [min(n * 300, 65535) for n in range(256)]
+        stepped[100] = stepped[99] - 50  # the one entry that turns back
+        for what, curve, turns, step, at in (
+            ("a ramp", profiles.ramp(256), None, 257, 0),
+            ("a table that turns", stepped, 99, stepped[101] - stepped[100], 100),
+        ):
+            with self.subTest(what):
+                self.write("curve.icc", profiles.scanner(input_curve=curve))
+                for curve_found in self.profile("curve.icc")["inputCurves"]["curves"]:
+                    self.assertEqual(curve_found["entries"], 256)
+                    self.assertEqual(curve_found["monotonic"], turns is None)
+                    self.assertEqual(curve_found["turnsAt"],
+                                     None if turns is None else round(turns / 255, 6))
+                    self.assertAlmostEqual(curve_found["largestStep"], step / 65535, delta=1e-6)
+                    self.assertAlmostEqual(curve_found["largestStepAt"], at / 255, delta=1e-6)
+
+    def test_grid(self):
+        """A grid with one node pulled away: its distances, and the cells that it folds."""
+        points, pulled = 5, (2, 1, 3)
+
+        def lab(r, g, b):
+            place = tuple(round(v * (points - 1)) for v in (r, g, b))
+            away = 40 if place == pulled else 0
+            return profiles.lab16(100 * r - away, 100 * g - 50, 100 * b - 50)
+
+        def exact(place):
+            lightness, a, b = lab(*(n / (points - 1) for n in place))
+            return numpy.array([lightness / 652.8, a / 256 - 128, b / 256 - 128])
+
+        self.write("grid.icc", profiles.scanner(points=points, lab=lab))
+        grid = self.profile("grid.icc")["grid"]
+        places = [(x, y, z) for x in range(points) for y in range(points) for z in range(points)]
+        spacing, second, turns = {}, {}, {}
+        for place in places:
+            edges = []
+            for axis in numpy.eye(3, dtype=int):
+                up, down = tuple(place + axis), tuple(place - axis)
+                if max(up) >= points:
+                    continue
+                edges.append(exact(up) - exact(place))
+                spacing.setdefault(place, []).append(numpy.linalg.norm(edges[-1]))
+                if min(down) >= 0:
+                    bend = exact(up) - 2 * exact(place) + exact(down)
+                    second[place] = max(second.get(place, 0), numpy.linalg.norm(bend))
+            if len(edges) == 3:
+                turns[place] = numpy.sign(numpy.linalg.det(numpy.array(edges)))
+        every = [v for values in spacing.values() for v in values]
+        folds = sorted(place for place, turn in turns.items() if turn < 0)
+        self.assertGreater(len(folds), 0)
+        self.assertEqual(grid["points"], [points] * 3)
+        self.assertEqual(grid["cells"], len(turns))
+        self.assertAlmostEqual(grid["meanSpacing"], sum(every) / len(every), delta=1e-3)
+        self.assertAlmostEqual(grid["largestSpacing"], max(every), delta=1e-3)
+        self.assertAlmostEqual(grid["largestSecondDifference"], max(second.values()), delta=1e-3)
+        self.assertEqual(grid["largestSecondDifferenceAt"], list(pulled))
+        self.assertEqual(grid["folds"], len(folds))
+        self.assertEqual(tuple(grid["firstFoldAt"]), folds[0])
+
+    @needs("icclu")
+    def test_intents(self):
+        name = self.made("lut16-lab-3-intents")
+        device = device_grid(24).tolist()
+        labs = {intent: numpy.array(self.icclu(name, device, intent[0]))
+                for intent in ("perceptual", "relative", "saturation", "absolute")}
+        pairs = self.profile(name)["intents"]
+        self.assertEqual(len(pairs), 6)
+        for pair in pairs:
+            with self.subTest(pair["first"] + ", " + pair["second"]):
+                difference = ciede2000(labs[pair["first"]], labs[pair["second"]])
+                self.assertAlmostEqual(pair["mean"], difference.mean(), delta=0.001)
+                self.assertAlmostEqual(pair["largest"], difference.max(), delta=0.01)
+                self.assertGreater(pair["largest"], 0.1)
+
+    @needs("icclu")
+    def test_round_trip(self):
+        """Tables from Lab in which the inputs only add up: icclu interpolates these in cubes."""
+        for made in ("print-lut16", "print-lut8"):
+            with self.subTest(made):
+                name = self.made(made)
+                trip = self.profile(name)["roundTrip"]
+                self.assertEqual((trip["forward"], trip["back"]), ("A2B1", "B2A1"))
+                there = self.icclu(name, device_grid(24).tolist(), "r")
+                back = self.icclu(name, there, "r", "b")
+                again = self.icclu(name, back, "r")
+                difference = ciede2000(numpy.array(there), numpy.array(again))
+                found = trip["difference"]
+                self.assertAlmostEqual(found["mean"], difference.mean(), delta=0.001)
+                self.assertAlmostEqual(found["share95"], nearest_rank(difference, 95), delta=0.005)
+                self.assertAlmostEqual(found["largest"], difference.max(), delta=0.01)
+        self.assertIsNone(self.profile(self.sample())["roundTrip"])
+
+    def test_guidelines(self):
+        """The bands as a published comparison of the guidelines gives them; what keeps within."""
+        below, within = True, False
+        expected = [
+            ("FADGI 2023", "4 stars", 1.5, 2, 4, None, below),
+            ("FADGI 2023", "3 stars", 3, 3.5, 7, None, below),
+            ("FADGI 2023", "2 stars", 4.5, 5, 10, None, below),
+            ("FADGI 2023", "1 star", 6, 6.5, 13, None, below),
+            ("ISO 19264-1:2021", "level A", 2, 4, None, 10, within),
+            ("ISO 19264-1:2021", "level B", 3, 5, None, 15, within),
+            ("ISO 19264-1:2021", "level C", 4, 5, None, 15, within),
+            ("Metamorfoze 2.0 draft", "strict", 2, 3, None, 7, within),
+            ("Metamorfoze 2.0 draft", "light", 2, 4, None, 14, within),
+        ]
+        document = self.report(self.sample())
+        self.assertEqual([tuple(level.values()) for level in document["guidelines"]], expected)
+        answers = set()
+        for pipeline in ("precise", "fixed"):
+            found = document["profiles"][0][pipeline]
+            color = found["bits8"]
+            allowed = []
+            for _, _, tone, mean, share90, largest, is_below in expected:
+                def keeps(value, limit, strictly=is_below):
+                    return limit is None or value < limit or (value == limit and not strictly)
+                allowed.append({"tone": keeps(found["tone"]["largest"], tone),
+                                "color": keeps(color["mean"], mean)
+                                and keeps(color["share90"], share90)
+                                and keeps(color["largest"], largest)})
+            self.assertEqual(found["allowedBy"], allowed)
+            answers.update(level["tone"] for level in allowed)
+        self.assertEqual(answers, {True, False})
+
+
+class Page(Reporting):
+    def test_numbers_are_those_of_the_json(self):
+        for name in (self.sample(), SRGB, self.made("lut16-lab-3-intents")):
+            with self.subTest(name):
+                document = self.report(name)
+                seen = 0
+                for data in self.page().iter(XHTML + "data"):
+                    number = document
+                    for key in data.get("data-at").split("/")[1:]:
+                        number = number[int(key) if isinstance(number, list) else key]
+                    self.assertEqual(json.loads(data.get("value")), number, data.attrib)
+                    if number is None:
+                        self.assertEqual(data.text, "\u2013")
+                    else:
+                        decimals = len(data.text.partition(".")[2])
+                        shown = number * float(data.get("data-scale", 1))
+                        self.assertLessEqual(abs(float(data.text) - shown),
+                                             0.5 * 10 ** -decimals + 1e-9, data.attrib)
+                    seen += 1
+                self.assertGreater(seen, 100)
+
+    def test_no_other_numbers(self):
+        """What has digits and is not a number of the document is a name."""
+        self.report(self.sample())
+        names = re.compile(r"(FADGI 2023|ISO 19264-1:2021|Metamorfoze 2\.0 draft|[1-4] stars?|"
+                           r"(PRECISE|FIXED), (8|16) bits|.*tag A2B0.*|2\.4\.0, scnr, Lab|)")
+        for cell in self.page().iter(XHTML + "td"):
+            text = (cell.text or "").strip()
+            if re.search("[0-9]", text):
+                self.assertRegex(text, f"^{names.pattern}$")
+
+    def test_stands_alone(self):
+        self.report(self.sample(), SRGB)
+        page = self.read("page.html").decode()
+        for never in ("<script", "href", "src=", "url(", "@import", "<link", "onload"):
+            self.assertNotIn(never, page.lower())
+        for present in ("prefers-color-scheme: dark", "@media print", 'charset="utf-8"'):
+            self.assertIn(present, page)
+        self.assertLess(len(page), 2 << 20)
+        self.assertEqual(len(self.page().findall(f".//{XHTML}h2")), 2)
+
+    def test_same_bytes(self):
+        self.sample()
+        self.report("scanner.icc", options=["--intent", "relative"])
+        first = self.read("page.html"), self.read("page.json")
+        os.mkdir(self.path("elsewhere"))
+        shutil.copy(self.path("scanner.icc"), self.path("elsewhere"))
+        for environment in ({"KXCMS_LEVEL": "scalar"}, {"LC_ALL": "de_DE.UTF-8", "TZ": "Asia/Tokyo"}):
+            with self.subTest(environment):
+                self.expect(["report", "elsewhere/scanner.icc", "--intent", "relative", "-o",
+                             "page.html", "--json", "page.json"], 0,
+                            env={**os.environ, **environment})
+                self.assertEqual((self.read("page.html"), self.read("page.json")), first)
+
+    def test_texts_of_a_profile_stay_texts(self):
+        text = b"<script>alert(1)</script> & \"\x01\x0b'\xff"
+        content = b"desc" + bytes(4) + struct.pack(">I", len(text) + 1) + text + bytes(79)
+        self.write("<i>&.icc", made_profiles.profile(
+            [("desc", content), ("wtpt", made_profiles.xyz_tag(D50)),
+             ("A2B0", profiles.lut16())]))
+        found = self.profile("<i>&.icc")
+        self.assertTrue(found["description"].startswith("<script>alert(1)</script> & \""))
+        self.assertNotIn("\x01", found["description"])
+        self.assertIsNone(self.page().find(f".//{XHTML}script"))
+        self.assertEqual("".join(self.page().find(f".//{XHTML}h2").itertext()).strip(), "<i>&.icc")
+
+
+class Plots(Reporting):
+    """As librsvg draws them."""
+
+    def plots(self):
+        """{name: list of SVG elements}"""
+        found = {}
+        for svg in self.page().iter(SVG + "svg"):
+            if svg.get("class"):
+                found.setdefault(svg.get("class").split()[1], []).append(svg)
+        return found
+
+    @needs("xmllint")
+    def test_well_formed(self):
+        self.report(self.sample(), SRGB)
+        done = subprocess.run(["xmllint", "--noout", "--nonet", "page.html"], cwd=self.folder,
+                              capture_output=True)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        for name, svgs in self.plots().items():
+            for svg in svgs:
+                done = subprocess.run(["xmllint", "--noout", "--nonet", "-"], capture_output=True,
+                                      input=ElementTree.tostring(svg))
+                self.assertEqual((done.returncode, done.stderr), (0, b""), name)
+
+    def draw(self, svg, scale=2):
+        """@return the picture, and a function from values on the axes to its pixels"""
+        from PIL import Image
+        done = subprocess.run(["rsvg-convert", "-b", "white", "-z", str(scale)],
+                              input=ElementTree.tostring(svg), capture_output=True, check=True)
+        picture = Image.open(io.BytesIO(done.stdout)).convert("RGB")
+
+        def pixel(x, y):
+            ends = [[float(v) for v in svg.get(key).split()] for key in ("data-x", "data-y")]
+            return tuple(scale * (p0 + (p1 - p0) * (value - low) / (high - low))
+                         for value, (low, high, p0, p1) in zip((x, y), ends))
+        return picture, pixel, ends_of(svg)
+
+    def expect_color(self, picture, at, color, near=2):
+        """Some pixel around a place has the colour, about."""
+        x, y = (round(v) for v in at)
+        around = [picture.getpixel((i, j)) for i in range(x - near, x + near + 1)
+                  for j in range(y - near, y + near + 1)
+                  if 0 <= i < picture.width and 0 <= j < picture.height]
+        distance = min(max(abs(a - b) for a, b in zip(pixel, color)) for pixel in around)
+        self.assertLessEqual(distance, 60, (at, color))
+
+    @needs("rsvg-convert")
+    def test_axes_and_curves(self):
+        red, blue, grey, violet = (0xd4, 0x3a, 0x3a), (0x44, 0x74, 0xe0), (0x80,) * 3, (0xa0, 0x4c, 0xc0)
+        document = self.report(self.sample())
+        found = document["profiles"][0]
+        plots = self.plots()
+        self.assertEqual({name: len(svgs) for name, svgs in plots.items()},
+                         {"input-curves": 1, "output-curves": 1, "neutral-lightness": 1,
+                          "neutral-tint": 1, "tone": 1, "gamut-lightness": 3, "gamut-hue": 6,
+                          "accuracy": 1})
+        for name, svgs in plots.items():
+            for svg in svgs:
+                with self.subTest(name):
+                    picture, pixel, ((left, right), (bottom, top)) = self.draw(svg)
+                    self.assertGreater(picture.width, 600)
+                    dark = (0x33,) * 3
+                    for x, y in ((left, (bottom + top) / 2), ((left + right) / 2, bottom)):
+                        self.expect_color(picture, pixel(x, y), dark)
+        greys = self.icclu("scanner.icc", [[n / 255] * 3 for n in range(256)])
+        curves = found["inputCurves"]["curves"]
+        points = {
+            "neutral-lightness": [(n, greys[n][0], grey) for n in (60, 128, 200)],
+            "neutral-tint": [(n, greys[n][1], red) for n in (60, 128, 200)]
+            + [(n, greys[n][2], blue) for n in (60, 128, 200)],
+            "input-curves": [(64 / 128, curves[2]["samples"][64], blue)],
+            "accuracy": [(math.log10(found["precise"]["bits8"]["shares"][50]), 50, violet)],
+            # The lightest colour of a hue is the device's white.
+            "gamut-hue": [(0, 100, violet)],
+        }
+        for name, places in points.items():
+            picture, pixel, _ = self.draw(plots[name][0])
+            for x, y, color in places:
+                with self.subTest(name, x=x):
+                    self.expect_color(picture, pixel(x, y), color)
+
+
+def ends_of(svg):
+    return tuple(tuple(float(v) for v in svg.get(key).split()[:2]) for key in ("data-x", "data-y"))
+
+
+class Probe(Reporting):
+    COLORS = ((200, 100, 50.5), (0, 0, 0), (255, 255, 255), (12, 240, 3), (77.25, 77.25, 77.25))
+
+    def probe(self, name, color, *options):
+        done = self.run_command("probe", name, *map(str, color), *options)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return done.stdout.decode()
+
+    def document(self, name, color):
+        return json.loads(self.probe(name, color, "--json"))
+
+    def test_matrix_profile(self):
+        profile = GammaProfile(ADOBE)
+        for color in self.COLORS:
+            with self.subTest(color):
+                device = numpy.array(color) / 255
+                found = self.document(ADOBE, color)
+                self.expect_near(found["device"], device, 1e-8)
+                intent = found["intents"][0]
+                self.assertEqual((intent["intent"], intent["tag"]), ("perceptual", "matrix"))
+                encoded = srgb_encode(numpy.clip(profile.to_srgb(device), 0, 1))
+                self.expect_near(intent["exact"]["lab"], lab_of_xyz(profile.xyz(device)), 1e-4)
+                self.expect_near(intent["exact"]["encoded"], encoded, 1e-5)
+                self.expect_near(intent["precise"]["encoded"], encoded, 3e-5)
+                stages = {stage["name"]: stage for stage in intent["stages"]}
+                linear = profile.to_srgb(device)
+                self.expect_near(stages["linear"]["values"], linear, 1e-5)
+                self.assertIn("manufacturer is 'none'", intent["fixed"]["refused"])
+
+    @needs("icclu")
+    def test_every_intent(self):
+        name = self.made("lut16-lab-3-intents")
+        for color in self.COLORS:
+            device = [v / 255 for v in color]
+            for intent in self.document(name, color)["intents"]:
+                with self.subTest(color, intent=intent["intent"]):
+                    expected, = self.icclu(name, [device], intent["intent"][0])
+                    self.expect_near(intent["exact"]["lab"], expected, 0.001)
+                    self.assertFalse(intent["isFallback"])
+                    for pipeline in ("precise", "fixed"):
+                        pair = [srgb_lab(numpy.array([intent[key]["encoded"]]))
+                                for key in ("exact", pipeline)]
+                        self.assertAlmostEqual(intent[pipeline]["difference"],
+                                               ciede2000(*pair)[0], delta=1e-4)
+                    self.assertLess(intent["precise"]["difference"], 0.005)
+
+    def test_fixed_is_the_fixed_interface(self):
+        """FIXED gives what the library's file conversion writes, to the bit."""
+        color = (200, 100, 50)
+        self.write("one.tif", tiffs.tiff(1, 1, 16, samples=[257 * v for v in color]))
+        srgb = 12  # KX_COLOR_SRGB
+        result = tiffs.Tiff(self.library(16, srgb, "result.tif", source="one.tif")).pixels
+        found = self.document("scan.icc", color)["intents"][0]["fixed"]["encoded"]
+        self.assertEqual([round(65535 * v) for v in found], list(struct.unpack("<3H", result)))
+
+    def test_lines(self):
+        """The same numbers, with six decimals."""
+        color = self.COLORS[0]
+        name = self.sample()
+        lines = self.probe(name, color).splitlines()
+        intents = self.document(name, color)["intents"]
+        heads = [line for line in lines if not line.startswith(" ")]
+        self.assertEqual(heads, ["perceptual: A2B0, to srgb"] + [
+            f"{intent}: A2B0, for want of the tag of this intent, to srgb"
+            for intent in ("relative", "saturation", "absolute")])
+        expected = [stage["values"] for stage in intents[0]["stages"]]
+        expected += [intents[0]["exact"]["lab"], intents[0]["exact"]["encoded"]]
+        shown = [[float(v) for v in re.findall(r"-?[0-9]+\.[0-9]{6}", line)]
+                 for line in lines[1:1 + len(expected)]]
+        for numbers, values in zip(shown, expected, strict=True):
+            self.expect_near(numbers, values, 5.1e-7)
+
+    def test_refused(self):
+        usage = "probe needs a profile and three device values, 0 to 255"
+        self.write("bad.icc", self.read("scan.icc")[:5000])
+        for what, arguments, status, line in (
+            ("nothing", [], USAGE, usage),
+            ("too much", ["scan.icc", "1", "2", "256"], USAGE, usage),
+            ("too little", ["scan.icc", "1", "2", "-1"], USAGE, usage),
+            ("no number", ["scan.icc", "1", "2", "nan"], USAGE, usage),
+            ("no profile", ["none.icc", "1", "2", "3"], PROFILE,
+             "profile none.icc: No such file or directory"),
+        ):
+            with self.subTest(what):
+                self.expect(["probe", *arguments], status, line)
+        done = self.run_command("probe", "bad.icc", "1", "2", "3")
+        self.assertEqual((done.returncode, done.stdout), (PROFILE, b""))
+        self.assertRegex(done.stderr.decode(), r"\Akxcms: profile bad\.icc: [^\n]+\n\Z")
+
+
+class Refusals(Reporting):
+    def setUp(self):
+        super().setUp()
+        self.write("page.html", OLD)
+        self.write("page.json", OLD)
+        self.files = sorted(os.listdir(self.folder))
+
+    def refused(self, arguments, status, line):
+        self.expect(["report", *arguments], status, line)
+        self.assertEqual((self.read("page.html"), self.read("page.json")), (OLD, OLD))
+
+    def test_usage(self):
+        for what, arguments, line in (
+            ("no profile", ["-o", "page.html"], "report needs at least one profile"),
+            ("no page", ["scan.icc"], "report needs -o and a file to write"),
+            ("unknown intent", ["scan.icc", "-o", "page.html", "--intent", "best"],
+             "unknown intent best; known: perceptual, relative, saturation, absolute"),
+            ("one file for both", ["scan.icc", "-o", "page.html", "--json", "./page.html"],
+             "-o and --json name the same file"),
+            ("over the profile", ["scan.icc", "-o", "./scan.icc"],
+             "./scan.icc is a profile; a report would replace it"),
+            ("unknown option", ["scan.icc", "--frob"],
+             "The following argument was not expected: --frob"),
+        ):
+            with self.subTest(what):
+                self.refused(arguments, USAGE, line)
+        done = self.run_command("report", "scan.icc", "--to", "adobe", "-o", "page.html")
+        self.assertEqual(done.returncode, USAGE)
+        self.assertRegex(done.stderr.decode(), r"\Akxcms: unknown space adobe; known: srgb, .*\n\Z")
+
+    def test_profiles(self):
+        sound = self.read("scan.icc")
+        for what, content in (("empty", b""), ("no profile", b"hello"), ("cut off", sound[:5000]),
+                              ("another space", sound[:16] + b"CMYK" + sound[20:]),
+                              ("no signature", sound[:36] + bytes(4) + sound[40:])):
+            with self.subTest(what):
+                self.write("bad.icc", content)
+                done = self.run_command("report", "scan.icc", "bad.icc", "-o", "page.html", "--json",
+                                        "page.json")
+                self.assertEqual((done.returncode, done.stdout), (PROFILE, b""))
+                self.assertRegex(done.stderr.decode(), r"\Akxcms: profile bad\.icc: [^\n]+\n\Z")
+                self.assertEqual((self.read("page.html"), self.read("page.json")), (OLD, OLD))
+        self.refused(["none.icc", "-o", "page.html"], PROFILE,
+                     "profile none.icc: No such file or directory")
+
+    def test_output(self):
+        for arguments, line in (
+            (["scan.icc", "-o", "none/page.html"],
+             "cannot write none/page.html: No such file or directory"),
+            (["scan.icc", "-o", "page.html", "--json", "none/page.json"],
+             "cannot write none/page.json: No such file or directory"),
+            (["scan.icc", "-o", "/dev/null"], "cannot write /dev/null: is not a regular file"),
+        ):
+            with self.subTest(arguments):
+                self.refused(arguments, WRITE, line)
+
+    def test_damage(self):
+        """Whatever the bytes are, there is a page, or one line."""
+        dice = random.Random(5)
+        made = made_profiles.scanners()
+        for n in range(40):
+            name = dice.choice(sorted(made))
+            content = bytearray(made[name])
+            for _ in range(dice.randint(1, 4)):
+                at = dice.randrange(min(len(content), dice.choice((400, len(content)))))
+                content[at] = dice.choice((0, 1, 0x7F, 0x80, 0xFF, dice.randrange(256)))
+            self.write("bad.icc", content)
+            with self.subTest(name, n=n):
+                done = self.run_command("report", "bad.icc", "-o", "out.html")
+                self.assertIn(done.returncode, (0, PROFILE), done.stderr)
+                if done.returncode == 0:
+                    ElementTree.parse(self.path("out.html"))
+                else:
+                    self.assertEqual(done.stderr.count(b"\n"), 1)
+
+
+if __name__ == "__main__":
+    surroundings.main()
