@@ -28,7 +28,8 @@ union Rows {
   Place first[kRows];
 
   constexpr Rows() : first{} {}
-  ~Rows() {}
+  // A default one would be deleted, as Place has one of its own.
+  ~Rows() {}  // NOLINT(modernize-use-equals-default)
 };
 constinit Rows rows;
 
