@@ -71,11 +71,17 @@ void ForEachSegment(const Segments& segments, double exponent, Use use) {
 
 constexpr double kLargestPower = 0x1p40;
 
-// u from 0 to the segment's length.
+// u from 0 to the segment's length. Where the power is so steep that a parabola would turn within
+// the segment, and lead below 0, the line from end to end.
 Parabola ThroughThree(const Span& span) {
   double y[3];
   for (int i = 0; i < 3; ++i) y[i] = std::min(span.powers[i], kLargestPower);
   const double length = span.end - span.start;
+  const double slopeAtStart = 4 * y[1] - 3 * y[0] - y[2];
+  const double slopeAtEnd = y[0] - 4 * y[1] + 3 * y[2];
+  if (slopeAtStart * slopeAtEnd < 0) {
+    return {static_cast<float>(y[0]), static_cast<float>((y[2] - y[0]) / length), 0, 0};
+  }
   return {static_cast<float>(y[0]), static_cast<float>((4 * y[1] - 3 * y[0] - y[2]) / length),
           static_cast<float>(2 * (y[0] - 2 * y[1] + y[2]) / (length * length)), 0};
 }

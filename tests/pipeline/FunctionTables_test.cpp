@@ -103,6 +103,17 @@ TEST(PowerTable, IsFiniteForAnyExponent) {
   }
 }
 
+// Steep powers too stay within 0 and what they are at the ends of a segment.
+TEST(PowerTable, IsNeverNegative) {
+  for (const double exponent : {-16384.0, -200.0, 140.0, 145.0, 200.0, 16384.0}) {
+    Arena arena;
+    const ParabolaTable table = MakePowerTable(exponent, 2, arena);
+    for (const float t : Spread(-9, 1)) {
+      EXPECT_GE(scalar_stages::Power(table, t), 0.0f) << exponent << " " << t;
+    }
+  }
+}
+
 TEST(CubeRootTable, KeepsItsBound) {
   double worst = 0;
   for (const float t : Spread(-7, 8)) {
