@@ -8,7 +8,6 @@ namespace kxcms {
 
 namespace {
 
-constexpr std::ptrdiff_t kSampleBytes[] = {1, 2, 2, 4};  // by KXP_U8 and so on
 constexpr std::uint32_t kSampleTypes = 4;
 
 [[noreturn]] void Refuse(const char* what, const char* why) {
@@ -35,7 +34,9 @@ Image<Byte> Checked(const kxp_image* given, std::size_t width, std::size_t heigh
                          static_cast<std::int64_t>(width),
                          static_cast<std::int64_t>(height)};
   std::ptrdiff_t& pixelStride = checked.firstRow.pixelStride;
-  if (pixelStride == 0) pixelStride = kSampleBytes[image.sample] * (image.a != nullptr ? 4 : 3);
+  if (pixelStride == 0) {
+    pixelStride = SizeOf(checked.firstRow.type) * (image.a != nullptr ? 4 : 3);
+  }
   if (checked.rowStride == 0 && __builtin_mul_overflow(pixelStride, width, &checked.rowStride)) {
     Refuse(what, "is larger than any memory.");
   }

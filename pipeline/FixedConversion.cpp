@@ -54,10 +54,6 @@ std::array<std::span<Entry>, 3> SpansOf(Entry (&tables)[3][kLevels]) {
 
 constexpr int kBlock = 256;  // pixels
 
-constexpr int SizeOf(SampleType type) {
-  return type == SampleType::kUInt8 ? 1 : 2;
-}
-
 constexpr std::uint32_t MaximumOf(SampleType type) {
   return type == SampleType::kUInt8 ? 255 : 65535;
 }
@@ -208,6 +204,7 @@ void FixedConversion::MakeCompact(const ICC40::ICCFILE::CLut16Type& lut, const C
   std::transform(levels8, levels8 + kLevels16, made.output8,
                  [](std::uint16_t level) { return static_cast<std::uint8_t>(level); });
   const bool areSteps = FillSteps(made.output8, made.steps);
+  const std::uint16_t* const output16 = OutputCurveOf(With16Bits(target.output))->levels;
 
   for (std::size_t f = 0; f < std::size(kFormats); ++f) {
     CompactTables& tables = made.tables[f] = {};
@@ -215,7 +212,7 @@ void FixedConversion::MakeCompact(const ICC40::ICCFILE::CLut16Type& lut, const C
     for (std::size_t c = 0; c < 3; ++c) {
       tables.coordinates[c] = is16 ? made.coordinates16[c] : made.coordinates8[c];
       tables.output8[c] = made.output8;
-      tables.output16[c] = OutputCurveOf(With16Bits(target.output))->levels;
+      tables.output16[c] = output16;
     }
     if (!is16) tables.coordinateBytes = made.coordinateBytes;
     if (!is16 && kernels.readsCoordinatePairs) tables.coordinatePairs = made.coordinatePairs;

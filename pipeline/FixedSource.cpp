@@ -7,6 +7,7 @@
 #include <string>
 
 #include "pipeline/precise/PipelineError.h"
+#include "profile/Models.h"
 
 namespace kxcms {
 
@@ -34,8 +35,7 @@ std::string Named(Signature tag) {
 
 const LookupTable& TableFor(const DeviceProfile& profile, RenderingIntent intent,
                             UsedModel& model) {
-  constexpr std::size_t kTagOfIntent[] = {0, 1, 2, 1};
-  const std::size_t wanted = kTagOfIntent[static_cast<int>(intent)];
+  const std::size_t wanted = TagIndex(intent);
   const auto& tables = profile.deviceToPcs;
   const std::optional<LookupTable>& table = tables[wanted] ? tables[wanted] : tables[0];
   if (!table) {
@@ -49,22 +49,18 @@ const LookupTable& TableFor(const DeviceProfile& profile, RenderingIntent intent
 
 // ---- Curves -------------------------------------------------------------------------------------
 
-bool IsIdentity(const Curve& curve) {
+// Whether a curve, however it is written, is the line from 0 to 1.
+bool IsStraight(const Curve& curve) {
   if (std::holds_alternative<IdentityCurve>(curve)) return true;
   if (const auto* gamma = std::get_if<GammaCurve>(&curve)) return gamma->gamma == 1;
   if (const auto* function = std::get_if<ParametricCurve>(&curve)) {
     return function->function == 0 && function->g == 1;
   }
-  const auto& sampled = std::get<SampledCurve>(curve);
-  const std::size_t last = sampled.values.size() - 1;
-  for (std::size_t n = 0; n <= last; ++n) {
-    if (sampled.values[n] * last != n * static_cast<std::size_t>(sampled.maximum)) return false;
-  }
-  return true;
+  return IsIdentity(std::get<SampledCurve>(curve));
 }
 
 bool AreIdentity(const CurveSet& set) {
-  return std::all_of(set.curves.begin(), set.curves.end(), IsIdentity);
+  return std::all_of(set.curves.begin(), set.curves.end(), IsStraight);
 }
 
 // Entries of a curve's table; 0 for a formula.

@@ -10,19 +10,6 @@ namespace {
 // Wide enough for every sum and product of addresses, strides and sizes here.
 __extension__ using Wide = __int128;
 
-int SizeOf(SampleType type) {
-  switch (type) {
-    case SampleType::kUInt8:
-      return 1;
-    case SampleType::kUInt16:
-    case SampleType::kHalf:
-      return 2;
-    case SampleType::kFloat:
-      return 4;
-  }
-  return 0;
-}
-
 // One channel's samples: `size` bytes at first + x pixelStride + y rowStride.
 struct Lattice {
   Wide first, pixelStride, rowStride, width, height, size;
@@ -163,8 +150,6 @@ std::optional<ByteRange> ExtentOf(const DestinationImage& image) {
 }
 
 Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination) {
-  const auto a = ExtentOf(source), b = ExtentOf(destination);
-  if (a->end <= b->begin || b->end <= a->begin) return Overlap::kNone;
   const SourceRun& from = source.firstRow;
   const DestinationRun& to = destination.firstRow;
   const bool isOneImage = std::equal(from.samples, from.samples + 3, to.samples) &&
@@ -173,6 +158,8 @@ Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination
                           from.type == to.type && from.pixelStride == to.pixelStride &&
                           source.rowStride == destination.rowStride;
   if (isOneImage && IsInterleaved(source) && IsInterleaved(destination)) return Overlap::kSame;
+  const auto a = ExtentOf(source), b = ExtentOf(destination);
+  if (a->end <= b->begin || b->end <= a->begin) return Overlap::kNone;
   if (from.pixelStride != to.pixelStride || source.rowStride != destination.rowStride) {
     return Overlap::kPartial;
   }

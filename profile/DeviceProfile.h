@@ -2,6 +2,7 @@
 #define KXCMS_PROFILE_DEVICEPROFILE_H
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -53,6 +54,14 @@ struct SampledCurve {
   std::vector<std::uint16_t> values;
   int maximum;  ///< 65535, or 255 for the tables of lut8Type
 };
+/// Whether the table says the same as none.
+inline bool IsIdentity(const SampledCurve& curve) {
+  const std::size_t last = curve.values.size() - 1;
+  for (std::size_t n = 0; n <= last; ++n) {
+    if (curve.values[n] * last != n * static_cast<std::size_t>(curve.maximum)) return false;
+  }
+  return true;
+}
 using Curve = std::variant<IdentityCurve, GammaCurve, ParametricCurve, SampledCurve>;
 
 // ---- Elements of lookup tags --------------------------------------------------------------------

@@ -8,20 +8,6 @@ namespace {
 
 using Tables = std::array<std::optional<LookupTable>, 3>;
 
-// Which of the three tags an intent asks for.
-std::size_t TagIndex(RenderingIntent intent) {
-  switch (intent) {
-    case RenderingIntent::kPerceptual:
-      return 0;
-    case RenderingIntent::kRelative:
-    case RenderingIntent::kAbsolute:
-      return 1;
-    case RenderingIntent::kSaturation:
-      return 2;
-  }
-  return 0;
-}
-
 Model Choose(const Tables& tables, const std::optional<MatrixTrc>& matrixTrc,
              RenderingIntent intent) {
   const std::size_t own = TagIndex(intent);
@@ -39,6 +25,19 @@ Model Choose(const Tables& tables, const std::optional<MatrixTrc>& matrixTrc,
 }
 
 }  // namespace
+
+std::size_t TagIndex(RenderingIntent intent) {
+  switch (intent) {
+    case RenderingIntent::kPerceptual:
+      return 0;
+    case RenderingIntent::kRelative:
+    case RenderingIntent::kAbsolute:
+      return 1;
+    case RenderingIntent::kSaturation:
+      return 2;
+  }
+  return 0;
+}
 
 Model ModelFor(const DeviceProfile& profile, RenderingIntent intent) {
   return Choose(profile.deviceToPcs, profile.matrixTrc, intent);

@@ -8,6 +8,10 @@
 
 namespace kxcms {
 
+/// Which of a direction's three tags an intent asks for: 0 perceptual, 1 relative and absolute,
+/// 2 saturation.
+std::size_t TagIndex(RenderingIntent intent);
+
 /// The model from device to PCS: the tag of the intent (perceptual A2B0, relative and absolute
 /// A2B1, saturation A2B2), else A2B0, else matrix and curves, else A2B1, else A2B2. The matrix and
 /// curves of a profile without A2B tags serve every intent and are no fallback for any.

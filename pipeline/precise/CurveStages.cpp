@@ -28,15 +28,6 @@ float FactorTo(double last, double largest) {
 
 // ---- Tables -------------------------------------------------------------------------------------
 
-// Whether the table says the same as no table.
-bool IsIdentity(const SampledCurve& curve) {
-  const std::size_t last = curve.values.size() - 1;
-  for (std::size_t n = 0; n <= last; ++n) {
-    if (curve.values[n] * last != n * static_cast<std::size_t>(curve.maximum)) return false;
-  }
-  return true;
-}
-
 // Whether the table is a straight line from 0 to the maximum, rounded as the kernels would.
 bool IsStraight(const SampledCurve& curve, float step) {
   for (std::size_t n = 0; n < curve.values.size(); ++n) {

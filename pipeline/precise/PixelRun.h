@@ -13,6 +13,11 @@ namespace kxcms {
 /// value for 0 to 1; half is IEEE 754 binary16, float is binary32.
 enum class SampleType : std::uint8_t { kUInt8, kUInt16, kHalf, kFloat };
 
+/// Bytes of a sample.
+constexpr int SizeOf(SampleType type) {
+  return type == SampleType::kUInt8 ? 1 : type == SampleType::kFloat ? 4 : 2;
+}
+
 /// Pixels at equal distances in memory: where the first one's samples lie, R, G, B and alpha, and
 /// how many bytes further the next one's. Nothing needs to be aligned. Samples of one pixel may lie
 /// anywhere: interleaved in any order, with other bytes between them, or in planes of their own.

@@ -19,10 +19,6 @@ namespace kxcms {
 
 namespace {
 
-int SizeOf(SampleType type) {
-  return type == SampleType::kUInt8 ? 1 : type == SampleType::kFloat ? 4 : 2;
-}
-
 // Offsets in bytes from one address. No alpha is -1.
 struct Description {
   std::ptrdiff_t offset[4];

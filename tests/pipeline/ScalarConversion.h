@@ -15,10 +15,6 @@
 
 namespace scalar_stages {
 
-inline int SizeOf(SampleType type) {
-  return type == SampleType::kUInt8 ? 1 : type == SampleType::kFloat ? 4 : 2;
-}
-
 /// The number of an IEEE 754 binary16, by its definition.
 inline double HalfNumber(std::uint16_t half) {
   const int exponent = half >> 10 & 31, fraction = half & 1023;

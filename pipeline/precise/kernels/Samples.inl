@@ -21,10 +21,6 @@ struct Planes {
   unsigned char* at[4];
 };
 
-constexpr int SizeOf(SampleType type) {
-  return type == SampleType::kUInt8 ? 1 : type == SampleType::kFloat ? 4 : 2;
-}
-
 // ---- Where samples lie --------------------------------------------------------------------------
 
 enum class Layout { kPlanes, kThree, kFour, kApart };
