@@ -9,10 +9,6 @@ import os
 import numpy
 
 _LIBRARY = ctypes.CDLL(os.environ["KXPIPELINE"])
-# A sanitizer's library, which Python needs before this one; the programs that it starts have it, or
-# want none.
-if os.environ.pop("LD_PRELOAD", None):
-    os.environ.pop("ASAN_OPTIONS", None)
 PERCEPTUAL, RELATIVE, SATURATION, ABSOLUTE = range(4)
 BLACK_POINT_COMPENSATION = 1
 
