@@ -10,6 +10,7 @@
 
 #include "Finding.h"
 #include "InputFile.h"
+#include "IntentNames.h"
 #include "OneLine.h"
 #include "ProfileCheck.h"
 #include "ProfileSource.h"
@@ -17,10 +18,6 @@
 #include "base/Bytes.h"
 
 namespace {
-
-// By `ICC40::ICCFILE::Intent`.
-constexpr std::array<const char*, ICC40::ICCFILE::kIntentCount> kIntentNames = {
-    "perceptual", "relative", "saturation", "absolute"};
 
 constexpr std::string_view kEmbedded = "embedded profile";
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -20,35 +21,57 @@
 
 #include "Refusal.h"
 
+/// Handlers walk the list of them: `path` is only written while `isThere` is false.
+struct TemporaryName {
+  char path[PATH_MAX];
+  std::atomic<bool> isThere = false;  ///< the path is that of a temporary file, or about to be
+  std::atomic<bool> isTaken = false;
+  TemporaryName* next = nullptr;
+};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
 namespace {
 
 namespace fs = std::filesystem;
 
-// For the signal handler: the temporary file, whose name carries our process number, so that
-// removing it too early or twice hurts nobody.
-char gTemporary[PATH_MAX];
-volatile std::sig_atomic_t gHasTemporary = 0;
 constexpr std::array<int, 5> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
 
-void RemoveTemporaryAndDie(int signal) {
-  if (gHasTemporary != 0) unlink(gTemporary);
+/// The temporary files with a name that there are, for the signal handler: a list that only grows,
+/// by as many entries as there are such files at one time, so that it can be walked at any moment.
+std::atomic<TemporaryName*> gTemporaries = nullptr;
+
+void RemoveTemporariesAndDie(int signal) {
+  for (TemporaryName* name = gTemporaries; name != nullptr; name = name->next) {
+    if (name->isThere) unlink(name->path);
+  }
   raise(signal);  // SA_RESETHAND has put the default action back
 }
 
-void RememberForSignals(const std::string& path) {
-  gHasTemporary = 0;
-  std::memcpy(gTemporary, path.c_str(), path.size() + 1);
-  gHasTemporary = 1;
+void HandleSignals() {
   struct sigaction action = {};
-  action.sa_handler = RemoveTemporaryAndDie;
+  action.sa_handler = RemoveTemporariesAndDie;
   action.sa_flags = SA_RESETHAND;
   for (const int signal : kSignals) {
     struct sigaction current;
-    // A signal that the caller ignores (nohup, say) stays ignored.
-    if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler != SIG_IGN) {
+    // A signal that the caller ignores (nohup, say) stays ignored, and one that the command handles
+    // stays with it.
+    if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler == SIG_DFL) {
       sigaction(signal, &action, nullptr);
     }
   }
+}
+
+/// An entry that nobody uses, or a new one.
+TemporaryName* TakeTemporaryName() {
+  for (TemporaryName* name = gTemporaries; name != nullptr; name = name->next) {
+    if (!name->isTaken.exchange(true)) return name;
+  }
+  auto* const name = new TemporaryName;
+  name->isTaken = true;
+  name->next = gTemporaries;
+  while (!gTemporaries.compare_exchange_weak(name->next, name)) {
+  }
+  return name;
 }
 
 std::string FollowLinks(const std::string& path) {
@@ -63,9 +86,14 @@ std::string FollowLinks(const std::string& path) {
   return target.string();
 }
 
-mode_t CurrentUmask() {
-  const mode_t mask = umask(0);
-  umask(mask);
+/// That of the process when it began to write: it can only be asked for by changing it, which other
+/// threads must not see.
+mode_t FirstUmask() {
+  static const mode_t mask = [] {
+    const mode_t current = umask(0);
+    umask(current);
+    return current;
+  }();
   return mask;
 }
 
@@ -75,14 +103,15 @@ void IgnoreFileSizeSignal() {
   signal(SIGXFSZ, SIG_IGN);
 }
 
-OutputFile::OutputFile(const std::string& path) : OutputFile() {
+OutputFile::OutputFile(const std::string& path, const std::string& ownName) : OutputFile() {
   shown_ = path;
+  ownName_ = ownName;
   target_ = FollowLinks(path);
   const fs::path parent = fs::path(target_).parent_path();
   directory_ = parent.empty() ? "." : parent.string();
   struct stat existing;
   const bool exists = stat(path.c_str(), &existing) == 0;
-  if (!exists && errno == ELOOP) Refuse(std::strerror(errno));
+  if (!exists && errno == ELOOP) RefuseBy(errno);
   // What /proc shows of an open file that has no name leads to another one, or to none.
   struct stat named;
   if (exists && (stat(target_.c_str(), &named) != 0 || named.st_dev != existing.st_dev ||
@@ -91,7 +120,7 @@ OutputFile::OutputFile(const std::string& path) : OutputFile() {
   }
   if (exists && S_ISDIR(existing.st_mode)) Refuse("is a directory");
   if (exists && !S_ISREG(existing.st_mode)) Refuse("is not a regular file");
-  if (exists && access(target_.c_str(), W_OK) != 0) Refuse(std::strerror(errno));
+  if (exists && access(target_.c_str(), W_OK) != 0) RefuseBy(errno);
 
   Open();
   if (exists) {
@@ -103,18 +132,29 @@ OutputFile::OutputFile(const std::string& path) : OutputFile() {
     fchmod(fd_, existing.st_mode & (ownerKept ? 07777 : groupKept ? 0777 : 0707));
     KeepAttributes(target_);
   } else {
-    fchmod(fd_, 0666 & ~CurrentUmask());
+    fchmod(fd_, 0666 & ~FirstUmask());
   }
 }
 
 OutputFile::~OutputFile() {
   if (fd_ >= 0) close(fd_);
   if (!temporary_.empty()) unlink(temporary_.c_str());
-  gHasTemporary = 0;
+  ForgetName();
+}
+
+void OutputFile::ForgetName() {
+  if (name_ == nullptr) return;
+  name_->isThere = false;
+  name_->isTaken = false;
+  name_ = nullptr;
 }
 
 void OutputFile::Refuse(const std::string& reason) const {
   throw Refusal(Exit::WriteFailed, "cannot write " + shown_ + ": " + reason);
+}
+
+void OutputFile::RefuseBy(int error) const {
+  throw Refusal(Exit::WriteFailed, "cannot write " + shown_ + ": " + std::strerror(error), error);
 }
 
 void OutputFile::Open() {
@@ -130,16 +170,26 @@ void OutputFile::Open() {
 }
 
 void OutputFile::MakeNamed(const std::function<bool(const char*)>& make) {
+  HandleSignals();
+  name_ = TakeTemporaryName();
   for (unsigned attempt = 0;; ++attempt) {
     std::string name =
-        directory_ + "/.kxcms-" + std::to_string(getpid()) + "-" + std::to_string(attempt);
-    if (name.size() >= PATH_MAX) Refuse(std::strerror(ENAMETOOLONG));
-    RememberForSignals(name);
+        directory_ + "/.kxcms-" +
+        (ownName_.empty() ? std::to_string(getpid()) + "-" + std::to_string(attempt) : ownName_);
+    if (name.size() >= PATH_MAX) RefuseBy(ENAMETOOLONG);
+    name_->isThere = false;
+    std::memcpy(name_->path, name.c_str(), name.size() + 1);
+    name_->isThere = true;
     if (make(name.c_str())) {
       temporary_ = std::move(name);  // without an allocation: the file exists by now
       return;
     }
-    if (errno != EEXIST) Refuse(std::strerror(errno));
+    const bool isLeftBehind = errno == EEXIST && !ownName_.empty() && attempt == 0;
+    if (isLeftBehind) {
+      unlink(name.c_str());
+    } else if (errno != EEXIST || !ownName_.empty()) {
+      RefuseBy(errno);
+    }
   }
 }
 
@@ -158,11 +208,11 @@ void OutputFile::Close() {
   const int fd = fd_;
   fd_ = -1;
   // Some network file systems tell only now what they could not write.
-  if (close(fd) != 0 && errno != EINTR) Refuse(std::strerror(errno));
+  if (close(fd) != 0 && errno != EINTR) RefuseBy(errno);
 }
 
 void OutputFile::Commit(bool isDurable) {
-  if (isDurable && fsync(fd_) != 0) Refuse(std::strerror(errno));
+  if (isDurable && fsync(fd_) != 0) RefuseBy(errno);
   if (temporary_.empty()) {
     // Linking cannot replace an existing file, renaming can.
     const std::string unnamed = "/proc/self/fd/" + std::to_string(fd_);
@@ -171,8 +221,9 @@ void OutputFile::Commit(bool isDurable) {
     });
   }
   Close();
-  if (std::rename(temporary_.c_str(), target_.c_str()) != 0) Refuse(std::strerror(errno));
+  if (std::rename(temporary_.c_str(), target_.c_str()) != 0) RefuseBy(errno);
   temporary_.clear();
+  ForgetName();
   if (!isDurable) return;
   const int folder = open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   const bool isSynced = folder >= 0 && fsync(folder) == 0;

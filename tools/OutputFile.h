@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+struct TemporaryName;
+
 /// A file that appears under its name only when it is complete.
 ///
 /// It is written beside its target, without a name where the file system can do that, and renamed
@@ -13,12 +15,16 @@
 /// existing file permissions, owner, group and extended attributes are kept where that is allowed;
 /// its other hard links keep the old contents.
 ///
-/// The signals that end a process by default, as far as they come from outside, remove a named
-/// temporary file; one object at a time.
+/// The signals that end a process by default, as far as they come from outside, remove the named
+/// temporary files of all objects, unless the command handles them itself. Each object is for one
+/// thread; any number of threads may have some.
 class OutputFile {
  public:
   /// Refuses a target that is not a regular file, or that cannot be written.
-  explicit OutputFile(const std::string& path);
+  /// @param ownName  end of the temporary file's name, if the caller knows one that nobody else
+  /// uses
+  ///                 in this folder: what bears it was left behind by a killed process, and goes
+  explicit OutputFile(const std::string& path, const std::string& ownName = "");
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -33,16 +39,21 @@ class OutputFile {
  private:
   OutputFile() = default;
   [[noreturn]] void Refuse(const std::string& reason) const;
+  /// @param error  errno
+  [[noreturn]] void RefuseBy(int error) const;
   void Open();
   void Close();
   void KeepAttributes(const std::string& existing) const;
   /// Calls `make` with free names beside the target until it succeeds.
   void MakeNamed(const std::function<bool(const char*)>& make);
+  void ForgetName();
 
   std::string shown_;      ///< the path as the user gave it
   std::string target_;     ///< with links followed
   std::string directory_;  ///< of the target
-  std::string temporary_;  ///< empty while the file has no name
+  std::string ownName_;
+  std::string temporary_;          ///< empty while the file has no name
+  TemporaryName* name_ = nullptr;  ///< what the signal handler knows of it
   int fd_ = -1;
 };
 

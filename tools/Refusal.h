@@ -17,9 +17,10 @@ enum class Exit {
 /// Ends the command: one line for standard error, without the leading "kxcms: ", and the status.
 class Refusal : public std::runtime_error {
  public:
-  Refusal(Exit exitStatus, const std::string& line)
-      : std::runtime_error(line), status(exitStatus) {}
+  Refusal(Exit exitStatus, const std::string& line, int error = 0)
+      : std::runtime_error(line), status(exitStatus), systemError(error) {}
   Exit status;
+  int systemError;  ///< errno where that was the reason of a failed write, otherwise 0
 };
 
 #endif

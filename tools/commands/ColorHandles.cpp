@@ -18,13 +18,6 @@ bool IsForImages(std::string_view space) {
   return space != "lab" && space != "xyz";
 }
 
-bool IsSpace(const std::string& name) {
-  for (std::size_t i = 0; i < kxp_space_count(); ++i) {
-    if (name == kxp_space_name(i)) return IsForImages(name);
-  }
-  return false;
-}
-
 ProfileHandle OpenSpace(const std::string& name) {
   kxp_error error = {};
   error.size = sizeof error;
@@ -46,6 +39,13 @@ std::vector<unsigned char> BytesOfSpace(const kxp_profile* space, const std::str
 }
 
 }  // namespace
+
+bool IsImageSpace(const std::string& name) {
+  for (std::size_t i = 0; i < kxp_space_count(); ++i) {
+    if (name == kxp_space_name(i)) return IsForImages(name);
+  }
+  return false;
+}
 
 void RefuseProfile(const std::string& name, const kxp_error& error) {
   if (error.status == KXP_ERROR_MEMORY) throw std::bad_alloc();
@@ -71,13 +71,13 @@ ProfileHandle ReadProfileBytes(std::span<const unsigned char> bytes, const std::
 }
 
 std::vector<unsigned char> NamedProfile(const std::string& name) {
-  return IsSpace(name) ? BytesOfSpace(OpenSpace(name).get(), name) : ReadProfileFile(name);
+  return IsImageSpace(name) ? BytesOfSpace(OpenSpace(name).get(), name) : ReadProfileFile(name);
 }
 
 Destination OpenDestination(const std::string& name) {
   Destination destination;
   destination.name = name;
-  destination.isBuiltIn = IsSpace(name);
+  destination.isBuiltIn = IsImageSpace(name);
   if (destination.isBuiltIn) {
     destination.profile = OpenSpace(name);
     destination.bytes = BytesOfSpace(destination.profile.get(), name);

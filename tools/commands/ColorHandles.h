@@ -38,6 +38,9 @@ struct Destination {
 /// that is neither.
 Destination OpenDestination(const std::string& name);
 
+/// Whether a name is that of a built-in space that images can have.
+bool IsImageSpace(const std::string& name);
+
 /// Prints the built-in spaces that images can have, with what they are.
 void ListDestinations();
 

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "../IntentNames.h"
 #include "../OutputSpaces.h"
 #include "Trace.h"
 
@@ -13,10 +14,13 @@ namespace {
 
 using namespace ICC40::ICCFILE;
 
-const std::map<std::string, Intent> kIntents = {{"perceptual", Percepture},
-                                                {"relative", Relative},
-                                                {"saturation", Saturation},
-                                                {"absolute", Absolute}};
+std::map<std::string, Intent> Intents() {
+  std::map<std::string, Intent> intents;
+  for (std::size_t i = 0; i < kIntentNames.size(); ++i) {
+    intents[kIntentNames[i]] = static_cast<Intent>(i);
+  }
+  return intents;
+}
 
 }  // namespace
 
@@ -34,7 +38,7 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({8, 16}));
   app.add_option("--intent", request.intent,
                  "perceptual, relative, saturation or absolute (default: perceptual)")
-      ->transform(CLI::CheckedTransformer(kIntents));
+      ->transform(CLI::CheckedTransformer(Intents()));
   app.add_option("--to", space, "output colour space as in kxcms convert (default: srgb)");
   app.add_option("--lightness", request.lightness, "offset in L*, -100 to 100")
       ->check(CLI::Range(-100, 100));

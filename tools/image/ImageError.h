@@ -14,9 +14,10 @@ class ImageError : public std::runtime_error {
     kUnsupported,  ///< sound as far as anyone knows, but of a form that is not taken
     kUnwritable,   ///< the result cannot be written, or not in the form that was asked for
   };
-  ImageError(Kind errorKind, const std::string& sentence)
-      : std::runtime_error(sentence), kind(errorKind) {}
+  ImageError(Kind errorKind, const std::string& sentence, int error = 0)
+      : std::runtime_error(sentence), kind(errorKind), systemError(error) {}
   Kind kind;
+  int systemError;  ///< errno where that was the reason of a failed write, otherwise 0
 };
 
 [[noreturn]] inline void RefuseDamaged(const std::string& sentence) {

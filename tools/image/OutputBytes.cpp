@@ -28,7 +28,8 @@ bool OutputBytes::Write(std::uint64_t at, const void* bytes, std::size_t count) 
 }
 
 void OutputBytes::Check() const {
-  if (failure_ != 0) throw ImageError(ImageError::Kind::kUnwritable, std::strerror(failure_));
+  if (failure_ == 0) return;
+  throw ImageError(ImageError::Kind::kUnwritable, std::strerror(failure_), failure_);
 }
 
 }  // namespace kxcms::image

@@ -11,6 +11,7 @@
 #include "profile/Models.h"
 #include "profile/ProfileReader.h"
 #include "profile/SpaceProfile.h"
+#include "tools/IntentNames.h"
 #include "tools/report/Conversions.h"
 
 namespace kxcms::report {
@@ -208,9 +209,7 @@ std::string VersionText(std::uint32_t version) {
 }  // namespace
 
 const char* NameOf(RenderingIntent intent) {
-  constexpr std::array<const char*, 4> kNames = {"perceptual", "relative", "saturation",
-                                                 "absolute"};
-  return kNames[static_cast<std::size_t>(intent)];
+  return kIntentNames[static_cast<std::size_t>(intent)];
 }
 
 std::string TextOf(Signature signature) {

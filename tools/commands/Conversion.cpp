@@ -1,0 +1,407 @@
+#include "tools/commands/Conversion.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <thread>
+#include <utility>
+
+#include "tools/IntentNames.h"
+#include "tools/Refusal.h"
+#include "tools/image/ImageError.h"
+#include "tools/image/TrueTags.h"
+
+using namespace kxcms::image;
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+bool HasMain(const std::vector<Page>& pages, std::size_t end) {
+  return std::any_of(
+      pages.begin(), pages.begin() + static_cast<std::ptrdiff_t>(end),
+      [](const Page& page) { return (page.subfileType & (Page::kReduced | Page::kMask)) == 0; });
+}
+
+/// A reduced copy has the colours of its main image.
+const Bytes* MainProfile(const ImageSource& source) {
+  for (const Page& page : source.pages()) {
+    if (page.profile && !page.profile->empty()) return &*page.profile;
+  }
+  return nullptr;
+}
+
+kxp_image ImageOf(const Page& page, unsigned char* pixels) {
+  const std::size_t sampleBytes = page.bits / 8;
+  kxp_image image = {};
+  image.size = sizeof image;
+  image.r = pixels;
+  image.g = pixels + sampleBytes;
+  image.b = pixels + 2 * sampleBytes;
+  image.pixel_stride = static_cast<std::ptrdiff_t>(page.PixelBytes());
+  image.sample = page.bits == 8 ? KXP_U8 : KXP_U16;
+  for (std::size_t i = 0; i < page.extras.size(); ++i) {
+    if (page.extras[i] == Extra::kUnspecified) continue;
+    image.a = pixels + (3 + i) * sampleBytes;
+    if (page.extras[i] == Extra::kAssociatedAlpha) image.flags = KXP_ASSOCIATED_ALPHA;
+    break;
+  }
+  return image;
+}
+
+/// What the pipeline does not touch, in the result's depth: samples that are no colour.
+void CopyExtras(const Page& from, const unsigned char* source, const Page& to,
+                unsigned char* destination, std::size_t pixels) {
+  for (std::size_t i = 0; i < pixels; ++i) {
+    for (std::size_t sample = 3; sample < from.Samples(); ++sample) {
+      std::uint16_t value = 0;
+      if (from.bits == 8) {
+        value = static_cast<std::uint16_t>(source[i * from.PixelBytes() + sample] * 257);
+        std::memcpy(destination + i * to.PixelBytes() + sample * 2, &value, 2);
+      } else {
+        std::memcpy(&value, source + i * from.PixelBytes() + sample * 2, 2);
+        // The nearest of 255 steps; 65535 is 257 of each.
+        destination[i * to.PixelBytes() + sample] =
+            static_cast<unsigned char>((value + 128u) / 257u);
+      }
+    }
+  }
+}
+
+/// How many samples are at either end of their range.
+template <typename Sample>
+void CountClipped(const Sample* samples, std::size_t pixels, unsigned perPixel,
+                  std::array<std::uint64_t, 3>& counts) {
+  constexpr auto kFull = static_cast<Sample>(-1);
+  for (std::size_t i = 0; i < pixels; ++i, samples += perPixel) {
+    for (std::size_t c = 0; c < 3; ++c) counts[c] += samples[c] == 0 || samples[c] == kFull;
+  }
+}
+
+}  // namespace
+
+Format FormatOf(const ConvertRequest& request) {
+  if (request.format) return *request.format;
+  std::string suffix = std::filesystem::path(request.output).extension().string();
+  std::transform(suffix.begin(), suffix.end(), suffix.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (suffix == ".tif" || suffix == ".tiff") return Format::kTiff;
+  if (suffix == ".jpg" || suffix == ".jpeg") return Format::kJpeg;
+  if (suffix == ".png") return Format::kPng;
+  throw Refusal(Exit::Usage, request.output +
+                                 ": its suffix names no format (.tif, .tiff, .jpg, .jpeg, .png); "
+                                 "--format does");
+}
+
+const char* NameOf(Format format) {
+  switch (format) {
+    case Format::kJpeg:
+      return "JPEG";
+    case Format::kPng:
+      return "PNG";
+    case Format::kTiff:
+      break;
+  }
+  return "TIFF";
+}
+
+/// Gives the errors of images the name of the file that they concern.
+template <typename Function>
+auto Conversion::Named(Function function) {
+  try {
+    return function();
+  } catch (const ImageError& error) {
+    switch (error.kind) {
+      case ImageError::Kind::kUnwritable:
+        throw Refusal(Exit::WriteFailed, "cannot write " + request_.output + ": " + error.what(),
+                      error.systemError);
+      case ImageError::Kind::kUnsupported:
+        throw Refusal(Exit::WouldBeWrong, request_.input + ": " + error.what());
+      case ImageError::Kind::kUnreadable:
+        break;
+    }
+    throw Refusal(Exit::InputUnreadable, request_.input + ": " + error.what());
+  }
+}
+
+Conversion::Conversion(ConvertRequest request, Findings findings)
+    : request_(std::move(request)), findings_(findings) {
+  record_.format = FormatOf(request_);
+  CheckOptions();
+  if (findings_.pixelSha256) pixels_.emplace();
+}
+
+void Conversion::Open() {
+  stream_ = OpenInput(request_.input);
+  const std::uint64_t size = RegularFileSize(inputFd(), request_.input);
+  source_ = Named([&] { return ImageSource::Open(inputFd(), size); });
+}
+
+void Conversion::UseProfile(const std::string& name, const std::string& source) {
+  request_.profile = name;
+  namedBy_ = source;
+}
+
+void Conversion::Choose(ColorStore& colors) {
+  colors_ = &colors;
+  record_.destination = colors.destination().name;
+  ChoosePages();
+  ChooseProfiles();
+}
+
+void Conversion::Write(OutputFile& output, const Watch& watch) {
+  Named([&] {
+    for (Work& work : work_) PreparePage(work);
+    for (std::size_t i = 0; i < work_.size(); ++i) {
+      record_.pages[i].bits = work_[i].page.bits;
+      record_.pages[i].samples = work_[i].page.Samples();
+    }
+    OutputBytes bytes(output.fd());
+    constexpr int kQuality = 90;
+    const auto sink = ImageSink::Make(
+        record_.format, bytes, {IsBig(), request_.quality.value_or(kQuality)}, record_.dropped);
+    for (const Work& work : work_) {
+      source_->Select(work.index);
+      sink->BeginPage(work.page);
+      ConvertRows(work, *sink, watch);
+      sink->EndPage();
+    }
+    sink->Finish();
+    if (pixels_) FindPixelDigest(output, bytes.size());
+  });
+  for (std::size_t c = 0; c < clippedSamples_.size(); ++c) {
+    record_.clipped[c] =
+        static_cast<double>(clippedSamples_[c]) / static_cast<double>(PixelCount());
+  }
+}
+
+void Conversion::FindPixelDigest(const OutputFile& output, std::uint64_t sizeBytes) {
+  if (record_.format == Format::kTiff) {
+    record_.pixelSha256 = pixels_->Hexadecimal();
+    return;
+  }
+  // JPEG loses something, and PNG has no place for every extra sample: only decoding tells.
+  const auto result = ImageSource::Open(output.fd(), sizeBytes);
+  record_.pixelSha256 = PixelDigestOf(*result);
+}
+
+std::uint64_t Conversion::PixelCount() const {
+  std::uint64_t pixels = 0;
+  for (const Work& work : work_) pixels += std::uint64_t{work.page.width} * work.page.height;
+  return pixels;
+}
+
+void Conversion::RefuseInput(const std::string& reason) const {
+  throw Refusal(Exit::WouldBeWrong, request_.input + ": " + reason);
+}
+
+void Conversion::CheckOptions() const {
+  if (record_.format != Format::kTiff && request_.compression) {
+    throw Refusal(Exit::Usage, "--compress concerns TIFF files alone");
+  }
+  if (record_.format != Format::kTiff && request_.bigTiff != ConvertRequest::Big::kAuto) {
+    throw Refusal(Exit::Usage, "--bigtiff concerns TIFF files alone");
+  }
+  if (record_.format != Format::kJpeg && request_.quality) {
+    throw Refusal(Exit::Usage, "--quality concerns JPEG files alone");
+  }
+  if (record_.format == Format::kJpeg && request_.bits == 16u) {
+    throw Refusal(Exit::Usage, "JPEG holds 8 bits a sample; --depth 16 cannot be");
+  }
+}
+
+void Conversion::ChoosePages() {
+  const std::vector<Page>& pages = source_->pages();
+  std::size_t end = pages.size();
+  if (request_.onlyFirstPage) {
+    end = 1;
+    while (end < pages.size() && pages[end].parent) ++end;
+    if (end < pages.size()) {
+      record_.dropped.push_back(std::to_string(pages.size() - end) + " further pages");
+    }
+  }
+  std::map<std::size_t, std::size_t> written;  // page of the source: page of the result
+  for (std::size_t i = 0; i < end; ++i) {
+    const Page& page = pages[i];
+    const bool isCopy = (page.subfileType & (Page::kReduced | Page::kMask)) != 0;
+    const std::string name = pages.size() == 1 ? "" : "page " + std::to_string(i + 1) + ": ";
+    if (!page.refusal.empty()) {
+      if (!isCopy) RefuseInput(name + page.refusal);
+      record_.dropped.push_back(
+          ((page.subfileType & Page::kMask) != 0 ? "a transparency mask (" : "a reduced copy (") +
+          page.refusal + ")");
+      continue;
+    }
+    if (record_.format != Format::kTiff && isCopy && (!work_.empty() || HasMain(pages, end))) {
+      record_.dropped.emplace_back("a reduced copy");
+      continue;
+    }
+    if (record_.format != Format::kTiff && !work_.empty()) {
+      RefuseInput(std::string("several pages, and ") + NameOf(record_.format) +
+                  " holds one; --pages first takes the first");
+    }
+    written[i] = work_.size();
+    work_.push_back({i, page, nullptr, {}});
+    // Below a page that is dropped, a SubIFD becomes a page of its own.
+    std::optional<std::size_t>& parent = work_.back().page.parent;
+    if (parent) {
+      const auto found = written.find(*parent);
+      parent = found == written.end() ? std::nullopt : std::optional(found->second);
+    }
+  }
+  if (work_.empty()) RefuseInput("no page that can be converted");
+  for (const Work& work : work_) {
+    record_.pages.push_back({work.index + 1,
+                             work.page.width,
+                             work.page.height,
+                             work.page.bits,
+                             work.page.Samples(),
+                             {}});
+  }
+}
+
+void Conversion::ChooseProfiles() {
+  for (std::size_t i = 0; i < work_.size(); ++i) {
+    ProfileRecord& record = record_.pages[i].profile;
+    ChooseProfile(work_[i], record);
+    // What cannot be used is refused before anything is written.
+    const std::shared_ptr<const DeviceColors> colors = ColorsOf(work_[i]);
+    record.sha256 = colors->sha256;
+    record.description = colors->description;
+    record.tag = colors->sourceTag;
+    record.isFallback = colors->isSourceFallback;
+    NoteFallback(colors->isSourceFallback, colors->sourceTag, work_[i].profileName);
+    NoteFallback(colors->isTargetFallback, colors->targetTag, "profile " + record_.destination);
+  }
+}
+
+void Conversion::ChooseProfile(Work& work, ProfileRecord& record) {
+  const Page& page = source_->pages()[work.index];
+  const bool isCopy = (page.subfileType & Page::kReduced) != 0;
+  const Bytes* embedded = page.profile && !page.profile->empty() ? &*page.profile : nullptr;
+  if (embedded == nullptr && isCopy) embedded = MainProfile(*source_);
+  if (request_.profile) {
+    work.profile = &colors_->Named(*request_.profile);
+    work.profileName = "profile " + *request_.profile;
+    record.source = namedBy_;
+  } else if (embedded != nullptr) {
+    work.profile = embedded;
+    work.profileName = "profile embedded in " + request_.input;
+    record.source = "embedded";
+  } else if (request_.assume) {
+    work.profile = &colors_->Named(*request_.assume);
+    work.profileName = "profile " + *request_.assume;
+    record.source = "assumed";
+  } else {
+    throw Refusal(Exit::ProfileUnusable,
+                  request_.input + ": no profile is embedded; name one with --profile");
+  }
+}
+
+std::shared_ptr<const DeviceColors> Conversion::ColorsOf(const Work& work) {
+  return colors_->From(*work.profile, work.profileName);
+}
+
+void Conversion::Note(const std::string& note) {
+  if (std::find(record_.notes.begin(), record_.notes.end(), note) == record_.notes.end())
+    record_.notes.push_back(note);
+}
+
+void Conversion::NoteFallback(bool isFallback, const std::string& tag, const std::string& name) {
+  // A matrix serves every intent alike; only who asks for another than the default is told.
+  if (!isFallback || (tag == "matrix" && request_.intent == KXP_PERCEPTUAL)) return;
+  Note(name + " has no tag for the intent " + kIntentNames[request_.intent] + "; its " + tag +
+       " is used");
+}
+
+void Conversion::PreparePage(Work& work) {
+  const Page& from = source_->pages()[work.index];
+  Page& page = work.page;
+  if (request_.bits) page.bits = *request_.bits;
+  if (record_.format == Format::kJpeg && page.bits != 8) {
+    RefuseInput("16 bits a sample, and JPEG holds 8; --depth 8 takes that loss");
+  }
+  if (record_.format == Format::kPng) {
+    // PNG's alpha is not associated; the conversion divides by it.
+    std::replace(page.extras.begin(), page.extras.end(), Extra::kAssociatedAlpha, Extra::kAlpha);
+  }
+  std::uint16_t compression = request_.compression.value_or(from.layout.compression);
+  if (record_.format == Format::kTiff && !request_.compression && !IsLossless(compression)) {
+    compression = 1;
+    Note(request_.input + " is compressed with loss; " + request_.output + " is not compressed");
+  }
+  page.layout = LayoutFor(page, compression);
+  record_.dropped.insert(record_.dropped.end(), page.dropped.begin(), page.dropped.end());
+  NamedColors colors = NamedColors::kOther;
+  if (request_.tag == "auto" && colors_->destination().isBuiltIn) {
+    if (colors_->destination().name == "srgb") colors = NamedColors::kSrgb;
+    if (colors_->destination().name == "adobe-rgb") colors = NamedColors::kAdobeRgb;
+  }
+  MakeTrue(page.metadata, colors, record_.dropped);
+  page.profile = colors_->tag();
+}
+
+bool Conversion::IsBig() const {
+  if (request_.bigTiff != ConvertRequest::Big::kAuto) {
+    return request_.bigTiff == ConvertRequest::Big::kYes;
+  }
+  // What does not shrink may grow a little, and there are tags too.
+  constexpr double kMost = 4294967296.0 / 1.1;
+  double bytes = 0;
+  for (const Work& work : work_) {
+    bytes += static_cast<double>(work.page.RowBytes()) * work.page.height;
+  }
+  return bytes > kMost;
+}
+
+void Conversion::ConvertRows(const Work& work, ImageSink& sink, const Watch& watch) {
+  const Page& from = source_->pages()[work.index];
+  const Page& to = work.page;
+  // Enough for the threads not to notice where a piece ends, and little beside the rest.
+  constexpr std::size_t kPieceBytes = 4u << 20;
+  const auto rows = static_cast<std::uint32_t>(
+      std::clamp<std::size_t>(kPieceBytes / to.RowBytes(), 1, from.height));
+  const bool isInPlace = from.bits == to.bits;
+  Bytes input(from.RowBytes() * rows);
+  Bytes output(isInPlace ? 0 : to.RowBytes() * rows);
+  unsigned char* const result = isInPlace ? input.data() : output.data();
+  const kxp_image sourceImage = ImageOf(from, input.data());
+  const kxp_image resultImage = ImageOf(to, result);
+  kxp_convert_options options = {};
+  options.size = sizeof options;
+  const std::shared_ptr<const DeviceColors> colors = ColorsOf(work);
+  options.threads = request_.threads > 0 ? static_cast<std::uint32_t>(request_.threads)
+                                         : std::thread::hardware_concurrency();
+  for (std::uint32_t row = 0; row < from.height; row += rows) {
+    const std::uint32_t count = std::min(rows, from.height - row);
+    source_->ReadRows(input.data(), count);
+    if (!isInPlace && from.Samples() > 3) {
+      CopyExtras(from, input.data(), to, result, std::size_t{count} * from.width);
+    }
+    kxp_error error = {};
+    error.size = sizeof error;
+    if (kxp_convert(colors->pipeline.get(), &sourceImage, &resultImage, from.width, count, &options,
+                    &error) != KXP_OK) {
+      RefuseInput(error.message);
+    }
+    Examine(result, to, count);
+    sink.WriteRows(result, count);
+    donePixels_ += std::uint64_t{from.width} * count;
+    watch(donePixels_);
+  }
+}
+
+void Conversion::Examine(const unsigned char* result, const Page& page, std::uint32_t rows) {
+  const std::size_t pixels = std::size_t{page.width} * rows;
+  if (findings_.clipped && page.bits == 8) {
+    CountClipped(result, pixels, page.Samples(), clippedSamples_);
+  } else if (findings_.clipped) {
+    CountClipped(reinterpret_cast<const std::uint16_t*>(result), pixels, page.Samples(),
+                 clippedSamples_);
+  }
+  if (pixels_ && record_.format == Format::kTiff) {
+    pixels_->Update(result, page.RowBytes() * rows, page.bits);
+  }
+}
