@@ -86,6 +86,37 @@ std::string FollowLinks(const std::string& path) {
   return target.string();
 }
 
+/// Where programs put temporary files.
+std::string TemporaryFolder() {
+  std::error_code failed;
+  const fs::path folder = fs::temp_directory_path(failed);
+  return failed ? "/tmp" : folder.string();
+}
+
+class BlockedSignals {
+ public:
+  BlockedSignals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+ private:
+  sigset_t before_;
+};
+
+/// A part of a name that no other process takes.
+std::string NameOfAttempt(unsigned attempt) {
+  return std::to_string(getpid()) + "-" + std::to_string(attempt);
+}
+
+std::string HiddenName(const std::string& folder, const std::string& name) {
+  return folder + "/.kxcms-" + name;
+}
+
 /// That of the process when it began to write: it can only be asked for by changing it, which other
 /// threads must not see.
 mode_t FirstUmask() {
@@ -103,12 +134,40 @@ void IgnoreFileSizeSignal() {
   signal(SIGXFSZ, SIG_IGN);
 }
 
+std::string FolderOf(const std::string& path) {
+  if (path == kStandardStream) return TemporaryFolder();
+  const fs::path parent = fs::path(FollowLinks(path)).parent_path();
+  return parent.empty() ? "." : parent.string();
+}
+
+int OpenUnnamed(const std::string& folder) {
+  int fd = open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (fd >= 0) return fd;
+  // It has a name for a moment, in which no signal ends the process.
+  int reason = EEXIST;
+  for (unsigned attempt = 0; fd < 0 && reason == EEXIST; ++attempt) {
+    const std::string name = HiddenName(folder, NameOfAttempt(attempt));
+    const BlockedSignals blocked;
+    fd = open(name.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600);
+    reason = errno;
+    if (fd >= 0) unlink(name.c_str());
+  }
+  errno = reason;
+  return fd;
+}
+
 OutputFile::OutputFile(const std::string& path, const std::string& ownName) : OutputFile() {
   shown_ = path;
   ownName_ = ownName;
+  directory_ = FolderOf(path);
+  if (path == kStandardStream) {
+    fd_ = OpenUnnamed(directory_);
+    if (fd_ < 0) Refuse(directory_ + ": " + std::strerror(errno));
+    // A reader that goes away is an error like every other.
+    signal(SIGPIPE, SIG_IGN);
+    return;
+  }
   target_ = FollowLinks(path);
-  const fs::path parent = fs::path(target_).parent_path();
-  directory_ = parent.empty() ? "." : parent.string();
   struct stat existing;
   const bool exists = stat(path.c_str(), &existing) == 0;
   if (!exists && errno == ELOOP) RefuseBy(errno);
@@ -174,8 +233,7 @@ void OutputFile::MakeNamed(const std::function<bool(const char*)>& make) {
   name_ = TakeTemporaryName();
   for (unsigned attempt = 0;; ++attempt) {
     std::string name =
-        directory_ + "/.kxcms-" +
-        (ownName_.empty() ? std::to_string(getpid()) + "-" + std::to_string(attempt) : ownName_);
+        HiddenName(directory_, ownName_.empty() ? NameOfAttempt(attempt) : ownName_);
     if (name.size() >= PATH_MAX) RefuseBy(ENAMETOOLONG);
     name_->isThere = false;
     std::memcpy(name_->path, name.c_str(), name.size() + 1);
@@ -211,7 +269,30 @@ void OutputFile::Close() {
   if (close(fd) != 0 && errno != EINTR) RefuseBy(errno);
 }
 
+void OutputFile::CopyToStandardOutput() const {
+  constexpr std::size_t kBlockBytes = 1u << 20;
+  std::vector<char> block(kBlockBytes);
+  for (off_t at = 0;;) {
+    const ssize_t got = pread(fd_, block.data(), block.size(), at);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) RefuseBy(errno);
+    if (got == 0) return;
+    at += got;
+    for (ssize_t from = 0; from < got;) {
+      const ssize_t put = write(STDOUT_FILENO, &block[static_cast<std::size_t>(from)],
+                                static_cast<std::size_t>(got - from));
+      if (put < 0 && errno == EINTR) continue;
+      if (put <= 0) RefuseBy(errno);
+      from += put;
+    }
+  }
+}
+
 void OutputFile::Commit(bool isDurable) {
+  if (target_.empty()) {
+    CopyToStandardOutput();
+    return;
+  }
   if (isDurable && fsync(fd_) != 0) RefuseBy(errno);
   if (temporary_.empty()) {
     // Linking cannot replace an existing file, renaming can.

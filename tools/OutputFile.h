@@ -6,6 +6,9 @@
 
 struct TemporaryName;
 
+/// The path that stands for standard input or output.
+inline const std::string kStandardStream = "-";
+
 /// A file that appears under its name only when it is complete.
 ///
 /// It is written beside its target, without a name where the file system can do that, and renamed
@@ -14,6 +17,9 @@ struct TemporaryName;
 /// the result; what leads to no name (a loop, the descriptor of a deleted file) is refused. Of an
 /// existing file permissions, owner, group and extended attributes are kept where that is allowed;
 /// its other hard links keep the old contents.
+///
+/// Standard output, the path "-", gets the file when it is complete, copied from where programs put
+/// temporary files; what it takes may be a part when that fails.
 ///
 /// The signals that end a process by default, as far as they come from outside, remove the named
 /// temporary files of all objects, unless the command handles them itself. Each object is for one
@@ -32,7 +38,7 @@ class OutputFile {
   /// The file, empty at first; whoever writes to it looks whether that succeeds.
   int fd() const { return fd_; }
 
-  /// Gives the file its name.
+  /// Gives the file its name, or copies it to standard output.
   /// @param isDurable  forces file and folder to the disk
   void Commit(bool isDurable);
 
@@ -43,6 +49,7 @@ class OutputFile {
   [[noreturn]] void RefuseBy(int error) const;
   void Open();
   void Close();
+  void CopyToStandardOutput() const;
   void KeepAttributes(const std::string& existing) const;
   /// Calls `make` with free names beside the target until it succeeds.
   void MakeNamed(const std::function<bool(const char*)>& make);
@@ -56,6 +63,13 @@ class OutputFile {
   TemporaryName* name_ = nullptr;  ///< what the signal handler knows of it
   int fd_ = -1;
 };
+
+/// The folder in which a file of this path is made: temporary files beside it lie there.
+std::string FolderOf(const std::string& path);
+
+/// A new file without a name in a folder, to write and read.
+/// @return its descriptor; negative, with errno: it cannot be made
+int OpenUnnamed(const std::string& folder);
 
 /// A write past the file size limit shall fail like one on a full disk instead of killing.
 void IgnoreFileSizeSignal();

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-/// All bytes of a profile file; refuses what cannot be read.
+/// All bytes of a profile file, or the first ones of what is none; refuses what cannot be read.
 std::vector<unsigned char> ReadProfileFile(const std::string& path);
 
-/// All bytes of an open file from its position on; refuses what cannot be read.
+/// All bytes of an open file from its position on, whatever they are; refuses what cannot be read.
 /// @param name  how messages call it
 std::vector<unsigned char> ReadProfile(int fd, const std::string& name);
 

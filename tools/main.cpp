@@ -9,6 +9,7 @@
 #include "OutputFile.h"
 #include "Refusal.h"
 #include "SelfTest.h"
+#include "Stack.h"
 #include "tools/commands/ColorHandles.h"
 #include "tools/commands/ConvertOptions.h"
 #include "tools/commands/Probe.h"
@@ -95,10 +96,7 @@ int Fail(Exit status, std::string_view line) {
   return static_cast<int>(status);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  IgnoreFileSizeSignal();
+int Guarded(int argc, char** argv) {
   Exit status = Exit::Done;
   try {
     status = Run(argc, argv);
@@ -109,4 +107,11 @@ int main(int argc, char** argv) {
   }
   if (!std::cout.flush()) return Fail(Exit::WriteFailed, "cannot write to standard output");
   return static_cast<int>(status);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  IgnoreFileSizeSignal();
+  return WithEnoughStack([argc, argv] { return Guarded(argc, argv); });
 }

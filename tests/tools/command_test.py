@@ -7,9 +7,11 @@ Environment: KXCMS (the command), KXCMS_CONVERT_FILE (the library's file convers
 
 import json
 import os
+import resource
 import select
 import shutil
 import signal
+import socket
 import stat
 import struct
 import subprocess
@@ -38,6 +40,7 @@ CONVERT_FILE = os.environ["KXCMS_CONVERT_FILE"]
 OLD = b"what was here before"
 
 DONE, USAGE, UNREADABLE, PROFILE, WRONG, WRITE = 0, 2, 3, 4, 5, 6
+SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGXCPU)
 
 
 class Command(unittest.TestCase):
@@ -128,6 +131,13 @@ class Usage(Command):
         ("quality 0", ["convert", "--quality", "0", "in.tif", "out.jpg"],
          "--quality must be 1 to 100"),
         ("12 bits", ["convert", "--depth", "12", "in.tif", "out.tif"], "--depth must be 8 or 16"),
+        ("standard output of no format", ["convert", "in.tif", "-"],
+         "standard output needs --format"),
+        ("a record and an image on standard output",
+         ["convert", "--json", "--format", "tiff", "in.tif", "-"],
+         "--json and the image cannot both go to standard output"),
+        ("a durable standard output", ["convert", "--durable", "--format", "tiff", "in.tif", "-"],
+         "--durable concerns files alone"),
         ("a deep JPEG", ["convert", "--depth", "16", "in.tif", "out.jpg"],
          "JPEG holds 8 bits a sample; --depth 16 cannot be"),
         ("offsets without --pipeline fixed", ["convert", "--hue", "3", "in.tif", "out.tif"],
@@ -401,6 +411,7 @@ class Forms(Command):
         ("RowsPerStrip without end", {"replace": {278: (LONG, [0xFFFFFFFF])}}),
         ("RowsPerStrip larger than the image", {"replace": {278: (SHORT, [4000])}}),
         ("without PlanarConfiguration", {"without": [284]}),
+        ("without Compression", {"without": [259]}),
         ("dimensions in SHORT", {"replace": {256: (SHORT, [20]), 257: (SHORT, [12])}}),
         ("last strip padded", {"rows": 5, "padding": 40}),
         ("only strip padded", {"padding": 40}),
@@ -556,6 +567,150 @@ class Pages(Command):
                 numpy.testing.assert_array_equal(page.asarray(), kxp.convert(data, profile))
 
 
+class Streams(Command):
+    """Pipes as input and output, and what is left of them: nothing."""
+
+    ARGUMENTS = ["convert", "--profile", "scan.icc"]
+
+    def setUp(self):
+        super().setUp()
+        # More than a pipe holds.
+        self.write("in.tif", tiff(width=300, length=200, rows=16))
+        self.convert(target="expected.tif")
+        self.names = ("expected.tif", "in.tif", "out.tif", "scan.icc")
+
+    def piped(self, *arguments, data=None, **options):
+        options.setdefault("input", self.read("in.tif") if data is None else data)
+        return subprocess.run([KXCMS, *self.ARGUMENTS, *arguments], cwd=self.folder,
+                              capture_output=True, timeout=120, **options)
+
+    def test_from_a_pipe(self):
+        for name in ("-", "/dev/stdin"):
+            with self.subTest(name):
+                done = self.piped(name, "out.tif")
+                self.assertEqual((done.returncode, done.stdout, done.stderr), (DONE, b"", b""))
+                self.assertEqual(self.read("out.tif"), self.read("expected.tif"))
+                self.expect_untouched(*self.names)
+                os.remove(self.path("out.tif"))
+
+    def test_from_a_pipe_with_a_name(self):
+        """Its writer may come later."""
+        os.mkfifo(self.path("pipe"))
+        running = subprocess.Popen([KXCMS, *self.ARGUMENTS, "pipe", "out.tif"], cwd=self.folder,
+                                   stderr=subprocess.PIPE)
+        time.sleep(0.1)
+        self.assertIsNone(running.poll())
+        self.write("pipe", self.read("in.tif"))
+        self.assertEqual((running.communicate(timeout=60)[1], running.returncode), (b"", DONE))
+        self.assertEqual(self.read("out.tif"), self.read("expected.tif"))
+        self.expect_untouched("pipe", *self.names)
+
+    def test_from_a_socket(self):
+        ours, theirs = socket.socketpair()
+        running = subprocess.Popen([KXCMS, *self.ARGUMENTS, "-", "out.tif"], cwd=self.folder,
+                                   stdin=theirs, stderr=subprocess.PIPE)
+        theirs.close()
+        ours.sendall(self.read("in.tif"))
+        ours.close()
+        self.assertEqual((running.communicate(timeout=60)[1], running.returncode), (b"", DONE))
+        self.assertEqual(self.read("out.tif"), self.read("expected.tif"))
+
+    def test_from_a_file_as_standard_input(self):
+        """From where the caller has read it up to."""
+        for skipped in (b"", b"what another program has read"):
+            with self.subTest(skipped=skipped):
+                self.write("in", skipped + self.read("in.tif"))
+                with open(self.path("in"), "rb") as file:
+                    os.lseek(file.fileno(), len(skipped), os.SEEK_SET)
+                    done = self.piped("-", "out.tif", input=None, stdin=file)
+                self.assertEqual((done.returncode, done.stderr), (DONE, b""))
+                self.assertEqual(self.read("out.tif"), self.read("expected.tif"))
+
+    def test_to_standard_output(self):
+        for what, arguments in (("TIFF", ["--format", "tiff"]), ("quiet", ["--format", "tiff",
+                                                                           "--quiet"])):
+            with self.subTest(what):
+                done = self.piped(*arguments, "-", "-")
+                self.assertEqual((done.returncode, done.stderr), (DONE, b""))
+                self.assertEqual(done.stdout, self.read("expected.tif"))
+        for form in ("png", "jpeg"):
+            with self.subTest(form):
+                self.convert("--format", form, target="file")
+                self.assertEqual(self.piped("--format", form, "in.tif", "-").stdout,
+                                 self.read("file"))
+
+    def test_what_exists_is_not_asked_of_standard_output(self):
+        self.write("-", OLD)
+        done = self.piped("--exists", "refuse", "--format", "tiff", "in.tif", "-")
+        self.assertEqual((done.returncode, done.stdout), (DONE, self.read("expected.tif")))
+        self.assertEqual(self.read("-"), OLD)
+
+    def test_standard_output_that_fails(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        for what, output, reason in (("a reader that has gone", writer, "Broken pipe"),
+                                     ("a full device", os.open("/dev/full", os.O_WRONLY),
+                                      "No space left on device")):
+            with self.subTest(what):
+                done = subprocess.run([KXCMS, *self.ARGUMENTS, "--format", "tiff", "in.tif", "-"],
+                                      cwd=self.folder, stdin=subprocess.DEVNULL, stdout=output,
+                                      stderr=subprocess.PIPE, timeout=60)
+                self.assertEqual((done.returncode, done.stderr.decode()),
+                                 (WRITE, f"kxcms: cannot write -: {reason}\n"))
+            os.close(output)
+        _, terminal = surroundings.open_terminal()
+        done = subprocess.run([KXCMS, *self.ARGUMENTS, "--format", "tiff", "in.tif", "-"],
+                              cwd=self.folder, stdin=subprocess.DEVNULL, stdout=terminal,
+                              stderr=subprocess.PIPE, timeout=60)
+        self.assertEqual((done.returncode, done.stderr.decode()), (
+            USAGE, "kxcms: standard output is a terminal; an image goes to a file or pipe\n"))
+
+    def test_refused_pipes(self):
+        image = self.read("in.tif")
+        for what, data, status, line in (
+            ("nothing", b"", UNREADABLE, "-: empty file"),
+            ("text", b"This is no image.", UNREADABLE, "-: not a TIFF, JPEG or PNG file"),
+            ("cut off", image[:-1], UNREADABLE,
+             "-: damaged: the data of tag 283 lie outside the file"),
+        ):
+            with self.subTest(what):
+                done = self.piped("-", "out.tif", data=data)
+                self.assertEqual((done.returncode, done.stderr.decode()),
+                                 (status, f"kxcms: {line}\n"))
+                self.expect_untouched("expected.tif", "in.tif", "scan.icc")
+        done = self.piped("-", "nowhere/out.tif")
+        self.assertEqual((done.returncode, done.stderr.decode()), (
+            WRITE, "kxcms: cannot write a copy of - in nowhere: No such file or directory\n"))
+
+    def test_an_endless_pipe_of_something_else(self):
+        endless = subprocess.Popen(["yes"], stdout=subprocess.PIPE)
+        done = self.piped("-", "out.tif", input=None, stdin=endless.stdout)
+        endless.stdout.close()
+        endless.wait(timeout=60)
+        self.assertEqual((done.returncode, done.stderr.decode()), (
+            UNREADABLE, "kxcms: -: not a TIFF, JPEG or PNG file\n"))
+
+    def test_a_full_disk_while_copying(self):
+        surroundings.require_file_size_limits()
+        done = self.piped("-", "out.tif", preexec_fn=lambda: surroundings.limit_file_size(50_000))
+        self.assertEqual((done.returncode, done.stderr.decode()), (
+            WRITE, "kxcms: cannot write a copy of - in .: File too large\n"))
+        self.expect_untouched("expected.tif", "in.tif", "scan.icc")
+
+    def test_killed_while_waiting(self):
+        for number in SIGNALS:
+            with self.subTest(number):
+                running = subprocess.Popen([KXCMS, *self.ARGUMENTS, "-", "out.tif"],
+                                           cwd=self.folder, stdin=subprocess.PIPE)
+                running.stdin.write(self.read("in.tif")[:50_000])
+                running.stdin.flush()
+                time.sleep(0.1)
+                running.send_signal(number)
+                self.assertEqual(running.wait(timeout=60), -number)
+                running.stdin.close()
+                self.expect_untouched("expected.tif", "in.tif", "scan.icc")
+
+
 class Records(Command):
     def test_json(self):
         self.write("in.tif", tiff(extra=[(318, tiffs.RATIONAL, [(1, 3), (1, 3)])]))
@@ -627,7 +782,6 @@ class RefusedImages(Command):
         ("cut in the directory", tiff()[:-60], UNREADABLE, "damaged: cut off"),
         ("cut in the data of a tag", tiff()[:-1], UNREADABLE,
          "damaged: the data of tag 283 lie outside the file"),
-        ("no Compression", tiff(without=[259]), UNREADABLE, "damaged: no Compression"),
         ("planar configuration 3", tiff(replace={284: (SHORT, [3])}), UNREADABLE,
          "damaged: planar configuration 3"),
         ("a strip outside", tiff(replace={273: (LONG, [0xFFFFFF00])}), UNREADABLE,
@@ -667,12 +821,11 @@ class RefusedImages(Command):
 
     def test_files_that_are_no_files(self):
         os.mkdir(self.path("folder"))
-        os.mkfifo(self.path("pipe"))
         for what, name, reason in [
             ("missing", "nowhere.tif", "No such file or directory"),
             ("directory", "folder", "is a directory"),
-            ("pipe", "pipe", "not a regular file"),
-            ("device", "/dev/zero", "not a regular file"),
+            ("device", "/dev/zero", "neither a file nor a pipe"),
+            ("standard input that is a device", "-", "neither a file nor a pipe"),
         ]:
             with self.subTest(what):
                 self.convert(source=name, status=UNREADABLE, line=f"{name}: {reason}")
@@ -730,7 +883,6 @@ class RefusedProfiles(Command):
              "in.tif: no profile is embedded; name one with --profile"),
             ("missing", ["--profile", "no.icc"], "profile no.icc: No such file or directory"),
             ("directory", ["--profile", "."], "profile .: Is a directory"),
-            ("endless", ["--profile", "/dev/zero"], "profile /dev/zero: too large for a profile"),
         ]:
             with self.subTest(what):
                 self.expect(["convert", *arguments, "in.tif", "out.tif"], PROFILE, line)
@@ -777,6 +929,73 @@ class WithoutProc(Command):
         self.assertRegex(done.stderr.decode(),
                          r"\Akxcms: no private copy of the profile can be made: "
                          r"/proc/self/fd/\d+: No such file or directory\n\Z")
+
+
+@unittest.skipIf(SANITIZED, "sanitizers take memory, stack and descriptors of their own")
+class ScarceMeans(Command):
+    """What the machine does not give is nobody's fault, and never the profile's."""
+
+    def run_limited(self, kind, limits, arguments=()):
+        """@return {status: line}"""
+        outcomes = {}
+        for limit in limits:
+            def restrict(limit=limit):
+                resource.setrlimit(kind, (limit, limit))
+            done = self.run_command("convert", "--profile", "scan.icc", "--threads", "3",
+                                    *arguments, "in.tif", "out.tif", preexec_fn=restrict)
+            # The loader speaks before the command can.
+            if done.returncode != 127:
+                outcomes[done.returncode] = done.stderr.decode()
+        return outcomes
+
+    def setUp(self):
+        super().setUp()
+        self.write("in.tif", tiff(width=1000, length=300))
+
+    def test_stacks(self):
+        self.convert(target="expected.tif")
+        for kib in (32, 64, 100, 1000):
+            for pipeline in ("precise", "fixed"):
+                with self.subTest(kib=kib, pipeline=pipeline):
+                    self.assertEqual(self.run_limited(resource.RLIMIT_STACK, [kib << 10],
+                                                      ["--pipeline", pipeline]), {DONE: ""})
+            self.convert()
+            self.assertEqual(self.read("out.tif"), self.read("expected.tif"))
+
+    def test_descriptors(self):
+        outcomes = self.run_limited(resource.RLIMIT_NOFILE, range(3, 12))
+        self.assertEqual(outcomes, {
+            DONE: "",
+            UNREADABLE: "kxcms: profile scan.icc cannot be read now: Too many open files\n"})
+
+    def test_memory(self):
+        outcomes = self.run_limited(resource.RLIMIT_AS, range(20 << 20, 120 << 20, 1 << 20))
+        self.assertLessEqual(set(outcomes), {DONE, UNREADABLE, WRITE})
+        self.assertEqual(outcomes[DONE], "")
+        self.assertEqual(outcomes[UNREADABLE], "kxcms: not enough memory for this file\n")
+
+    def test_threads_that_cannot_be_started(self):
+        """No room for their stacks: the calling thread does it all."""
+        self.convert(target="expected.tif")
+        outcomes = {}
+        for size in range(60 << 20, 8 << 20, -(1 << 20)):
+            def restrict(most=size):
+                resource.setrlimit(resource.RLIMIT_AS, (most, most))
+            done = self.run_command("convert", "--profile", "scan.icc", "--threads", "64",
+                                    "in.tif", "out.tif", preexec_fn=restrict)
+            outcomes[done.returncode] = done.stderr
+            if done.returncode == DONE:
+                self.assertEqual(self.read("out.tif"), self.read("expected.tif"))
+        self.assertLessEqual(set(outcomes), {DONE, UNREADABLE, 127})
+        self.assertEqual(outcomes[DONE], b"")
+
+    def test_an_endless_profile_takes_no_memory(self):
+        done = self.run_command(
+            "convert", "--profile", "/dev/zero", "in.tif", "out.tif",
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20)))
+        self.assertEqual(done.returncode, PROFILE)
+        self.assertRegex(done.stderr.decode(), r"\Akxcms: profile /dev/zero: [^\n]+\n\Z")
+        self.assertNotIn("memory", done.stderr.decode())
 
 
 class Writing(Command):
@@ -894,15 +1113,15 @@ class Writing(Command):
         self.convert(target="new.tif")
         whole = time.monotonic() - start
         kills = 0
-        for number in (signal.SIGKILL, signal.SIGTERM, signal.SIGINT, signal.SIGQUIT):
-            for part in range(1, 13):
+        for number in (signal.SIGKILL, *SIGNALS):
+            for part in range(1, 9):
                 self.write("out.tif", OLD)
                 running = subprocess.Popen(
                     [KXCMS, "convert", "--profile", "scan.icc", "in.tif", "out.tif"],
                     cwd=self.folder, stderr=subprocess.PIPE,
                     # A sanitizer that is killed while it looks for leaks has a line to say.
                     env=dict(os.environ, ASAN_OPTIONS="detect_leaks=0"))
-                time.sleep(whole * part / 12)
+                time.sleep(whole * part / 8)
                 running.send_signal(number)
                 _, stderr = running.communicate(timeout=120)
                 with self.subTest(signal=number, part=part):

@@ -1,5 +1,7 @@
 #include "tools/commands/Conversion.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -84,6 +86,9 @@ void CountClipped(const Sample* samples, std::size_t pixels, unsigned perPixel,
 
 Format FormatOf(const ConvertRequest& request) {
   if (request.format) return *request.format;
+  if (request.output == kStandardStream) {
+    throw Refusal(Exit::Usage, "standard output needs --format");
+  }
   std::string suffix = std::filesystem::path(request.output).extension().string();
   std::transform(suffix.begin(), suffix.end(), suffix.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
@@ -134,9 +139,8 @@ Conversion::Conversion(ConvertRequest request, Findings findings)
 }
 
 void Conversion::Open() {
-  stream_ = OpenInput(request_.input);
-  const std::uint64_t size = RegularFileSize(inputFd(), request_.input);
-  source_ = Named([&] { return ImageSource::Open(inputFd(), size); });
+  input_.emplace(request_.input, FolderOf(request_.output));
+  source_ = Named([&] { return ImageSource::Open(input_->fd(), input_->size()); });
 }
 
 void Conversion::UseProfile(const std::string& name, const std::string& source) {
@@ -198,6 +202,15 @@ void Conversion::RefuseInput(const std::string& reason) const {
 }
 
 void Conversion::CheckOptions() const {
+  if (request_.output == kStandardStream) {
+    if (request_.isJson) {
+      throw Refusal(Exit::Usage, "--json and the image cannot both go to standard output");
+    }
+    if (request_.isDurable) throw Refusal(Exit::Usage, "--durable concerns files alone");
+    if (isatty(STDOUT_FILENO) == 1) {
+      throw Refusal(Exit::Usage, "standard output is a terminal; an image goes to a file or pipe");
+    }
+  }
   if (record_.format != Format::kTiff && request_.compression) {
     throw Refusal(Exit::Usage, "--compress concerns TIFF files alone");
   }

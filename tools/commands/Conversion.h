@@ -83,7 +83,7 @@ class Conversion {
   void Write(OutputFile& output, const Watch& watch);
 
   /// Of the opened input.
-  int inputFd() const { return fileno(stream_.get()); }
+  int inputFd() const { return input_->fd(); }
   /// Of all pages, once they are chosen.
   std::uint64_t PixelCount() const;
   /// What has been done so far.
@@ -117,7 +117,7 @@ class Conversion {
   ConvertRequest request_;
   std::string namedBy_ = "profile";
   const Findings findings_;
-  Stream stream_;
+  std::optional<ImageInput> input_;
   std::unique_ptr<kxcms::image::ImageSource> source_;
   std::vector<Work> work_;
   ColorStore* colors_ = nullptr;

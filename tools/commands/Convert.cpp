@@ -65,7 +65,7 @@ std::string JsonOf(const ConvertRequest& request, const ConversionRecord& record
 
 void ConvertFile(const ConvertRequest& request) {
   struct stat status;
-  if (request.exists != ConvertRequest::Exists::kReplace &&
+  if (request.exists != ConvertRequest::Exists::kReplace && request.output != kStandardStream &&
       lstat(request.output.c_str(), &status) == 0) {
     if (request.exists == ConvertRequest::Exists::kRefuse) {
       throw Refusal(Exit::WriteFailed, "cannot write " + request.output + ": it exists");

@@ -1,7 +1,7 @@
 #include "tools/image/ImageSource.h"
 
 #include <algorithm>
-#include <iterator>
+#include <initializer_list>
 
 #include "tools/image/ImageError.h"
 #include "tools/image/InputBytes.h"
@@ -30,22 +30,34 @@ void CheckProportion(std::uint64_t memoryBytes, std::uint64_t pixelBytes, std::u
   }
 }
 
+std::optional<Format> FormatOf(std::span<const unsigned char> start) {
+  const auto startsWith = [start](std::initializer_list<unsigned char> mark) {
+    return start.size() >= 8 && std::equal(mark.begin(), mark.end(), start.begin());
+  };
+  if (startsWith({'I', 'I', 42, 0}) || startsWith({'M', 'M', 0, 42}) ||
+      startsWith({'I', 'I', 43, 0}) || startsWith({'M', 'M', 0, 43})) {
+    return Format::kTiff;
+  }
+  if (startsWith({0xFF, 0xD8, 0xFF})) return Format::kJpeg;
+  if (startsWith({0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'})) return Format::kPng;
+  return std::nullopt;
+}
+
 std::unique_ptr<ImageSource> ImageSource::Open(int fd, std::uint64_t sizeBytes) {
   const FileBytes bytes(fd, sizeBytes);
   unsigned char start[8] = {};
   bytes.Read(0, start, static_cast<std::size_t>(std::min<std::uint64_t>(sizeBytes, sizeof start)));
-  const auto startsWith = [&start](std::initializer_list<unsigned char> mark) {
-    return std::equal(mark.begin(), mark.end(), std::begin(start));
-  };
-  if (startsWith({'I', 'I', 42, 0}) || startsWith({'M', 'M', 0, 42}) ||
-      startsWith({'I', 'I', 43, 0}) || startsWith({'M', 'M', 0, 43})) {
-    return std::make_unique<TiffSource>(fd, sizeBytes);
+  const std::optional<Format> format = FormatOf(start);
+  if (!format) throw ImageError(ImageError::Kind::kUnreadable, "not a TIFF, JPEG or PNG file");
+  switch (*format) {
+    case Format::kJpeg:
+      return std::make_unique<JpegSource>(fd, sizeBytes);
+    case Format::kPng:
+      return std::make_unique<PngSource>(fd, sizeBytes);
+    case Format::kTiff:
+      break;
   }
-  if (startsWith({0xFF, 0xD8, 0xFF})) return std::make_unique<JpegSource>(fd, sizeBytes);
-  if (startsWith({0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'})) {
-    return std::make_unique<PngSource>(fd, sizeBytes);
-  }
-  throw ImageError(ImageError::Kind::kUnreadable, "not a TIFF, JPEG or PNG file");
+  return std::make_unique<TiffSource>(fd, sizeBytes);
 }
 
 }  // namespace kxcms::image

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,10 @@
 namespace kxcms::image {
 
 enum class Format { kTiff, kJpeg, kPng };
+
+/// The format of a file that begins with these bytes; none if it is no image, or if they are fewer
+/// than the eight that tell.
+std::optional<Format> FormatOf(std::span<const unsigned char> start);
 
 /// What a sample behind R, G, B is; the numbers of TIFF's ExtraSamples.
 enum class Extra { kUnspecified = 0, kAssociatedAlpha = 1, kAlpha = 2 };
