@@ -171,6 +171,8 @@ void Conversion::Write(OutputFile& output, const Watch& watch) {
       sink->BeginPage(work.page);
       ConvertRows(work, *sink, watch);
       sink->EndPage();
+      const std::vector<std::string>& unread = source_->pages()[work.index].dropped;
+      record_.dropped.insert(record_.dropped.end(), unread.begin(), unread.end());
     }
     sink->Finish();
     if (pixels_) FindPixelDigest(output, bytes.size());
@@ -303,6 +305,11 @@ void Conversion::ChooseProfile(Work& work, ProfileRecord& record) {
     work.profile = embedded;
     work.profileName = "profile embedded in " + request_.input;
     record.source = "embedded";
+  } else if (page.isSrgb) {
+    work.profile = &colors_->Named("srgb");
+    work.profileName = "profile srgb";
+    record.source = "stated";
+    Note(request_.input + " has no profile and says that it is sRGB, which it is taken for");
   } else if (request_.assume) {
     work.profile = &colors_->Named(*request_.assume);
     work.profileName = "profile " + *request_.assume;
@@ -346,12 +353,12 @@ void Conversion::PreparePage(Work& work) {
     Note(request_.input + " is compressed with loss; " + request_.output + " is not compressed");
   }
   page.layout = LayoutFor(page, compression);
-  record_.dropped.insert(record_.dropped.end(), page.dropped.begin(), page.dropped.end());
+  // What an embedded profile says goes before what the pixels are.
+  const bool isOther = request_.tag != "auto" && request_.tag != "none";
+  const std::string& space = isOther ? request_.tag : colors_->destination().name;
   NamedColors colors = NamedColors::kOther;
-  if (request_.tag == "auto" && colors_->destination().isBuiltIn) {
-    if (colors_->destination().name == "srgb") colors = NamedColors::kSrgb;
-    if (colors_->destination().name == "adobe-rgb") colors = NamedColors::kAdobeRgb;
-  }
+  if (space == "srgb") colors = NamedColors::kSrgb;
+  if (space == "adobe-rgb") colors = NamedColors::kAdobeRgb;
   MakeTrue(page.metadata, colors, record_.dropped);
   page.profile = colors_->tag();
 }

@@ -24,7 +24,8 @@ const char* NameOf(kxcms::image::Format format);
 
 /// Whose colours an image was taken to have.
 struct ProfileRecord {
-  std::string source;       ///< "profile" or "map" (named), "embedded", or "assumed"
+  /// "profile" or "map" (named), "embedded", "stated" (by the image to be sRGB), or "assumed".
+  std::string source;
   std::string sha256;       ///< of its bytes
   std::string description;  ///< that it has
   std::string tag;          ///< that is used: "A2B0" and so on, or "matrix"

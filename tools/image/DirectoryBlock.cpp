@@ -39,6 +39,7 @@ void DirectoryBlock::Align() {
 std::uint64_t DirectoryBlock::Append(Directory directory, std::vector<std::string>& dropped) {
   for (SubDirectory& sub : directory.subDirectories) {
     const std::uint64_t position = Append(std::move(sub.directory), dropped);
+    if (position == 0) continue;
     // A pointer keeps its type where that can hold the position.
     const bool isWide = position > kMostInLong || sub.type == kLong8 || sub.type == kIfd8;
     const bool isIfd = sub.type == kIfd || sub.type == kIfd8;
@@ -58,6 +59,7 @@ std::uint64_t DirectoryBlock::Append(Directory directory, std::vector<std::strin
       dropped.push_back("tag " + std::to_string(tag.number) + " (of 64 bits)");
     }
   }
+  if (tags.empty()) return 0;
   std::sort(tags.begin(), tags.end(),
             [](const Tag& one, const Tag& other) { return one.number < other.number; });
 
@@ -113,6 +115,7 @@ std::vector<unsigned char> WriteExif(const Directory& directory, ByteOrder order
   constexpr std::uint64_t kHeaderBytes = 8;
   DirectoryBlock block(order, false, kHeaderBytes);
   const std::uint64_t first = block.Append(directory, dropped);
+  if (first == 0) return {};
   std::vector<unsigned char> bytes = TiffHeader(order, false, first);
   bytes.insert(bytes.end(), block.bytes().begin(), block.bytes().end());
   return bytes;

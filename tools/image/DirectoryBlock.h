@@ -19,7 +19,7 @@ class DirectoryBlock {
 
   /// Appends a directory behind those that it points at.
   /// @param dropped  receives names of tags that this form of TIFF cannot hold
-  /// @return its position in the file
+  /// @return its position in the file; 0: none of its tags has a value, which TIFF does not know
   std::uint64_t Append(Directory directory, std::vector<std::string>& dropped);
   /// Makes the directory at `position` the one that follows `before` in the chain.
   void Link(std::uint64_t before, std::uint64_t position);
@@ -40,7 +40,7 @@ class DirectoryBlock {
 /// The first bytes of a TIFF file.
 std::vector<unsigned char> TiffHeader(ByteOrder order, bool isBig, std::uint64_t firstDirectory);
 
-/// A block of Exif: a TIFF header and the directory.
+/// A block of Exif: a TIFF header and the directory; empty if that is.
 std::vector<unsigned char> WriteExif(const Directory& directory, ByteOrder order,
                                      std::vector<std::string>& dropped);
 

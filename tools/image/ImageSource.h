@@ -48,9 +48,11 @@ struct Page {
   std::vector<Extra> extras;
   Layout layout;
   std::optional<std::vector<unsigned char>> profile;
-  Metadata metadata;                 ///< without what says how the pixels lie
-  std::vector<std::string> dropped;  ///< what the reading could not take over, by name
-  std::uint64_t memoryBytes = 0;     ///< that reading it takes, roughly
+  bool isSrgb = false;  ///< says so by another mark than a profile
+  Metadata metadata;    ///< without what says how the pixels lie
+  /// What the reading could not take over, by name; complete when the last row is read.
+  std::vector<std::string> dropped;
+  std::uint64_t memoryBytes = 0;  ///< that reading it takes, roughly
 
   unsigned Samples() const { return 3 + static_cast<unsigned>(extras.size()); }
   std::size_t PixelBytes() const { return std::size_t{Samples()} * (bits / 8); }

@@ -20,6 +20,7 @@
 #include "tools/image/ExifBlock.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/JpegMarkers.h"
+#include "tools/image/XmpPacket.h"
 
 namespace kxcms::image {
 
@@ -157,11 +158,7 @@ void JpegSink::BeginPage(Page page) {
   encoder_->Start(page_, quality_, resolution ? &*resolution : nullptr);
 
   if (!places.exif.empty()) encoder_->WriteMarker(JPEG_APP0 + 1, kExifMark, places.exif);
-  if (places.xmp.size() > kMostInMarker - kXmpMark.size()) {
-    dropped_.emplace_back("XMP (too large)");
-  } else if (!places.xmp.empty()) {
-    encoder_->WriteMarker(JPEG_APP0 + 1, kXmpMark, places.xmp);
-  }
+  if (!places.xmp.empty()) WriteXmp(places.xmp);
   std::span<const unsigned char> blocks = places.photoshop;
   while (!blocks.empty()) {
     const std::size_t most = std::min(blocks.size(), kMostInMarker - kPhotoshopMark.size());
@@ -177,6 +174,28 @@ void JpegSink::BeginPage(Page page) {
     } else {
       encoder_->WriteMarker(JPEG_COM, "", text);
     }
+  }
+}
+
+void JpegSink::WriteXmp(std::span<const unsigned char> packet) {
+  if (packet.size() <= kMostInMarker - kXmpMark.size()) {
+    encoder_->WriteMarker(JPEG_APP0 + 1, kXmpMark, packet);
+    return;
+  }
+  const DividedXmp divided = DivideXmp(packet);
+  const auto bytesOf = [](const std::string& text) {
+    return std::vector<unsigned char>(text.begin(), text.end());
+  };
+  encoder_->WriteMarker(JPEG_APP0 + 1, kXmpMark, bytesOf(divided.packet));
+  constexpr std::size_t kMostInPart = kMostInMarker - kXmpRestMark.size() - kXmpDigestDigits - 8;
+  for (std::size_t at = 0; at < divided.rest.size(); at += kMostInPart) {
+    const std::size_t size = std::min(kMostInPart, divided.rest.size() - at);
+    std::vector<unsigned char> part = bytesOf(divided.digest);
+    AppendNumber(part, divided.rest.size(), 4, ByteOrder::kBig);
+    AppendNumber(part, at, 4, ByteOrder::kBig);
+    const auto from = divided.rest.begin() + static_cast<std::ptrdiff_t>(at);
+    part.insert(part.end(), from, from + static_cast<std::ptrdiff_t>(size));
+    encoder_->WriteMarker(JPEG_APP0 + 1, kXmpRestMark, part);
   }
 }
 

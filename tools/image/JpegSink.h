@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ class JpegSink : public ImageSink {
   void Finish() override;
 
  private:
+  void WriteXmp(std::span<const unsigned char> packet);
+
   OutputBytes& bytes_;
   int quality_;
   std::vector<std::string>& dropped_;

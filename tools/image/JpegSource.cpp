@@ -25,6 +25,7 @@
 #include "tools/image/JpegMarkers.h"
 #include "tools/image/PhotoshopBlocks.h"
 #include "tools/image/TagNumbers.h"
+#include "tools/image/XmpPacket.h"
 
 namespace kxcms::image {
 
@@ -32,6 +33,7 @@ namespace {
 
 // Real progressive files have about ten; each one goes through all coefficients again.
 constexpr int kMostScans = 200;
+constexpr const char* kBehind = "bytes behind the image";
 
 std::span<const unsigned char> ContentBehind(const jpeg_saved_marker_ptr marker,
                                              std::string_view mark) {
@@ -107,6 +109,10 @@ class JpegDecoder {
     if (info_.output_scanline == info_.output_height) jpeg_finish_decompress(&info_);
   }
 
+  bool IsAtEnd() const { return info_.output_scanline == info_.output_height; }
+  /// Bytes of the file that nobody has read.
+  std::uint64_t BytesLeft() const { return bytes_.size() - position_ + source_.bytes_in_buffer; }
+
  private:
   template <typename Info>
   static JpegDecoder& Self(Info info) {
@@ -173,9 +179,51 @@ class JpegDecoder {
 
 namespace {
 
+/// The parts of XMP that stand in markers of their own.
+class XmpRest {
+ public:
+  void Add(std::span<const unsigned char> marker) {
+    constexpr std::size_t kHeadBytes = kXmpDigestDigits + 4 + 4;
+    if (marker.size() < kHeadBytes) {
+      parts_.push_back({});
+      return;
+    }
+    const std::uint64_t at = NumberAt(&marker[kXmpDigestDigits + 4], 4, ByteOrder::kBig);
+    parts_.push_back({{marker.begin(), marker.begin() + kXmpDigestDigits},
+                      NumberAt(&marker[kXmpDigestDigits], 4, ByteOrder::kBig),
+                      at,
+                      marker.subspan(kHeadBytes)});
+  }
+  bool IsEmpty() const { return parts_.empty(); }
+
+  /// All of it; none if parts are missing, or are of something that the packet does not name.
+  std::optional<std::string> Text(std::string_view packet) {
+    std::sort(parts_.begin(), parts_.end(),
+              [](const Part& one, const Part& other) { return one.at < other.at; });
+    if (packet.find(parts_[0].digest) == packet.npos) return std::nullopt;
+    std::string text;
+    for (const Part& part : parts_) {
+      if (part.digest != parts_[0].digest || part.at != text.size()) return std::nullopt;
+      text.append(part.bytes.begin(), part.bytes.end());
+    }
+    if (text.size() != parts_[0].whole) return std::nullopt;
+    return text;
+  }
+
+ private:
+  struct Part {
+    std::string digest;
+    std::uint64_t whole = 0;
+    std::uint64_t at = 0;
+    std::span<const unsigned char> bytes;
+  };
+  std::vector<Part> parts_;
+};
+
 /// What the markers hold besides the profile.
 void ReadMarkers(const jpeg_decompress_struct& info, Page& page) {
   std::vector<unsigned char> photoshop, xmp;
+  XmpRest rest;
   bool hasExif = false;
   for (jpeg_saved_marker_ptr marker = info.marker_list; marker != nullptr; marker = marker->next) {
     const std::string_view content(reinterpret_cast<const char*>(marker->data),
@@ -191,6 +239,8 @@ void ReadMarkers(const jpeg_decompress_struct& info, Page& page) {
     } else if (is(1, kXmpMark) && xmp.empty()) {
       const auto packet = ContentBehind(marker, kXmpMark);
       xmp.assign(packet.begin(), packet.end());
+    } else if (is(1, kXmpRestMark)) {
+      rest.Add(ContentBehind(marker, kXmpRestMark));
     } else if (is(13, kPhotoshopMark)) {
       const auto blocks = ContentBehind(marker, kPhotoshopMark);
       photoshop.insert(photoshop.end(), blocks.begin(), blocks.end());
@@ -200,6 +250,13 @@ void ReadMarkers(const jpeg_decompress_struct& info, Page& page) {
   }
   // Behind the Exif block, which replaces all tags.
   Directory& directory = page.metadata.directory;
+  if (!rest.IsEmpty()) {
+    const std::string packet(xmp.begin(), xmp.end());
+    const std::optional<std::string> text = rest.Text(packet);
+    const std::optional<std::string> joined = text ? JoinedXmp(packet, *text) : std::nullopt;
+    if (joined) xmp.assign(joined->begin(), joined->end());
+    if (!joined) page.dropped.emplace_back("a further part of XMP");
+  }
   if (!xmp.empty()) directory.Set(BytesTag(tag::kXmp, kByte, std::move(xmp)));
   // TIFF has a tag of its own for what JPEG keeps in one of these blocks.
   if (std::optional<PhotoshopBlocks> blocks = PhotoshopBlocks::Parse(photoshop)) {
@@ -269,6 +326,12 @@ void JpegSource::Select(std::size_t index) {
 
 void JpegSource::ReadRows(unsigned char* to, std::uint32_t rows) {
   for (; rows > 0; --rows, to += pages_[0].RowBytes()) decoder_->ReadRow(to);
+  // The further images of a camera, or the film of a telephone.
+  std::vector<std::string>& dropped = pages_[0].dropped;
+  if (decoder_->IsAtEnd() && decoder_->BytesLeft() > 0 &&
+      (dropped.empty() || dropped.back() != kBehind)) {
+    dropped.emplace_back(kBehind);
+  }
 }
 
 }  // namespace kxcms::image

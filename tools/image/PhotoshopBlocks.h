@@ -18,6 +18,8 @@ class PhotoshopBlocks {
   static constexpr std::uint16_t kThumbnail = 1036;
   static constexpr std::uint16_t kProfile = 1039;
   static constexpr std::uint16_t kUntagged = 1041;
+  static constexpr std::uint16_t kExif = 1058;
+  static constexpr std::uint16_t kXmp = 1060;
 
   /// @return none if the bytes are not a sequence of blocks.
   static std::optional<PhotoshopBlocks> Parse(std::span<const unsigned char> bytes);

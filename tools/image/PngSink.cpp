@@ -150,6 +150,12 @@ void PngSink::BeginPage(Page page) {
   }
   for (Comment& comment : page_.metadata.comments) {
     if (comment.keyword.empty()) comment.keyword = "Comment";
+    // Its end, where a C program wrote it.
+    while (comment.text.ends_with('\0')) comment.text.pop_back();
+    if (comment.text.find('\0') != std::string::npos) {
+      dropped_.push_back("text " + comment.keyword + " (not a text)");
+      continue;
+    }
     encoder_->SetText(comment.keyword.data(), comment.text.data(), comment.isInternational);
   }
   encoder_->Start(page_.bits == 16);

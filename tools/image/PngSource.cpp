@@ -10,7 +10,9 @@
 #include <cstring>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "base/SaturatingMath.h"
 #include "tools/image/ExifBlock.h"
@@ -22,6 +24,11 @@ namespace kxcms::image {
 namespace {
 
 constexpr char kXmpKeyword[] = "XML:com.adobe.xmp";
+// Chunks whose contents are in the pixels, the profile or the metadata. Others are of the file's
+// own colours (gAMA, cHRM, bKGD), say how an animation goes on, or are private.
+constexpr std::array<std::string_view, 13> kTaken = {"IHDR", "IDAT", "IEND", "iCCP", "sRGB",
+                                                     "tRNS", "eXIf", "tEXt", "zTXt", "iTXt",
+                                                     "pHYs", "tIME", "sBIT"};
 // What profile and texts may expand to, together: far above all real ones.
 constexpr png_alloc_size_t kMostExpanded = 64u << 20;
 
@@ -39,8 +46,10 @@ class MetadataFirst {
       const std::uint64_t chunk = kChunk + NumberAt(start, 4, ByteOrder::kBig);
       if (!bytes.Holds(at, chunk)) RefuseDamaged("cut off");
       const bool isData = std::memcmp(start + 4, "IDAT", 4) == 0;
-      for (const char* const type : {"zTXt", "iTXt", "iCCP"}) {
-        if (std::memcmp(start + 4, type, 4) == 0) ++expandingChunks_;
+      const std::string type(start + 4, start + 8);
+      if (type == "zTXt" || type == "iTXt" || type == "iCCP") ++expandingChunks_;
+      if (std::find(kTaken.begin(), kTaken.end(), type) == kTaken.end()) {
+        dropped_.push_back("chunk " + type);
       }
       if (isData && firstData == 0) firstData = at;
       if (isData) behindData = at + chunk;
@@ -48,6 +57,7 @@ class MetadataFirst {
         if (firstData == 0) RefuseDamaged("no pixels");
         pieces_ = {
             Piece{0, firstData}, {behindData, at}, {firstData, behindData}, {at, at + chunk}};
+        if (at + chunk < bytes.size()) dropped_.emplace_back("bytes behind the image");
         return;
       }
       at += chunk;
@@ -56,6 +66,9 @@ class MetadataFirst {
 
   /// How many chunks may expand to more bytes than they have.
   std::size_t ExpandingChunks() const { return expandingChunks_; }
+
+  /// Names of what is in the file and not taken over.
+  const std::vector<std::string>& dropped() const { return dropped_; }
 
   /// @return whether there were so many bytes left.
   bool Read(unsigned char* to, std::size_t count) {
@@ -81,6 +94,7 @@ class MetadataFirst {
   std::array<Piece, 4> pieces_;
   std::size_t next_ = 0;
   std::size_t expandingChunks_ = 0;
+  std::vector<std::string> dropped_;
 };
 
 }  // namespace
@@ -104,6 +118,7 @@ class PngDecoder {
 
   png_structp png() { return png_; }
   png_infop info() { return info_; }
+  const std::vector<std::string>& dropped() const { return bytes_.dropped(); }
 
   void ReadHeader() {
     if (setjmp(leave_) != 0) Fail();
@@ -241,7 +256,10 @@ PngSource::PngSource(int fd, std::uint64_t sizeBytes) : bytes_(fd, sizeBytes) {
   png_uint_32 profileBytes = 0;
   if (png_get_iCCP(png, info, &name, &method, &profile, &profileBytes) != 0) {
     page.profile = std::vector<unsigned char>(profile, profile + profileBytes);
+  } else {
+    page.isSrgb = png_get_valid(png, info, PNG_INFO_sRGB) != 0;
   }
+  page.dropped = decoder.dropped();
   ReadMetadata(png, info, page);
   const std::uint64_t pixelBytes = SaturatingProduct(page.RowBytes(), page.height);
   const bool isInterlaced = png_get_interlace_type(png, info) != PNG_INTERLACE_NONE;

@@ -131,7 +131,9 @@ void TiffSink::BeginPage(Page page) {
     // Encoded bytes go to the file piece by piece; libtiff would take room for a whole strip.
     constexpr std::uint64_t kMostWaiting = 1u << 20;
     const auto most = std::min(TIFFStripSize64(tiff) + kMostWaiting / 16, kMostWaiting);
-    encoder_->Check(TIFFWriteBufferSetup(tiff, nullptr, static_cast<tmsize_t>(most)) == 1);
+    if (TIFFWriteBufferSetup(tiff, nullptr, static_cast<tmsize_t>(most)) != 1) {
+      throw std::bad_alloc();
+    }
   }
 }
 

@@ -13,10 +13,12 @@
 #include <utility>
 
 #include "base/SaturatingMath.h"
+#include "tools/image/DeflateCheck.h"
 #include "tools/image/DirectoryBlock.h"
 #include "tools/image/ExifBlock.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/TagNumbers.h"
+#include "tools/image/XzStream.h"
 
 namespace kxcms::image {
 
@@ -311,7 +313,10 @@ void TiffSource::ReadPage(std::uint64_t position, std::optional<std::size_t> par
     }
   }
   const Fields fields(raw, directories_.order());
-  page.subfileType = static_cast<std::uint32_t>(fields.Number(tag::kNewSubfileType, 0));
+  // What TIFF 5.0 said: 1 the main image, 2 a reduced one, 3 a page of several.
+  const bool isReduced = fields.Number(tag::kSubfileType, 1) == 2;
+  page.subfileType = static_cast<std::uint32_t>(
+      fields.Number(tag::kNewSubfileType, isReduced ? Page::kReduced : 0));
   const std::vector<std::uint64_t> subPages = fields.Numbers(tag::kSubIfds);
   try {
     ReadForm(raw, page, pixels);
@@ -332,14 +337,17 @@ void TiffSource::ReadPage(std::uint64_t position, std::optional<std::size_t> par
   const std::size_t index = pages_.size();
   pages_.push_back(std::move(page));
   pixels_.push_back(std::move(pixels));
-  for (const std::uint64_t subPage : subPages) ReadPage(subPage, index);
-  // SubIFDs form no chain of their own.
+  for (const std::uint64_t subPage : subPages) {
+    ReadPage(subPage, index);
+    // SubIFDs form no chain of their own; what one would lead to has no place.
+    if (next_ != 0) pages_[index].dropped.emplace_back("directories behind a SubIFD");
+  }
   next_ = following;
 }
 
 void TiffSource::ReadForm(const TiffDirectories::Raw& raw, Page& page, Pixels& pixels) const {
   const Fields fields(raw, directories_.order());
-  const std::uint64_t compression = fields.Required(tag::kCompression, "Compression");
+  const std::uint64_t compression = fields.Number(tag::kCompression, COMPRESSION_NONE);
   const std::uint64_t photometric = fields.Required(tag::kPhotometric, "PhotometricInterpretation");
   // JPEG's YCbCr is RGB in another coat, which its decoder takes off.
   const bool isRgb = photometric == PHOTOMETRIC_RGB ||
@@ -419,6 +427,7 @@ void TiffSource::ReadForm(const TiffDirectories::Raw& raw, Page& page, Pixels& p
     page.layout.rowsPerStrip = static_cast<std::uint32_t>(rows);
     pixels.isPlain = compression == COMPRESSION_NONE && fillOrder == FILLORDER_MSB2LSB;
   }
+  pixels.isReversed = fillOrder == FILLORDER_LSB2MSB;
 }
 
 void TiffSource::CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels& pixels) {
@@ -447,6 +456,8 @@ void TiffSource::CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels
                   " make the image");
   }
 
+  const std::uint64_t pieceBytes = SaturatingProduct(
+      SaturatingProduct(rows, isTiled ? layout.tileWidth : page.width), pixelBytes);
   std::uint64_t largest = 0;
   for (std::size_t i = 0; i < pixels.offsets.size(); ++i) {
     const std::uint64_t top = i / across % down * rows;
@@ -463,9 +474,8 @@ void TiffSource::CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels
   }
 
   // What a decoder holds: the bytes of a piece, and the piece where it does not come in rows.
-  const std::uint64_t pieceBytes = SaturatingProduct(
-      SaturatingProduct(rows, isTiled ? layout.tileWidth : page.width), pixelBytes);
   std::uint64_t memory = pixels.isPlain ? 0 : largest;
+  if (layout.compression == COMPRESSION_LZMA) memory += LargestDictionary(page, pixels, pieceBytes);
   if (isTiled || DecodesWholeStrips(layout.compression)) memory += pieceBytes;
   memory = SaturatingProduct(memory, planes);
   const std::uint64_t rowsAtOnce = isTiled ? std::min<std::uint64_t>(rows, page.height) : 1;
@@ -473,6 +483,23 @@ void TiffSource::CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels
   const std::uint64_t imageBytes = SaturatingProduct(page.RowBytes(), page.height);
   claimedBytes_ = std::max(imageBytes, claimedBytes_ + imageBytes);
   CheckProportion(page.memoryBytes, claimedBytes_, bytes_.size());
+}
+
+std::uint64_t TiffSource::LargestDictionary(const Page& page, const Pixels& pixels,
+                                            std::uint64_t pieceBytes) const {
+  std::uint64_t largest = 0;
+  for (std::size_t i = 0; i < pixels.offsets.size(); ++i) {
+    const std::uint64_t dictionary =
+        XzDictionaryBytes(bytes_, pixels.offsets[i], pixels.sizes[i], pixels.isReversed);
+    largest = std::max(largest, dictionary);
+  }
+  // The encoder's largest preset has 64 MiB.
+  if (largest > std::max(kFreeMemory, pieceBytes)) {
+    RefuseForm("its compression (LZMA) asks for a dictionary of " + std::to_string(largest >> 20) +
+               " MiB, more than its " + (page.layout.rowsPerStrip == 0 ? "tiles" : "strips") +
+               " have use for");
+  }
+  return largest;
 }
 
 void TiffSource::Select(std::size_t index) {
@@ -520,6 +547,26 @@ void TiffSource::Select(std::size_t index) {
   row_ = 0;
 }
 
+void TiffSource::CheckPiece(std::size_t plane, std::uint32_t left) const {
+  const Page& page = pages_[selected_];
+  const Layout& layout = page.layout;
+  if (layout.compression != COMPRESSION_ADOBE_DEFLATE &&
+      layout.compression != COMPRESSION_DEFLATE) {
+    return;
+  }
+  const bool isTiled = layout.rowsPerStrip == 0;
+  const auto sample = static_cast<std::uint16_t>(plane);
+  TIFF* const tiff = decoders_[plane]->tiff();
+  const std::size_t piece =
+      isTiled ? TIFFComputeTile(tiff, left, row_, 0, sample) : TIFFComputeStrip(tiff, row_, sample);
+  const std::uint64_t rowBytes = page.RowBytes() / decoders_.size();
+  const std::uint64_t rows = std::min(layout.rowsPerStrip, page.height - row_);
+  const Pixels& pixels = pixels_[selected_];
+  CheckDeflate(bytes_, pixels.offsets[piece], pixels.sizes[piece], pixels.isReversed,
+               isTiled ? tile_.size() : rows * rowBytes,
+               isTiled ? tile_.size() : layout.rowsPerStrip * rowBytes);
+}
+
 void TiffSource::ReadTileRow() {
   const Page& page = pages_[selected_];
   const std::size_t sampleBytes = page.bits / 8;
@@ -529,6 +576,7 @@ void TiffSource::ReadTileRow() {
   for (std::size_t plane = 0; plane < decoders_.size(); ++plane) {
     TIFF* const tiff = decoders_[plane]->tiff();
     for (std::uint32_t left = 0; left < page.width; left += page.layout.tileWidth) {
+      CheckPiece(plane, left);
       const auto number = TIFFComputeTile(tiff, left, row_, 0, static_cast<std::uint16_t>(plane));
       const auto size = static_cast<tmsize_t>(tile_.size());
       decoders_[plane]->Check(TIFFReadEncodedTile(tiff, number, tile_.data(), size) == size);
@@ -586,6 +634,9 @@ void TiffSource::ReadRows(unsigned char* to, std::uint32_t rows) {
       if (inTile == 0) ReadTileRow();
       std::memcpy(to, tileRow_.data() + inTile * page.RowBytes(), page.RowBytes());
       continue;
+    }
+    if (row_ % page.layout.rowsPerStrip == 0) {
+      for (std::size_t plane = 0; plane < decoders_.size(); ++plane) CheckPiece(plane, 0);
     }
     if (decoders_.size() == 1) {
       decoders_[0]->Check(TIFFReadScanline(decoders_[0]->tiff(), to, row_, 0) == 1);

@@ -31,7 +31,8 @@ class TiffSource : public ImageSource {
   struct Pixels {
     Directory structure;  ///< the tags that say how the pixels lie
     std::uint16_t photometric = 2;
-    bool isPlain = false;  ///< strips of bytes as they are, in an order of 16-bit samples
+    bool isReversed = false;  ///< the bits of each byte
+    bool isPlain = false;     ///< strips of bytes as they are, in an order of 16-bit samples
     std::vector<std::uint64_t> offsets;  ///< of strips or tiles
     std::vector<std::uint64_t> sizes;
   };
@@ -39,6 +40,12 @@ class TiffSource : public ImageSource {
   void ReadPage(std::uint64_t position, std::optional<std::size_t> parent);
   void ReadForm(const TiffDirectories::Raw& raw, Page& page, Pixels& pixels) const;
   void CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels& pixels);
+  /// Refuses dictionaries that are no use to strips or tiles of that size.
+  std::uint64_t LargestDictionary(const Page& page, const Pixels& pixels,
+                                  std::uint64_t pieceBytes) const;
+  /// Refuses a strip or tile, that of the next row, whose check sum is wrong.
+  /// @param left  a column of the tile
+  void CheckPiece(std::size_t plane, std::uint32_t left) const;
   void ReadTileRow();
   /// The next rows of a plane, as many as the strip has of them. @return their number.
   std::uint32_t ReadPlainRows(std::size_t plane, unsigned char* to, std::uint32_t most);

@@ -1,13 +1,16 @@
 #include "tools/image/TrueTags.h"
 
 #include <algorithm>
-#include <cctype>
 #include <optional>
 #include <string_view>
 #include <utility>
 
+#include "tools/image/DirectoryBlock.h"
+#include "tools/image/ExifBlock.h"
+#include "tools/image/ImageError.h"
 #include "tools/image/PhotoshopBlocks.h"
 #include "tools/image/TagNumbers.h"
+#include "tools/image/XmpPacket.h"
 
 namespace kxcms::image {
 
@@ -59,75 +62,9 @@ void CorrectExif(Directory& exif, NamedColors colors, ByteOrder order, Names& dr
   }
 }
 
-/// The prefix that a packet gives a name space, or nothing.
-std::string PrefixOf(std::string_view packet, std::string_view space) {
-  for (std::size_t at = packet.find(space); at != std::string_view::npos;
-       at = packet.find(space, at + 1)) {
-    // xmlns:prefix="space"
-    constexpr std::string_view kDeclaration = "xmlns:";
-    const char quote = at > 0 ? packet[at - 1] : ' ';
-    const std::size_t end = at + space.size();
-    if ((quote != '"' && quote != '\'') || end >= packet.size() || packet[end] != quote) continue;
-    const std::string_view before = packet.substr(0, at - 1);
-    const std::size_t start = before.rfind(kDeclaration);
-    const std::size_t equals = before.find_last_of('=');
-    if (start == std::string_view::npos || equals == std::string_view::npos || equals < start) {
-      continue;
-    }
-    std::string_view prefix =
-        before.substr(start + kDeclaration.size(), equals - start - kDeclaration.size());
-    while (!prefix.empty() && std::isspace(static_cast<unsigned char>(prefix.back())) != 0) {
-      prefix.remove_suffix(1);
-    }
-    return std::string(prefix);
-  }
-  return {};
-}
-
-bool IsSpace(char c) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
-
-/// Takes a simple property out of a packet, written as attribute or element. @return whether it was
-/// there.
-bool RemoveProperty(std::string& packet, const std::string& name) {
-  bool isFound = false;
-  for (std::size_t at = packet.find(name); at != std::string::npos; at = packet.find(name, at)) {
-    const std::size_t behind = at + name.size();
-    if (at > 0 && packet[at - 1] == '<') {
-      const std::string endTag = "</" + name;
-      const std::size_t open = packet.find('>', behind);
-      const bool isEmpty = open != std::string::npos && packet[open - 1] == '/';
-      const std::size_t close = isEmpty ? open : packet.find(endTag, behind);
-      const std::size_t end =
-          close == std::string::npos ? std::string::npos : packet.find('>', close);
-      if (end != std::string::npos) {
-        packet.erase(at - 1, end + 1 - (at - 1));
-        isFound = true;
-        continue;
-      }
-    } else if (at > 0 && IsSpace(packet[at - 1])) {
-      std::size_t value = behind;
-      while (value < packet.size() && (IsSpace(packet[value]) || packet[value] == '=')) ++value;
-      if (value > behind && value < packet.size() &&
-          (packet[value] == '"' || packet[value] == '\'')) {
-        const std::size_t end = packet.find(packet[value], value + 1);
-        if (end != std::string::npos) {
-          packet.erase(at, end + 1 - at);
-          isFound = true;
-          continue;
-        }
-      }
-    }
-    at = behind;
-  }
-  return isFound;
-}
-
-void CorrectXmp(Directory& directory, Names& dropped) {
-  Tag* const xmp = directory.Find(tag::kXmp);
-  if (xmp == nullptr || TypeBytes(xmp->type) != 1) return;
-  std::string packet(xmp->bytes.begin(), xmp->bytes.end());
+/// @return whether the packet had to be changed.
+bool CorrectPacket(std::vector<unsigned char>& bytes, Names& dropped) {
+  std::string packet(bytes.begin(), bytes.end());
   const struct {
     const char* space;
     const char* property;
@@ -139,20 +76,53 @@ void CorrectXmp(Directory& directory, Names& dropped) {
       {"http://ns.adobe.com/tiff/1.0/", "WhitePoint", "XMP's WhitePoint"},
       {"http://ns.adobe.com/tiff/1.0/", "PrimaryChromaticities", "XMP's PrimaryChromaticities"},
       {"http://ns.adobe.com/tiff/1.0/", "TransferFunction", "XMP's TransferFunction"},
+      {"http://ns.adobe.com/xap/1.0/", "Thumbnails", "XMP's thumbnails"},
   };
   bool isChanged = false;
   for (const auto& [space, property, name] : kOld) {
-    const std::string prefix = PrefixOf(packet, space);
-    if (prefix.empty() || !RemoveProperty(packet, prefix + ":" + property)) continue;
+    if (!RemoveXmpProperty(packet, space, property)) continue;
     dropped.emplace_back(name);
     isChanged = true;
   }
-  if (isChanged) {
-    directory.Set(BytesTag(tag::kXmp, xmp->type, {packet.begin(), packet.end()}));
-  }
+  if (isChanged) bytes.assign(packet.begin(), packet.end());
+  return isChanged;
 }
 
-void CorrectPhotoshop(Directory& directory, Names& dropped) {
+void CorrectXmp(Directory& directory, Names& dropped) {
+  Tag* const xmp = directory.Find(tag::kXmp);
+  if (xmp == nullptr || TypeBytes(xmp->type) != 1) return;
+  if (CorrectPacket(xmp->bytes, dropped)) xmp->count = xmp->bytes.size();
+}
+
+/// Corrects the second Exif block and the second XMP packet that Photoshop keeps among its blocks.
+/// @return whether they had to be changed.
+bool CorrectCopies(PhotoshopBlocks& blocks, NamedColors colors, Names& dropped) {
+  bool isChanged = false;
+  if (std::vector<unsigned char> packet = blocks.Data(PhotoshopBlocks::kXmp);
+      CorrectPacket(packet, dropped)) {
+    blocks.Remove(PhotoshopBlocks::kXmp);
+    blocks.Add(PhotoshopBlocks::kXmp, packet);
+    isChanged = true;
+  }
+  if (!blocks.Has(PhotoshopBlocks::kExif)) return isChanged;
+  try {
+    Metadata copy;
+    ReadExif(blocks.Data(PhotoshopBlocks::kExif), copy, dropped);
+    RemoveOldColors(copy.directory, dropped);
+    if (SubDirectory* const exif = FindSub(copy.directory, tag::kExifIfd)) {
+      CorrectExif(exif->directory, colors, copy.order, dropped);
+    }
+    blocks.Remove(PhotoshopBlocks::kExif);
+    const std::vector<unsigned char> corrected = WriteExif(copy.directory, copy.order, dropped);
+    if (!corrected.empty()) blocks.Add(PhotoshopBlocks::kExif, corrected);
+  } catch (const ImageError&) {
+    blocks.Remove(PhotoshopBlocks::kExif);
+    dropped.emplace_back("Photoshop's copy of Exif (damaged)");
+  }
+  return true;
+}
+
+void CorrectPhotoshop(Directory& directory, NamedColors colors, Names& dropped) {
   const Tag* const blocks = directory.Find(tag::kPhotoshopBlocks);
   if (blocks == nullptr) return;
   const std::pair<std::uint16_t, const char*> kOld[] = {
@@ -168,7 +138,7 @@ void CorrectPhotoshop(Directory& directory, Names& dropped) {
     dropped.emplace_back("Photoshop's blocks (damaged)");
     return;
   }
-  bool isChanged = false;
+  bool isChanged = CorrectCopies(*parts, colors, dropped);
   for (const auto& [number, name] : kOld) {
     if (!parts->Remove(number)) continue;
     dropped.emplace_back(name);
@@ -190,7 +160,7 @@ void MakeTrue(Metadata& metadata, NamedColors colors, Names& dropped) {
     CorrectExif(exif->directory, colors, metadata.order, dropped);
   }
   CorrectXmp(directory, dropped);
-  CorrectPhotoshop(directory, dropped);
+  CorrectPhotoshop(directory, colors, dropped);
 }
 
 }  // namespace kxcms::image

@@ -15,8 +15,9 @@ enum class NamedColors { kOther, kSrgb, kAdobeRgb };
 /// to what the new ones are.
 ///
 /// Taken out: white point, primaries and transfer function of TIFF, the gamma of Exif, the profile
-/// and the thumbnails in Photoshop's blocks, its layers, the name of the profile in XMP, and
-/// pointers whose target is not carried over. Set: Exif's ColorSpace and interoperability index.
+/// and the thumbnails in Photoshop's blocks, its layers, the name of the profile and the thumbnails
+/// in XMP, and pointers whose target is not carried over. Set: Exif's ColorSpace and
+/// interoperability index.
 /// @param dropped  receives names of what is taken out, for people
 void MakeTrue(Metadata& metadata, NamedColors colors, std::vector<std::string>& dropped);
 
