@@ -98,14 +98,16 @@ def planes(data):
     return numpy.ascontiguousarray(numpy.moveaxis(data, 2, 0))
 
 
-def forms():
-    rgb8, rgb16 = samples(8), samples(16)
-    rgba8, rgba16, five16 = samples(8, 4), samples(16, 4), samples(16, 5)
+def forms(height=HEIGHT, width=WIDTH):
+    """Every form, as images of that size."""
+    rgb8, rgb16, rgba8, rgba16, five16 = (
+        samples(bits, count, height, width)
+        for bits, count in ((8, 3), (16, 3), (8, 4), (16, 4), (16, 5)))
     for bits, data in ((8, rgb8), (16, rgb16)):
         base = written(data)
         base_planes = written(planes(data), planarconfig="separate")
         for what, make in (
-            ("one strip", written(data, rowsperstrip=HEIGHT)),
+            ("one strip", written(data, rowsperstrip=height)),
             ("strips of 5 rows", written(data, rowsperstrip=5)),
             ("strips of one row", written(data, rowsperstrip=1)),
             ("big-endian", written(data, byteorder=">")),

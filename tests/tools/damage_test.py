@@ -1,0 +1,153 @@
+#!/usr/bin/env python3
+"""kxcms convert on small files of every form, cut off everywhere and with single bytes changed.
+
+Whatever becomes of a file: no signal, no line but the one of a refusal, and exit status 0 only with
+the pages, pixels and profile that libtiff, libjpeg and libpng read there and the pipeline makes of
+them. `damage_test.py all` takes every cut and every byte, otherwise a part of them is taken.
+
+Environment: KXCMS (the command), KXCMS_PLAIN_READER (what libtiff and libpng read), KXPIPELINE.
+"""
+
+import concurrent.futures
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+import warnings
+
+import numpy
+import PIL.Image
+
+import image_forms
+import kxp
+import profiles
+import surroundings
+
+KXCMS = os.environ["KXCMS"]
+READER = os.environ["KXCMS_PLAIN_READER"]
+HEIGHT, WIDTH = 10, 9
+SCANNER = profiles.scanner(points=3)
+ALL = "all" in sys.argv[1:]
+STEP = 1 if ALL else 40
+
+
+def run(*command):
+    return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, timeout=60)
+
+
+def peer_pages(path):
+    """@return [(samples, alpha, associated, profile)] of the pages, or why the file cannot be read
+    so."""
+    if path.endswith(".jpg"):
+        try:
+            with warnings.catch_warnings():
+                warnings.simplefilter("error")
+                with PIL.Image.open(path) as image:
+                    return [(numpy.asarray(image), 0, 0, image.info.get("icc_profile", b""))]
+        except Exception as error:  # Pillow refuses in many ways
+            return str(error)
+    done = run(READER, path)
+    if done.returncode != 0:
+        return done.stderr.decode()
+    pages, data, at = [], done.stdout, 0
+    while at < len(data):
+        end = data.index(b"\n", at)
+        width, height, count, bits, alpha, associated, profile = map(int, data[at:end].split())
+        size = width * height * count * bits // 8
+        rows = numpy.frombuffer(data[end + 1:end + 1 + size], f"u{bits // 8}")
+        at = end + 1 + size + profile
+        pages.append((rows.reshape(height, width, count), alpha, associated,
+                      data[at - profile:at]))
+    return pages
+
+
+class Damage(unittest.TestCase):
+    FORMS = list(image_forms.forms(HEIGHT, WIDTH))
+
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
+        self.addCleanup(shutil.rmtree, self.folder)
+        with open(os.path.join(self.folder, "scan.icc"), "wb") as file:
+            file.write(SCANNER)
+
+    def outcome(self, number, data, suffix):
+        """@return what is wrong with what becomes of the bytes, or whether they were converted."""
+        source = os.path.join(self.folder, f"in{number}{suffix}")
+        target = os.path.join(self.folder, f"out{number}.tif")
+        with open(source, "wb") as file:
+            file.write(data)
+        done = run(KXCMS, "convert", "--threads", "1", "--compress", "none", "--profile",
+                   os.path.join(self.folder, "scan.icc"), source, target)
+        try:
+            if done.returncode != 0:
+                good = done.returncode in (3, 4, 5) and not os.path.exists(target) and \
+                    re.fullmatch(rb"kxcms: [^\n]+\n", done.stderr)
+                return False if good else f"{done.returncode}: {done.stderr.decode()}"
+            return self.converted(source, target, done.stderr.decode())
+        finally:
+            for path in (source, target):
+                if os.path.exists(path):
+                    os.remove(path)
+
+    @staticmethod
+    def converted(source, target, said):
+        before, after = peer_pages(source), peer_pages(target)
+        if isinstance(before, str):
+            return f"converted, though it cannot be read: {before}; {said}"
+        if isinstance(after, str):
+            return f"the result cannot be read: {after}"
+        # Pages that are not taken are told.
+        if len(before) != len(after) and "dropped" not in said:
+            return f"{len(before)} pages became {len(after)}"
+        for i, ((data, alpha, associated, _), (found, _, _, profile)) in enumerate(
+                zip(before, after)):
+            if profile != kxp.profile_of("srgb"):
+                return f"page {i}: another profile"
+            if data.shape != found.shape or data.dtype != found.dtype:
+                return f"page {i}: {data.shape} became {found.shape}"
+            expected = kxp.convert(data, SCANNER, alpha=alpha or None, associated=associated)
+            if not numpy.array_equal(expected, found):
+                return f"page {i}: other pixels"
+        return True
+
+    def sweep(self, form, changes):
+        """@param changes  of the bytes of a form: (name, bytes)"""
+        path, _ = form.write(self.folder)
+        with open(path, "rb") as file:
+            whole = file.read()
+        self.assertIs(self.outcome("whole", whole, form.suffix), True)
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            rows = [(name, pool.submit(self.outcome, name, data, form.suffix))
+                    for name, data in changes(whole)]
+            for name, row in rows:
+                with self.subTest(form.name, change=name):
+                    self.assertIn(row.result(), (True, False))
+            return sum(row.result() is True for _, row in rows)
+
+    def test_cut_off(self):
+        def cuts(whole):
+            return ((f"cut-{size}", whole[:size]) for size in range(0, len(whole), STEP))
+        for form in self.FORMS:
+            # What is cut off may be padding.
+            self.assertLess(self.sweep(form, cuts), 9)
+
+    def test_changed_bytes(self):
+        def changed(whole, at, bits):
+            data = bytearray(whole)
+            data[at] ^= bits
+            return bytes(data)
+
+        for number, form in enumerate(self.FORMS):
+            def changes(whole):
+                for at in range(number % STEP, len(whole), STEP):
+                    for bits in ((0x01, 0x80, 0xFF) if ALL else ((0x01, 0x80, 0xFF)[at % 3],)):
+                        yield f"changed-{at}-{bits}", changed(whole, at, bits)
+            self.sweep(form, changes)
+
+
+if __name__ == "__main__":
+    sys.argv = [argument for argument in sys.argv if argument != "all"]
+    surroundings.main()
