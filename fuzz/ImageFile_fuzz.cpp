@@ -81,9 +81,10 @@ bool IsSame(const Tag& one, const Tag& other) {
          one.bytes == other.bytes;
 }
 
-/// Whether tags of 64 bits may have been written as others, or tags without a value left out.
+/// Whether tags of 64 bits may have been written as others, or what has no value left out.
 bool MayChange(const Directory& directory) {
-  return std::any_of(directory.tags.begin(), directory.tags.end(),
+  return (directory.tags.empty() && directory.subDirectories.empty()) ||
+         std::any_of(directory.tags.begin(), directory.tags.end(),
                      [](const Tag& tag) { return tag.type >= kLong8 || tag.bytes.empty(); }) ||
          std::any_of(directory.subDirectories.begin(), directory.subDirectories.end(),
                      [](const SubDirectory& sub) { return MayChange(sub.directory); });

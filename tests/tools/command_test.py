@@ -18,6 +18,7 @@ import subprocess
 import tempfile
 import time
 import unittest
+import zlib
 
 import numpy
 import PIL.Image
@@ -311,6 +312,38 @@ class Conversion(Command):
                 written(data, iccprofile=embedded)(self.path("in.tif"))
                 self.expect(["convert", *arguments, "in.tif", "out.tif"], DONE)
                 numpy.testing.assert_array_equal(self.pixels(), expected)
+
+    def test_a_png_that_says_it_is_srgb(self):
+        """By its chunk, which a named profile goes before; an assumed one is for those that say
+        nothing, and gamma alone says nothing."""
+        data = samples(8)
+        image_forms.saved(data)(self.path("in.png"))
+        plain = self.read("in.png")
+
+        def png(kind, content):
+            chunk = kind + content
+            return plain[:33] + struct.pack(">I", len(content)) + chunk \
+                + struct.pack(">I", zlib.crc32(chunk)) + plain[33:]
+        told = "kxcms: in.png has no profile and says that it is sRGB, which it is taken for\n"
+        by_srgb = kxp.convert(data, kxp.profile_of("srgb"), "prophoto")
+        by_scanner = kxp.convert(data, SCANNER, "prophoto")
+        gamma = png(b"gAMA", struct.pack(">I", 45455))
+        for what, image, arguments, expected, line in (
+            ("sRGB", png(b"sRGB", b"\0"), [], by_srgb, told),
+            ("sRGB, assumed", png(b"sRGB", b"\0"), ["--assume", "scan.icc"], by_srgb, told),
+            ("sRGB, named", png(b"sRGB", b"\0"), ["--profile", "scan.icc"], by_scanner, ""),
+            ("gamma, assumed", gamma, ["--assume", "scan.icc"], by_scanner,
+             "kxcms: in.png: dropped: chunk gAMA\n"),
+        ):
+            with self.subTest(what):
+                self.write("in.png", image)
+                done = self.run_command("convert", "--to", "prophoto", *arguments, "in.png",
+                                        "out.tif")
+                self.assertEqual((done.returncode, done.stderr.decode()), (DONE, line))
+                numpy.testing.assert_array_equal(self.pixels(), expected)
+        self.write("in.png", gamma)
+        self.expect(["convert", "in.png", "out.tif"], PROFILE,
+                    "in.png: no profile is embedded; name one with --profile")
 
     def test_profile_from_a_pipe(self):
         reader, writer = os.pipe()

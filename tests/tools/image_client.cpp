@@ -112,6 +112,8 @@ void Copy(ImageSource& source, char** arguments) {
       sink->WriteRows(rows.data(), count);
     }
     sink->EndPage();
+    const std::vector<std::string>& unread = source.pages()[i].dropped;
+    dropped.insert(dropped.end(), unread.begin(), unread.end());
   }
   sink->Finish();
   std::cout << json(dropped) << '\n';

@@ -4,6 +4,7 @@
 Environment: KXCMS_IMAGE_CLIENT, which copies a file through the command's source and sink.
 """
 
+import hashlib
 import json
 import os
 import resource
@@ -12,6 +13,7 @@ import struct
 import subprocess
 import tempfile
 import unittest
+import zlib
 
 import numpy
 import PIL.Image
@@ -250,6 +252,23 @@ class Tags(Images):
                             self.assertEqual(page[number], (kind, tiffs.count_of(kind, content),
                                                             content))
 
+    def test_kept_through_other_formats(self):
+        """TIFF to JPEG or PNG and back; PNG has no place for IPTC and Photoshop's blocks."""
+        for bits, form, lost in ((8, JPEG, ()), (8, PNG, (33723, 34377)),
+                                 (16, PNG, (33723, 34377))):
+            for order in "<>":
+                self.write("in.tif", tiff(bits=bits, order=order, extra=self.KEPT))
+                self.assertEqual(self.copy("in.tif", "middle", form),
+                                 ["IPTC and Photoshop's blocks"] if lost else [])
+                self.assertEqual(self.copy("middle", "out.tif"), [])
+                page, = self.rules("out.tif").pages
+                self.assertEqual(page.order, order)
+                for number, kind, values in self.KEPT:
+                    with self.subTest(number, bits=bits, order=order, form=form):
+                        content = tiffs.encode(kind, values, order)
+                        self.assertEqual(page.get(number), None if number in lost else (
+                            kind, tiffs.count_of(kind, content), content))
+
     XMP = ("<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf="
            "'http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description rdf:about=''"
            " xmlns:{p}='http://ns.adobe.com/photoshop/1.0/'{attribute}>{element}"
@@ -367,6 +386,126 @@ class Tags(Images):
         with PIL.Image.open(self.path("out.png")) as image:
             self.assertEqual(image.text, {"Title": "a slide", "Author": "Søren"})
         self.assertEqual(self.copy("in.png", "out.tif"), ["text Title", "text Author"])
+
+    @staticmethod
+    def markers(jpeg):
+        """[(number, content)] up to the pixels."""
+        found, at = [], 2
+        while jpeg[at + 1] != 0xDA:
+            size, = struct.unpack_from(">H", jpeg, at + 2)
+            found.append((jpeg[at + 1], jpeg[at + 4:at + 2 + size]))
+            at += 2 + size
+        return found
+
+    def test_xmp_of_several_markers(self):
+        """Larger than one marker of JPEG; exiftool reads it from every format."""
+        text = "".join(f"word{i} " for i in range(30_000))
+        PIL.Image.fromarray(samples(8)).save(self.path("in.tif"))
+        self.write("text", text.encode())
+        run("exiftool", "-overwrite_original", f"-XMP-dc:Description<={self.path('text')}",
+            "-XMP-dc:Title=short", self.path("in.tif"))
+        self.assertEqual(self.copy("in.tif", "divided.jpg", JPEG), [])
+        heads = [content for number, content in self.markers(self.read("divided.jpg"))
+                 if number == 0xE1 and content.startswith(b"http://ns.adobe.com/xmp/extension/\0")]
+        self.assertGreater(len(heads), 2)
+        rest = b"".join(content[75:] for content in heads)
+        digest = hashlib.md5(rest).hexdigest().upper().encode()
+        for content in heads:
+            self.assertEqual((content[35:67], content[67:71]),
+                             (digest, struct.pack(">I", len(rest))))
+        for source, target, form in (("divided.jpg", "again.jpg", JPEG),
+                                     ("divided.jpg", "joined.tif", TIFF),
+                                     ("divided.jpg", "joined.png", PNG)):
+            with self.subTest(target):
+                self.assertEqual(self.copy(source, target, form), [])
+                for name in (source, target):
+                    found = self.exiftool(name)
+                    self.assertEqual((found["XMP-dc:Description"].strip(), found["XMP-dc:Title"]),
+                                     (text.strip(), "short"))
+                    self.assertNotIn("ExifTool:Warning", found)
+
+    def test_xmp_whose_rest_is_missing(self):
+        packet = self.XMP.format(p="photoshop", attribute="", element="").encode()
+        rest = b"http://ns.adobe.com/xmp/extension/\0" + b"0" * 32
+        for what, parts in (
+            ("of another packet", [rest + struct.pack(">2I", 4, 0) + b"text"]),
+            ("shorter than its head", [rest[:-2]]),
+            ("of no text at all", [rest]),
+        ):
+            with self.subTest(what):
+                saved(samples(8))(self.path("in.jpg"))
+                jpeg = self.read("in.jpg")
+                for content in (b"http://ns.adobe.com/xap/1.0/\0" + packet, *parts):
+                    jpeg = jpeg[:2] + struct.pack(">3H", 0xFFE1, len(content) + 2, 0)[:4] + content \
+                        + jpeg[2:]
+                self.write("in.jpg", jpeg)
+                self.assertEqual(self.copy("in.jpg", "out.tif"), ["a further part of XMP"])
+                self.assertEqual(self.exiftool("out.tif")["XMP-photoshop:City"], "Here")
+
+    def test_copies_that_photoshop_keeps(self):
+        """Its second Exif block and XMP packet speak of the new colours too."""
+        self.exif_file(".tif")
+        run("exiftool", "-overwrite_original", "-o", self.path("exif.jpg"), "-TagsFromFile",
+            self.exif_file(".jpg"), "-EXIF:all", "-GPS:all", self.exif_file(".jpg"))
+        exif = next(content[6:] for number, content in self.markers(self.read("exif.jpg"))
+                    if number == 0xE1 and content.startswith(b"Exif\0\0"))
+        xmp = self.XMP.format(p="photoshop", attribute=" photoshop:ICCProfile='old one'",
+                              element="").encode()
+
+        def block(number, content):
+            return b"8BIM" + struct.pack(">HHI", number, 0, len(content)) + content \
+                + bytes(len(content) % 2)
+        for what, blocks, said in (
+            ("both", block(1058, exif) + block(1060, xmp),
+             {"XMP's name of the profile", "Exif's Gamma", "Exif's interoperability"}),
+            ("a damaged one", block(1058, exif[:40]), {"Photoshop's copy of Exif (damaged)"}),
+        ):
+            with self.subTest(what):
+                self.write("in.tif", tiff(extra=[(34377, BYTE, blocks)]))
+                self.assertEqual(set(self.copy("in.tif", "out.tif", colors=OTHERS)), said)
+                content = self.rules("out.tif").pages[0].get(34377, (0, 0, b""))[2]
+                self.assertNotIn(b"old one", content)
+                self.assertNotIn(b"R98", content)
+        self.write("in.tif", tiff(extra=[(34377, BYTE, block(1058, exif))]))
+        self.copy("in.tif", "out.tif", colors=OTHERS)
+        done = subprocess.run(["exiftool", "-s3", "-n", "-ColorSpace", self.path("out.tif")],
+                              check=True, capture_output=True, timeout=60)
+        self.assertEqual(done.stdout.strip(), b"65535")
+
+    def test_directories_that_would_be_empty_go(self):
+        """An Exif directory of nothing but the gamma of the old colours."""
+        at = 8 + 720
+        inner = struct.pack("<H2HII", 1, 42240, RATIONAL, 1, 8) + bytes(4)
+        data = tiff(extra=[(34665, LONG, [at])])
+        first, = struct.unpack_from("<I", data, 4)
+        data = bytearray(data + inner)
+        count, = struct.unpack_from("<H", data, first)
+        for i in range(count):
+            if struct.unpack_from("<H", data, first + 2 + 12 * i)[0] == 34665:
+                struct.pack_into("<I", data, first + 10 + 12 * i, len(data) - len(inner))
+        self.write("in.tif", bytes(data))
+        for target, form in (("out.tif", TIFF), ("out.jpg", JPEG), ("out.png", PNG)):
+            with self.subTest(target):
+                self.assertEqual(self.copy("in.tif", target, form), ["Exif's Gamma"])
+        self.assertNotIn(34665, self.rules("out.tif").pages[0])
+
+    def test_what_stands_behind_the_image(self):
+        for suffix in (".jpg", ".png"):
+            with self.subTest(suffix):
+                saved(samples(8))(self.path("in" + suffix))
+                self.write("in" + suffix, self.read("in" + suffix) + b"another image")
+                self.assertEqual(self.copy("in" + suffix, "out.tif"), ["bytes behind the image"])
+
+    def test_chunks_that_are_of_the_old_colours(self):
+        saved(samples(8))(self.path("in.png"))
+        png = self.read("in.png")
+
+        def chunk(kind, content):
+            return struct.pack(">I", len(content)) + kind + content \
+                + struct.pack(">I", zlib.crc32(kind + content))
+        gamma, background = chunk(b"gAMA", struct.pack(">I", 50_000)), chunk(b"bKGD", bytes(6))
+        self.write("in.png", png[:33] + gamma + background + png[33:])
+        self.assertEqual(self.copy("in.png", "out.tif"), ["chunk gAMA", "chunk bKGD"])
 
     def test_large_tags_give_way_in_jpeg(self):
         self.write("in.tif", tiff(extra=[(270, ASCII, b"a slide\0"), (60000, BYTE, bytes(70_000)),

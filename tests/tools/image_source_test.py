@@ -6,6 +6,7 @@ Environment: KXCMS_IMAGE_CLIENT, which prints what the command's image source ma
 
 import json
 import os
+import re
 import resource
 import shutil
 import struct
@@ -344,6 +345,53 @@ class Refusals(Images):
                 path = self.write("in", data)
                 done = self.run_client("rows", path, "0", preexec_fn=limit)
                 self.assertEqual((done.returncode, done.stderr.decode().rstrip()), (1, reason))
+
+    @unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
+    def test_a_dictionary_larger_than_its_strips(self):
+        """LZMA takes its memory before it decodes; 64 MiB is the encoder's largest preset."""
+        def limit():
+            resource.setrlimit(resource.RLIMIT_AS, (200 << 20, 200 << 20))
+        rgb = samples(8)
+        copied(written(rgb), "-c", "lzma")(self.path("in.tif"))
+        data = open(self.path("in.tif"), "rb").read()
+        start = data.index(b"\xfd7zXZ") + 12  # of the first block's header
+        size = (data[start] + 1) * 4
+        header = data[start:start + size - 4]
+        at = header.index(b"\x21\x01") + 2
+        for bits, mib, is_read in ((28, 64, True), (29, 96, False), (36, 1024, False),
+                                   (40, 4095, False)):
+            with self.subTest(mib=mib):
+                changed = header[:at] + bytes([bits]) + header[at + 1:]
+                self.write("large.tif", data[:start] + changed
+                           + struct.pack("<I", zlib.crc32(changed)) + data[start + size:])
+                done = self.run_client("rows", self.path("large.tif"), "0", preexec_fn=limit)
+                if is_read:
+                    self.assertEqual((done.returncode, done.stdout), (0, rgb.tobytes()))
+                    continue
+                self.assertEqual((done.returncode, done.stderr.decode()), (
+                    1, f"unsupported: its compression (LZMA) asks for a dictionary of {mib} MiB, "
+                       "more than its strips have use for\n"))
+
+    def test_the_check_sum_of_deflate(self):
+        """libtiff does not come to it when it reads rows."""
+        rgb = samples(8)
+        for what, options in (("strips", ("-r", "8")), ("one strip", ("-r", "100")),
+                              ("tiles", ("-t", "-w", "16", "-l", "16")),
+                              ("reversed bits", ("-r", "8", "-f", "lsb2msb"))):
+            with self.subTest(what):
+                copied(written(rgb), "-c", "zip", *options)(self.path("in.tif"))
+                self.assertEqual(self.rows(self.path("in.tif")), rgb.tobytes())
+                data = bytearray(open(self.path("in.tif"), "rb").read())
+                described = subprocess.run(["tiffdump", self.path("in.tif")], check=True,
+                                           capture_output=True, text=True).stdout
+                offset, size = (int(re.search(rf"{name}.*?<(\d+)", described).group(1))
+                                for name in (r"(?:Strip|Tile)Offsets",
+                                             r"(?:Strip|Tile)ByteCounts"))
+                data[offset + size - 1] ^= 0x10
+                self.assertEqual(
+                    self.refusal(self.write("changed.tif", data)),
+                    "unreadable: damaged: its pixels, or the check sum of Deflate behind them, "
+                    "have changed")
 
     @staticmethod
     def png(width, height, body=b"", more=()):

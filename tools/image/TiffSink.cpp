@@ -222,7 +222,8 @@ void TiffSink::Finish() {
   // From the last to the first: a SubIFD stands behind the page that points at it.
   std::vector<std::vector<std::uint64_t>> subPages(written_.size());
   std::vector<std::uint64_t> chain;
-  for (std::size_t i = written_.size(); i-- > 0;) {
+  for (std::size_t left = written_.size(); left > 0; --left) {
+    const std::size_t i = left - 1;
     Written& page = written_[i];
     if (!subPages[i].empty()) {
       std::reverse(subPages[i].begin(), subPages[i].end());

@@ -475,7 +475,6 @@ void TiffSource::CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels
 
   // What a decoder holds: the bytes of a piece, and the piece where it does not come in rows.
   std::uint64_t memory = pixels.isPlain ? 0 : largest;
-  if (layout.compression == COMPRESSION_LZMA) memory += LargestDictionary(page, pixels, pieceBytes);
   if (isTiled || DecodesWholeStrips(layout.compression)) memory += pieceBytes;
   memory = SaturatingProduct(memory, planes);
   const std::uint64_t rowsAtOnce = isTiled ? std::min<std::uint64_t>(rows, page.height) : 1;
@@ -483,6 +482,10 @@ void TiffSource::CheckPieces(const TiffDirectories::Raw& raw, Page& page, Pixels
   const std::uint64_t imageBytes = SaturatingProduct(page.RowBytes(), page.height);
   claimedBytes_ = std::max(imageBytes, claimedBytes_ + imageBytes);
   CheckProportion(page.memoryBytes, claimedBytes_, bytes_.size());
+  // Its use is bounded by the pieces, whatever the size of the file.
+  if (layout.compression == COMPRESSION_LZMA) {
+    page.memoryBytes += planes * LargestDictionary(page, pixels, pieceBytes);
+  }
 }
 
 std::uint64_t TiffSource::LargestDictionary(const Page& page, const Pixels& pixels,
