@@ -744,6 +744,79 @@ class Streams(Command):
                 self.expect_untouched("expected.tif", "in.tif", "scan.icc")
 
 
+class Found(Command):
+    """What hostile and real files have been found to do to a converter."""
+
+    MAIN, SMALL = samples(8), samples(8)[::4, ::4]
+
+    def change(self, name, change):
+        """Changes the bytes of a TIFF file, little-endian: `change(data, {tag: entry's place})`."""
+        data = bytearray(self.read(name))
+        at, = struct.unpack_from("<I", data, 4)
+        count, = struct.unpack_from("<H", data, at)
+        entries = range(at + 2, at + 2 + 12 * count, 12)
+        change(data, {struct.unpack_from("<H", data, entry)[0]: entry for entry in entries})
+        self.write(name, data)
+
+    def test_a_main_image_that_is_raw(self):
+        """As in a DNG file: the first directory has but its small copy."""
+        several((self.SMALL, {"subifds": 1, "subfiletype": 1}),
+                (samples(16)[:, :, 0], {"photometric": 32803}))(self.path("in.tif"))
+        self.convert(status=WRONG, line="in.tif: page 2: holds the raw data of a camera, not RGB")
+
+    def test_second_pages_of_doubtful_kinds(self):
+        def kind(tag, number, count, value):
+            def change(data, entries):
+                at, = struct.unpack_from("<I", data, 4)
+                first, = struct.unpack_from("<H", data, at)
+                second, = struct.unpack_from("<I", data, at + 2 + 12 * first)
+                # NewSubfileType comes first.
+                struct.pack_into("<2HII", data, second + 2, tag, number, count, value)
+            return change
+        for what, change, status, line in (
+            ("an unused bit", kind(254, LONG, 1, 8), DONE, None),
+            ("as SHORT", kind(254, SHORT, 1, 0), DONE, None),
+            ("a text", kind(254, ASCII, 1, 0), UNREADABLE,
+             "in.tif: damaged: tag 254 is not a number"),
+            ("two values", kind(254, SHORT, 2, 1), UNREADABLE,
+             "in.tif: damaged: tag 254 is not a single number"),
+            ("the same tag twice", kind(256, LONG, 1, 61), UNREADABLE,
+             "in.tif: damaged: tag 256 stands twice"),
+            ("by TIFF 5.0, reduced", kind(255, SHORT, 1, 2), DONE, None),
+        ):
+            with self.subTest(what):
+                several((self.MAIN, {}), (self.MAIN, {"subfiletype": 1}))(self.path("in.tif"))
+                self.change("in.tif", change)
+                self.convert(status=status, line=line)
+                if status == DONE:
+                    pages = self.rules().pages
+                    self.assertEqual([page.number(256) for page in pages], [61, 61])
+                    numpy.testing.assert_array_equal(tifffile.imread(self.path("out.tif"), key=1),
+                                                     kxp.convert(self.MAIN, SCANNER))
+                    os.remove(self.path("out.tif"))
+
+    def test_values_that_are_out_of_range(self):
+        """They stay what they are, and are not cut to something else."""
+        self.write("in.tif", tiff(extra=[(274, LONG, [65542]), (296, SHORT, [9])]))
+        self.convert()
+        page, = self.rules().pages
+        self.assertEqual((page[274][:2], page.number(274), page.number(296)), ((LONG, 1), 65542, 9))
+
+    def test_pointers_to_nothing(self):
+        self.write("in.tif", tiff(extra=[(400, LONG, [8]), (513, LONG, [8]), (514, LONG, [99])]))
+        self.convert(line="in.tif: dropped: GlobalParameters, thumbnail")
+        page, = self.rules().pages
+        self.assertFalse({400, 513, 514} & set(page))
+
+    def test_profiles_of_many_tags(self):
+        tags = [(b"wtpt", profiles.WHITE_POINT), (b"A2B0", profiles.lut16(points=3))]
+        tags += [(b"t%03d" % i, b"text" + bytes(8)) for i in range(900)]
+        self.write("scan.icc", profiles.profile(tags))
+        self.convert()
+        numpy.testing.assert_array_equal(
+            self.pixels(), kxp.convert(self.pixels("in.tif"), self.read("scan.icc")))
+
+
 class Records(Command):
     def test_json(self):
         self.write("in.tif", tiff(extra=[(318, tiffs.RATIONAL, [(1, 3), (1, 3)])]))
@@ -1051,12 +1124,15 @@ class Writing(Command):
         self.convert("--format", "tiff", target="/dev/null", status=WRITE,
                      line="cannot write /dev/null: is not a regular file")
         self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
-        file = os.memfd_create("gone")
-        done = self.run_command("convert", "--profile", "scan.icc", "--format", "tiff", "in.tif",
-                                f"/dev/fd/{file}", pass_fds=[file])
-        os.close(file)
-        self.assertEqual((done.returncode, done.stderr.decode()), (
-            WRITE, f"kxcms: cannot write /dev/fd/{file}: it has no name in a folder\n"))
+        self.write("gone", OLD)
+        deleted = os.open(self.path("gone"), os.O_RDWR)
+        os.remove(self.path("gone"))
+        for file in (os.memfd_create("gone"), deleted):
+            done = self.run_command("convert", "--profile", "scan.icc", "--format", "tiff", "in.tif",
+                                    f"/dev/fd/{file}", pass_fds=[file])
+            os.close(file)
+            self.assertEqual((done.returncode, done.stderr.decode()), (
+                WRITE, f"kxcms: cannot write /dev/fd/{file}: it has no name in a folder\n"))
         self.expect_untouched("folder.tif", "in.tif", "loop.tif", "pipe.tif", "scan.icc")
 
     def test_unwritable_folder(self):
@@ -1136,6 +1212,56 @@ class Writing(Command):
         os.chmod(self.path("old.tif"), 0o604)
         self.convert(target="old.tif")
         self.assertEqual(mode("old.tif"), 0o604)
+
+    def test_a_group_that_may_be_kept(self):
+        """Whoever cannot give a file back to its owner can give it to a group of his own."""
+        groups = [group for group in os.getgroups() if group != os.getegid()]
+        if os.geteuid() != 0 and not groups:
+            self.skipTest("there is no other group")
+        group = groups[0] if groups else 12345
+        self.write("out.tif", OLD)
+        os.chown(self.path("out.tif"), -1, group)
+        os.chmod(self.path("out.tif"), 0o664)
+        self.convert()
+        status = os.stat(self.path("out.tif"))
+        self.assertEqual((status.st_gid, stat.S_IMODE(status.st_mode)), (group, 0o664))
+        if os.geteuid() != 0:
+            return
+        # Another's file, in a folder that is everybody's: its group is one of this process.
+        self.write("out.tif", OLD)
+        os.chown(self.path("out.tif"), 4242, group)
+        os.chmod(self.path("out.tif"), 0o666)
+        os.chmod(self.folder, 0o777)
+
+        def another():
+            os.setgroups([group])
+            os.setgid(4343)
+            os.setuid(4343)
+        done = self.run_command("convert", "--profile", "scan.icc", "in.tif", "out.tif",
+                                preexec_fn=another)
+        if b"Permission denied" in done.stderr:
+            self.skipTest("the command may not be run by another user")
+        self.assertEqual((done.returncode, done.stderr), (DONE, b""))
+        status = os.stat(self.path("out.tif"))
+        self.assertEqual((status.st_uid, status.st_gid, stat.S_IMODE(status.st_mode)),
+                         (4343, group, 0o666))
+
+    def test_extended_attributes(self):
+        self.write("out.tif", OLD)
+        try:
+            os.setxattr(self.path("out.tif"), "user.origin", b"a box of slides")
+        except OSError as error:
+            self.skipTest(f"no extended attributes: {error}")
+        self.convert()
+        self.assertEqual(os.getxattr(self.path("out.tif"), "user.origin"), b"a box of slides")
+        self.assertNotEqual(self.read("out.tif"), OLD)
+
+    def test_hard_links_keep_what_they_had(self):
+        self.write("out.tif", OLD)
+        os.link(self.path("out.tif"), self.path("other.tif"))
+        self.convert()
+        self.assertEqual(self.read("other.tif"), OLD)
+        self.assertNotEqual(self.read("out.tif"), OLD)
 
     @needs_proc
     def test_a_kill_leaves_the_old_file_or_the_new_one(self):

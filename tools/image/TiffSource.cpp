@@ -339,8 +339,11 @@ void TiffSource::ReadPage(std::uint64_t position, std::optional<std::size_t> par
   pixels_.push_back(std::move(pixels));
   for (const std::uint64_t subPage : subPages) {
     ReadPage(subPage, index);
-    // SubIFDs form no chain of their own; what one would lead to has no place.
-    if (next_ != 0) pages_[index].dropped.emplace_back("directories behind a SubIFD");
+    // SubIFDs form no chain, though some writers link those of a page all the same; what else one
+    // leads to has no place.
+    if (next_ != 0 && std::find(subPages.begin(), subPages.end(), next_) == subPages.end()) {
+      pages_[index].dropped.emplace_back("directories behind a SubIFD");
+    }
   }
   next_ = following;
 }
