@@ -1,21 +1,21 @@
 #include "Check.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <iostream>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <string_view>
+#include <utility>
 
+#include "FileKind.h"
 #include "Finding.h"
+#include "ImageCheck.h"
 #include "InputFile.h"
 #include "IntentNames.h"
 #include "OneLine.h"
 #include "ProfileCheck.h"
 #include "ProfileSource.h"
-#include "TiffCheck.h"
-#include "base/Bytes.h"
 
 namespace {
 
@@ -28,8 +28,8 @@ struct PartFindings {
 
 struct FileReport {
   std::string file;
-  const char* kind = "unknown";  ///< "profile" or "tiff" where that is known
-  std::string unreadable;        ///< why; empty for a file that was checked
+  FileKind kind = FileKind::kUnknown;
+  std::string unreadable;  ///< why; empty for a file that was checked
   std::vector<PartFindings> parts;
 
   bool HasErrors() const {
@@ -46,26 +46,11 @@ struct FileReport {
   }
 };
 
-bool IsTiff(std::span<const unsigned char> head) {
-  using namespace std::string_view_literals;
-  constexpr std::array<std::string_view, 4> kMagic = {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv};
-  return std::any_of(kMagic.begin(), kMagic.end(), [head](std::string_view magic) {
-    return head.size() >= magic.size() && std::equal(magic.begin(), magic.end(), head.begin());
-  });
-}
-
-/// A profile shows in its signature; one that has lost it, in its colour space and class, or in its
-/// size (ICC.1:2010, 7.2).
-bool IsProfile(std::span<const unsigned char> bytes) {
-  const auto has = [&bytes](std::size_t at, std::string_view text) {
-    return bytes.size() >= at + text.size() &&
-           std::equal(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
-  };
-  if (has(36, "acsp")) return true;
-  constexpr std::size_t kHeaderSize = 128;
-  if (bytes.size() < kHeaderSize) return false;
-  if (kxcms::BigEndianView(bytes).U32(0) == bytes.size()) return true;
-  return has(16, "RGB ") && (has(20, "Lab ") || has(20, "XYZ "));
+/// What is wrong with the profile of an image. Who converts images does not use libKXCMS.
+std::vector<Finding> InspectEmbedded(std::span<const unsigned char> profile) {
+  std::vector<Finding> findings = InspectProfile(profile);
+  std::erase_if(findings, [](const Finding& finding) { return finding.isOfFixedOnly; });
+  return findings;
 }
 
 FileReport Inspect(const std::string& file) {
@@ -74,32 +59,37 @@ FileReport Inspect(const std::string& file) {
   try {
     const Stream stream = OpenInput(file);
     const int fd = fileno(stream.get());
-    RegularFileSize(fd, file);
-    std::array<unsigned char, 4> head = {};
-    const ssize_t got = pread(fd, head.data(), head.size(), 0);
-    if (got == static_cast<ssize_t>(head.size()) && IsTiff(head)) {
-      report.kind = "tiff";
-      TiffReport image = InspectTiff(fd, file);
+    const std::uint64_t size = RegularFileSize(fd, file);
+    report.kind = KindOf(fd, size);
+    if (IsImage(report.kind)) {
+      ImageReport image = InspectImage(fd, size, file);
       report.parts.push_back({"image", std::move(image.findings)});
-      if (image.form.profile) {
-        report.parts.push_back({kEmbedded, InspectProfile(*image.form.profile)});
+      for (const std::vector<unsigned char>& profile : image.profiles) {
+        report.parts.push_back({kEmbedded, InspectEmbedded(profile)});
       }
-      return report;
+    } else if (report.kind == FileKind::kProfile) {
+      report.parts.push_back({"profile", InspectProfile(ReadProfile(fd, file))});
+    } else {
+      report.unreadable = file + ": " + kUnknownKind;
     }
-    const std::vector<unsigned char> bytes = ReadProfile(fd, file);
-    if (!IsProfile(bytes)) {
-      throw Refusal(Exit::InputUnreadable, file + ": neither an ICC profile nor a TIFF file");
-    }
-    report.kind = "profile";
-    report.parts.push_back({"profile", InspectProfile(bytes)});
   } catch (const Refusal& refusal) {
     report.unreadable = refusal.what();
+  } catch (const std::bad_alloc&) {
+    report.unreadable = file + ": not enough memory for this file";
   }
   return report;
 }
 
 const char* NameOf(Finding::Severity severity) {
-  return severity == Finding::Severity::Error ? "error" : "warning";
+  switch (severity) {
+    case Finding::Severity::Note:
+      return "note";
+    case Finding::Severity::Warning:
+      return "warning";
+    case Finding::Severity::Error:
+      break;
+  }
+  return "error";
 }
 
 std::vector<const char*> NamesOf(IntentSet intents) {
@@ -145,7 +135,7 @@ nlohmann::ordered_json JsonOf(const FileReport& report) {
     }
   }
   nlohmann::ordered_json object = {
-      {"file", report.file}, {"kind", report.kind}, {"status", report.Status()}};
+      {"file", report.file}, {"kind", NameOf(report.kind)}, {"status", report.Status()}};
   if (!report.unreadable.empty()) object["reason"] = report.unreadable;
   object["findings"] = std::move(findings);
   return object;

@@ -11,11 +11,11 @@ struct CheckRequest {
   bool json = false;
 };
 
-/// Prints everything wrong with profiles and TIFF files on standard output, as one line for each
-/// finding or as one JSON document. Which of the two a file is, its contents tell. A file that
-/// cannot be read does not keep the others from being checked.
+/// Prints everything wrong with profiles and images on standard output, as one line for each
+/// finding or as one JSON document. What a file is, its contents tell. A file that cannot be read
+/// does not keep the others from being checked.
 /// @return `WouldBeWrong` if there is an error among the findings, `InputUnreadable` if a file
-///         cannot be read or is neither
+///         cannot be read or is of no known kind
 Exit CheckFiles(const CheckRequest& request);
 
 #endif

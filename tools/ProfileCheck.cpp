@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <cstdlib>
 #include <map>
+#include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
-#include "Refusal.h"
 #include "base/Bytes.h"
+#include "tools/commands/ColorHandles.h"
 
 // Offsets and layouts: ICC.1:2010, 7.2 (header), 7.3 (tag table) and 10 (tag types).
 
@@ -70,6 +72,7 @@ class ProfileChecker {
   explicit ProfileChecker(std::span<const unsigned char> bytes) : file_(bytes) {}
 
   std::vector<Finding> Inspect() {
+    const std::span<const unsigned char> whole(file_.data(), file_.size());
     if (!file_.Holds(0, kTagTable)) {
       Error("not-a-profile", "not an ICC profile: it has " + std::to_string(file_.size()) +
                                  " bytes, fewer than a header");
@@ -83,15 +86,28 @@ class ProfileChecker {
       CheckWhitePoint();
       CheckOtherTags();
     }
-    return findings_.list();
+    std::vector<Finding> findings = findings_.list();
+    if (AskReader(whole, findings) == KXP_ERROR_UNSUPPORTED) {
+      // What nobody converts by, libKXCMS need not be named for.
+      std::erase_if(findings, [](const Finding& finding) { return finding.isOfFixedOnly; });
+    }
+    return findings;
   }
 
  private:
   void Error(const char* code, const std::string& text, IntentSet intents = kEveryIntent) {
-    findings_.Add({Finding::Severity::Error, code, text, Exit::ProfileUnusable, intents});
+    findings_.Add({Finding::Severity::Error, code, text, intents});
   }
   void Warn(const char* code, const std::string& text) {
-    findings_.Add({Finding::Severity::Warning, code, text, Exit::Done, IntentSet()});
+    findings_.Add({Finding::Severity::Warning, code, text, IntentSet()});
+  }
+  /// For a sound profile that nobody here takes.
+  void Note(const char* code, const std::string& text) {
+    findings_.Add({Finding::Severity::Note, code, text, kEveryIntent});
+  }
+  /// For what libKXCMS does not read, or would misread.
+  void Limit(const char* code, const std::string& text, IntentSet intents = kEveryIntent) {
+    findings_.Add({Finding::Severity::Note, code, "for libKXCMS: " + text, intents, true});
   }
   /// An error of the conversions that it concerns, if any.
   void Judge(const char* code, const std::string& text, IntentSet intents) {
@@ -154,7 +170,7 @@ class ProfileChecker {
       return false;
     }
     if (count > kMostTags) {
-      Error("tag-table", "has " + std::to_string(count) + " tags; up to 65536 can be read");
+      Limit("tag-table", "has " + std::to_string(count) + " tags; up to 65536 can be read");
       return false;
     }
     for (std::uint64_t i = 0; i < count; ++i) {
@@ -216,22 +232,22 @@ class ProfileChecker {
     const std::uint32_t device = file_.U32(16);
     const std::uint32_t connection = file_.U32(20);
     if (device != Signature("RGB ")) {
-      Error("device-space", "describes a device of colour space " + Text(device) + ", not RGB");
+      Note("device-space", "describes a device of colour space " + Text(device) + ", not RGB");
     }
     if (deviceClass == Signature("abst") || deviceClass == Signature("nmcl")) {
-      Error("class", "class " + Text(deviceClass) + " describes no device");
+      Note("class", "class " + Text(deviceClass) + " describes no device");
     } else if (!IsProfileClass(deviceClass)) {
       Warn("class", "its class " + Text(deviceClass) + " is unknown");
     }
     if (connection == Signature("XYZ ")) {
-      Error("connection-space",
+      Limit("connection-space",
             "connection space XYZ; only profiles with connection space Lab can be used");
     } else if (connection != Signature("Lab ")) {
-      Error("connection-space", "connection space " + Text(connection) + " is not Lab");
+      Limit("connection-space", "connection space " + Text(connection) + " is not Lab");
     }
     // Such a profile yields the output tables' own contents instead of converted pixels.
     if (file_.U32(48) == Signature("none")) {
-      Error("manufacturer-none",
+      Limit("manufacturer-none",
             "its manufacturer 'none' marks a test profile that converts nothing");
     }
   }
@@ -277,7 +293,7 @@ class ProfileChecker {
       if (lookups_[i] == nullptr) without.set(i);
     }
     if (without.any()) {
-      Error("no-lookup-tag",
+      Limit("no-lookup-tag",
             "no lookup tag for its class " + Text(file_.U32(12)) +
                 "; profiles of matrix and curves cannot be used",
             without);
@@ -291,9 +307,9 @@ class ProfileChecker {
 
   // ---- One lookup tag: `where` begins its messages, `lookupUsers_` are the intents that it serves
 
-  void LookupError(const char* code, const std::string& text) { Error(code, text, lookupUsers_); }
+  void LookupLimit(const char* code, const std::string& text) { Limit(code, text, lookupUsers_); }
   void LookupCutOff(const std::string& where) {
-    LookupError("lookup-cut-off", where + "is cut off");
+    Error("lookup-cut-off", where + "is cut off", lookupUsers_);
   }
 
   void CheckLookupTag(const kxcms::BigEndianView& tag, std::uint32_t signature) {
@@ -304,23 +320,23 @@ class ProfileChecker {
     } else if (type == Signature("mAB ")) {
       CheckLutAToB(tag, where);
     } else if (type == Signature("mft1")) {
-      LookupError("lookup-type",
+      LookupLimit("lookup-type",
                   where + "has 8-bit entries (lut8Type); only 16-bit tables can be used");
     } else {
-      LookupError("lookup-type", where + "has the unknown type " + Text(type));
+      LookupLimit("lookup-type", where + "has the unknown type " + Text(type));
     }
   }
 
   bool CheckChannels(const kxcms::BigEndianView& tag, const std::string& where) {
     if (tag.U8(8) == 3 && tag.U8(9) == 3) return true;
-    LookupError("lookup-channels", where + "has " + std::to_string(tag.U8(8)) + " inputs and " +
+    LookupLimit("lookup-channels", where + "has " + std::to_string(tag.U8(8)) + " inputs and " +
                                        std::to_string(tag.U8(9)) + " outputs, not 3 and 3");
     return false;
   }
 
   void CheckGridPoints(unsigned points, const std::string& where) {
     if (points < kFewestGridPoints || points > kMostGridPoints) {
-      LookupError("grid-points",
+      LookupLimit("grid-points",
                   where + "has " + std::to_string(points) + " grid points; 2 to 33 can be used");
     }
   }
@@ -352,19 +368,19 @@ class ProfileChecker {
     const std::uint64_t clut = tag.U32(24);
     const std::uint64_t curvesA = tag.U32(28);
     if (curvesB == 0 || clut == 0 || curvesA == 0) {
-      LookupError("lookup-elements", where + "has no colour grid between two sets of curves");
+      LookupLimit("lookup-elements", where + "has no colour grid between two sets of curves");
     }
     for (const std::uint64_t at : {curvesB, matrix, curvesM, clut, curvesA}) {
       if (at != 0 && at < kLutElements) {
-        LookupError("lookup-elements", where + "has an element inside its own header");
+        Error("lookup-elements", where + "has an element inside its own header", lookupUsers_);
         return;
       }
     }
     if (matrix != 0 && !IsIdentityMatrix(tag, matrix)) {
-      LookupError("lookup-matrix", where + "has a matrix, which cannot be used");
+      LookupLimit("lookup-matrix", where + "has a matrix, which cannot be used");
     }
     if (curvesM != 0 && CheckCurves(tag, curvesM, where).value_or(0) > 2) {
-      LookupError("lookup-matrix", where + "has curves beside its matrix, which cannot be used");
+      LookupLimit("lookup-matrix", where + "has curves beside its matrix, which cannot be used");
     }
     if (curvesA != 0) CheckCurves(tag, curvesA, where);
     if (curvesB != 0) CheckOutputEntryCount(CheckCurves(tag, curvesB, where).value_or(0), where);
@@ -374,12 +390,12 @@ class ProfileChecker {
   void CheckGrid(const kxcms::BigEndianView& tag, std::uint64_t clut, const std::string& where) {
     const unsigned points = tag.U8(clut);
     if (tag.U8(clut + 1) != points || tag.U8(clut + 2) != points) {
-      LookupError("grid-sides", where + "has a grid of unequal sides");
+      LookupLimit("grid-sides", where + "has a grid of unequal sides");
     }
     CheckGridPoints(points, where);
     const unsigned width = tag.U8(clut + 16);
     if (width != 2) {
-      LookupError("grid-width", where + "has a grid of 8-bit values; only 16-bit ones work");
+      LookupLimit("grid-width", where + "has a grid of 8-bit values; only 16-bit ones work");
     }
     if (!tag.Holds(clut, 20 + GridBytes(tag, clut, 3, 3))) LookupCutOff(where);
   }
@@ -395,12 +411,12 @@ class ProfileChecker {
         return std::nullopt;
       }
       if (tag.U32(at) != Signature("curv")) {
-        LookupError("curve-type",
+        LookupLimit("curve-type",
                     where + "has curves of type " + Text(tag.U32(at)) + "; only sampled ones work");
         return std::nullopt;
       }
       if (tag.U32(at + 8) != count) {
-        LookupError("curve-lengths", where + "has curves of different lengths");
+        LookupLimit("curve-lengths", where + "has curves of different lengths");
         return std::nullopt;
       }
       CheckEntryCount(count, where + "curves ");
@@ -412,7 +428,7 @@ class ProfileChecker {
       // The reader steps 14 + 2n bytes from one curve to the next, which is right for odd n. It
       // does not matter for n = 0, where no entry of the others is used.
       if (count != 0 && count % 2 == 0) {
-        LookupError("curve-even",
+        LookupLimit("curve-even",
                     where + "has curves of an even number of entries, which would be misread");
       }
       at += (kCurveHeader + 2ull * count + 3) / 4 * 4;
@@ -422,14 +438,14 @@ class ProfileChecker {
 
   void CheckEntryCount(std::uint32_t count, const std::string& which) {
     if (count > kMostCurveEntries) {
-      LookupError("curve-entries",
+      LookupLimit("curve-entries",
                   which + "have " + std::to_string(count) + " entries; up to 4096 can be used");
     }
   }
 
   void CheckOutputEntryCount(std::uint32_t count, const std::string& where) {
     if (count > 2 && count < kFewestOutputEntries) {
-      LookupError("curve-entries", where + "has output curves of " + std::to_string(count) +
+      LookupLimit("curve-entries", where + "has output curves of " + std::to_string(count) +
                                        " entries, too few to be used exactly");
     }
   }
@@ -442,7 +458,7 @@ class ProfileChecker {
                           (count == 1 && tag.U16(entries) == kGammaOne) ||
                           (count == 2 && tag.U16(entries) == 0 && tag.U16(entries + 2) == 65535);
     if (!identity) {
-      LookupError("curve-short", where + "has a curve of " + std::to_string(count) +
+      LookupLimit("curve-short", where + "has a curve of " + std::to_string(count) +
                                      " entries that is not the identity");
     }
   }
@@ -463,7 +479,7 @@ class ProfileChecker {
       return white.U32(at) != 0 && white.U32(at) < 0x80000000u;
     };
     if (!white.Holds(0, kXyzSize) || !positive(8) || !positive(12) || !positive(16)) {
-      Error("white-point", "no media white point, which the absolute intent needs",
+      Limit("white-point", "no media white point, which the absolute intent needs",
             IntentSet().set(ICC40::ICCFILE::Absolute));
     }
   }
@@ -555,6 +571,32 @@ class ProfileChecker {
     return end;
   }
 
+  // ---- What converts
+
+  /// What the strict reader of `convert` says has the last word.
+  static kxp_status AskReader(std::span<const unsigned char> whole,
+                              std::vector<Finding>& findings) {
+    kxp_error error = {};
+    error.size = sizeof error;
+    kxp_profile* profile = nullptr;
+    const kxp_status status = kxp_profile_from_memory(whole.data(), whole.size(), &profile, &error);
+    const ProfileHandle closing(profile);
+    if (status == KXP_OK) return status;
+    if (status == KXP_ERROR_MEMORY) throw std::bad_alloc();
+    const bool isSound = status == KXP_ERROR_UNSUPPORTED;
+    const auto severity = isSound ? Finding::Severity::Note : Finding::Severity::Error;
+    const bool isTold =
+        std::any_of(findings.begin(), findings.end(), [severity](const Finding& finding) {
+          return finding.severity == severity && finding.intents.all() && !finding.isOfFixedOnly;
+        });
+    if (!isTold) {
+      const std::string reason = ClauseOf(error.message);
+      findings.push_back({severity, isSound ? "unsupported" : "contents",
+                          isSound ? reason : "damaged: " + reason, kEveryIntent});
+    }
+    return status;
+  }
+
   kxcms::BigEndianView file_;
   std::vector<Entry> entries_;
   std::array<const Entry*, kIntentCount> lookups_{};  ///< by intent; null where there is none
@@ -566,18 +608,4 @@ class ProfileChecker {
 
 std::vector<Finding> InspectProfile(std::span<const unsigned char> bytes) {
   return ProfileChecker(bytes).Inspect();
-}
-
-void CheckProfile(std::span<const unsigned char> bytes, ICC40::ICCFILE::Intent intent,
-                  const std::string& name) {
-  for (const Finding& finding : InspectProfile(bytes)) {
-    const bool concerned = finding.intents.test(static_cast<std::size_t>(intent));
-    if (finding.severity == Finding::Severity::Error && concerned) {
-      throw Refusal(finding.refusal, name + ": " + finding.text);
-    }
-  }
-}
-
-std::size_t ProfileTagCount(std::span<const unsigned char> bytes) {
-  return kxcms::BigEndianView(bytes).U32(kHeaderSize);
 }

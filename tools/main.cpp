@@ -27,8 +27,8 @@ struct Options {
 
 CLI::App* AddCheck(CLI::App& app, CheckRequest& request) {
   CLI::App* check =
-      app.add_subcommand("check", "List everything wrong with ICC profiles and TIFF files");
-  check->add_option("FILE", request.files, "ICC profiles and TIFF files");
+      app.add_subcommand("check", "List everything wrong with images and ICC profiles");
+  check->add_option("FILE", request.files, "TIFF, JPEG and PNG images and ICC profiles");
   check->add_flag("--json", request.json, "print one JSON document instead of lines");
   return check;
 }

@@ -47,17 +47,17 @@ bool IsImageSpace(const std::string& name) {
   return false;
 }
 
+std::string ClauseOf(std::string_view sentence) {
+  std::string clause(sentence);
+  if (clause.ends_with('.')) clause.pop_back();
+  const bool isWord = clause.size() > 1 && std::islower(static_cast<unsigned char>(clause[1]));
+  if (isWord) clause[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(clause[0])));
+  return clause;
+}
+
 void RefuseProfile(const std::string& name, const kxp_error& error) {
   if (error.status == KXP_ERROR_MEMORY) throw std::bad_alloc();
-  // The library's sentences begin with a capital and end with a full stop; ours stand behind a
-  // name.
-  std::string sentence = error.message;
-  if (sentence.ends_with('.')) sentence.pop_back();
-  const bool isWord = sentence.size() > 1 && std::islower(static_cast<unsigned char>(sentence[1]));
-  if (isWord) {
-    sentence[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(sentence[0])));
-  }
-  throw Refusal(Exit::ProfileUnusable, name + ": " + sentence);
+  throw Refusal(Exit::ProfileUnusable, name + ": " + ClauseOf(error.message));
 }
 
 ProfileHandle ReadProfileBytes(std::span<const unsigned char> bytes, const std::string& name) {

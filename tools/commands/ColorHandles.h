@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "api/pipeline.h"
@@ -43,6 +44,10 @@ bool IsImageSpace(const std::string& name);
 
 /// Prints the built-in spaces that images can have, with what they are.
 void ListDestinations();
+
+/// A sentence of the library's as it stands behind a name and a colon: without a capital and a full
+/// stop.
+std::string ClauseOf(std::string_view sentence);
 
 /// Throws what a call that failed has said of a profile, or `std::bad_alloc`.
 [[noreturn]] void RefuseProfile(const std::string& name, const kxp_error& error);
