@@ -53,15 +53,6 @@ const char* CodeOf(std::string_view sentence) {
   return "undecodable";
 }
 
-/// libtiff and libpng speak alike of damage and of memory that they do not get: what they have said
-/// counts only where as much could be had.
-void RequireMemory(std::uint64_t bytes) {
-  void* const room = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
-                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (room == MAP_FAILED) throw std::bad_alloc();
-  munmap(room, bytes);
-}
-
 class ImageChecker {
  public:
   ImageChecker(int fd, std::uint64_t sizeBytes, const std::string& name)
@@ -151,6 +142,13 @@ class ImageChecker {
 };
 
 }  // namespace
+
+void RequireMemory(std::uint64_t bytes) {
+  void* const room = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
+                          MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (room == MAP_FAILED) throw std::bad_alloc();
+  munmap(room, bytes);
+}
 
 ImageReport InspectImage(int fd, std::uint64_t sizeBytes, const std::string& name) {
   return ImageChecker(fd, sizeBytes, name).Inspect();

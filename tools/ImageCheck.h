@@ -20,4 +20,9 @@ struct ImageReport {
 /// @param name  how messages call it
 ImageReport InspectImage(int fd, std::uint64_t sizeBytes, const std::string& name);
 
+/// Throws `std::bad_alloc` unless so many bytes could be had. libtiff and libpng speak alike of
+/// damage and of memory that they do not get: what they have said counts only where there is
+/// enough.
+void RequireMemory(std::uint64_t bytes);
+
 #endif

@@ -12,6 +12,7 @@
 #include "Stack.h"
 #include "tools/commands/ColorHandles.h"
 #include "tools/commands/ConvertOptions.h"
+#include "tools/commands/Info.h"
 #include "tools/commands/Probe.h"
 #include "tools/commands/Report.h"
 
@@ -20,6 +21,7 @@ namespace {
 struct Options {
   ConvertOptions convert;
   CheckRequest check;
+  InfoRequest info;
   SelfTestRequest selfTest;
   ReportRequest report;
   ProbeRequest probe;
@@ -58,6 +60,7 @@ Exit Run(int argc, char** argv) {
   Options options;
   AddConvert(app, options.convert);
   const CLI::App* const check = AddCheck(app, options.check);
+  const CLI::App* const info = AddInfo(app, options.info);
   const CLI::App* const selfTest = AddSelfTest(app, options.selfTest);
   const CLI::App* const report = AddReport(app, options.report);
   const CLI::App* const probe = AddProbe(app, options.probe);
@@ -73,6 +76,7 @@ Exit Run(int argc, char** argv) {
     if (options.check.files.empty()) RefuseUsage("check needs at least one file");
     return CheckFiles(options.check);
   }
+  if (info->parsed()) return PrintInfo(options.info);
   if (selfTest->parsed()) {
     CheckThreads(options.selfTest.threads);
     RunSelfTest(options.selfTest);

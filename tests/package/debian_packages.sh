@@ -92,7 +92,7 @@ check_contents() {
   has libkxcms-dev usr/share/man/man3/kxp_convert.3.gz
   has libkxcms-dev usr/share/man/man3/KX_Icc_SetProfile.3.gz
   has kxcms-tools usr/bin/kxcms
-  for page in kxcms kxcms-check; do has kxcms-tools "usr/share/man/man1/$page.1.gz"; done
+  for page in kxcms kxcms-info kxcms-check; do has kxcms-tools "usr/share/man/man1/$page.1.gz"; done
   for name in "${names[@]}"; do
     has "$name" "usr/share/doc/$name/copyright"
     has "$name" "usr/share/doc/$name/changelog.Debian.gz"

@@ -10,7 +10,7 @@ complain() {
 }
 cd "$KXCMS_STAGE/usr"
 declare -A text
-for page in man1/kxcms{,-check}.1 man3/kxcms.3 man3/kxcms-pipeline.3; do
+for page in man1/kxcms{,-info,-check}.1 man3/kxcms.3 man3/kxcms-pipeline.3; do
   warnings="$(LC_ALL=C.UTF-8 MANWIDTH=100 MANROFFSEQ='' man --warnings -E UTF-8 -l -Tutf8 -Z \
     "share/man/$page.gz" 2>&1 >/dev/null)"
   [[ -z "$warnings" ]] || complain "$page: $warnings"
@@ -52,7 +52,7 @@ export LD_LIBRARY_PATH="$KXCMS_LIBDIR"
 for option in $(bin/kxcms convert --help | grep -oE -- '--[a-z]+' | sort -u); do
   tells man1/kxcms.1 "$option"
 done
-for command in check; do
+for command in info check; do
   for option in $(bin/kxcms "$command" --help | grep -oE -- '--[a-z]+' | sort -u); do
     tells "man1/kxcms-$command.1" "$option"
   done

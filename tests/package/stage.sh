@@ -15,7 +15,7 @@ fail() {
   exit 1
 }
 major="${KXCMS_VERSION%%.*}"
-for path in bin/kxcms include/kxcms/{kxcms,pipeline}.h share/man/man1/kxcms{,-check}.1.gz \
+for path in bin/kxcms include/kxcms/{kxcms,pipeline}.h share/man/man1/kxcms{,-info,-check}.1.gz \
   share/man/man3/{kxcms,kxcms-pipeline}.3.gz \
   "$KXCMS_LIBDIR"/{libKXCMS.so,libKXPipeline.so,cmake/KXCMS/KXCMSConfig.cmake} \
   "$KXCMS_LIBDIR"/pkgconfig/{kxcms,kxcms-pipeline}.pc; do

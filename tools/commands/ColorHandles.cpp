@@ -50,7 +50,8 @@ bool IsImageSpace(const std::string& name) {
 std::string ClauseOf(std::string_view sentence) {
   std::string clause(sentence);
   if (clause.ends_with('.')) clause.pop_back();
-  const bool isWord = clause.size() > 1 && std::islower(static_cast<unsigned char>(clause[1]));
+  const bool isWord = clause.size() > 1 && (std::islower(static_cast<unsigned char>(clause[1])) ||
+                                            (clause[0] == 'A' && clause[1] == ' '));
   if (isWord) clause[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(clause[0])));
   return clause;
 }

@@ -145,7 +145,6 @@ class TiffForm {
     page.areTagsSorted =
         std::is_sorted(fields.raw.tags.begin(), fields.raw.tags.end(),
                        [](const Tag& a, const Tag& b) { return a.number < b.number; });
-    for (const Tag& tag : fields.raw.tags) page.tagBytes += tag.bytes.size();
     page.orientation = fields.Number(tag::kOrientation, 1);
     page.resolution = ResolutionOf({fields.order, {std::move(fields.raw.tags), {}}, {}});
     const std::size_t index = form_.pages.size();
@@ -194,10 +193,7 @@ class TiffForm {
     if (!isTiled) {
       page.rowsPerStrip = std::min(fields.Number(tag::kRowsPerStrip, page.height), page.height);
     }
-    const std::vector<std::uint64_t> sizes =
-        fields.Numbers(isTiled ? tag::kTileByteCounts : tag::kStripByteCounts);
-    page.pieces = sizes.size();
-    if (!sizes.empty()) page.largestPieceBytes = *std::max_element(sizes.begin(), sizes.end());
+    page.pieces = fields.Numbers(isTiled ? tag::kTileByteCounts : tag::kStripByteCounts).size();
     const bool isOnePiece = isTiled ? page.tileLength >= page.height && page.tileWidth >= page.width
                                     : page.rowsPerStrip >= page.height;
     if (isOnePiece && (compression == COMPRESSION_WEBP || compression == COMPRESSION_LERC)) {

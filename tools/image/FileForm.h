@@ -29,16 +29,14 @@ struct PageForm {
   bool areBitsReversed = false;
   bool areTagsSorted = true;
   bool hasSeparatePlanes = false;
-  std::uint64_t pieces = 0;             ///< strips or tiles, of all planes; 0: a format without
-  std::uint64_t largestPieceBytes = 0;  ///< in the file
-  std::uint64_t rowsPerStrip = 0;       ///< 0: tiles, or a format without strips
+  std::uint64_t pieces = 0;        ///< strips or tiles, of all planes; 0: a format without
+  std::uint64_t rowsPerStrip = 0;  ///< 0: tiles, or a format without strips
   std::uint64_t tileWidth = 0;
   std::uint64_t tileLength = 0;
-  /// Whether the format gives no row before the whole image is read; then `wholeBecause` says it.
+  /// Why no row can be had before the whole image is read; empty if rows come one by one.
   std::string wholeBecause;
   std::uint64_t orientation = 1;  ///< as TIFF and Exif number it
   std::optional<Resolution> resolution;
-  std::uint64_t tagBytes = 0;  ///< of all values in the directory
 };
 
 struct FileForm {
