@@ -61,6 +61,7 @@ class ImageChecker {
   ImageReport Inspect() {
     Try("", 0, [this] {
       source_ = ImageSource::Open(fd_, sizeBytes_);
+      form_ = kxcms::image::ReadForm(fd_, sizeBytes_);
       CheckOrder();
     });
     if (source_ != nullptr) {
@@ -96,8 +97,7 @@ class ImageChecker {
 
   /// TIFF 6.0, section 2: entries stand in ascending order.
   void CheckOrder() {
-    const auto form = kxcms::image::ReadForm(fd_, sizeBytes_);
-    const bool isSorted = std::all_of(form.pages.begin(), form.pages.end(),
+    const bool isSorted = std::all_of(form_.pages.begin(), form_.pages.end(),
                                       [](const auto& page) { return page.areTagsSorted; });
     if (!isSorted) Add(Finding::Severity::Warning, "tag-order", "its tags are not in order");
   }
@@ -109,6 +109,10 @@ class ImageChecker {
     if (!page.refusal.empty()) {
       Add(Finding::Severity::Note, "unsupported",
           where + page.refusal + "; its pixels are not looked at");
+      if (index < form_.pages.size() && !form_.pages[index].arePiecesInside) {
+        Add(Finding::Severity::Error, "strip-cut-off",
+            where + "damaged: a strip or tile is cut off");
+      }
       return;
     }
     if (page.profile && !page.profile->empty() &&
@@ -137,6 +141,7 @@ class ImageChecker {
   std::uint64_t sizeBytes_;
   const std::string& name_;
   std::unique_ptr<ImageSource> source_;
+  kxcms::image::FileForm form_;
   ImageReport report_;
   Findings findings_;
 };

@@ -556,6 +556,13 @@ class Images(Checking):
         self.assertEqual(self.check("in.tif"), ["in.tif: note: page 2: holds grey, not RGB; its "
                                                 "pixels are not looked at"])
 
+    def test_what_is_not_converted_can_be_cut_off_too(self):
+        written(samples(8)[:, :, 0], photometric="minisblack", rowsperstrip=9)(self.path("a.tif"))
+        self.write("a.tif", self.read("a.tif")[:-1])
+        self.assertEqual(self.check("a.tif", status=WRONG), [
+            "a.tif: note: holds grey, not RGB; its pixels are not looked at",
+            "a.tif: error: damaged: a strip or tile is cut off"])
+
     DAMAGE = [
         ("seven bytes", b"II*\0\x08\0\0", "cut-off", "cut off"),
         ("header alone", b"II*\0\x08\0\0\0", "cut-off", "cut off"),

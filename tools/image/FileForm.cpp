@@ -94,7 +94,8 @@ std::uint64_t ColorsOf(std::uint64_t photometric) {
 
 class TiffForm {
  public:
-  TiffForm(const InputBytes& bytes, FileForm& form) : directories_(bytes), form_(form) {
+  TiffForm(const InputBytes& bytes, FileForm& form)
+      : bytes_(bytes), directories_(bytes), form_(form) {
     form_.order = directories_.order();
     form_.isBigTiff = directories_.isBig();
   }
@@ -181,7 +182,7 @@ class TiffForm {
     page.areBitsReversed = fields.Number(tag::kFillOrder, FILLORDER_MSB2LSB) == FILLORDER_LSB2MSB;
   }
 
-  static void ReadPieces(const Fields& fields, PageForm& page) {
+  void ReadPieces(const Fields& fields, PageForm& page) const {
     const std::uint64_t compression = fields.Number(tag::kCompression, COMPRESSION_NONE);
     page.compression = NameOf(kCompressions, compression, "method ");
     page.predictor = fields.Number(tag::kPredictor, 1);
@@ -193,7 +194,12 @@ class TiffForm {
     if (!isTiled) {
       page.rowsPerStrip = std::min(fields.Number(tag::kRowsPerStrip, page.height), page.height);
     }
-    page.pieces = fields.Numbers(isTiled ? tag::kTileByteCounts : tag::kStripByteCounts).size();
+    const auto offsets = fields.Numbers(isTiled ? tag::kTileOffsets : tag::kStripOffsets);
+    const auto sizes = fields.Numbers(isTiled ? tag::kTileByteCounts : tag::kStripByteCounts);
+    page.pieces = sizes.size();
+    for (std::size_t i = 0; i < std::min(offsets.size(), sizes.size()); ++i) {
+      page.arePiecesInside = page.arePiecesInside && bytes_.Holds(offsets[i], sizes[i]);
+    }
     const bool isOnePiece = isTiled ? page.tileLength >= page.height && page.tileWidth >= page.width
                                     : page.rowsPerStrip >= page.height;
     if (isOnePiece && (compression == COMPRESSION_WEBP || compression == COMPRESSION_LERC)) {
@@ -202,6 +208,7 @@ class TiffForm {
     }
   }
 
+  const InputBytes& bytes_;
   TiffDirectories directories_;
   FileForm& form_;
 };

@@ -30,6 +30,7 @@ struct PageForm {
   bool areTagsSorted = true;
   bool hasSeparatePlanes = false;
   std::uint64_t pieces = 0;        ///< strips or tiles, of all planes; 0: a format without
+  bool arePiecesInside = true;     ///< the file, so far as their places are said
   std::uint64_t rowsPerStrip = 0;  ///< 0: tiles, or a format without strips
   std::uint64_t tileWidth = 0;
   std::uint64_t tileLength = 0;
