@@ -183,6 +183,22 @@ class Images(Info):
                 self.assertEqual(told["resolution"], x and y and {
                     "x": x[0] / x[1], "y": y[0] / y[1], "unit": unit})
 
+    def test_profiles_of_forms_that_are_refused(self):
+        cmyk = profiles.profile([(b"A2B0", profiles.lut16(points=25))], space=b"CMYK")
+        image = PIL.Image.fromarray(samples(8)).convert("CMYK")
+        for suffix in (".jpg", ".tif"):
+            image.save(self.path("in" + suffix), icc_profile=cmyk)
+            told = self.image("in" + suffix)
+            self.assertEqual((told["pages"][0]["profile"], told["profiles"][0]["sizeBytes"],
+                              told["profiles"][0]["colorSpace"]), (1, len(cmyk), "CMYK"))
+        grey = profiles.profile([(b"kTRC", profiles.curve(profiles.ramp(256)))],
+                                space=b"GRAY")
+        for profile, words in ((grey, "a profile"), (None, "no profile")):
+            PIL.Image.fromarray(samples(8)[:, :, 0]).save(self.path("in.png"), icc_profile=profile)
+            page, = self.image("in.png")["pages"]
+            self.assertEqual((page["hasProfile"], page["profile"]), (profile is not None, None))
+            self.assertTrue(self.info("in.png")[3].endswith(f", {words}"))
+
     def test_resolution_and_orientation_of_other_formats(self):
         exif = PIL.Image.Exif()
         exif[274] = 6

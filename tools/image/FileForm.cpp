@@ -3,7 +3,7 @@
 #include <tiff.h>
 
 #include <algorithm>
-#include <array>
+#include <map>
 #include <string_view>
 #include <utility>
 
@@ -147,6 +147,8 @@ class TiffForm {
         std::is_sorted(fields.raw.tags.begin(), fields.raw.tags.end(),
                        [](const Tag& a, const Tag& b) { return a.number < b.number; });
     page.orientation = fields.Number(tag::kOrientation, 1);
+    if (const Tag* const profile = fields.Find(tag::kIccProfile)) page.profile = profile->bytes;
+    page.hasProfile = !page.profile.empty();
     page.resolution = ResolutionOf({fields.order, {std::move(fields.raw.tags), {}}, {}});
     const std::size_t index = form_.pages.size();
     form_.pages.push_back(std::move(page));
@@ -213,6 +215,22 @@ class TiffForm {
   FileForm& form_;
 };
 
+/// A part of a profile that stands in the marker APP2, whose contents begin at `at` (ICC.1:2010
+/// B.4): its number, and the bytes. None if the marker holds something else.
+std::optional<std::pair<unsigned, std::vector<unsigned char>>> ProfilePart(const InputBytes& bytes,
+                                                                           std::uint64_t at,
+                                                                           std::uint64_t count) {
+  constexpr std::string_view kMark("ICC_PROFILE\0", 12);
+  constexpr std::size_t kHead = kMark.size() + 2;  // number of the part, count of parts
+  if (count < kHead || !bytes.Holds(at, count)) return std::nullopt;
+  std::vector<unsigned char> content(static_cast<std::size_t>(count));
+  bytes.Read(at, content.data(), content.size());
+  if (!std::equal(kMark.begin(), kMark.end(), content.begin())) return std::nullopt;
+  const unsigned number = content[kMark.size()];
+  content.erase(content.begin(), content.begin() + kHead);
+  return std::pair(number, std::move(content));
+}
+
 /// The frame and the first scan of a JPEG file (ITU-T T.81, Annex B).
 PageForm JpegForm(const InputBytes& bytes) {
   PageForm page;
@@ -222,8 +240,9 @@ PageForm JpegForm(const InputBytes& bytes) {
   const auto number = [&head](std::size_t at, unsigned size) {
     return NumberAt(head + at, size, ByteOrder::kBig);
   };
-  constexpr unsigned kFrame0 = 0xC0, kFrame15 = 0xCF, kScan = 0xDA;
+  constexpr unsigned kFrame0 = 0xC0, kFrame15 = 0xCF, kScan = 0xDA, kApp2 = 0xE2;
   bool isProgressive = false;
+  std::map<unsigned, std::vector<unsigned char>> parts;
   for (std::uint64_t at = 2; bytes.Holds(at, 4);) {
     bytes.Read(at, head, 4);
     if (head[0] != 0xFF) break;
@@ -249,8 +268,16 @@ PageForm JpegForm(const InputBytes& bytes) {
       page.samples = head[9];
       isProgressive = (marker & 3) == 2;
     }
-    at += 2 + number(2, 2);
+    const std::uint64_t size = number(2, 2);
+    if (marker == kApp2 && size > 2) {
+      if (auto part = ProfilePart(bytes, at + 4, size - 2)) parts.insert(std::move(*part));
+    }
+    at += 2 + size;
   }
+  for (const auto& [ignored, part] : parts) {
+    page.profile.insert(page.profile.end(), part.begin(), part.end());
+  }
+  page.hasProfile = !page.profile.empty();
   constexpr Named kComponents[] = {{1, "grey"}, {3, "RGB"}, {4, "CMYK"}};
   page.colors = NameOf(kComponents, page.samples, "components: ");
   return page;
@@ -276,6 +303,15 @@ PageForm PngForm(const InputBytes& bytes) {
     page.extras = {"alpha"};
   }
   if (head[28] != 0) page.wholeBecause = "interlaced PNG";
+  // A profile stands before the pixels.
+  constexpr std::uint64_t kSignature = 8, kChunk = 12;  // length, type, check sum
+  for (std::uint64_t at = kSignature; bytes.Holds(at, kChunk);) {
+    bytes.Read(at, head, 8);
+    const std::string_view chunk(reinterpret_cast<const char*>(head) + 4, 4);
+    if (chunk == "IDAT") break;
+    page.hasProfile = page.hasProfile || chunk == "iCCP";
+    at += kChunk + NumberAt(head, 4, ByteOrder::kBig);
+  }
   return page;
 }
 

@@ -38,6 +38,8 @@ struct PageForm {
   std::string wholeBecause;
   std::uint64_t orientation = 1;  ///< as TIFF and Exif number it
   std::optional<Resolution> resolution;
+  bool hasProfile = false;
+  std::vector<unsigned char> profile;  ///< as it stands there; empty for PNG, which compresses it
 };
 
 struct FileForm {

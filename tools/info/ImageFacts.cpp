@@ -103,14 +103,14 @@ class ImageTeller {
   };
 
   /// Where in `profiles_` the one that is embedded in a page stands, if there is one.
-  std::optional<std::size_t> ProfileOf(const Page& page) {
-    if (!page.profile || page.profile->empty()) return std::nullopt;
-    const auto found = std::find_if(profiles_.begin(), profiles_.end(), [&](const Embedded& known) {
-      return known.bytes == *page.profile;
-    });
+  std::optional<std::size_t> ProfileOf(const Page& page, const PageForm& form) {
+    const std::vector<unsigned char>& bytes = page.profile ? *page.profile : form.profile;
+    if (bytes.empty()) return std::nullopt;
+    const auto found = std::find_if(profiles_.begin(), profiles_.end(),
+                                    [&](const Embedded& known) { return known.bytes == bytes; });
     const auto index = static_cast<std::size_t>(found - profiles_.begin());
     if (found == profiles_.end()) {
-      profiles_.push_back({*page.profile, FactsOfProfile(*page.profile)});
+      profiles_.push_back({bytes, FactsOfProfile(bytes)});
     }
     return index;
   }
@@ -144,8 +144,9 @@ class ImageTeller {
     facts["orientation"] = orientation;
     facts["resolution"] =
         ResolutionFacts(isTiff || !isTaken ? form.resolution : ResolutionOf(page.metadata));
-    const std::optional<std::size_t> profile = ProfileOf(page);
+    const std::optional<std::size_t> profile = ProfileOf(page, form);
     profileOfPage_.push_back(profile);
+    facts["hasProfile"] = form.hasProfile;
     facts["profile"] = profile ? Json(*profile + 1) : Json(nullptr);
     facts["isConverted"] = isTaken;
     facts["reason"] = isTaken ? Json(nullptr) : Json(page.refusal);
@@ -167,6 +168,13 @@ class ImageTeller {
     return any ? "" : "no page that can be converted";
   }
 
+  std::optional<std::size_t> MainProfile() const {
+    for (std::size_t i = 0; i < profileOfPage_.size(); ++i) {
+      if (source_->pages()[i].refusal.empty() && profileOfPage_[i]) return profileOfPage_[i];
+    }
+    return std::nullopt;
+  }
+
   /// Why a profile has to be named for it; empty if none has.
   std::string NeedForProfile() const {
     const std::vector<Page>& pages = source_->pages();
@@ -174,9 +182,7 @@ class ImageTeller {
       if (!pages[i].refusal.empty()) continue;
       std::optional<std::size_t> profile = profileOfPage_[i];
       // A reduced copy has the colours of its main image.
-      if (!profile && (pages[i].subfileType & Page::kReduced) != 0 && !profiles_.empty()) {
-        profile = 0;
-      }
+      if (!profile && (pages[i].subfileType & Page::kReduced) != 0) profile = MainProfile();
       if (!profile) {
         return NameOfPage(i) + "no profile is embedded; --profile or --assume names one";
       }
@@ -284,7 +290,11 @@ std::string LinesOfImage(const Json& facts, const std::string& indent) {
     if (!page["parent"].is_null()) name += ", below page " + Text(page["parent"]);
     add(name + ": " + PageLine(page));
     std::string place = "  " + PlaceLine(page) + ", ";
-    place += page["profile"].is_null() ? "no profile" : "profile " + Text(page["profile"]);
+    if (!page["profile"].is_null()) {
+      place += "profile " + Text(page["profile"]);
+    } else {
+      place += page["hasProfile"].get<bool>() ? "a profile" : "no profile";
+    }
     add(place);
     if (!page["isConverted"].get<bool>()) add("  cannot be converted: " + Text(page["reason"]));
   }
