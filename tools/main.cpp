@@ -14,6 +14,7 @@
 #include "tools/commands/ConvertOptions.h"
 #include "tools/commands/Info.h"
 #include "tools/commands/Probe.h"
+#include "tools/commands/Profile.h"
 #include "tools/commands/Report.h"
 
 namespace {
@@ -25,6 +26,7 @@ struct Options {
   SelfTestRequest selfTest;
   ReportRequest report;
   ProbeRequest probe;
+  ProfileRequest profile;
 };
 
 CLI::App* AddCheck(CLI::App& app, CheckRequest& request) {
@@ -64,6 +66,7 @@ Exit Run(int argc, char** argv) {
   const CLI::App* const selfTest = AddSelfTest(app, options.selfTest);
   const CLI::App* const report = AddReport(app, options.report);
   const CLI::App* const probe = AddProbe(app, options.probe);
+  const CLI::App* const profile = AddProfile(app, options.profile);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& information) {  // --help, --version
@@ -84,6 +87,8 @@ Exit Run(int argc, char** argv) {
     WriteReport(options.report);
   } else if (probe->parsed()) {
     PrintProbe(options.probe);
+  } else if (profile->parsed()) {
+    RunProfile(options.profile);
   } else if (options.convert.list) {
     ListDestinations();
   } else {
