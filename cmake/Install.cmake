@@ -66,6 +66,26 @@ install(FILES cmake/KXCMSConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/KXCMSConfigVer
 
 if(TARGET kxcms)
   install(TARGETS kxcms RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+
+  # What completes its commands in shells, as the command itself prints it. The file of zsh stands
+  # where packages put theirs, or where zsh looks for those of people.
+  set(completion ${CMAKE_CURRENT_BINARY_DIR}/completion)
+  file(MAKE_DIRECTORY ${completion})
+  foreach(shell bash zsh)
+    add_custom_command(OUTPUT ${completion}/${shell}
+      COMMAND kxcms --completion ${shell} > ${completion}/${shell}
+      DEPENDS kxcms
+      VERBATIM)
+  endforeach()
+  add_custom_target(completion ALL DEPENDS ${completion}/bash ${completion}/zsh)
+  install(FILES ${completion}/bash RENAME kxcms
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
+  set(zsh_folder site-functions)
+  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(zsh_folder vendor-completions)
+  endif()
+  install(FILES ${completion}/zsh RENAME _kxcms
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/${zsh_folder} COMPONENT tools)
 endif()
 
 # ---- Manual pages -------------------------------------------------------------------------------

@@ -11,6 +11,7 @@
 #include "SelfTest.h"
 #include "Stack.h"
 #include "tools/commands/ColorHandles.h"
+#include "tools/commands/Completion.h"
 #include "tools/commands/ConvertOptions.h"
 #include "tools/commands/Info.h"
 #include "tools/commands/Probe.h"
@@ -67,6 +68,13 @@ Exit Run(int argc, char** argv) {
   const CLI::App* const report = AddReport(app, options.report);
   const CLI::App* const probe = AddProbe(app, options.probe);
   const CLI::App* const profile = AddProfile(app, options.profile);
+  app.add_option_function<std::string>(
+      "--completion",
+      [&app](const std::string& shell) {
+        std::cout << CompletionFor(app, shell);
+        throw CLI::Success();
+      },
+      "print what completes commands and options in a shell, bash or zsh, and exit");
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& information) {  // --help, --version
