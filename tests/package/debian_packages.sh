@@ -92,7 +92,11 @@ check_contents() {
   has libkxcms-dev usr/share/man/man3/kxp_convert.3.gz
   has libkxcms-dev usr/share/man/man3/KX_Icc_SetProfile.3.gz
   has kxcms-tools usr/bin/kxcms
-  for page in kxcms kxcms-info kxcms-check; do has kxcms-tools "usr/share/man/man1/$page.1.gz"; done
+  for name in kxcms kxcms-check kxcms-convert kxcms-info kxcms-profile kxcms-report kxcms-probe kxcms-selftest; do
+    has kxcms-tools "usr/share/man/man1/$name.1.gz"
+  done
+  has kxcms-tools usr/share/bash-completion/completions/kxcms
+  has kxcms-tools usr/share/zsh/vendor-completions/_kxcms
   for name in "${names[@]}"; do
     has "$name" "usr/share/doc/$name/copyright"
     has "$name" "usr/share/doc/$name/changelog.Debian.gz"

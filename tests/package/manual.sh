@@ -10,7 +10,9 @@ complain() {
 }
 cd "$KXCMS_STAGE/usr"
 declare -A text
-for page in man1/kxcms{,-info,-check}.1 man3/kxcms.3 man3/kxcms-pipeline.3; do
+mapfile -t commandPages < <(cd share/man && printf '%s\n' man1/*.1.gz)
+((${#commandPages[@]} >= 6)) || complain "pages of commands are missing"
+for page in "${commandPages[@]%.gz}" man3/kxcms.3 man3/kxcms-pipeline.3; do
   warnings="$(LC_ALL=C.UTF-8 MANWIDTH=100 MANROFFSEQ='' man --warnings -E UTF-8 -l -Tutf8 -Z \
     "share/man/$page.gz" 2>&1 >/dev/null)"
   [[ -z "$warnings" ]] || complain "$page: $warnings"
@@ -49,15 +51,33 @@ constants="$(grep -oE '^  KXP_[A-Z0-9_]+ = ' "$header" | grep -oE 'KXP_\w+')"
 for constant in $constants; do tells man3/kxcms-pipeline.3 "$constant"; done
 
 export LD_LIBRARY_PATH="$KXCMS_LIBDIR"
-for option in $(bin/kxcms convert --help | grep -oE -- '--[a-z]+' | sort -u); do
-  tells man1/kxcms.1 "$option"
-done
-for command in info check; do
-  for option in $(bin/kxcms "$command" --help | grep -oE -- '--[a-z]+' | sort -u); do
-    tells "man1/kxcms-$command.1" "$option"
+# Every command has a page, or is described in the first one, with every option that it has.
+commandsOf() { bin/kxcms "$@" --help | sed -n '/^Subcommands:/,$s/^  \([a-z]\+\) .*/\1/p'; }
+tellsOptions() {
+  local page="$1" option
+  shift
+  for option in $(bin/kxcms "$@" --help | grep -oE -- '^  -\S+' | grep -oE -- '--[a-z-]+' | sort -u); do
+    # The first page tells that every command has it.
+    [[ "$option" == --help && "$page" != man1/kxcms.1 ]] || tells "$page" "$option"
   done
+}
+tellsOptions man1/kxcms.1
+commands="$(commandsOf)"
+(($(wc -l <<<"$commands") >= 6)) || complain "commands are missing"
+for command in $commands; do
+  page="man1/kxcms-$command.1"
+  tells man1/kxcms.1 "kxcms $command"
+  [[ -n "${text[$page]:-}" ]] || page=man1/kxcms.1
+  tellsOptions "$page" "$command"
+  for below in $(commandsOf "$command"); do
+    tells "$page" "kxcms $command $below"
+    tellsOptions "$page" "$command" "$below"
+  done
+done
+for page in "${commandPages[@]%.gz}"; do
+  [[ "$(tr '\n' ' ' <<<"${text[$page]}")" == *EXAMPLES* ]] || complain "$page has no examples"
 done
 spaces="$(bin/kxcms convert --list | cut -d' ' -f1)"
 (($(wc -l <<<"$spaces") >= 12)) || complain "output spaces are missing"
-for space in $spaces; do tells man1/kxcms.1 "$space"; done
+for space in $spaces; do tells man1/kxcms-convert.1 "$space"; done
 exit "$failed"

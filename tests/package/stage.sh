@@ -15,12 +15,16 @@ fail() {
   exit 1
 }
 major="${KXCMS_VERSION%%.*}"
-for path in bin/kxcms include/kxcms/{kxcms,pipeline}.h share/man/man1/kxcms{,-info,-check}.1.gz \
+for path in bin/kxcms include/kxcms/{kxcms,pipeline}.h share/man/man1/{kxcms,kxcms-convert}.1.gz \
+  share/bash-completion/completions/kxcms \
   share/man/man3/{kxcms,kxcms-pipeline}.3.gz \
   "$KXCMS_LIBDIR"/{libKXCMS.so,libKXPipeline.so,cmake/KXCMS/KXCMSConfig.cmake} \
   "$KXCMS_LIBDIR"/pkgconfig/{kxcms,kxcms-pipeline}.pc; do
   [[ -e "$path" ]] || fail "$path is not installed"
 done
+# zsh looks elsewhere for what packages bring than for what people install.
+[[ -e share/zsh/site-functions/_kxcms || -e share/zsh/vendor-completions/_kxcms ]] ||
+  fail "no completion for zsh"
 for library in libKXCMS libKXPipeline; do
   [[ "$(readlink "$KXCMS_LIBDIR/$library.so")" == "$library.so.$major" ]] ||
     fail "development link of $library"
