@@ -51,6 +51,15 @@ CLI::App* AddSelfTest(CLI::App& app, SelfTestRequest& request) {
   throw Refusal(Exit::Usage, line);
 }
 
+/// Below the help of each command, besides what stands below that of all: where there is more.
+void PointAtPages(CLI::App& app, const std::string& page) {
+  for (CLI::App* const sub : app.get_subcommands([](const CLI::App*) { return true; })) {
+    const std::string own = page == "kxcms" ? page + "-" + sub->get_name() : page;
+    sub->footer(sub->get_footer() + "\nMore, with examples: man " + own);
+    PointAtPages(*sub, own);
+  }
+}
+
 Exit Run(int argc, char** argv) {
   CLI::App app("Converts RGB images from their device's colours to others, by ICC profiles.",
                "kxcms");
@@ -68,6 +77,7 @@ Exit Run(int argc, char** argv) {
   const CLI::App* const report = AddReport(app, options.report);
   const CLI::App* const probe = AddProbe(app, options.probe);
   const CLI::App* const profile = AddProfile(app, options.profile);
+  PointAtPages(app, "kxcms");
   app.add_option_function<std::string>(
       "--completion",
       [&app](const std::string& shell) {
@@ -80,6 +90,8 @@ Exit Run(int argc, char** argv) {
   } catch (const CLI::Success& information) {  // --help, --version
     app.exit(information);
     return Exit::Done;
+  } catch (const CLI::RequiredError& error) {
+    RefuseUsage(std::string(error.what()) + "; --help lists them");
   } catch (const CLI::ParseError& error) {
     RefuseUsage(error.what());
   }

@@ -100,9 +100,9 @@ class Command(unittest.TestCase):
 
 class Usage(Command):
     ROWS = [
-        ("no subcommand", [], "A subcommand is required"),
+        ("no subcommand", [], "A subcommand is required; --help lists them"),
         ("unknown subcommand", ["frobnicate"],
-         "A subcommand is required"),
+         "A subcommand is required; --help lists them"),
         ("no files", ["convert"], "convert needs an input and an output file"),
         ("one file", ["convert", "in.tif"], "convert needs an input and an output file"),
         ("three files", ["convert", "in.tif", "out.tif", "x"],
@@ -111,9 +111,12 @@ class Usage(Command):
          "The following argument was not expected: --frob"),
         ("unknown intent", ["convert", "--intent", "vivid", "in.tif", "out.tif"],
          "unknown intent vivid; known: perceptual, relative, saturation, absolute"),
-        ("unknown space", ["convert", "--profile", "scan.icc", "--to", "adobe", "in.tif", "out.tif"],
-         "unknown output space adobe; convert --list shows them, and a file of this name there is "
+        ("unknown space", ["convert", "--profile", "scan.icc", "--to", "sgrb", "in.tif", "out.tif"],
+         "unknown output space sgrb; convert --list shows them, and a file of this name there is "
          "not"),
+        ("what was a space", ["convert", "--to", "adobe", "in.tif", "out.tif"],
+         "unknown output space adobe; adobe-rgb is Adobe RGB (1998), and adobe-18 has its primaries "
+         "with gamma 1.8"),
         ("a space for measuring", ["convert", "--to", "lab", "in.tif", "out.tif"],
          "unknown output space lab; convert --list shows them, and a file of this name there is "
          "not"),

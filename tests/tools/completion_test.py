@@ -54,6 +54,8 @@ class Help(unittest.TestCase):
         for path, text in commands:
             with self.subTest(path):
                 self.assertIn("Exit status: 0 done", text)
+                if path:
+                    self.assertIn(f"More, with examples: man kxcms-{path[0]}\n", text)
                 self.assertIn(("-h", "--help"), options_in(text))
                 self.assertIn(" ".join(("Usage: kxcms", *path)) + " ", text)
 

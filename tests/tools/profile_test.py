@@ -522,7 +522,7 @@ class Make(Profile):
 
 class Refusals(Profile):
     ROWS = [
-        ("no command", [], USAGE, "A subcommand is required"),
+        ("no command", [], USAGE, "A subcommand is required; --help lists them"),
         ("no image", ["extract"], USAGE,
          "profile extract needs an image and a file for its profile"),
         ("no output", ["embed", "in.tif", "rgb.icc"], USAGE,

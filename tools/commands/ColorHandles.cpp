@@ -86,6 +86,12 @@ Destination OpenDestination(const std::string& name) {
   }
   struct stat status;
   if (stat(name.c_str(), &status) != 0) {
+    if (name == "adobe") {
+      throw Refusal(
+          Exit::Usage,
+          "unknown output space adobe; adobe-rgb is Adobe RGB (1998), and adobe-18 has its "
+          "primaries with gamma 1.8");
+    }
     throw Refusal(Exit::Usage, "unknown output space " + name +
                                    "; convert --list shows them, and a file of this name there "
                                    "is not");
