@@ -217,6 +217,63 @@ class Killed(Faults):
                 self.assertEqual(self.read("out.tif"), right)
 
 
+    def test_signals_where_temporary_files_need_a_name(self):
+        """As soon as the file is there."""
+        self.write("in.tif", tiff(width=3000, length=1500, samples=[7, 100, 200] * 4_500_000))
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT,
+                       signal.SIGXCPU):
+            self.write("out.tif", OLD)
+            with self.subTest(number):
+                running = subprocess.Popen(
+                    [KXCMS, "convert", "--threads", "1", "--profile", "scan.icc", "--compress",
+                     "deflate", "in.tif", "out.tif"], cwd=self.folder, stderr=subprocess.PIPE,
+                    env=environment(LD_PRELOAD=FAULTS, KXCMS_NO_UNNAMED="1"))
+                while running.poll() is None and not any(
+                        name.startswith(".kxcms-") for name in os.listdir(self.folder)):
+                    pass
+                running.send_signal(number)
+                _, stderr = running.communicate(timeout=120)
+                self.assertEqual((running.returncode, stderr), (-number, b""))
+                self.assertEqual(self.read("out.tif"), OLD)
+                self.expect_tidy()
+
+
+class Pipes(Faults):
+    """From standard input to standard output: status 0 only if all of it went there."""
+
+    def through(self, fault=None, **variables):
+        if fault:
+            variables.update(LD_PRELOAD=FAULTS, KXCMS_FAULT=fault, KXCMS_FAULT_REPORT=self.report)
+        return subprocess.run(
+            [KXCMS, "convert", "--threads", "1", "--profile", "scan.icc", "--format", "tiff", "-",
+             "-"], cwd=self.folder, input=self.read("in.tif"), capture_output=True, timeout=120,
+            env=environment(TMPDIR=self.folder, **variables))
+
+    def test_every_call(self):
+        self.write("in.tif", tiff(bits=16, rows=5))
+        right = self.through()
+        self.assertEqual((right.returncode, right.stderr), (DONE, b""))
+        for variables in ({}, {"KXCMS_NO_UNNAMED": "1"}):
+            for kind in ("open", "read", "write", "status", "close"):
+                self.assertEqual(self.through(f"{kind}:0:once", **variables).returncode, DONE)
+                refused = 0
+                for nth in range(1, int(self.read("calls")) + 1):
+                    for reach in ("once", "on"):
+                        with self.subTest(kind=kind, nth=nth, reach=reach, **variables):
+                            done = self.through(f"{kind}:{nth}:{reach}", **variables)
+                            refused += done.returncode != DONE
+                            if done.returncode == DONE:
+                                self.assertEqual(done.stdout, right.stdout)
+                            elif done.returncode != RUNTIME_GAVE_UP[0]:
+                                self.assertIn(done.returncode, STATUSES)
+                                self.assertRegex(done.stderr.decode(), r"kxcms: [^\n]+\n\Z")
+                                # What fails while it is copied there leaves a part.
+                                self.assertTrue(right.stdout.startswith(done.stdout))
+                            self.expect_tidy()
+                if kind != "close":
+                    self.assertGreater(refused, 0, kind)
+
+
 class FullDisk(Faults):
     def test_file_size_limit(self):
         surroundings.require_file_size_limits()
