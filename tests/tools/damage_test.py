@@ -9,6 +9,7 @@ Environment: KXCMS (the command), KXCMS_PLAIN_READER (what libtiff and libpng re
 """
 
 import concurrent.futures
+import functools
 import os
 import re
 import shutil
@@ -32,6 +33,7 @@ HEIGHT, WIDTH = 10, 9
 SCANNER = profiles.scanner(points=3)
 ALL = "all" in sys.argv[1:]
 STEP = 1 if ALL else 40
+SRGB = kxp.profile_of("srgb")
 
 
 def run(*command):
@@ -64,6 +66,13 @@ def peer_pages(path):
     return pages
 
 
+@functools.lru_cache(256)
+def converted(samples, shape, kind, alpha, associated):
+    """What the pipeline makes of samples; mostly the same ones again."""
+    return kxp.convert(numpy.frombuffer(samples, kind).reshape(shape), SCANNER, alpha=alpha or None,
+                       associated=associated)
+
+
 class Damage(unittest.TestCase):
     FORMS = list(image_forms.forms(HEIGHT, WIDTH))
 
@@ -86,14 +95,14 @@ class Damage(unittest.TestCase):
                 good = done.returncode in (3, 4, 5) and not os.path.exists(target) and \
                     re.fullmatch(rb"kxcms: [^\n]+\n", done.stderr)
                 return False if good else f"{done.returncode}: {done.stderr.decode()}"
-            return self.converted(source, target, done.stderr.decode())
+            return self.judged(source, target, done.stderr.decode())
         finally:
             for path in (source, target):
                 if os.path.exists(path):
                     os.remove(path)
 
     @staticmethod
-    def converted(source, target, said):
+    def judged(source, target, said):
         before, after = peer_pages(source), peer_pages(target)
         if isinstance(before, str):
             return f"converted, though it cannot be read: {before}; {said}"
@@ -104,11 +113,11 @@ class Damage(unittest.TestCase):
             return f"{len(before)} pages became {len(after)}"
         for i, ((data, alpha, associated, _), (found, _, _, profile)) in enumerate(
                 zip(before, after)):
-            if profile != kxp.profile_of("srgb"):
+            if profile != SRGB:
                 return f"page {i}: another profile"
             if data.shape != found.shape or data.dtype != found.dtype:
                 return f"page {i}: {data.shape} became {found.shape}"
-            expected = kxp.convert(data, SCANNER, alpha=alpha or None, associated=associated)
+            expected = converted(data.tobytes(), data.shape, data.dtype, alpha, associated)
             if not numpy.array_equal(expected, found):
                 return f"page {i}: other pixels"
         return True
@@ -143,8 +152,8 @@ class Damage(unittest.TestCase):
         for number, form in enumerate(self.FORMS):
             def changes(whole):
                 for at in range(number % STEP, len(whole), STEP):
-                    for bits in ((0x01, 0x80, 0xFF) if ALL else ((0x01, 0x80, 0xFF)[at % 3],)):
-                        yield f"changed-{at}-{bits}", changed(whole, at, bits)
+                    bits = (0x01, 0x80, 0xFF)[at % 3]
+                    yield f"changed-{at}-{bits}", changed(whole, at, bits)
             self.sweep(form, changes)
 
 

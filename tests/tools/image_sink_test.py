@@ -507,6 +507,28 @@ class Tags(Images):
         self.write("in.png", png[:33] + gamma + background + png[33:])
         self.assertEqual(self.copy("in.png", "out.tif"), ["chunk gAMA", "chunk bKGD"])
 
+    def test_texts_that_hold_an_old_profile(self):
+        """As a widespread program writes them; libpng knows them as texts only."""
+        info = PIL.PngImagePlugin.PngInfo()
+        for kind in ("icc", "exif", "iptc"):
+            info.add_text(f"Raw profile type {kind}", f"\n{kind}\n       2\n4142\n", zip=True)
+        saved(samples(8), pnginfo=info)(self.path("in.png"))
+        self.assertEqual(self.copy("in.png", "out.png", PNG),
+                         ["text Raw profile type icc", "text Raw profile type exif"])
+        with PIL.Image.open(self.path("out.png")) as image:
+            self.assertEqual(list(image.text), ["Raw profile type iptc"])
+
+    def test_a_thousand_kinds_of_chunks(self):
+        saved(samples(8))(self.path("in.png"))
+        png, more = self.read("in.png"), b""
+        for number in range(1000):
+            kind = b"a" + bytes(97 + number // 26 ** i % 26 for i in range(2)) + b"a"
+            kind = kind[:2] + kind[2:3].upper() + kind[3:]
+            more += 2 * (struct.pack(">I", 0) + kind + struct.pack(">I", zlib.crc32(kind)))
+        self.write("in.png", png[:33] + more + png[33:])
+        dropped = self.copy("in.png", "out.tif")
+        self.assertEqual((len(dropped), len(set(dropped)), dropped[-1]), (51, 51, "further chunks"))
+
     def test_large_tags_give_way_in_jpeg(self):
         self.write("in.tif", tiff(extra=[(270, ASCII, b"a slide\0"), (60000, BYTE, bytes(70_000)),
                                          (60001, BYTE, bytes(60_000))]))

@@ -393,6 +393,20 @@ class Refusals(Images):
                     "unreadable: damaged: its pixels, or the check sum of Deflate behind them, "
                     "have changed")
 
+    @unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
+    def test_more_pages_than_anybody_has(self):
+        """Directories of one tag, each a page of 18 bytes: refused before they take memory."""
+        def limit():
+            resource.setrlimit(resource.RLIMIT_AS, (200 << 20, 200 << 20))
+            resource.setrlimit(resource.RLIMIT_CPU, (20, 20))
+        count, data = 500_000, b"II*\0" + struct.pack("<I", 8)
+        chain = b"".join(struct.pack("<HHHIII", 1, 262, SHORT, 1, 1, 8 + 18 * (i + 1))
+                         for i in range(count))
+        done = self.run_client("rows", self.write("chain.tif", data + chain + bytes(18)), "0",
+                               preexec_fn=limit)
+        self.assertEqual((done.returncode, done.stderr.decode()),
+                         (1, "unsupported: more than 65535 pages\n"))
+
     @staticmethod
     def png(width, height, body=b"", more=()):
         def chunk(kind, content):

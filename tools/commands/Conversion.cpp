@@ -7,6 +7,8 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <set>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -80,6 +82,16 @@ void CountClipped(const Sample* samples, std::size_t pixels, unsigned perPixel,
   for (std::size_t i = 0; i < pixels; ++i, samples += perPixel) {
     for (std::size_t c = 0; c < 3; ++c) counts[c] += samples[c] == 0 || samples[c] == kFull;
   }
+}
+
+/// Each name once, in the order of the first ones.
+std::vector<std::string> Once(const std::vector<std::string>& names) {
+  std::vector<std::string> once;
+  std::set<std::string_view> seen;
+  for (const std::string& name : names) {
+    if (seen.insert(name).second) once.push_back(name);
+  }
+  return once;
 }
 
 }  // namespace
@@ -175,6 +187,7 @@ void Conversion::Write(OutputFile& output, const Watch& watch) {
       record_.dropped.insert(record_.dropped.end(), unread.begin(), unread.end());
     }
     sink->Finish();
+    record_.dropped = Once(record_.dropped);
     if (pixels_) FindPixelDigest(output, bytes.size());
   });
   for (std::size_t c = 0; c < clippedSamples_.size(); ++c) {

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -18,13 +17,9 @@
 
 namespace {
 
-std::string JoinedOnce(const std::vector<std::string>& names) {
-  std::vector<std::string> once;
-  for (const std::string& name : names) {
-    if (std::find(once.begin(), once.end(), name) == once.end()) once.push_back(name);
-  }
+std::string Joined(const std::vector<std::string>& names) {
   std::string joined;
-  for (const std::string& name : once) joined += (joined.empty() ? "" : ", ") + name;
+  for (const std::string& name : names) joined += (joined.empty() ? "" : ", ") + name;
   return joined;
 }
 
@@ -34,7 +29,7 @@ std::string Lines(const ConvertRequest& request, const ConversionRecord& record)
   if (request.isQuiet) return lines;
   for (const std::string& note : record.notes) lines += "kxcms: " + OneLine(note) + "\n";
   if (!record.dropped.empty()) {
-    lines += "kxcms: " + OneLine(request.input + ": dropped: " + JoinedOnce(record.dropped)) + "\n";
+    lines += "kxcms: " + OneLine(request.input + ": dropped: " + Joined(record.dropped)) + "\n";
   }
   return lines;
 }

@@ -245,7 +245,9 @@ void ReadMarkers(const jpeg_decompress_struct& info, Page& page) {
       const auto blocks = ContentBehind(marker, kPhotoshopMark);
       photoshop.insert(photoshop.end(), blocks.begin(), blocks.end());
     } else if (!is(2, kIccMark) && !is(0, kJfifMark) && !is(14, kAdobeMark)) {
-      page.dropped.push_back("application data APP" + std::to_string(marker->marker - JPEG_APP0));
+      const std::string name = "application data APP" + std::to_string(marker->marker - JPEG_APP0);
+      const auto end = page.dropped.end();
+      if (std::find(page.dropped.begin(), end, name) == end) page.dropped.push_back(name);
     }
   }
   // Behind the Exif block, which replaces all tags.

@@ -48,16 +48,14 @@ class MetadataFirst {
       const bool isData = std::memcmp(start + 4, "IDAT", 4) == 0;
       const std::string type(start + 4, start + 8);
       if (type == "zTXt" || type == "iTXt" || type == "iCCP") ++expandingChunks_;
-      if (std::find(kTaken.begin(), kTaken.end(), type) == kTaken.end()) {
-        dropped_.push_back("chunk " + type);
-      }
+      if (std::find(kTaken.begin(), kTaken.end(), type) == kTaken.end()) Drop("chunk " + type);
       if (isData && firstData == 0) firstData = at;
       if (isData) behindData = at + chunk;
       if (std::memcmp(start + 4, "IEND", 4) == 0) {
         if (firstData == 0) RefuseDamaged("no pixels");
         pieces_ = {
             Piece{0, firstData}, {behindData, at}, {firstData, behindData}, {at, at + chunk}};
-        if (at + chunk < bytes.size()) dropped_.emplace_back("bytes behind the image");
+        if (at + chunk < bytes.size()) Drop("bytes behind the image");
         return;
       }
       at += chunk;
@@ -90,6 +88,15 @@ class MetadataFirst {
   struct Piece {
     std::uint64_t begin, end;
   };
+
+  /// Once each. A file may have more kinds of chunks than anybody wants to read of.
+  void Drop(const std::string& name) {
+    constexpr std::size_t kMost = 50;
+    const bool isThere = std::find(dropped_.begin(), dropped_.end(), name) != dropped_.end();
+    if (isThere || dropped_.size() > kMost) return;
+    dropped_.push_back(dropped_.size() < kMost ? name : "further chunks");
+  }
+
   const InputBytes& bytes_;
   std::array<Piece, 4> pieces_;
   std::size_t next_ = 0;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <iterator>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -301,6 +302,11 @@ void TiffSource::ReadPage(std::uint64_t position, std::optional<std::size_t> par
   std::size_t depth = 0;
   for (auto above = parent; above; above = pages_[*above].parent) ++depth;
   if (depth > kDeepest) RefuseDamaged("directories nested too deeply");
+  // A directory may take 18 bytes of the file, and twenty times that here.
+  constexpr std::size_t kMostPages = 65535;
+  if (pages_.size() == kMostPages) {
+    RefuseForm("more than " + std::to_string(kMostPages) + " pages");
+  }
 
   TiffDirectories::Raw raw = directories_.Read(position);
   const std::uint64_t following = raw.next;
@@ -337,11 +343,12 @@ void TiffSource::ReadPage(std::uint64_t position, std::optional<std::size_t> par
   const std::size_t index = pages_.size();
   pages_.push_back(std::move(page));
   pixels_.push_back(std::move(pixels));
+  const std::set<std::uint64_t> linked(subPages.begin(), subPages.end());
   for (const std::uint64_t subPage : subPages) {
     ReadPage(subPage, index);
     // SubIFDs form no chain, though some writers link those of a page all the same; what else one
     // leads to has no place.
-    if (next_ != 0 && std::find(subPages.begin(), subPages.end(), next_) == subPages.end()) {
+    if (next_ != 0 && !linked.contains(next_)) {
       pages_[index].dropped.emplace_back("directories behind a SubIFD");
     }
   }

@@ -159,6 +159,13 @@ void MakeTrue(Metadata& metadata, NamedColors colors, Names& dropped) {
   if (SubDirectory* const exif = FindSub(directory, tag::kExifIfd)) {
     CorrectExif(exif->directory, colors, metadata.order, dropped);
   }
+  // Exif, profiles and the like in the coding of another program.
+  std::erase_if(metadata.comments, [&dropped](const Comment& comment) {
+    if (!comment.keyword.starts_with("Raw profile type ")) return false;
+    if (comment.keyword.ends_with(" iptc")) return false;
+    dropped.push_back("text " + comment.keyword);
+    return true;
+  });
   CorrectXmp(directory, dropped);
   CorrectPhotoshop(directory, colors, dropped);
 }

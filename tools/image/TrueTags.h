@@ -16,8 +16,8 @@ enum class NamedColors { kOther, kSrgb, kAdobeRgb };
 ///
 /// Taken out: white point, primaries and transfer function of TIFF, the gamma of Exif, the profile
 /// and the thumbnails in Photoshop's blocks, its layers, the name of the profile and the thumbnails
-/// in XMP, and pointers whose target is not carried over. Set: Exif's ColorSpace and
-/// interoperability index.
+/// in XMP, what a PNG file keeps of all this as coded texts, and pointers whose target is not
+/// carried over. Set: Exif's ColorSpace and interoperability index.
 /// @param dropped  receives names of what is taken out, for people
 void MakeTrue(Metadata& metadata, NamedColors colors, std::vector<std::string>& dropped);
 
