@@ -15,6 +15,7 @@ import socket
 import stat
 import struct
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -1105,6 +1106,70 @@ class ScarceMeans(Command):
         self.assertEqual(done.returncode, PROFILE)
         self.assertRegex(done.stderr.decode(), r"\Akxcms: profile /dev/zero: [^\n]+\n\Z")
         self.assertNotIn("memory", done.stderr.decode())
+
+
+@unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
+class PeakMemory(Command):
+    """An image of 108 MB goes through 64 MiB and what the decoder holds at once: a row of tiles or a
+    strip, of each plane where they are separate."""
+
+    WIDTH, HEIGHT, MIB = 5000, 3600, 1 << 20
+    # A process counts what its parent had when it was started: a small one stands between.
+    MEASURE = ("import resource, subprocess, sys; done = subprocess.run(sys.argv[1:]); "
+               "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss); "
+               "sys.exit(done.returncode)")
+
+    def peak(self, source, target, *arguments):
+        """@return bytes that were resident at once."""
+        done = subprocess.run(
+            [sys.executable, "-c", self.MEASURE, KXCMS, "convert", "--profile", "scan.icc",
+             "--quiet", *arguments, source, target],
+            cwd=self.folder, stdin=subprocess.DEVNULL, capture_output=True, timeout=120)
+        self.assertEqual((done.returncode, done.stderr), (DONE, b""))
+        return int(done.stdout) * 1024
+
+    def test_forms(self):
+        row = numpy.arange(self.WIDTH * 3, dtype="u2").reshape(1, self.WIDTH, 3)
+        data = row + numpy.arange(self.HEIGHT, dtype="u2").reshape(self.HEIGHT, 1, 1)
+        row_bytes = self.WIDTH * 6
+        chunky, separate = written(data, rowsperstrip=self.HEIGHT), \
+            written(image_forms.planes(data), planarconfig="separate", rowsperstrip=self.HEIGHT)
+        for what, make, held in (
+            ("one strip", chunky, 0),
+            ("planes, one strip each", separate, 0),
+            ("tiles", written(data, tile=(256, 256)), 256 * row_bytes),
+            ("planes in tiles", written(image_forms.planes(data), planarconfig="separate",
+                                        tile=(256, 256)), 256 * row_bytes),
+            ("LZW", image_forms.copied(chunky, "-c", "lzw:2", "-r", "64"), 64 * row_bytes),
+            ("Deflate, one strip", image_forms.copied(chunky, "-c", "zip:2", "-r", "4000"), None),
+            ("Zstandard in tiles", image_forms.copied(
+                chunky, "-c", "zstd:2", "-t", "-w", "256", "-l", "256"), 256 * row_bytes),
+        ):
+            make(self.path("in.tif"))
+            if held is None:  # the strip as it stands in the file
+                held = os.path.getsize(self.path("in.tif"))
+            targets = [("out.tif", ["--compress", "none"])]
+            if what == "planes, one strip each":
+                targets += [("lzw.tif", ["--compress", "lzw"]), ("out.jpg", ["--depth", "8"]),
+                            ("out.png", ["--depth", "8"])]
+            for target, arguments in targets:
+                with self.subTest(what, target=target):
+                    self.assertLess(self.peak("in.tif", target, *arguments), 64 * self.MIB + held)
+                    if target == "out.tif":
+                        self.assertGreater(os.path.getsize(self.path(target)), data.nbytes)
+
+    def test_other_formats(self):
+        data = numpy.zeros((self.HEIGHT, self.WIDTH, 3), "u1") + \
+            numpy.arange(self.WIDTH, dtype="u1").reshape(1, self.WIDTH, 1)
+        for name, options, held in (
+            ("in.png", {"compress_level": 1}, 0),
+            ("in.jpg", {}, 0),
+            # All coefficients of all components, of 16 bits each.
+            ("progressive.jpg", {"progressive": True, "subsampling": 0}, 2 * data.size),
+        ):
+            with self.subTest(name):
+                image_forms.saved(data, **options)(self.path(name))
+                self.assertLess(self.peak(name, "out.tif"), 64 * self.MIB + held)
 
 
 class Writing(Command):
