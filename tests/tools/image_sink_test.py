@@ -377,15 +377,27 @@ class Tags(Images):
         self.assertEqual(self.copy("in.jpg", "out.jpg", JPEG), [])
         with PIL.Image.open(self.path("out.jpg")) as image:
             self.assertEqual(image.info["comment"], b"a comment")
+        self.assertEqual(self.copy("in.jpg", "out.tif"), [])
+        self.assertEqual(self.exiftool("out.tif")["IFD0:ImageDescription"], "a comment")
+        run("exiftool", "-overwrite_original", "-EXIF:ImageDescription=another",
+            self.path("in.jpg"))
         self.assertEqual(self.copy("in.jpg", "out.tif"), ["comment"])
+        self.assertEqual(self.exiftool("out.tif")["IFD0:ImageDescription"], "another")
         info = PIL.PngImagePlugin.PngInfo()
         info.add_text("Title", "a slide")
         info.add_itxt("Author", "Søren")
+        info.add_text("Copyright", "(c) Søren")  # Latin-1
         saved(samples(8), pnginfo=info)(self.path("in.png"))
         self.assertEqual(self.copy("in.png", "out.png", PNG), [])
         with PIL.Image.open(self.path("out.png")) as image:
-            self.assertEqual(image.text, {"Title": "a slide", "Author": "Søren"})
-        self.assertEqual(self.copy("in.png", "out.tif"), ["text Title", "text Author"])
+            self.assertEqual(image.text, {"Title": "a slide", "Author": "Søren",
+                                          "Copyright": "(c) Søren"})
+        for target, form in (("out.tif", TIFF), ("out.jpg", JPEG)):
+            with self.subTest(target):
+                self.assertEqual(self.copy("in.png", target, form), ["text Title"])
+                found = self.exiftool(target)
+                self.assertEqual((found["IFD0:Artist"], found["IFD0:Copyright"]),
+                                 ("Søren", "(c) Søren"))
 
     @staticmethod
     def markers(jpeg):

@@ -103,7 +103,7 @@ void AddConversionOptions(CLI::App& command, ConvertOptions& options) {
   const char* const file = "File";
   command
       .add_option("--format", options.format,
-                  ChoiceOf(kFormats) + Default("by the suffix of the output"))
+                  ChoiceOf(kFormats) + Default("by the suffix of the output; standard output needs it"))
       ->group(file);
   NotEmpty(command.add_option("--depth", options.bits,
                               "8 or 16 bits a sample (default: those of the image)"))
@@ -139,9 +139,11 @@ void AddConversionOptions(CLI::App& command, ConvertOptions& options) {
 CLI::App* AddConvert(CLI::App& app, ConvertOptions& options) {
   ConvertRequest& request = options.request;
   CLI::App* convert = app.add_subcommand("convert", "Convert an RGB image by ICC profiles");
-  convert->add_option("IN", request.input, "TIFF, JPEG or PNG file, RGB, 8 or 16 bits a sample");
-  convert->add_option("OUT", request.output,
-                      "file to write, its suffix names the format; may be IN");
+  convert->add_option("IN", request.input,
+                      "TIFF, JPEG or PNG file, RGB, 8 or 16 bits a sample; - for standard input");
+  convert->add_option(
+      "OUT", request.output,
+      "file to write, its suffix names the format; may be IN; - for standard output");
   AddConversionOptions(*convert, options);
   convert->add_flag("--list", options.list, "list the output colour spaces and exit")
       ->group("Colours");

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 
 #include "tools/image/DirectoryBlock.h"
@@ -66,6 +67,39 @@ void ReadExif(std::span<const unsigned char> block, Metadata& metadata,
   std::erase_if(raw.tags, [](const Tag& tag) { return IsStructure(tag.number); });
   metadata.order = directories.order();
   metadata.directory = directories.WithSubDirectories(std::move(raw), dropped);
+}
+
+void TextsToTags(Metadata& metadata) {
+  constexpr std::pair<std::string_view, std::uint16_t> kPlaces[] = {
+      {"Description", TIFFTAG_IMAGEDESCRIPTION},
+      {"", TIFFTAG_IMAGEDESCRIPTION},
+      {"Author", TIFFTAG_ARTIST},
+      {"Copyright", TIFFTAG_COPYRIGHT},
+      {"Software", TIFFTAG_SOFTWARE},
+  };
+  for (const auto& [keyword, number] : kPlaces) {
+    const auto found = std::find_if(
+        metadata.comments.begin(), metadata.comments.end(),
+        [keyword = keyword](const Comment& comment) { return comment.keyword == keyword; });
+    if (found == metadata.comments.end() || metadata.directory.Find(number) != nullptr) continue;
+    std::vector<unsigned char> text;
+    for (const char c : found->text) {
+      const auto byte = static_cast<unsigned char>(c);
+      constexpr unsigned char kFirstBeyondAscii = 0x80;
+      if (keyword.empty() || found->isInternational || byte < kFirstBeyondAscii) {
+        text.push_back(byte);
+      } else {  // Latin-1 as UTF-8, which readers take texts of Exif for
+        text.push_back(static_cast<unsigned char>(0xC0 | byte >> 6));
+        text.push_back(static_cast<unsigned char>(0x80 | (byte & 0x3F)));
+      }
+    }
+    // What counts its bytes may hold zeros, of which TIFF wants one, at the end.
+    while (!text.empty() && text.back() == 0) text.pop_back();
+    if (text.empty() || std::find(text.begin(), text.end(), 0) != text.end()) continue;
+    text.push_back(0);
+    metadata.directory.Set(BytesTag(number, kAscii, std::move(text)));
+    metadata.comments.erase(found);
+  }
 }
 
 void AddResolution(Metadata& metadata, std::uint32_t x, std::uint32_t y, std::uint32_t divisor,

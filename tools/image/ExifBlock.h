@@ -21,6 +21,11 @@ bool IsStructure(std::uint16_t number);
 void ReadExif(std::span<const unsigned char> block, Metadata& metadata,
               std::vector<std::string>& dropped);
 
+/// Moves texts of PNG and JPEG to the tags that say the same, where these say nothing yet: the
+/// description, author, copyright and software of PNG, and a text without a keyword, which is a
+/// description too.
+void TextsToTags(Metadata& metadata);
+
 /// What is known from elsewhere than tags, for images whose tags do not say it.
 /// @param unit  2: pixels per inch, 3: per centimetre, 1: only their proportion
 void AddResolution(Metadata& metadata, std::uint32_t x, std::uint32_t y, std::uint32_t divisor,

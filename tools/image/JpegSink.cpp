@@ -151,6 +151,13 @@ void JpegSink::BeginPage(Page page) {
   }
   if (!page.extras.empty()) dropped_.emplace_back("alpha and other extra samples");
   page_ = std::move(page);
+  std::vector<Comment> plain;  // which have markers of their own
+  std::erase_if(page_.metadata.comments, [&plain](const Comment& comment) {
+    if (comment.keyword.empty()) plain.push_back(comment);
+    return comment.keyword.empty();
+  });
+  TextsToTags(page_.metadata);
+  page_.metadata.comments.insert(page_.metadata.comments.end(), plain.begin(), plain.end());
   row_.resize(std::size_t{page_.width} * 3);
   const std::optional<Resolution> resolution = ResolutionOf(page_.metadata);
   const Places places = PlacesOf(page_.metadata, kMostInMarker - kExifMark.size(), dropped_);

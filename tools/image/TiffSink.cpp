@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tools/image/DirectoryBlock.h"
+#include "tools/image/ExifBlock.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/TagNumbers.h"
 
@@ -101,6 +102,7 @@ TiffSink::~TiffSink() = default;
 
 void TiffSink::BeginPage(Page page) {
   if (written_.empty()) order_ = page.metadata.order;
+  TextsToTags(page.metadata);
   for (const Comment& comment : page.metadata.comments) {
     dropped_.push_back(comment.keyword.empty() ? "comment" : "text " + comment.keyword);
   }
