@@ -199,6 +199,24 @@ class Images(Info):
             self.assertEqual((page["hasProfile"], page["profile"]), (profile is not None, None))
             self.assertTrue(self.info("in.png")[3].endswith(f", {words}"))
 
+    def test_very_many_pages_and_tags(self):
+        """Ten thousand are told, the others counted."""
+        count, data = 10003, b"II*\0" + struct.pack("<I", 8)
+        for page in range(count):
+            following = 0 if page + 1 == count else len(data) + 30
+            data += struct.pack("<H2HI2H2HI2HI", 2, 259, SHORT, 1, 1, 0, 262, SHORT, 1, 1, 0,
+                                following)
+        self.write("in.tif", data)
+        image = self.image("in.tif")
+        self.assertEqual((image["pageCount"], len(image["pages"])), (count, 10000))
+        self.assertIn("  and 3 further pages", self.info("in.tif"))
+        self.write("in.icc", profiles.profile(
+            [(b"A2B0", profiles.lut16(points=2))]
+            + [(struct.pack(">I", 0x61000000 + i), b"") for i in range(count - 1)]))
+        profile = self.told("in.icc")[0]["profile"]
+        self.assertEqual((profile["tagCount"], len(profile["tags"])), (count, 10000))
+        self.assertEqual(self.info("in.icc")[-1], "    and 3 further tags")
+
     def test_resolution_and_orientation_of_other_formats(self):
         exif = PIL.Image.Exif()
         exif[274] = 6

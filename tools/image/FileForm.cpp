@@ -75,6 +75,8 @@ constexpr Named kExtras[] = {
     {EXTRASAMPLE_UNASSALPHA, "alpha"},
 };
 
+constexpr std::uint64_t kMostSamples = 64;
+
 /// Samples that are colours.
 std::uint64_t ColorsOf(std::uint64_t photometric) {
   switch (photometric) {
@@ -125,6 +127,12 @@ class TiffForm {
       while (const auto value = UnsignedItem(*tag, values.size(), order)) values.push_back(*value);
       return values;
     }
+    /// Those of the samples, as many of them as an image source takes.
+    std::vector<std::uint64_t> OfSamples(std::uint16_t number) const {
+      std::vector<std::uint64_t> values = Numbers(number);
+      if (values.size() > kMostSamples) values.resize(kMostSamples);
+      return values;
+    }
     std::uint64_t Number(std::uint16_t number, std::uint64_t absent) const {
       const Tag* const tag = Find(number);
       return tag == nullptr ? absent : UnsignedItem(*tag, 0, order).value_or(absent);
@@ -161,7 +169,7 @@ class TiffForm {
     page.width = fields.Number(tag::kImageWidth, 0);
     page.height = fields.Number(tag::kImageLength, 0);
     page.samples = fields.Number(tag::kSamplesPerPixel, 1);
-    page.bits = fields.Numbers(tag::kBitsPerSample);
+    page.bits = fields.OfSamples(tag::kBitsPerSample);
     if (page.bits.empty()) page.bits = {1};
     if (std::adjacent_find(page.bits.begin(), page.bits.end(), std::not_equal_to<>()) ==
         page.bits.end()) {
@@ -173,11 +181,10 @@ class TiffForm {
     if (fields.Find(tag::kPhotometric) != nullptr) {
       page.colors = NameOf(kColors, photometric, "colours of kind ");
     }
-    for (const std::uint64_t extra : fields.Numbers(tag::kExtraSamples)) {
+    for (const std::uint64_t extra : fields.OfSamples(tag::kExtraSamples)) {
       page.extras.push_back(NameOf(kExtras, extra, "kind "));
     }
     // What no tag explains is there all the same.
-    constexpr std::uint64_t kMostSamples = 64;
     while (ColorsOf(photometric) + page.extras.size() < std::min(page.samples, kMostSamples)) {
       page.extras.emplace_back("unspecified");
     }

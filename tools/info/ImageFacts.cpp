@@ -80,8 +80,13 @@ class ImageTeller {
       facts["byteOrder"] = form_.order == ByteOrder::kBig ? "big-endian" : "little-endian";
       facts["isBigTiff"] = form_.isBigTiff;
     }
+    const std::size_t count = source_->pages().size();
+    facts["pageCount"] = count;
     Json pages = Json::array();
-    for (std::size_t i = 0; i < source_->pages().size(); ++i) pages.push_back(TellPage(i));
+    for (std::size_t i = 0; i < count; ++i) {
+      Json page = TellPage(i);
+      if (i < kMostShown) pages.push_back(std::move(page));
+    }
     facts["pages"] = std::move(pages);
     Json profiles = Json::array();
     for (Embedded& profile : profiles_) {
@@ -298,6 +303,9 @@ std::string LinesOfImage(const Json& facts, const std::string& indent) {
     add(place);
     if (!page["isConverted"].get<bool>()) add("  cannot be converted: " + Text(page["reason"]));
   }
+  const std::size_t shown = facts["pages"].size();
+  const auto count = facts["pageCount"].get<std::size_t>();
+  if (count > shown) add("and " + std::to_string(count - shown) + " further pages");
   const Json& convert = facts["convert"];
   if (!convert["isPossible"].get<bool>()) {
     add("convert: refuses it: " + Text(convert["reason"]));

@@ -84,15 +84,18 @@ Json Outline(const BigEndianView& bytes) {
     const Signature signature = bytes.U32(at);
     const std::uint32_t offset = bytes.U32(at + 4), size = bytes.U32(at + 8);
     const BigEndianView content = bytes.Part(offset, size);
-    tags.push_back({{"signature", TextOf(signature)},
-                    {"type", TextOf(content.U32(0))},
-                    {"offset", offset},
-                    {"sizeBytes", size}});
+    if (i < kMostShown) {
+      tags.push_back({{"signature", TextOf(signature)},
+                      {"type", TextOf(content.U32(0))},
+                      {"offset", offset},
+                      {"sizeBytes", size}});
+    }
     if (signature == MakeSignature("desc")) {
       description = ReadText({signature, offset, content}, budget);
     }
   }
   facts["description"] = description;
+  facts["tagCount"] = count;
   facts["tags"] = std::move(tags);
   return facts;
 }
@@ -267,6 +270,9 @@ std::string LinesOfProfile(const Json& facts, const std::string& indent) {
         std::to_string(tag["offset"].get<std::uint32_t>()) + " " +
         std::to_string(tag["sizeBytes"].get<std::uint32_t>()));
   }
+  const std::size_t shown = facts["tags"].size();
+  const auto count = facts["tagCount"].get<std::size_t>();
+  if (count > shown) add("  and " + std::to_string(count - shown) + " further tags");
   return lines;
 }
 
