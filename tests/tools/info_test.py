@@ -389,16 +389,27 @@ class Memory(Info):
         yield "interlaced", ".png", png16(noise.astype("u2") * 257, "[interlace,compression=1]")
         yield "long rows", ".tif", written(numpy.zeros((12, 640000, 3), "u1"))
 
+    # What the program takes for any image, and what of it are pieces of rows.
+    PROGRAM, PIECES = 64 << 20, 16 << 20
+
+    def measure(self, suffix, make):
+        """@return what is told, and what is taken"""
+        name = "in" + suffix
+        make(self.path(name))
+        return self.image(name)["convert"]["memoryBytes"], self.peak(
+            "convert", "--quiet", "--profile", "scan.icc", name, "out" + suffix)
+
     def test_it_is_a_bound(self):
+        """On the whole, and of what an image takes beyond the smallest."""
+        smallest_told, smallest = self.measure(".tif", written(samples(8)))
+        self.assertLess(abs(smallest_told - self.PROGRAM), 1 << 20)
+        self.assertLess(smallest, self.PROGRAM)
         for what, suffix, make in self.forms():
             with self.subTest(what):
-                name = "in" + suffix
-                make(self.path(name))
-                told = self.image(name)["convert"]["memoryBytes"]
-                peak = self.peak("convert", "--quiet", "--profile", "scan.icc", name,
-                                 "out" + suffix)
+                told, peak = self.measure(suffix, make)
                 self.assertLessEqual(peak, told)
-                self.assertLess(told, 3 * peak + (64 << 20))
+                self.assertLessEqual(peak - smallest, told - self.PROGRAM + self.PIECES)
+                self.assertLess(told, 3 * peak + self.PROGRAM)
 
 
 class Profiles(Info):
