@@ -86,6 +86,8 @@ if(TARGET kxcms)
   endif()
   install(FILES ${completion}/zsh RENAME _kxcms
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/${zsh_folder} COMPONENT tools)
+  # What the lines of a batch's journal are held against.
+  install(FILES docs/journal.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/kxcms COMPONENT tools)
 endif()
 
 # ---- Manual pages -------------------------------------------------------------------------------

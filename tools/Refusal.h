@@ -12,6 +12,8 @@ enum class Exit {
   ProfileUnusable = 4,
   WouldBeWrong = 5,
   WriteFailed = 6,
+  SomeFailed = 7,    ///< of many files
+  StoppedEarly = 8,  ///< and can go on
 };
 
 /// Ends the command: one line for standard error, without the leading "kxcms: ", and the status.

@@ -134,3 +134,10 @@ void RunSelfTest(const SelfTestRequest& request) {
   }
   std::cout << "ok: " << computed.size() << " digests\n";
 }
+
+void RequireSelfTest() {
+  LibraryChain chain(omp_get_num_procs());
+  if (corpus::DigestsOf(chain) != Expected(std::nullopt)) {
+    throw Refusal(Exit::WouldBeWrong, "selftest: this machine computes other colours");
+  }
+}

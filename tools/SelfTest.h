@@ -14,4 +14,7 @@ struct SelfTestRequest {
 /// `Exit::WouldBeWrong` when anything differs.
 void RunSelfTest(const SelfTestRequest& request);
 
+/// The same by the list built in and all processors, and without a word when all is well.
+void RequireSelfTest();
+
 #endif

@@ -10,18 +10,24 @@
 #include "Refusal.h"
 #include "SelfTest.h"
 #include "Stack.h"
+#include "tools/commands/Batch.h"
 #include "tools/commands/ColorHandles.h"
 #include "tools/commands/Completion.h"
 #include "tools/commands/ConvertOptions.h"
 #include "tools/commands/Info.h"
+#include "tools/commands/JournalView.h"
 #include "tools/commands/Probe.h"
 #include "tools/commands/Profile.h"
 #include "tools/commands/Report.h"
+#include "tools/commands/Verify.h"
 
 namespace {
 
 struct Options {
   ConvertOptions convert;
+  BatchRequest batch;
+  JournalRequest journal;
+  VerifyRequest verify;
   CheckRequest check;
   InfoRequest info;
   SelfTestRequest selfTest;
@@ -68,9 +74,12 @@ Exit Run(int argc, char** argv) {
   app.footer(
       "Exit status: 0 done, 2 usage, 3 input unreadable or damaged, 4 profile unusable,\n"
       "5 the result would be wrong (check, selftest: something is wrong), 6 the output cannot be "
-      "written.");
+      "written,\n7 some files failed (batch), 8 stopped early (batch).");
   Options options;
   AddConvert(app, options.convert);
+  const CLI::App* const batch = AddBatch(app, options.batch);
+  const CLI::App* const verify = AddVerify(app, options.verify);
+  const CLI::App* const journal = AddJournal(app, options.journal);
   const CLI::App* const check = AddCheck(app, options.check);
   const CLI::App* const info = AddInfo(app, options.info);
   const CLI::App* const selfTest = AddSelfTest(app, options.selfTest);
@@ -95,6 +104,8 @@ Exit Run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     RefuseUsage(error.what());
   }
+  if (batch->parsed()) return RunBatch(options.batch);
+  if (verify->parsed()) return VerifyJournals(options.verify);
   if (check->parsed()) {
     if (options.check.files.empty()) RefuseUsage("check needs at least one file");
     return CheckFiles(options.check);
@@ -103,6 +114,8 @@ Exit Run(int argc, char** argv) {
   if (selfTest->parsed()) {
     CheckThreads(options.selfTest.threads);
     RunSelfTest(options.selfTest);
+  } else if (journal->parsed()) {
+    PrintJournal(options.journal);
   } else if (report->parsed()) {
     WriteReport(options.report);
   } else if (probe->parsed()) {

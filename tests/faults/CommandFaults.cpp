@@ -151,6 +151,10 @@ std::size_t fread(void* to, std::size_t size, std::size_t count, FILE* stream) {
 
 ssize_t write(int fd, const void* from, std::size_t size) {
   if (fd == STDOUT_FILENO || fd == STDERR_FILENO) return REAL(write)(fd, from, size);
+  if (Strikes("change") && plan.reach == Reach::kKill) {
+    REAL(write)(fd, from, size / 2);
+    kill(getpid(), SIGKILL);
+  }
   return Fails("write", ENOSPC) ? -1 : REAL(write)(fd, from, size);
 }
 
@@ -225,6 +229,26 @@ int fchown(int fd, uid_t owner, gid_t group) noexcept {
 int linkat(int fromFd, const char* from, int toFd, const char* to, int flags) noexcept {
   MayDie();
   return Fails("link", EIO) ? -1 : REAL(linkat)(fromFd, from, toFd, to, flags);
+}
+
+int link(const char* from, const char* to) noexcept {
+  MayDie();
+  return Fails("link", EIO) ? -1 : REAL(link)(from, to);
+}
+
+int mkdir(const char* path, mode_t mode) noexcept {
+  MayDie();
+  return Fails("mkdir", ENOSPC) ? -1 : REAL(mkdir)(path, mode);
+}
+
+int ftruncate(int fd, off_t size) noexcept {
+  MayDie();
+  return Fails("truncate", EIO) ? -1 : REAL(ftruncate)(fd, size);
+}
+
+int fdatasync(int fd) {
+  MayDie();
+  return Fails("sync", EIO) ? -1 : REAL(fdatasync)(fd);
 }
 
 int rename(const char* from, const char* to) noexcept {

@@ -92,11 +92,12 @@ check_contents() {
   has libkxcms-dev usr/share/man/man3/kxp_convert.3.gz
   has libkxcms-dev usr/share/man/man3/KX_Icc_SetProfile.3.gz
   has kxcms-tools usr/bin/kxcms
-  for name in kxcms kxcms-check kxcms-convert kxcms-info kxcms-profile kxcms-report kxcms-probe kxcms-selftest; do
+  for name in kxcms kxcms-{batch,check,convert,info,journal,probe,profile,report,selftest,verify}; do
     has kxcms-tools "usr/share/man/man1/$name.1.gz"
   done
   has kxcms-tools usr/share/bash-completion/completions/kxcms
   has kxcms-tools usr/share/zsh/vendor-completions/_kxcms
+  has kxcms-tools usr/share/kxcms/journal.schema.json
   for name in "${names[@]}"; do
     has "$name" "usr/share/doc/$name/copyright"
     has "$name" "usr/share/doc/$name/changelog.Debian.gz"

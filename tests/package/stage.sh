@@ -17,6 +17,7 @@ fail() {
 major="${KXCMS_VERSION%%.*}"
 for path in bin/kxcms include/kxcms/{kxcms,pipeline}.h share/man/man1/{kxcms,kxcms-convert}.1.gz \
   share/bash-completion/completions/kxcms \
+  share/kxcms/journal.schema.json \
   share/man/man3/{kxcms,kxcms-pipeline}.3.gz \
   "$KXCMS_LIBDIR"/{libKXCMS.so,libKXPipeline.so,cmake/KXCMS/KXCMSConfig.cmake} \
   "$KXCMS_LIBDIR"/pkgconfig/{kxcms,kxcms-pipeline}.pc; do

@@ -1,0 +1,104 @@
+#ifndef KXCMS_TOOLS_BATCH_JOURNAL_H
+#define KXCMS_TOOLS_BATCH_JOURNAL_H
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tools/batch/RecordText.h"
+
+namespace kxcms::batch {
+
+/// What the header of a journal says of its form.
+constexpr const char* kJournalSchema = "kxcms-journal-1";
+
+/// Reads the lines of a journal one by one, in memory of one line. The record of a line that is no
+/// JSON object is null; what stands behind the last end of a line is not read.
+/// @param each  receives where the line begins, and its record
+/// @return where the last whole line ends
+/// @throw std::system_error  it cannot be read
+std::uint64_t ReadLines(int fd, const std::function<void(std::uint64_t, const Json&)>& each);
+
+/// The record of the line that begins there; null if it cannot be read or is none.
+Json ReadLine(int fd, std::uint64_t at);
+
+/// What tables know an output by: the first 64 bits of the SHA-256 of its name, never 0.
+std::uint64_t KeyOfTarget(const std::string& target);
+
+/// Whether a record is the header of a journal that is understood here.
+bool IsHeader(const Json& record);
+
+/// What is known of an output: where the lines stand that tell it. 0 is where the header stands,
+/// and says that there is none.
+struct Known {
+  std::uint64_t done : 61 = 0;        ///< the last line that says done
+  std::uint64_t isDoneAlike : 1 = 0;  ///< that was written under the same settings
+  std::uint64_t isFailed : 1 = 0;     ///< the last line says failed or refused
+  std::uint64_t isClaimed : 1 = 0;    ///< a file of this run has this output
+  std::uint64_t begun : 63 = 0;       ///< the last line, if it says begun: no result follows it
+  std::uint64_t isBegunAlike : 1 = 0;
+};
+
+/// The journal cannot be written: the batch cannot go on.
+struct JournalFailure : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// The journal of a batch: JSON lines, only ever appended to. While the object lives, it is locked
+/// (flock) against a second batch. Any number of threads may use it at once, after the opening.
+class Journal {
+ public:
+  /// Opens the journal or makes it, locks it, cuts off a torn last line, and learns where the lines
+  /// of each output stand. Throws a `JournalFailure` if that cannot be, a file that is no journal
+  /// among the reasons; then nothing is changed.
+  /// @param settings   digest of this run's
+  /// @param isDryRun   only reads; a journal that is not there is empty
+  /// @param isDurable  forces each line to the disk
+  Journal(const std::string& path, const std::string& settings, bool isDryRun, bool isDurable);
+  ~Journal();
+  Journal(const Journal&) = delete;
+  Journal& operator=(const Journal&) = delete;
+
+  /// Of the first run's header; empty for a new journal.
+  const std::string& id() const { return id_; }
+
+  /// Appends a record as one line by one write. If that fails, the journal is as before.
+  void Append(const Json& record);
+
+  /// What is known of an output, which a file of this run has from now on.
+  /// @param output  below the folder of outputs
+  Known Claim(const std::string& output);
+  /// The record of a line.
+  Json Line(std::uint64_t at) const { return ReadLine(fd_, at); }
+
+ private:
+  /// 24 bytes for each output: with a million of them, one pair of keys in 30 million journals is
+  /// the same.
+  struct Entry {
+    std::uint64_t key = 0;  ///< `KeyOfTarget`
+    Known known;
+  };
+
+  /// The entry of an output, made if there is none. At most three quarters of all are in use.
+  Known& EntryOf(std::uint64_t key);
+  void Learn(std::uint64_t at, const Json& record, const std::string& settings);
+  void CheckBeginning() const;
+  [[noreturn]] void Fail(const std::string& reason) const;
+
+  const std::string path_;
+  const bool isDurable_;
+  int fd_ = -1;
+  std::uint64_t size_ = 0;
+  std::string id_;
+  bool isAlike_ = false;  ///< while reading: whether the header in force has the same settings
+  std::mutex lock_;
+  std::vector<Entry> entries_;  ///< open addressing; the key of a free entry is 0
+  std::size_t used_ = 0;
+};
+
+}  // namespace kxcms::batch
+
+#endif
