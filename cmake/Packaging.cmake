@@ -95,6 +95,8 @@ arrays of any strides, through the pipeline library.")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
   "libkxpipeline1 (= ${debian_version}), python3 (>= 3.8), python3-numpy")
+# What converts files runs the command.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS kxcms-tools)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/python/postinst
   ${CMAKE_CURRENT_SOURCE_DIR}/cmake/debian/python/prerm)

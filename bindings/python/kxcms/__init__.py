@@ -11,11 +11,16 @@ pickled and sent to other processes. While a conversion runs, other Python threa
 
 Everything that can be refused is refused when an object is made, with an `Error` that says why.
 
+Files go through the kxcms command, which `convert_file`, `batch` and `verify` run and whose records
+they return; it is looked for where the environment variable KXCMS_COMMAND says, else beside the
+package's own files, else in PATH.
+
 The package is a thin layer over libKXPipeline.so.1, which it looks for where the environment
 variable KXCMS_LIBRARY says (a path of the file; nothing else is tried then), else beside its own
 files, else as the system's loader does.
 """
 
+from ._command import CommandError, batch, command, convert_file, records, verify
 from ._difference import delta_e_2000
 from ._errors import (
     ArgumentError,
@@ -34,6 +39,7 @@ __version__ = "1.0.0"
 
 __all__ = [
     "ArgumentError",
+    "CommandError",
     "DamagedProfileError",
     "DestinationTag",
     "Error",
@@ -45,8 +51,13 @@ __all__ = [
     "Stage",
     "Status",
     "UnsupportedError",
+    "batch",
+    "command",
+    "convert_file",
     "delta_e_2000",
     "level",
     "library_version",
+    "records",
     "spaces",
+    "verify",
 ]
