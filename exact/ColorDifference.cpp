@@ -1,5 +1,6 @@
 #include "exact/ColorDifference.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -10,59 +11,93 @@ namespace {
 constexpr double kDegree = std::numbers::pi / 180;
 
 double ToThe7th(double x) {
-  return std::pow(x, 7);
+  const double x2 = x * x;
+  return x2 * x2 * x2 * x;
 }
 
 // 25^7, where the chroma corrections turn over.
 constexpr double k25ToThe7th = 6103515625;
 
-// Hue angle in degrees, 0 up to 360; 0 for a grey.
-double HueDeg(double a, double b) {
-  if (a == 0 && b == 0) return 0;
-  const double hue = std::atan2(b, a) / kDegree;
-  return hue < 0 ? hue + 360 : hue;
+// The factor 2 in RC, and in G with 0.5 before it, of a chroma.
+double ChromaFactor(double meanC) {
+  const double meanC7 = ToThe7th(meanC);
+  return std::sqrt(meanC7 / (meanC7 + k25ToThe7th));
+}
+
+// A hue, as a direction.
+struct Direction {
+  double cosine, sine;
+};
+
+// Hue angle in degrees, 0 up to 360.
+double HueDeg(const Direction& hue) {
+  const double angle = std::atan2(hue.sine, hue.cosine) / kDegree;
+  return angle < 0 ? angle + 360 : angle;
+}
+
+// The middle of two hues, on the shorter way between them. Where both ways are about as long, the
+// formula's own rule decides, on angles.
+Direction MeanHue(const Direction& first, const Direction& second) {
+  const Direction sum = {first.cosine + second.cosine, first.sine + second.sine};
+  const double length = std::sqrt(sum.cosine * sum.cosine + sum.sine * sum.sine);
+  constexpr double kNearlyOpposite = 0.01;
+  if (length > kNearlyOpposite) return {sum.cosine / length, sum.sine / length};
+  const double h1 = HueDeg(first), h2 = HueDeg(second);
+  double mean = (h1 + h2) / 2;
+  if (std::abs(h1 - h2) > 180) mean += mean < 180 ? 180 : -180;
+  return {std::cos(mean * kDegree), std::sin(mean * kDegree)};
+}
+
+// T of the formula: cosines of multiples of the mean hue, by the theorem of sums.
+double WeightOfHue(const Direction& hue) {
+  const auto [c1, s1] = hue;
+  const double c2 = c1 * c1 - s1 * s1, s2 = 2 * s1 * c1;
+  const double c3 = c1 * c2 - s1 * s2, s3 = s1 * c2 + c1 * s2;
+  const double c4 = c2 * c2 - s2 * s2, s4 = 2 * s2 * c2;
+  static const double kCos30 = std::cos(30 * kDegree), kSin30 = std::sin(30 * kDegree);
+  static const double kCos6 = std::cos(6 * kDegree), kSin6 = std::sin(6 * kDegree);
+  static const double kCos63 = std::cos(63 * kDegree), kSin63 = std::sin(63 * kDegree);
+  return 1 - 0.17 * (c1 * kCos30 + s1 * kSin30) + 0.24 * c2 + 0.32 * (c3 * kCos6 - s3 * kSin6) -
+         0.20 * (c4 * kCos63 + s4 * kSin63);
+}
+
+// The sine of 2 deltaTheta, which turns hue into chroma about blue.
+double Rotation(const Direction& hue) {
+  // Up to 120 degrees it is below 1e-16.
+  if (hue.sine >= 0 && hue.cosine >= -0.5) return 0;
+  const double away = (HueDeg(hue) - 275) / 25;
+  return std::sin(2 * 30 * kDegree * std::exp(-away * away));
 }
 
 }  // namespace
 
+// Hues are directions here and not angles: a difference of hues that is small comes out of a cross
+// product as precise as it went in, and few functions of angles are left.
 double DeltaE2000(const std::array<double, 3>& lab1, const std::array<double, 3>& lab2) {
   const auto [L1, a1, b1] = lab1;
   const auto [L2, a2, b2] = lab2;
-  const double meanC7 = ToThe7th((std::hypot(a1, b1) + std::hypot(a2, b2)) / 2);
-  const double g = 0.5 * (1 - std::sqrt(meanC7 / (meanC7 + k25ToThe7th)));
+  const double meanLab = (std::sqrt(a1 * a1 + b1 * b1) + std::sqrt(a2 * a2 + b2 * b2)) / 2;
+  const double g = 0.5 * (1 - ChromaFactor(meanLab));
   const double a1p = (1 + g) * a1, a2p = (1 + g) * a2;
-  const double C1 = std::hypot(a1p, b1), C2 = std::hypot(a2p, b2);
-  const double h1 = HueDeg(a1p, b1), h2 = HueDeg(a2p, b2);
-  const bool isGrey = C1 * C2 == 0;
+  const double C1 = std::sqrt(a1p * a1p + b1 * b1), C2 = std::sqrt(a2p * a2p + b2 * b2);
 
-  const double dL = L2 - L1;
-  const double dC = C2 - C1;
-  double dh = isGrey ? 0 : h2 - h1;
-  if (dh > 180) dh -= 360;
-  if (dh < -180) dh += 360;
-  const double dH = 2 * std::sqrt(C1 * C2) * std::sin(dh / 2 * kDegree);
-
-  const double meanL = (L1 + L2) / 2;
+  const double meanL50 = (L1 + L2) / 2 - 50;
+  const double L50 = meanL50 * meanL50;
   const double meanC = (C1 + C2) / 2;
-  double meanH = h1 + h2;
-  if (!isGrey) {
-    if (std::abs(h1 - h2) > 180) meanH += meanH < 360 ? 360 : -360;
-    meanH /= 2;
-  }
-  const double T =
-      1 - 0.17 * std::cos((meanH - 30) * kDegree) + 0.24 * std::cos(2 * meanH * kDegree) +
-      0.32 * std::cos((3 * meanH + 6) * kDegree) - 0.20 * std::cos((4 * meanH - 63) * kDegree);
-  const double rotationDeg = 30 * std::exp(-std::pow((meanH - 275) / 25, 2));
-  const double meanCp7 = ToThe7th(meanC);
-  const double RC = 2 * std::sqrt(meanCp7 / (meanCp7 + k25ToThe7th));
-  const double L50 = (meanL - 50) * (meanL - 50);
-  const double SL = 1 + 0.015 * L50 / std::sqrt(20 + L50);
-  const double SC = 1 + 0.045 * meanC;
-  const double SH = 1 + 0.015 * meanC * T;
-  const double RT = -std::sin(2 * rotationDeg * kDegree) * RC;
+  const double l = (L2 - L1) / (1 + 0.015 * L50 / std::sqrt(20 + L50));
+  const double c = (C2 - C1) / (1 + 0.045 * meanC);
+  const double product = C1 * C2;
+  // A grey has no hue: there the terms with hue are 0.
+  if (product == 0) return std::sqrt(l * l + c * c);
 
-  const double l = dL / SL, c = dC / SC, h = dH / SH;
-  return std::sqrt(l * l + c * c + h * h + RT * c * h);
+  // dH = 2 sqrt(C1 C2) sin(dh/2), where the products are C1 C2 sin dh and C1 C2 cos dh.
+  const double cross = a1p * b2 - a2p * b1, dot = a1p * a2p + b1 * b2;
+  const double dH = dot > 0 ? cross / std::sqrt((product + dot) / 2)
+                            : std::copysign(std::sqrt(2 * (product - dot)), cross);
+  const Direction hue = MeanHue({a1p / C1, b1 / C1}, {a2p / C2, b2 / C2});
+  const double h = dH / (1 + 0.015 * meanC * WeightOfHue(hue));
+  const double RT = -2 * ChromaFactor(meanC) * Rotation(hue);
+  return std::sqrt(std::max(0.0, l * l + c * c + h * h + RT * c * h));
 }
 
 }  // namespace kxcms

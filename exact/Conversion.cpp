@@ -40,10 +40,11 @@ const char* NameOf(const LookupTable& table, std::size_t n) {
   }
 }
 
-Triple EvaluateTable(const LookupTable& table, Triple values, std::vector<Stage>& stages) {
+/// @param stages  receives what comes out of each element; null: nobody asks
+Triple EvaluateTable(const LookupTable& table, Triple values, std::vector<Stage>* stages) {
   for (std::size_t n = 0; n < table.elements.size(); ++n) {
     values = Evaluate(table.elements[n], values);
-    stages.push_back({NameOf(table, n), values});
+    if (stages != nullptr) stages->push_back({NameOf(table, n), values});
   }
   return values;
 }
@@ -53,24 +54,37 @@ struct PcsColor {
   Xyz xyz;
 };
 
-PcsColor ToPcs(const Model& model, const Triple& device, std::vector<Stage>& stages) {
+// ICC.1:2010 F.3.
+Triple Linear(const MatrixTrc& model, const Triple& device) {
+  return {Evaluate(model.curves[0], device[0]), Evaluate(model.curves[1], device[1]),
+          Evaluate(model.curves[2], device[2])};
+}
+
+Xyz ToXyz(const Model& model, const Triple& device) {
+  if (model.table != nullptr) {
+    return DecodeXyz(model.table->pcs, EvaluateTable(*model.table, device, nullptr));
+  }
+  return Product(model.matrixTrc->matrix, Linear(*model.matrixTrc, device));
+}
+
+PcsColor ToPcs(const Model& model, const Triple& device, std::vector<Stage>* stages) {
   if (model.table != nullptr) {
     const Triple encoded = EvaluateTable(*model.table, device, stages);
     const Xyz xyz = DecodeXyz(model.table->pcs, encoded);
     if (model.table->pcs == PcsEncoding::kXyz) return {LabFromXyz(xyz), xyz};
     return {DecodeLab(model.table->pcs, encoded), xyz};
   }
-  // ICC.1:2010 F.3.
-  const Triple linear = Evaluate(CurveSet{model.matrixTrc->curves}, device);
+  const Triple linear = Linear(*model.matrixTrc, device);
   const Xyz xyz = Product(model.matrixTrc->matrix, linear);
-  stages.push_back({"curves", linear});
-  stages.push_back({"matrix", xyz});
+  if (stages != nullptr) {
+    stages->push_back({"curves", linear});
+    stages->push_back({"matrix", xyz});
+  }
   return {LabFromXyz(xyz), xyz};
 }
 
 PcsColor ToPcs(const Model& model, const Triple& device) {
-  std::vector<Stage> stages;
-  return ToPcs(model, device, stages);
+  return ToPcs(model, device, nullptr);
 }
 
 // ---- Black points -------------------------------------------------------------------------------
@@ -128,9 +142,8 @@ Xyz DestinationBlackPoint(const DeviceProfile& profile) {
   std::array<double, kGreys> in, out;
   for (std::size_t n = 0; n < kGreys; ++n) {
     in[n] = 100.0 * static_cast<double>(n) / (kGreys - 1);
-    std::vector<Stage> stages;
     const Triple encoded = EncodeXyz(toDevice.table->pcs, Grey(in[n]));
-    out[n] = ToPcs(toPcs, EvaluateTable(*toDevice.table, encoded, stages)).lab[0];
+    out[n] = ToPcs(toPcs, EvaluateTable(*toDevice.table, encoded, nullptr)).lab[0];
   }
   // Rising, if need be by lowering what comes before.
   for (std::size_t n = kGreys - 1; n > 0; --n) out[n - 1] = std::min(out[n - 1], out[n]);
@@ -244,17 +257,14 @@ Conversion::Conversion(const DeviceProfile& source, const Destination& destinati
 Trace Conversion::Evaluate(const Triple& device) const {
   Trace trace;
   trace.device = Clip(device);
-  const PcsColor pcs = ToPcs(sourceModel_, trace.device, trace.sourceStages);
+  const PcsColor pcs = ToPcs(sourceModel_, trace.device, &trace.sourceStages);
   trace.pcsLab = pcs.lab;
   trace.pcsXyz = pcs.xyz;
 
   trace.lab = pcs.lab;
   trace.xyz = pcs.xyz;
-  if (options_.intent == RenderingIntent::kAbsolute) {
-    trace.xyz = ToOtherMedium(pcs.xyz, sourceWhite_, destinationWhite_);
-    trace.lab = LabFromXyz(trace.xyz);
-  } else if (options_.blackPointCompensation) {
-    trace.xyz = CompensateBlackPoint(pcs.xyz, sourceBlack_, destinationBlack_);
+  if (IsRendered()) {
+    trace.xyz = Rendered(pcs.xyz);
     trace.lab = LabFromXyz(trace.xyz);
   }
 
@@ -273,10 +283,56 @@ Trace Conversion::Evaluate(const Triple& device) const {
   return trace;
 }
 
+bool Conversion::IsRendered() const {
+  return options_.intent == RenderingIntent::kAbsolute || options_.blackPointCompensation;
+}
+
+Xyz Conversion::Rendered(const Xyz& xyz) const {
+  return options_.intent == RenderingIntent::kAbsolute
+             ? ToOtherMedium(xyz, sourceWhite_, destinationWhite_)
+             : CompensateBlackPoint(xyz, sourceBlack_, destinationBlack_);
+}
+
+Triple Conversion::Encoded(const RgbSpace& space, const Triple& linear) {
+  Triple encoded;
+  for (std::size_t n = 0; n < 3; ++n) encoded[n] = EncodeTransfer(space.transfer, linear[n]);
+  return encoded;
+}
+
+Triple Conversion::Encoded(const MatrixTrc& model, const Triple& linear) {
+  Triple encoded;
+  for (std::size_t n = 0; n < 3; ++n) encoded[n] = EvaluateInverse(model.curves[n], linear[n]);
+  return encoded;
+}
+
+Triple Conversion::Result(const Triple& device) const {
+  const Triple clipped = Clip(device);
+  if (const auto* measure = std::get_if<Measure>(&destination_)) {
+    PcsColor color = ToPcs(sourceModel_, clipped);
+    if (IsRendered()) {
+      color.xyz = Rendered(color.xyz);
+      color.lab = LabFromXyz(color.xyz);
+    }
+    return *measure == Measure::kLab ? color.lab : color.xyz;
+  }
+  Xyz xyz = ToXyz(sourceModel_, clipped);
+  if (IsRendered()) xyz = Rendered(xyz);
+  if (destinationModel_.table != nullptr) {
+    const LookupTable& table = *destinationModel_.table;
+    return Clip(EvaluateTable(table, EncodeXyz(table.pcs, xyz), nullptr));
+  }
+  const Triple linear = Product(pcsToLinear_, xyz);
+  if (destinationModel_.matrixTrc != nullptr) {
+    return Encoded(*destinationModel_.matrixTrc, Clip(linear));
+  }
+  return Encoded(*std::get<const RgbSpace*>(destination_),
+                 options_.unclipped ? linear : Clip(linear));
+}
+
 void Conversion::ToSpace(const RgbSpace& space, Trace& trace) const {
   trace.linear = ClipLinear(Product(pcsToLinear_, trace.xyz));
   const Triple& linear = options_.unclipped ? trace.linear->linear : trace.linear->clipped;
-  for (std::size_t n = 0; n < 3; ++n) trace.result[n] = EncodeTransfer(space.transfer, linear[n]);
+  trace.result = Encoded(space, linear);
   RoundDevice(trace);
 }
 
@@ -284,13 +340,10 @@ void Conversion::ToProfile(Trace& trace) const {
   if (destinationModel_.table != nullptr) {
     const LookupTable& table = *destinationModel_.table;
     trace.pcsEncoded = EncodeXyz(table.pcs, trace.xyz);
-    trace.result = Clip(EvaluateTable(table, *trace.pcsEncoded, trace.destinationStages));
+    trace.result = Clip(EvaluateTable(table, *trace.pcsEncoded, &trace.destinationStages));
   } else {
     trace.linear = ClipLinear(Product(pcsToLinear_, trace.xyz));
-    for (std::size_t n = 0; n < 3; ++n) {
-      trace.result[n] =
-          EvaluateInverse(destinationModel_.matrixTrc->curves[n], trace.linear->clipped[n]);
-    }
+    trace.result = Encoded(*destinationModel_.matrixTrc, trace.linear->clipped);
   }
   RoundDevice(trace);
 }

@@ -87,6 +87,8 @@ class Conversion {
   Conversion(const DeviceProfile& source, const Destination& destination, const Options& options);
 
   Trace Evaluate(const Triple& device) const;
+  /// `Trace::result` alone, the same bits, for many colours.
+  Triple Result(const Triple& device) const;
 
   const Model& SourceModel() const { return sourceModel_; }
   /// Of a profile only.
@@ -101,6 +103,11 @@ class Conversion {
  private:
   void ToSpace(const RgbSpace& space, Trace& trace) const;
   void ToProfile(Trace& trace) const;
+  /// Whether the colour itself changes between the two profiles, and what it becomes then.
+  bool IsRendered() const;
+  Xyz Rendered(const Xyz& xyz) const;
+  static Triple Encoded(const RgbSpace& space, const Triple& linear);
+  static Triple Encoded(const MatrixTrc& model, const Triple& linear);
 
   Destination destination_;
   Options options_;

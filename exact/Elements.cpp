@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -229,8 +230,12 @@ Triple Evaluate(const ColorGrid& grid, const Triple& x) {
   // with the largest fraction, last along the one with the smallest. Each edge adds its difference
   // of values, times the fraction.
   std::array<std::size_t, 3> axes = {0, 1, 2};
-  std::stable_sort(axes.begin(), axes.end(),
-                   [&](std::size_t a, std::size_t b) { return fraction[a] > fraction[b]; });
+  const auto order = [&](std::size_t first) {
+    if (fraction[axes[first]] < fraction[axes[first + 1]]) std::swap(axes[first], axes[first + 1]);
+  };
+  order(0);
+  order(1);
+  order(0);
   Triple from = valueAt(corner);
   Triple result = from;
   for (const std::size_t axis : axes) {

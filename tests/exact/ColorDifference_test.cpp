@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cmath>
+#include <cstddef>
+#include <random>
 
 namespace {
 
@@ -68,6 +70,50 @@ TEST(ColorDifference, IsNothingBetweenEqualColours) {
 // of 55.
 TEST(ColorDifference, WeighsLightnessAlone) {
   EXPECT_NEAR(kxcms::DeltaE2000({50, 0, 0}, {60, 0, 0}), 10 / (1 + 0.375 / std::sqrt(45.0)), 1e-12);
+}
+
+// The formula as its authors write it, with hues as angles in degrees.
+double ByAngles(const std::array<double, 3>& lab1, const std::array<double, 3>& lab2) {
+  const double degree = std::acos(-1.0) / 180;
+  const double meanLab = (std::hypot(lab1[1], lab1[2]) + std::hypot(lab2[1], lab2[2])) / 2;
+  const double g =
+      0.5 * (1 - std::sqrt(std::pow(meanLab, 7) / (std::pow(meanLab, 7) + std::pow(25.0, 7))));
+  const double a1 = (1 + g) * lab1[1], a2 = (1 + g) * lab2[1];
+  const double C1 = std::hypot(a1, lab1[2]), C2 = std::hypot(a2, lab2[2]);
+  double h1 = std::atan2(lab1[2], a1) / degree, h2 = std::atan2(lab2[2], a2) / degree;
+  if (h1 < 0) h1 += 360;
+  if (h2 < 0) h2 += 360;
+  double dh = h2 - h1;
+  if (dh > 180) dh -= 360;
+  if (dh < -180) dh += 360;
+  double h = (h1 + h2) / 2;
+  if (std::abs(h1 - h2) > 180) h += h1 + h2 < 360 ? 180 : -180;
+  const double T = 1 - 0.17 * std::cos((h - 30) * degree) + 0.24 * std::cos(2 * h * degree) +
+                   0.32 * std::cos((3 * h + 6) * degree) - 0.20 * std::cos((4 * h - 63) * degree);
+  const double C = (C1 + C2) / 2, L = (lab1[0] + lab2[0]) / 2;
+  const double RC = 2 * std::sqrt(std::pow(C, 7) / (std::pow(C, 7) + std::pow(25.0, 7)));
+  const double RT = -std::sin(60 * std::exp(-std::pow((h - 275) / 25, 2)) * degree) * RC;
+  const double l =
+      (lab2[0] - lab1[0]) / (1 + 0.015 * std::pow(L - 50, 2) / std::sqrt(20 + std::pow(L - 50, 2)));
+  const double c = (C2 - C1) / (1 + 0.045 * C);
+  const double H = 2 * std::sqrt(C1 * C2) * std::sin(dh / 2 * degree) / (1 + 0.015 * C * T);
+  return std::sqrt(l * l + c * c + H * H + RT * c * H);
+}
+
+// Far apart and close together, all hues.
+TEST(ColorDifference, IsTheFormulaInAngles) {
+  std::mt19937_64 dice(2000);
+  std::uniform_real_distribution<double> lightness(0, 100), chromatic(-110, 110), small(-1, 1);
+  for (int n = 0; n < 200000; ++n) {
+    const std::array<double, 3> first = {lightness(dice), chromatic(dice), chromatic(dice)};
+    std::array<double, 3> second = {lightness(dice), chromatic(dice), chromatic(dice)};
+    if (n % 2 == 0) {
+      for (std::size_t i = 0; i < 3; ++i) second[i] = first[i] + small(dice);
+    }
+    ASSERT_NEAR(kxcms::DeltaE2000(first, second), ByAngles(first, second), 1e-9)
+        << first[0] << ' ' << first[1] << ' ' << first[2] << ' ' << second[0] << ' ' << second[1]
+        << ' ' << second[2];
+  }
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kxcms::exact {
@@ -532,6 +533,35 @@ TEST(BlackPointCompensation, MapsBlackToBlackAndWhiteToWhite) {
     ExpectNear(conversion.Evaluate({1, 1, 1}).xyz, kPcsWhite, 1e-14);
     // What the profile says stays to be seen.
     EXPECT_NEAR(conversion.Evaluate({0, 0, 0}).pcsLab[0], 20, 1e-12);
+  }
+}
+
+// ---- Results alone ------------------------------------------------------------------------------
+
+TEST(Results, AreThoseOfTheTrace) {
+  DeviceProfile scanner = GreyProfile(Legacy(5), Legacy(98));
+  scanner.mediaWhite = {0.9, 0.95, 0.7};
+  const DeviceProfile display = SRgbProfile();
+  const DeviceProfile print = Shaped([](double L) { return L / 100; });
+  const Options kRows[] = {{RenderingIntent::kPerceptual},
+                           {RenderingIntent::kAbsolute},
+                           {RenderingIntent::kRelative, true},
+                           {.intent = RenderingIntent::kRelative, .unclipped = true}};
+  const Destination kDestinations[] = {&Space("prophoto"), &display, &print, Measure::kLab,
+                                       Measure::kXyz};
+  for (const DeviceProfile* source : {&std::as_const(scanner), &display}) {
+    for (const Destination& destination : kDestinations) {
+      for (const Options& options : kRows) {
+        const Conversion conversion(*source, destination, options);
+        for (const double r : {-0.5, 0.0, 0.2, 0.7, 1.0}) {
+          for (const double b : {0.0, 0.3, 1.5}) {
+            const Triple device = {r, 0.4, b};
+            EXPECT_EQ(conversion.Result(device), conversion.Evaluate(device).result)
+                << r << ' ' << b;
+          }
+        }
+      }
+    }
   }
 }
 
