@@ -73,7 +73,7 @@ Exit Run(int argc, char** argv) {
   app.require_subcommand(1);
   app.footer(
       "Exit status: 0 done, 2 usage, 3 input unreadable or damaged, 4 profile unusable,\n"
-      "5 the result would be wrong (check, selftest: something is wrong), 6 the output cannot be "
+      "5 the result would be wrong (check, selftest, report: something is wrong), 6 the output cannot be "
       "written,\n7 some files failed (batch), 8 stopped early (batch).");
   Options options;
   AddConvert(app, options.convert);
@@ -111,13 +111,12 @@ Exit Run(int argc, char** argv) {
     return CheckFiles(options.check);
   }
   if (info->parsed()) return PrintInfo(options.info);
+  if (report->parsed()) return WriteReport(options.report);
   if (selfTest->parsed()) {
     CheckThreads(options.selfTest.threads);
     RunSelfTest(options.selfTest);
   } else if (journal->parsed()) {
     PrintJournal(options.journal);
-  } else if (report->parsed()) {
-    WriteReport(options.report);
   } else if (probe->parsed()) {
     PrintProbe(options.probe);
   } else if (profile->parsed()) {

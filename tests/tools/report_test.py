@@ -5,6 +5,7 @@ plots as others draw them, and what it refuses.
 Environment: KXCMS (the command), KXCMS_SAMPLE (the sample generator).
 """
 
+import base64
 import io
 import json
 import math
@@ -24,7 +25,8 @@ import command_test
 import profiles
 import surroundings
 import tiffs
-from command_test import OLD, PROFILE, USAGE, WRITE
+from command_test import OLD, PROFILE, UNREADABLE, USAGE, WRITE
+from image_forms import written
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../peers"))
 import made_profiles  # noqa: E402
@@ -380,11 +382,349 @@ class Numbers(Reporting):
         self.assertEqual(answers, {True, False})
 
 
+class Destinations(Reporting):
+    def test_a_profile_beside_the_space_that_it_describes(self):
+        """Adobe RGB (1998) as a profile and as a built-in space differ by the rounding of the
+        profile's colorants."""
+        name = self.sample()
+        built_in = self.profile(name, ("--to", "adobe-rgb"))
+        profile = self.profile(name, ("--to", ADOBE))
+        self.assertEqual(profile["destination"], "compatibleWithAdobeRGB1998.icc")
+        # The one counts linear values beyond their ends, the other the surface in Lab.
+        self.assertAlmostEqual(profile["shareInside"], built_in["shareInside"], delta=0.005)
+        for key in ("gamut", "destinationGamut"):
+            self.assertAlmostEqual(profile[key]["volume"] / built_in[key]["volume"], 1, delta=0.002)
+        for bits in ("bits8", "bits16"):
+            self.assertAlmostEqual(profile["precise"][bits]["mean"],
+                                   built_in["precise"][bits]["mean"], delta=0.005)
+        self.expect_near(profile["precise"]["tone"]["error"], built_in["precise"]["tone"]["error"],
+                         0.3)
+        self.assertIn("refused", profile["fixed"])
+
+    @needs("icclu")
+    def test_lookup_tags(self):
+        """Greys by way of B2A0, and back by A2B1."""
+        self.write("screen.icc", self.read(self.made("print-lut16")))
+        found = self.profile(self.sample(), ("--to", "screen.icc"))
+        greys = self.icclu("scanner.icc", [[n / 255] * 3 for n in range(256)])
+        device = self.icclu("screen.icc", greys, "p", "b")
+        rounded = [[math.floor(255 * v + 0.5) / 255 for v in row] for row in device]
+        lightness = [lab[0] for lab in self.icclu("screen.icc", rounded, "r")]
+        expected = [after - before[0] for after, before in zip(lightness, greys)]
+        self.assertGreater(max(map(abs, expected)), 1)
+        # A tie of the rounding may fall to either side.
+        errors = found["precise"]["tone"]["error"]
+        away = [abs(one - two) for one, two in zip(errors, expected, strict=True)]
+        self.assertLess(sorted(away)[250], 0.02)
+        self.assertLess(max(away), 0.5)
+        self.assertLess(found["precise"]["bits16"]["largest"], 0.02)
+
+
+def chart(patches, kind="LAB", scale=100, header="CTI3", names=True):
+    """@param patches  (device in [0, 1], Lab or XYZ of 100)"""
+    colors = {"LAB": "LAB_L LAB_A LAB_B", "XYZ": "XYZ_X XYZ_Y XYZ_Z"}[kind]
+    lines = [header, "", 'DESCRIPTOR "a chart # of ours"', 'ORIGINATOR "a test"',
+             'DEVICE_CLASS "INPUT"', f'COLOR_REP "{kind}_RGB"', 'KEYWORD "SAMPLE_LOC"',
+             "# BEGIN_DATA is not here", f"NUMBER_OF_FIELDS {8 if names else 7}",
+             "BEGIN_DATA_FORMAT", f"SAMPLE_ID {'SAMPLE_LOC ' if names else ''}RGB_R RGB_G RGB_B "
+             f"{colors}", "END_DATA_FORMAT", f"NUMBER_OF_SETS {len(patches)}", "BEGIN_DATA"]
+    for n, (device, color) in enumerate(patches):
+        place = f'"B {n}" ' if names else ""
+        lines.append(f"{n + 1} {place}" + " ".join(f"{scale * v:.5f}" for v in device) + " "
+                     + " ".join(f"{v:.5f}" for v in color))
+    return "\n".join([*lines, "END_DATA", ""]).encode()
+
+
+class Charts(Reporting):
+    def patches(self, spread, greys=True):
+        """Random colours, and greys if asked for, as icclu sees them, and some error."""
+        dice = random.Random(33)
+        devices = [[dice.uniform(0.05, 0.95) for _ in range(3)] for _ in range(80)]
+        devices += [[n / 10] * 3 for n in range(11)] if greys else []
+        labs = self.icclu("scanner.icc", devices, "a")
+        return [(device, [v + dice.gauss(0, spread) for v in lab])
+                for device, lab in zip(devices, labs)]
+
+    def found(self, patches, *options, status=0, **form):
+        self.write("chart.ti3", chart(patches, **form))
+        self.expect(["report", "scanner.icc", "--chart", "chart.ti3", *options, "-o", "page.html",
+                     "--json", "page.json"], status)
+        return json.loads(self.read("page.json"))["profiles"][0]["charts"][0]
+
+    @needs("profcheck")
+    def test_as_profcheck(self):
+        self.sample()
+        for spread in (0.5, 3):
+            with self.subTest(spread):
+                found = self.found(self.patches(spread))
+                done = subprocess.run(["profcheck", "-v2", "-k", "chart.ti3", "scanner.icc"],
+                                      cwd=self.folder, text=True, capture_output=True, check=True)
+                largest, mean = (float(v) for v in re.search(
+                    r"max\. = ([0-9.]+), avg\. = ([0-9.]+)", done.stdout).groups())
+                self.assertAlmostEqual(found["difference"]["mean"], mean, delta=0.001)
+                self.assertAlmostEqual(found["difference"]["largest"], largest, delta=0.002)
+                single = {int(n): float(v) for v, n in re.findall(
+                    r"^\[([0-9.]+)\] ([0-9]+) @", done.stdout, re.MULTILINE)}
+                self.assertEqual(len(single), 91)
+                for patch in found["patches"]:
+                    number = int(patch["name"].split()[1]) + 1
+                    self.assertAlmostEqual(patch["difference"], single[number], delta=0.003)
+
+    @needs("icclu")
+    def test_sorted_with_stars(self):
+        self.sample()
+        for spread, stars in ((0.5, 4), (3, 3), (4.5, 2), (20, 0)):
+            with self.subTest(spread):
+                patches = self.patches(spread, greys=False)
+                found = self.found(patches)
+                differences = [patch["difference"] for patch in found["patches"]]
+                self.assertEqual(differences, sorted(differences, reverse=True))
+                mean, share90 = found["difference"]["mean"], found["difference"]["share90"]
+                self.assertAlmostEqual(mean, sum(differences) / 80, delta=1e-5)
+                self.assertAlmostEqual(share90, nearest_rank(differences, 90), delta=1e-6)
+                bands = ((4, 2, 4), (3, 3.5, 7), (2, 5, 10), (1, 6.5, 13))
+                expected = max((n for n, most, most90 in bands if mean < most and share90 < most90),
+                               default=0)
+                self.assertEqual((found["colorStars"], expected), (stars, stars))
+
+    @needs("icclu")
+    def test_tone_of_greys(self):
+        self.sample()
+        exact = self.patches(0)
+        greys = [n for n, (_, lab) in enumerate(exact) if math.hypot(*lab[1:]) < 3]
+        self.assertGreater(len(greys), 3)
+        for away, tone_stars in ((1.4, 4), (2.9, 3), (4.4, 2), (5.9, 1), (6.1, 0)):
+            patches = [(device, list(lab)) for device, lab in exact]
+            patches[greys[1]][1][0] -= away
+            found = self.found(patches)
+            self.assertAlmostEqual(found["tone"], away, delta=0.01)
+            self.assertEqual((found["greys"], found["colorStars"]), (len(greys), 4))
+            self.assertEqual((found["toneStars"], found["stars"]), (tone_stars, tone_stars))
+
+    @needs("icclu")
+    def test_fail_below(self):
+        self.sample()
+        patches = self.patches(3, greys=False)
+        for least, status in ((1, 0), (3, 0), (4, 5)):
+            with self.subTest(least):
+                for name in ("page.html", "page.json"):
+                    if os.path.exists(self.path(name)):
+                        os.remove(self.path(name))
+                self.assertEqual(self.found(patches, "--fail-below", str(least), status=status)
+                                 ["stars"], 3)
+                self.page()
+
+    @needs("icclu")
+    def test_forms(self):
+        """XYZ, RGB up to 255, without names, with Windows' ends of lines."""
+        self.sample()
+        patches = self.patches(1)
+        expected = self.found(patches)["difference"]["mean"]
+        self.assertAlmostEqual(self.found(patches, scale=255)["difference"]["mean"], expected,
+                               delta=1e-4)
+        self.assertEqual(self.found(patches, names=False)["patches"][0]["name"].isdigit(), True)
+
+        def xyz(lab):
+            fy = (lab[0] + 16) / 116
+            f = numpy.array([fy + lab[1] / 500, fy, fy - lab[2] / 200])
+            return 100 * D50 * numpy.where(f > 6 / 29, f ** 3, 3 * (6 / 29) ** 2 * (f - 4 / 29))
+        found = self.found([(device, xyz(lab)) for device, lab in patches], kind="XYZ")
+        self.assertAlmostEqual(found["difference"]["mean"], expected, delta=1e-3)
+        self.write("chart.ti3", chart(patches).replace(b"\n", b"\r\n"))
+        self.expect(["report", "scanner.icc", "--chart", "chart.ti3", "-o", "page.html", "--json",
+                     "page.json"], 0)
+        found = json.loads(self.read("page.json"))["profiles"][0]["charts"][0]
+        self.assertAlmostEqual(found["difference"]["mean"], expected, delta=1e-6)
+
+    def test_refused(self):
+        self.write("page.html", OLD)
+        sound = chart([([0.1, 0.2, 0.3], [20, 1, 2]), ([0.5, 0.5, 0.5], [50, 0, 0])])
+        for what, content, line in (
+            ("no chart", b"hello", "not a CGATS file"),
+            ("no data", sound[:sound.index(b"BEGIN_DATA\n")], "not a CGATS file"),
+            ("cut off", sound[:-12], "damaged: its data do not end"),
+            ("another kind", sound.replace(b"RGB_R", b"CMYK_C"),
+             "it has no table of RGB with Lab or XYZ"),
+            ("no patches", chart([]), "it has no patches"),
+            ("too few values", sound.replace(b"20.00000 ", b""),
+             "damaged: values are missing or left over"),
+            ("no number", sound.replace(b"20.00000", b"2x.00000"), "patch 1: 2x.00000 is no number"),
+            ("infinite", sound.replace(b"20.00000", b"inf"), "patch 1: inf is no number"),
+            ("out of range", sound.replace(b"30.00000", b"300.0"),
+             "patch 1: RGB is not within 0 to 255"),
+            ("below 0", sound.replace(b"30.00000", b"-0.1"), "patch 1: RGB is not within 0 to 255"),
+            ("too many", chart([([0.1] * 3, [20, 1, 2])] * 20001), "more than 20000 patches"),
+        ):
+            with self.subTest(what):
+                self.write("bad.ti3", content)
+                self.expect(["report", "scan.icc", "--chart", "bad.ti3", "-o", "page.html"],
+                            UNREADABLE, f"bad.ti3: {line}")
+                self.assertEqual(self.read("page.html"), OLD)
+        for arguments, line in (
+            (["--fail-below", "3"], "--fail-below needs --chart, which the stars are of"),
+            (["--chart", "bad.ti3", "--fail-below", "5"], "--fail-below must be 1 to 4"),
+            (["--chart", "page.html"], "page.html is read; a report would replace it"),
+        ):
+            self.expect(["report", "scan.icc", *arguments, "-o", "page.html"], USAGE, line)
+
+
+class Images(Reporting):
+    """An image of Adobe RGB (1998), of which half is outside of sRGB."""
+
+    def setUp(self):
+        super().setUp()
+        self.height, self.width = 203, 317
+        self.profile_numbers = GammaProfile(ADOBE)
+
+    def pixels(self, kind):
+        largest = numpy.iinfo(kind).max
+        dice = numpy.random.default_rng(24)
+        pixels = dice.integers(0, largest, (self.height, self.width, 3), kind, endpoint=True)
+        pixels[:, 200:] = 3 * (pixels[:, 200:] // 5)
+        return pixels
+
+    def test_numbers(self):
+        for kind, bits in ((numpy.uint8, 8), (numpy.uint16, 16)):
+            with self.subTest(kind):
+                pixels = self.pixels(kind)
+                largest = numpy.iinfo(kind).max
+                written(pixels)(self.path("image.tif"))
+                found, = self.profile(ADOBE, ("--image", "image.tif"))["images"]
+                self.assertEqual((found["width"], found["height"], found["bits"]),
+                                 (self.width, self.height, bits))
+                linear = self.profile_numbers.to_srgb(pixels.reshape(-1, 3) / largest)
+                encoded = srgb_encode(numpy.clip(linear, 0, 1))
+                after = numpy.floor(largest * encoded + 0.5).astype(int)
+                low, high = linear < -1e-4, linear > 1 + 1e-4
+                self.assertAlmostEqual(found["outOfGamut"], (low | high).any(axis=1).mean(),
+                                       delta=1e-3)
+                for n, channel in enumerate(found["channels"]):
+                    before = pixels[..., n].ravel()
+                    self.assertEqual(channel["before"],
+                                     numpy.bincount(before >> (bits - 8), minlength=256).tolist())
+                    expected = numpy.bincount(after[:, n] >> (bits - 8), minlength=256)
+                    moved = numpy.abs(expected - channel["after"]).sum() / 2
+                    self.assertLess(moved, 0.002 * len(before))  # ties of the rounding
+                    self.assertEqual(channel["levelsBefore"], len(set(before)))
+                    self.assertAlmostEqual(channel["levelsAfter"] / len(set(after[:, n])), 1,
+                                           delta=0.01)
+                    self.assertAlmostEqual(channel["clippedLow"], low[:, n].mean(), delta=1e-3)
+                    self.assertAlmostEqual(channel["clippedHigh"], high[:, n].mean(), delta=1e-3)
+                self.assertEqual(len(found["swatches"]), 24)
+                for swatch in found["swatches"]:
+                    x, y = swatch["at"]
+                    self.assertEqual(swatch["before"], pixels[y, x].tolist())
+                    self.expect_near(swatch["after"], after[y * self.width + x], 1)
+                rows = sorted({y for _, y in (s["at"] for s in found["swatches"])})
+                self.assertEqual(rows, [self.height * n // 8 for n in (1, 3, 5, 7)])
+
+    def test_destination_profile(self):
+        """What a built-in space clips, the profile of the same space has outside of its gamut."""
+        written(self.pixels(numpy.uint8))(self.path("image.tif"))
+        wide = f"{COLOR}/ProPhotoRGB.icc"
+        name = wide if os.path.exists(wide) else self.sample()
+        built_in, = self.profile(name, ("--to", "adobe-rgb", "--image", "image.tif"))["images"]
+        profile, = self.profile(name, ("--to", ADOBE, "--image", "image.tif"))["images"]
+        self.assertGreater(built_in["outOfGamut"], 0.05)
+        self.assertAlmostEqual(profile["outOfGamut"], built_in["outOfGamut"], delta=0.02)
+        for one, two in zip(profile["channels"], built_in["channels"]):
+            for key in ("clippedLow", "clippedHigh"):
+                self.assertAlmostEqual(one[key], two[key], delta=0.02)
+
+    def test_pictures(self):
+        """Thumbnails hold pixels of the image and of its result; red tells what is outside."""
+        from PIL import Image
+        pixels = self.pixels(numpy.uint8)
+        pixels[:, :100] = (0, 255, 0)  # far outside of sRGB
+        pixels[:, 250:] = 128
+        written(pixels)(self.path("image.tif"))
+        found, = self.profile(ADOBE, ("--image", "image.tif"))["images"]
+        sources = [image.get("src") for image in self.page().iter(XHTML + "img")]
+        self.assertEqual(len(sources), 3)
+        start = "data:image/png;base64,"
+        pictures = []
+        for source in sources:
+            self.assertTrue(source.startswith(start))
+            data = base64.b64decode(source[len(start):], validate=True)
+            pictures.append(numpy.array(Image.open(io.BytesIO(data)).convert("RGB")))
+        before, after, outside = pictures
+        self.assertEqual(before.shape, (102, 160, 3))
+        for y in (0, 50, 101):
+            for x in (0, 77, 159):
+                place = ((2 * y + 1) * self.height // 204, (2 * x + 1) * self.width // 320)
+                self.assertEqual(before[y, x].tolist(), pixels[place].tolist())
+        grey = srgb_encode(self.profile_numbers.to_srgb(numpy.full(3, 128 / 255)))
+        self.expect_near(after[50, 150].tolist(), 255 * grey, 1)
+        self.assertEqual(outside[50, 20].tolist(), [208, 0, 32])
+        self.assertEqual(outside[50, 150].tolist(), [200, 200, 200])
+
+    def test_size(self):
+        """A page grows by less than 300 KB for an image that nothing compresses."""
+        self.report(ADOBE)
+        alone = len(self.read("page.html"))
+        dice = numpy.random.default_rng(1)
+        written(dice.integers(0, 65536, (400, 400, 3), numpy.uint16))(self.path("image.tif"))
+        options = ("--image", "image.tif")
+        self.report(ADOBE, options=options)
+        page = self.read("page.html")
+        self.assertLess(len(page) - alone, 300000)
+        self.assertLess(alone, 2000000)
+        self.report(ADOBE, options=options)
+        self.assertEqual(self.read("page.html"), page)
+
+    def test_small(self):
+        for height, width in ((1, 1), (1, 500), (700, 2)):
+            with self.subTest(height=height, width=width):
+                written(numpy.full((height, width, 3), 77, numpy.uint8))(self.path("image.tif"))
+                found, = self.profile(ADOBE, ("--image", "image.tif"))["images"]
+                self.assertEqual([c["before"][77] for c in found["channels"]], [height * width] * 3)
+                self.assertEqual({tuple(s["before"]) for s in found["swatches"]}, {(77, 77, 77)})
+
+    def test_refused(self):
+        self.write("page.html", OLD)
+        self.write("bad.tif", self.read("in.tif")[:100])
+        for name in ("bad.tif", "scan.icc", "none.tif"):
+            with self.subTest(name):
+                done = self.run_command("report", ADOBE, "--image", name, "-o", "page.html")
+                self.assertEqual((done.returncode, done.stdout), (UNREADABLE, b""))
+                self.assertRegex(done.stderr.decode(), rf"\Akxcms: {name}: [^\n]+\n\Z")
+                self.assertEqual(self.read("page.html"), OLD)
+
+
+class Compared(Reporting):
+    @needs("icclu")
+    def test_numbers(self):
+        name, other = self.sample(), self.made("lut16-lab-3-intents")
+        found = self.profile(name, ("--compare", other, "--intent", "relative"))["compared"]
+        grid = device_grid(24)
+        labs = [numpy.array(self.icclu(which, grid.tolist(), "r")) for which in (name, other)]
+        difference = ciede2000(*labs)
+        self.assertEqual(found["name"], other)
+        self.assertAlmostEqual(found["difference"]["mean"], difference.mean(), delta=0.001)
+        self.assertAlmostEqual(found["difference"]["share90"], nearest_rank(difference, 90),
+                               delta=0.002)
+        worst = difference.argmax()
+        self.assertEqual(found["difference"]["largestAt"], (255 * grid[worst]).round().tolist())
+        self.expect_near(found["labOfFirst"], labs[0][worst], 0.001)
+        self.expect_near(found["labOfSecond"], labs[1][worst], 0.001)
+        self.assertIsNone(self.profile(name)["compared"])
+
+    def test_refused(self):
+        done = self.run_command("report", ADOBE, "--compare", "none.icc", "-o", "page.html")
+        self.assertEqual((done.returncode, done.stdout, done.stderr.decode()),
+                         (PROFILE, b"", "kxcms: profile none.icc: No such file or directory\n"))
+
+
 class Page(Reporting):
     def test_numbers_are_those_of_the_json(self):
-        for name in (self.sample(), SRGB, self.made("lut16-lab-3-intents")):
+        self.write("chart.ti3", chart([([n / 60, n / 70, n / 80], [n, n / 2, 3]) for n in range(60)]))
+        written(numpy.random.default_rng(2).integers(0, 256, (20, 30, 3), numpy.uint8))(
+            self.path("image.tif"))
+        more = ("--chart", "chart.ti3", "--image", "image.tif", "--compare", ADOBE)
+        for name, options in ((self.sample(), more), (SRGB, ()),
+                              (self.made("lut16-lab-3-intents"), ("--to", ADOBE))):
             with self.subTest(name):
-                document = self.report(name)
+                document = self.report(name, options=options)
                 seen = 0
                 for data in self.page().iter(XHTML + "data"):
                     number = document
@@ -501,7 +841,7 @@ class Plots(Reporting):
         self.assertEqual({name: len(svgs) for name, svgs in plots.items()},
                          {"input-curves": 1, "output-curves": 1, "neutral-lightness": 1,
                           "neutral-tint": 1, "tone": 1, "gamut-lightness": 3, "gamut-hue": 6,
-                          "accuracy": 1})
+                          "grid": 1, "accuracy": 1, "intents": 1})
         for name, svgs in plots.items():
             for svg in svgs:
                 with self.subTest(name):
@@ -587,6 +927,53 @@ class Probe(Reporting):
         found = self.document("scan.icc", color)["intents"][0]["fixed"]["encoded"]
         self.assertEqual([round(65535 * v) for v in found], list(struct.unpack("<3H", result)))
 
+    def test_difference_of_both(self):
+        for intent in self.document(self.sample(), (200, 100, 50))["intents"]:
+            pair = [srgb_lab(numpy.array([intent[key]["encoded"]])) for key in ("precise", "fixed")]
+            self.assertAlmostEqual(intent["betweenBoth"], ciede2000(*pair)[0], delta=1e-4)
+        self.assertIsNone(self.document(ADOBE, (1, 2, 3))["intents"][0]["betweenBoth"])
+
+    def test_pixel(self):
+        """What a pixel holds, by the profile that is named, or the one that is embedded."""
+        for kind in (numpy.uint8, numpy.uint16):
+            pixels = numpy.random.default_rng(3).integers(0, 256, (700, 500, 3), numpy.uint8)
+            pixels = pixels.astype(kind) * (numpy.iinfo(kind).max // 255)
+            written(pixels, self.read("scan.icc"))(self.path("image.tif"))
+            for x, y in ((0, 0), (499, 0), (37, 611), (499, 699)):
+                with self.subTest(kind, x=x, y=y):
+                    color = [int(v) * 255 / numpy.iinfo(kind).max for v in pixels[y, x]]
+                    for named, profile in (([], "scan.icc"), ([ADOBE], ADOBE)):
+                        done = self.run_command("probe", *named, "--image", "image.tif", "--at",
+                                                f"{x},{y}", "--json")
+                        self.assertEqual((done.returncode, done.stderr), (0, b""))
+                        self.assertEqual(json.loads(done.stdout), self.document(profile, color))
+
+    def test_standard_input(self):
+        text = "".join(" ".join(map(str, color)) + "\n" for color in self.COLORS)
+        done = subprocess.run([command_test.KXCMS, "probe", "scan.icc", "-", "--json"],
+                              cwd=self.folder, input="\n" + text, text=True, capture_output=True)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        for line, color in zip(done.stdout.splitlines(), self.COLORS, strict=True):
+            self.assertEqual(json.loads(line), self.document("scan.icc", color))
+        lines = subprocess.run([command_test.KXCMS, "probe", "scan.icc", "-"], cwd=self.folder,
+                               input=text, text=True, capture_output=True).stdout
+        self.assertEqual(lines, "".join(" ".join(map(str, color)) + "\n"
+                                        + self.probe("scan.icc", color) for color in self.COLORS))
+        for bad in ("1 2\n", "1 2 3 4\n", "1 2 x\n", "1 2 256\n"):
+            done = subprocess.run([command_test.KXCMS, "probe", "scan.icc", "-"], cwd=self.folder,
+                                  input="1 2 3\n" + bad, text=True, capture_output=True)
+            self.assertEqual((done.returncode, done.stderr),
+                             (UNREADABLE, "kxcms: standard input, line 2: not three device values, "
+                                          "0 to 255\n"))
+
+    def test_destination_profile(self):
+        """Its own built-in space gives nearly the same."""
+        one = json.loads(self.probe(self.sample(), (90, 120, 60), "--to", ADOBE, "--json"))
+        two = json.loads(self.probe("scanner.icc", (90, 120, 60), "--to", "adobe-rgb", "--json"))
+        for first, second in zip(one["intents"][:3], two["intents"][:3]):
+            self.expect_near(first["exact"]["encoded"], second["exact"]["encoded"], 0.001)
+            self.assertLess(first["precise"]["difference"], 0.005)
+
     def test_lines(self):
         """The same numbers, with six decimals."""
         color = self.COLORS[0]
@@ -614,6 +1001,20 @@ class Probe(Reporting):
             ("no number", ["scan.icc", "1", "2", "nan"], USAGE, usage),
             ("no profile", ["none.icc", "1", "2", "3"], PROFILE,
              "profile none.icc: No such file or directory"),
+            ("no place", ["scan.icc", "--image", "in.tif"], USAGE, "--image and --at go together"),
+            ("no image", ["scan.icc", "--at", "1,2"], USAGE, "--image and --at go together"),
+            ("both", ["scan.icc", "1", "2", "3", "--image", "in.tif", "--at", "1,2"], USAGE,
+             "probe takes device values, or --image and --at"),
+            ("outside", ["scan.icc", "--image", "in.tif", "--at", "20,2"], USAGE,
+             "--at 20,2 lies outside of in.tif, 20 x 12 pixels"),
+            ("no numbers", ["scan.icc", "--image", "in.tif", "--at", "2"], USAGE,
+             "--at must be X,Y, the column and the row from 0 on"),
+            ("below 0", ["scan.icc", "--image", "in.tif", "--at", "2,-1"], USAGE,
+             "--at must be X,Y, the column and the row from 0 on"),
+            ("none embedded", ["--image", "in.tif", "--at", "2,1"], PROFILE,
+             "in.tif: no profile is embedded; name one before --image"),
+            ("missing image", ["scan.icc", "--image", "none.tif", "--at", "2,1"], UNREADABLE,
+             "none.tif: No such file or directory"),
         ):
             with self.subTest(what):
                 self.expect(["probe", *arguments], status, line)
@@ -642,7 +1043,7 @@ class Refusals(Reporting):
             ("one file for both", ["scan.icc", "-o", "page.html", "--json", "./page.html"],
              "-o and --json name the same file"),
             ("over the profile", ["scan.icc", "-o", "./scan.icc"],
-             "./scan.icc is a profile; a report would replace it"),
+             "./scan.icc is read; a report would replace it"),
             ("unknown option", ["scan.icc", "--frob"],
              "The following argument was not expected: --frob"),
         ):

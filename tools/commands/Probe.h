@@ -2,13 +2,16 @@
 #define KXCMS_TOOLS_COMMANDS_PROBE_H
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 struct ProbeRequest {
-  std::string profile;
-  std::vector<double> color;  ///< R, G, B, 0 to 255
-  std::string space = "srgb";
+  std::string profile;              ///< empty: the one that the image embeds
+  std::vector<std::string> values;  ///< R, G, B, 0 to 255; or "-" for lines of standard input
+  std::string image;                ///< file with the colour, at `place`; empty: none
+  std::string place;                ///< "X,Y"
+  std::string to = "srgb";
   bool json = false;
 };
 

@@ -9,16 +9,15 @@
 #include "tools/ProfileSource.h"
 #include "tools/Refusal.h"
 
-/// Hands the bytes of a profile file to `use` and returns what that returns. Refuses a file that
-/// cannot be read, and a profile that `use` finds unusable.
+/// Returns what `use` returns. Refuses a profile that it finds unusable.
+/// @param name  how messages call the profile
 template <typename Use>
-auto WithProfile(const std::string& path, const Use& use) {
-  const auto refusal = [&path](const std::exception& reason) {
-    return Refusal(Exit::ProfileUnusable, "profile " + path + ": " + reason.what());
+auto WithProfileBytes(const std::string& name, const Use& use) {
+  const auto refusal = [&name](const std::exception& reason) {
+    return Refusal(Exit::ProfileUnusable, name + ": " + reason.what());
   };
-  const std::vector<unsigned char> bytes = ReadProfileFile(path);
   try {
-    return use(bytes);
+    return use();
   } catch (const kxcms::ProfileError& reason) {
     throw refusal(reason);
   } catch (const kxcms::Error& reason) {
@@ -26,6 +25,14 @@ auto WithProfile(const std::string& path, const Use& use) {
   } catch (const std::invalid_argument& reason) {
     throw refusal(reason);
   }
+}
+
+/// Hands the bytes of a profile file to `use` and returns what that returns. Refuses a file that
+/// cannot be read, and a profile that `use` finds unusable.
+template <typename Use>
+auto WithProfile(const std::string& path, const Use& use) {
+  const std::vector<unsigned char> bytes = ReadProfileFile(path);
+  return WithProfileBytes("profile " + path, [&] { return use(bytes); });
 }
 
 #endif

@@ -1,63 +1,109 @@
 #include "tools/commands/Report.h"
 
+#include <algorithm>
 #include <filesystem>
-#include <system_error>
 
-#include "tools/OutputFile.h"
 #include "tools/Refusal.h"
+#include "tools/commands/ImageFile.h"
 #include "tools/commands/Names.h"
 #include "tools/commands/ProfileUse.h"
-#include "tools/image/ImageError.h"
-#include "tools/image/OutputBytes.h"
+#include "tools/commands/TextFile.h"
 #include "tools/report/Json.h"
 #include "tools/report/Page.h"
-#include "tools/report/ProfileNumbers.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 namespace report = kxcms::report;
 
-report::Question CheckedQuestion(const ReportRequest& request) {
+constexpr int kMostStars = 4;
+
+struct Chart {
+  std::string name;
+  std::vector<report::ChartPatch> patches;
+};
+
+std::string ShownName(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+void CheckRequest(const ReportRequest& request) {
   if (request.profiles.empty()) throw Refusal(Exit::Usage, "report needs at least one profile");
   if (request.page.empty()) throw Refusal(Exit::Usage, "report needs -o and a file to write");
-  return {&SpaceNamed(request.space), IntentNamed(request.intent)};
-}
-
-bool AreOneFile(const std::string& a, const std::string& b) {
-  std::error_code ignored;
-  return a == b || fs::equivalent(a, b, ignored);
-}
-
-void CheckOutputs(const ReportRequest& request) {
-  if (!request.json.empty() && AreOneFile(request.page, request.json)) {
-    throw Refusal(Exit::Usage, "-o and --json name the same file");
-  }
-  for (const std::string& profile : request.profiles) {
-    for (const std::string& output : {request.page, request.json}) {
-      if (!output.empty() && AreOneFile(profile, output)) {
-        throw Refusal(Exit::Usage, output + " is a profile; a report would replace it");
-      }
+  if (request.failBelow) {
+    if (*request.failBelow < 1 || *request.failBelow > kMostStars) {
+      throw Refusal(Exit::Usage, "--fail-below must be 1 to " + std::to_string(kMostStars));
+    }
+    if (request.charts.empty()) {
+      throw Refusal(Exit::Usage, "--fail-below needs --chart, which the stars are of");
     }
   }
+  CheckDistinct(request.page, request.json);
+  std::vector<std::string> inputs = {request.compared, request.to};
+  for (const auto* list : {&request.profiles, &request.images, &request.charts}) {
+    inputs.insert(inputs.end(), list->begin(), list->end());
+  }
+  for (const std::string& input : inputs) {
+    CheckNotReplaced(input, request.page, "a report");
+    CheckNotReplaced(input, request.json, "a report");
+  }
 }
 
-report::ProfileNumbers Measured(const std::string& path, const report::Question& question) {
+std::vector<Chart> ReadCharts(const std::vector<std::string>& paths) {
+  std::vector<Chart> charts;
+  for (const std::string& path : paths) {
+    const std::vector<unsigned char> bytes = ReadWhole(path);
+    try {
+      charts.push_back(
+          {ShownName(path),
+           report::ReadChart({reinterpret_cast<const char*>(bytes.data()), bytes.size()})});
+    } catch (const report::ChartError& error) {
+      throw Refusal(Exit::InputUnreadable, path + ": " + error.what());
+    }
+  }
+  return charts;
+}
+
+report::ImageNumbers MeasuredImage(const std::string& path,
+                                   const std::vector<unsigned char>& profile,
+                                   const report::Question& question) {
+  ImageFile image(path);
+  const kxcms::image::Page& page = image.page();
+  report::ImageMeter meter(ShownName(path), profile, question, page.width, page.height, page.bits);
+  const std::uint32_t piece = image.RowsAtOnce();
+  for (std::uint32_t row = 0; row < page.height; row += piece) {
+    image.ReadRows(std::min(piece, page.height - row));
+    meter.Add(image.Rows());
+  }
+  return meter.Numbers();
+}
+
+report::ProfileReport Measured(const std::string& path, const ReportRequest& request,
+                               const report::Question& question, const std::vector<Chart>& charts) {
   return WithProfile(path, [&](const std::vector<unsigned char>& bytes) {
-    return report::Measure(fs::path(path).filename().string(), bytes, question);
+    report::ProfileReport measured;
+    measured.numbers = report::Measure(ShownName(path), bytes, question);
+    if (!request.compared.empty()) {
+      measured.compared =
+          WithProfile(request.compared, [&](const std::vector<unsigned char>& other) {
+            return report::CompareProfiles(bytes, other, ShownName(request.compared),
+                                           question.intent);
+          });
+    }
+    for (const Chart& chart : charts) {
+      measured.charts.push_back(report::MeasureChart(chart.name, chart.patches, bytes, question));
+    }
+    for (const std::string& image : request.images) {
+      measured.images.push_back(MeasuredImage(image, bytes, question));
+    }
+    return measured;
   });
 }
 
-void Write(const std::string& path, const std::string& text) {
-  OutputFile file(path);
-  kxcms::image::OutputBytes bytes(file.fd());
-  bytes.Write(0, text.data(), text.size());
-  try {
-    bytes.Check();
-  } catch (const kxcms::image::ImageError& error) {
-    throw Refusal(Exit::WriteFailed, "cannot write " + path + ": " + error.what());
-  }
-  file.Commit(false);
+bool IsBelow(const std::vector<report::ProfileReport>& profiles, int stars) {
+  return std::any_of(profiles.begin(), profiles.end(), [&](const report::ProfileReport& profile) {
+    return std::any_of(profile.charts.begin(), profile.charts.end(),
+                       [&](const report::ChartNumbers& chart) { return chart.stars < stars; });
+  });
 }
 
 }  // namespace
@@ -65,21 +111,38 @@ void Write(const std::string& path, const std::string& text) {
 CLI::App* AddReport(CLI::App& app, ReportRequest& request) {
   CLI::App* command = app.add_subcommand("report", "Show on one page what a profile is like");
   command->add_option("PROFILE", request.profiles, "ICC profiles");
-  command->add_option("--to", request.space, "space to convert to (default: srgb)");
+  command
+      ->add_option("--image", request.images,
+                   "TIFF, JPEG or PNG with device values of the profile, to be looked at too")
+      ->allow_extra_args(false);
+  command
+      ->add_option("--chart", request.charts,
+                   "chart that the device has captured (.ti3 or other CGATS), likewise")
+      ->allow_extra_args(false);
+  command->add_option("--compare", request.compared, "another ICC profile to compare with");
+  command->add_option("--to", request.to, "space, or ICC profile, to convert to (default: srgb)");
   command->add_option("--intent", request.intent,
                       "perceptual, relative, saturation or absolute (default: perceptual)");
+  command->add_option("--fail-below", request.failBelow,
+                      "end with status 5 if a chart has fewer FADGI stars, 1 to 4");
   command->add_option("-o,--output", request.page, "HTML page to write");
   command->add_option("--json", request.json, "file for the numbers of the page, as JSON");
   return command;
 }
 
-void WriteReport(const ReportRequest& request) {
-  const report::Question question = CheckedQuestion(request);
-  CheckOutputs(request);
-  std::vector<report::ProfileNumbers> profiles;
-  for (const std::string& path : request.profiles) profiles.push_back(Measured(path, question));
+Exit WriteReport(const ReportRequest& request) {
+  CheckRequest(request);
+  const NamedTarget target = TargetNamed(request.to);
+  const report::Question question = {target.target.get(), IntentNamed(request.intent)};
+  const std::vector<Chart> charts = ReadCharts(request.charts);
+  std::vector<report::ProfileReport> profiles;
+  for (const std::string& path : request.profiles) {
+    profiles.push_back(Measured(path, request, question, charts));
+  }
   const report::Json document = report::Document(profiles, KXCMS_VERSION);
   const std::string page = report::Page(profiles, document);
-  if (!request.json.empty()) Write(request.json, document.dump(1) + "\n");
-  Write(request.page, page);
+  if (!request.json.empty()) WriteText(request.json, document.dump(1) + "\n");
+  WriteText(request.page, page);
+  return request.failBelow && IsBelow(profiles, *request.failBelow) ? Exit::WouldBeWrong
+                                                                    : Exit::Done;
 }

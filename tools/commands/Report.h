@@ -2,13 +2,20 @@
 #define KXCMS_TOOLS_COMMANDS_REPORT_H
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/Refusal.h"
+
 struct ReportRequest {
   std::vector<std::string> profiles;
-  std::string space = "srgb";
+  std::vector<std::string> images;  ///< whose pixels are taken for device values of the profiles
+  std::vector<std::string> charts;
+  std::string compared;     ///< another profile; empty: none
+  std::string to = "srgb";  ///< built-in space, or file of a profile
   std::string intent = "perceptual";
+  std::optional<int> failBelow;  ///< stars
   std::string page;
   std::string json;  ///< empty: none
 };
@@ -18,6 +25,7 @@ CLI::App* AddReport(CLI::App& app, ReportRequest& request);
 
 /// Writes what is to be told of the profiles as a page, and as JSON on request. Refuses what cannot
 /// be used or written; nothing is written before everything is known.
-void WriteReport(const ReportRequest& request);
+/// @return WouldBeWrong if a chart has fewer stars than are asked for
+Exit WriteReport(const ReportRequest& request);
 
 #endif

@@ -6,7 +6,6 @@
 #include "exact/ColorDifference.h"
 #include "exact/Conversion.h"
 #include "profile/ProfileReader.h"
-#include "tools/report/Conversions.h"
 #include "tools/report/Text.h"
 
 namespace kxcms::report {
@@ -15,39 +14,20 @@ namespace {
 
 constexpr std::size_t kNameWidth = 18, kNumberWidth = 13;
 
-ProbedResult Compare(const Pipeline& pipeline, const RgbSpace& space, const Triple& device,
+ProbedResult Compare(const Pipeline& pipeline, const Target& target, const Triple& device,
                      const Triple& exactEncoded) {
   ProbedResult result{};
   result.encoded = pipeline.Probe(device).back().values;
-  result.difference = DeltaE2000(LabOf(space, exactEncoded), LabOf(space, result.encoded));
+  result.difference = DeltaE2000(target.LabOf(exactEncoded), target.LabOf(result.encoded));
   return result;
 }
 
-IntentProbe ProbeIntent(const DeviceProfile& profile, const Profile& source, const RgbSpace& space,
-                        RenderingIntent intent, const Triple& device) {
-  const exact::Conversion exactly(profile, &space, {intent});
-  const exact::Trace trace = exactly.Evaluate(device);
-  IntentProbe probe{};
-  probe.intent = intent;
-  probe.tag = TagOf(exactly.SourceModel());
-  probe.isFallback = exactly.SourceModel().isFallback;
-  probe.exactLab = trace.lab;
-  probe.exactEncoded = trace.result;
-
+Result<Pipeline> Make(const Profile& source, const Target& target, RenderingIntent intent,
+                      Method method) {
   PipelineOptions options;
   options.intent = static_cast<Intent>(intent);
-  const Profile destination = Profile::BuiltIn(space.name);
-  const Pipeline precise(source, destination, options);
-  probe.stages = precise.Probe(device);
-  probe.precise = Compare(precise, space, device, trace.result);
-  options.method = Method::kFixed;
-  const auto fixed = Pipeline::TryCreate(source, destination, options);
-  if (fixed) {
-    probe.fixed = Compare(fixed.value(), space, device, trace.result);
-  } else {
-    probe.fixed.refusal = fixed.error().message();
-  }
-  return probe;
+  options.method = method;
+  return Pipeline::TryCreate(source, target.profile(), options);
 }
 
 Json Numbers(const Triple& values) {
@@ -85,15 +65,51 @@ std::string LinesOf(const char* name, const ProbedResult& result) {
 
 }  // namespace
 
-ColorProbe Probe(std::span<const unsigned char> bytes, const RgbSpace& destination,
-                 const Triple& device) {
-  const DeviceProfile profile = ReadProfile(bytes);
+// The conversions with one intent.
+struct Prober::Way {
+  RenderingIntent intent;
+  exact::Conversion exactly;
+  Pipeline precise;
+  Result<Pipeline> fixed;
+};
+
+Prober::Prober(std::span<const unsigned char> bytes, const Target& target)
+    : target_(target), profile_(std::make_unique<const DeviceProfile>(ReadProfile(bytes))) {
   const Profile source = Profile::FromMemory(bytes.data(), bytes.size());
+  for (const RenderingIntent intent : kIntents) {
+    ways_.push_back(std::make_shared<const Way>(
+        Way{intent, exact::Conversion(*profile_, target.Exactly(), {.intent = intent}),
+            Make(source, target, intent, Method::kPrecise).value(),
+            Make(source, target, intent, Method::kFixed)}));
+  }
+}
+
+IntentProbe Prober::ProbeIntent(const Way& way, const Triple& device) const {
+  const exact::Trace trace = way.exactly.Evaluate(device);
+  IntentProbe probe{};
+  probe.intent = way.intent;
+  probe.tag = TagOf(way.exactly.SourceModel());
+  probe.isFallback = way.exactly.SourceModel().isFallback;
+  probe.exactLab = trace.lab;
+  probe.exactEncoded = trace.result;
+  probe.stages = way.precise.Probe(device);
+  probe.precise = Compare(way.precise, target_, device, trace.result);
+  if (way.fixed) {
+    probe.fixed = Compare(way.fixed.value(), target_, device, trace.result);
+    probe.betweenBoth =
+        DeltaE2000(target_.LabOf(probe.precise.encoded), target_.LabOf(probe.fixed.encoded));
+  } else {
+    probe.fixed.refusal = way.fixed.error().message();
+  }
+  return probe;
+}
+
+ColorProbe Prober::Probe(const Triple& device) const {
   ColorProbe probe{};
   probe.device = device;
-  probe.destination = destination.name;
-  for (std::size_t n = 0; n < kIntents.size(); ++n) {
-    probe.intents[n] = ProbeIntent(profile, source, destination, kIntents[n], device);
+  probe.destination = target_.name();
+  for (std::size_t n = 0; n < ways_.size(); ++n) {
+    probe.intents[n] = ProbeIntent(*ways_[n], device);
   }
   return probe;
 }
@@ -114,10 +130,12 @@ Json JsonOf(const ColorProbe& probe) {
          {"stages", stages},
          {"exact", {{"lab", Numbers(intent.exactLab)}, {"encoded", Numbers(intent.exactEncoded)}}},
          {"precise", JsonOf(intent.precise)},
-         {"fixed", JsonOf(intent.fixed)}});
+         {"fixed", JsonOf(intent.fixed)},
+         {"betweenBoth", intent.betweenBoth ? Json(Rounded(*intent.betweenBoth, 9)) : Json()}});
   }
-  return {
-      {"device", Numbers(probe.device)}, {"destination", probe.destination}, {"intents", intents}};
+  return {{"device", Numbers(probe.device)},
+          {"destination", Clean(probe.destination)},
+          {"intents", intents}};
 }
 
 std::string LinesOf(const ColorProbe& probe) {
@@ -125,7 +143,7 @@ std::string LinesOf(const ColorProbe& probe) {
   for (const IntentProbe& intent : probe.intents) {
     lines += std::string(NameOf(intent.intent)) + ": " + intent.tag +
              (intent.isFallback ? ", for want of the tag of this intent" : "") + ", to " +
-             probe.destination + "\n";
+             Clean(probe.destination) + "\n";
     for (const kxcms::Stage& stage : intent.stages) {
       lines += Line(stage.name, stage.values, 6);
       const bool isClipped = std::any_of(stage.clipped.begin(), stage.clipped.end(),
@@ -134,6 +152,10 @@ std::string LinesOf(const ColorProbe& probe) {
     }
     lines += Line("exact Lab", intent.exactLab, 6) + Line("exact", intent.exactEncoded, 6) +
              LinesOf("PRECISE", intent.precise) + LinesOf("FIXED", intent.fixed);
+    if (intent.betweenBoth) {
+      lines += "  " + Padded("PRECISE to FIXED", kNameWidth) + "difference " +
+               Fixed(*intent.betweenBoth, 6) + "\n";
+    }
   }
   return lines;
 }

@@ -2,14 +2,17 @@
 #define KXCMS_TOOLS_REPORT_COLORPROBE_H
 
 #include <array>
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "api/pipeline.hpp"
-#include "profile/RgbSpaces.h"
+#include "exact/Conversion.h"
 #include "tools/report/Json.h"
 #include "tools/report/ProfileNumbers.h"
+#include "tools/report/Target.h"
 
 /// @file
 /// One colour of a device, stage by stage, with every intent.
@@ -30,6 +33,7 @@ struct IntentProbe {
   std::vector<kxcms::Stage> stages;  ///< of the precise pipeline, as kxp_probe tells them
   Triple exactLab, exactEncoded;
   ProbedResult precise, fixed;
+  std::optional<double> betweenBoth;  ///< between the two pipelines, where both convert this
 };
 
 struct ColorProbe {
@@ -38,9 +42,23 @@ struct ColorProbe {
   std::array<IntentProbe, 4> intents;
 };
 
-/// @throw as `Measure` does
-ColorProbe Probe(std::span<const unsigned char> profile, const RgbSpace& destination,
-                 const Triple& device);
+/// Takes colours through the conversions of a profile; these are made once for all of them.
+class Prober {
+ public:
+  /// @param target  borrowed
+  /// @throw as `Measure` does
+  Prober(std::span<const unsigned char> profile, const Target& target);
+
+  ColorProbe Probe(const Triple& device) const;
+
+ private:
+  struct Way;
+  IntentProbe ProbeIntent(const Way& way, const Triple& device) const;
+
+  const Target& target_;
+  std::unique_ptr<const DeviceProfile> profile_;
+  std::vector<std::shared_ptr<const Way>> ways_;  ///< one for each intent
+};
 
 Json JsonOf(const ColorProbe& probe);
 

@@ -2,8 +2,6 @@
 
 #include <limits>
 
-#include "exact/Colorimetry.h"
-
 namespace kxcms::report {
 
 namespace {
@@ -53,14 +51,6 @@ std::vector<exact::Triple> Convert8(const Pipeline& pipeline, std::span<const De
 
 std::vector<exact::Triple> Convert16(const Pipeline& pipeline, std::span<const Device8> colors) {
   return Convert<std::uint16_t>(pipeline, colors);
-}
-
-exact::Triple LabOf(const RgbSpace& space, const exact::Triple& encoded) {
-  exact::Triple linear;
-  for (std::size_t n = 0; n < 3; ++n) {
-    linear[n] = exact::DecodeTransfer(space.transfer, encoded[n]);
-  }
-  return exact::LabFromXyz(Product(RgbToPcs(space), linear));
 }
 
 }  // namespace kxcms::report

@@ -9,7 +9,6 @@
 
 #include "api/pipeline.hpp"
 #include "exact/Elements.h"
-#include "profile/RgbSpaces.h"
 
 /// @file
 /// What the two pipelines make of colours, and what these results look like.
@@ -28,9 +27,6 @@ std::vector<Device8> DeviceGrid(std::size_t levels);
 /// Results in [0, 1] that were rounded to 8 or 16 bits.
 std::vector<exact::Triple> Convert8(const Pipeline& pipeline, std::span<const Device8> colors);
 std::vector<exact::Triple> Convert16(const Pipeline& pipeline, std::span<const Device8> colors);
-
-/// The colour that values of a built-in space stand for, in Lab relative to its white.
-exact::Triple LabOf(const RgbSpace& space, const exact::Triple& encoded);
 
 }  // namespace kxcms::report
 

@@ -1,5 +1,6 @@
 #include "tools/report/Gamut.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <optional>
@@ -157,6 +158,69 @@ double ShareInside(const ToLab& toLab, const std::function<bool(const Triple&)>&
     }
   }
   return all > 0 ? inside / all : 0;
+}
+
+namespace {
+
+constexpr std::size_t kSquares = 64;  // along a side
+
+// The square that a coordinate lies in; what lies outside goes to the ones at the edge.
+std::size_t SquareOf(double value, double low, double cell) {
+  const double square = std::floor((value - low) / cell);
+  if (!(square > 0)) return 0;
+  return std::min(static_cast<std::size_t>(square), kSquares - 1);
+}
+
+// Twice the area of a triangle in the a*, b* plane, positive if it runs from a* to b*.
+double AreaOf(const Triple& a, const Triple& b, const Triple& c) {
+  return (b[1] - a[1]) * (c[2] - a[2]) - (b[2] - a[2]) * (c[1] - a[1]);
+}
+
+}  // namespace
+
+Solid::Solid(const std::vector<Triangle>& surface)
+    : surface_(surface), squares_(kSquares * kSquares) {
+  double highA = 0, highB = 0;
+  for (const Triangle& triangle : surface_) {
+    for (const Triple& corner : triangle) {
+      lowA_ = std::min(lowA_, corner[1]);
+      highA = std::max(highA, corner[1]);
+      lowB_ = std::min(lowB_, corner[2]);
+      highB = std::max(highB, corner[2]);
+    }
+  }
+  constexpr double kLeast = 1e-6;
+  cell_ = std::max({highA - lowA_, highB - lowB_, kLeast}) / static_cast<double>(kSquares);
+  for (std::uint32_t n = 0; n < surface_.size(); ++n) {
+    const auto& [a, b, c] = surface_[n];
+    const auto [lowA, upA] = std::minmax({a[1], b[1], c[1]});
+    const auto [lowB, upB] = std::minmax({a[2], b[2], c[2]});
+    for (std::size_t u = SquareOf(lowA, lowA_, cell_); u <= SquareOf(upA, lowA_, cell_); ++u) {
+      for (std::size_t v = SquareOf(lowB, lowB_, cell_); v <= SquareOf(upB, lowB_, cell_); ++v) {
+        squares_[u * kSquares + v].push_back(n);
+      }
+    }
+  }
+}
+
+bool Solid::Contains(const Triple& lab) const {
+  // Upwards along L*: surface that turns its outside up counts one way, its inside the other. A
+  // step to the side, far below any colour's precision, avoids the edges between triangles, where
+  // colours of a regular grid like to lie.
+  constexpr double kAside = 1e-7;
+  const Triple point = {lab[0], lab[1] + kAside, lab[2] + 0.7 * kAside};
+  const std::size_t square =
+      SquareOf(point[1], lowA_, cell_) * kSquares + SquareOf(point[2], lowB_, cell_);
+  int winding = 0;
+  for (const std::uint32_t n : squares_[square]) {
+    const auto& [a, b, c] = surface_[n];
+    const double wa = AreaOf(point, b, c), wb = AreaOf(a, point, c), wc = AreaOf(a, b, point);
+    const bool isWithin = (wa >= 0 && wb >= 0 && wc >= 0) || (wa <= 0 && wb <= 0 && wc <= 0);
+    const double sum = wa + wb + wc;
+    if (!isWithin || sum == 0) continue;
+    if ((wa * a[0] + wb * b[0] + wc * c[0]) / sum > point[0]) winding += sum > 0 ? 1 : -1;
+  }
+  return winding != 0;
 }
 
 }  // namespace kxcms::report

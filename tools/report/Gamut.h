@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <vector>
 
@@ -42,6 +43,20 @@ double EnclosedArea(const std::vector<Segment>& cut);
 /// `steps`^3 cells of device values, each judged by its middle.
 double ShareInside(const ToLab& toLab, const std::function<bool(const exact::Triple&)>& isInside,
                    std::size_t steps);
+
+/// What a closed surface of triangles encloses, to ask of many colours whether they are in it.
+class Solid {
+ public:
+  explicit Solid(const std::vector<Triangle>& surface);
+
+  /// Whether the surface winds around a colour. On the surface itself, either may be the answer.
+  bool Contains(const exact::Triple& lab) const;
+
+ private:
+  std::vector<Triangle> surface_;
+  double lowA_ = 0, lowB_ = 0, cell_ = 1;            ///< squares of the a*, b* plane
+  std::vector<std::vector<std::uint32_t>> squares_;  ///< triangles above or below each
+};
 
 }  // namespace kxcms::report
 

@@ -6,6 +6,7 @@
 
 #include "exact/Colorimetry.h"
 #include "exact/Elements.h"
+#include "tools/report/DifferenceHistogram.h"
 
 namespace kxcms::report {
 
@@ -103,6 +104,7 @@ std::optional<GridNumbers> MeasureGrid(const LookupTable& table) {
   numbers.bits = grid.maximum == 255 ? 8 : 16;
   double spacings = 0;
   std::size_t spacingCount = 0;
+  std::array<DifferenceHistogram, 3> ofAxes;
   ForEach(grid.points, [&](const std::array<int, 3>& place) {
     for (std::size_t axis = 0; axis < 3; ++axis) {
       if (place[axis] + 1 >= grid.points[axis]) continue;
@@ -110,6 +112,7 @@ std::optional<GridNumbers> MeasureGrid(const LookupTable& table) {
       const double spacing = Length(step);
       spacings += spacing;
       ++spacingCount;
+      ofAxes[axis].Add(spacing, 0);
       if (spacing > numbers.largestSpacing) {
         numbers.largestSpacing = spacing;
         numbers.largestSpacingAt = place;
@@ -123,6 +126,11 @@ std::optional<GridNumbers> MeasureGrid(const LookupTable& table) {
       }
     }
   });
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    for (std::size_t percent = 0; percent <= 100; ++percent) {
+      numbers.spacingShares[axis][percent] = ofAxes[axis].Share(static_cast<double>(percent));
+    }
+  }
   numbers.meanSpacing = spacings / static_cast<double>(spacingCount);
 
   const std::array<int, 3> cells = {grid.points[0] - 1, grid.points[1] - 1, grid.points[2] - 1};

@@ -13,7 +13,9 @@ namespace kxcms::report {
 /// the elements that follow the grid; distances are Euclidean (CIE 1976). Places are nodes.
 struct GridNumbers {
   std::array<int, 3> points;
-  int bits;                            ///< of a value
+  int bits;  ///< of a value
+  /// Distance that 0, 1, ... 100 % of the neighbours along each axis do not exceed.
+  std::array<std::array<double, 101>, 3> spacingShares;
   double meanSpacing, largestSpacing;  ///< between neighbours along an axis
   std::array<int, 3> largestSpacingAt;
   double largestSecondDifference;  ///< between a node and the middle of its neighbours, doubled

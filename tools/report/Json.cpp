@@ -71,6 +71,9 @@ Json JsonOf(const std::optional<GridNumbers>& grid) {
   if (grid->firstFoldAt) fold = *grid->firstFoldAt;
   return {{"points", grid->points},
           {"bits", grid->bits},
+          {"spacingShares",
+           {Numbers(grid->spacingShares[0]), Numbers(grid->spacingShares[1]),
+            Numbers(grid->spacingShares[2])}},
           {"meanSpacing", Number(grid->meanSpacing)},
           {"largestSpacing", Number(grid->largestSpacing)},
           {"largestSpacingAt", grid->largestSpacingAt},
@@ -116,6 +119,66 @@ Json JsonOf(const std::optional<RoundTrip>& trip) {
           {"difference", JsonOf(trip->color, trip->worst)}};
 }
 
+Json JsonOf(const Distribution& distribution) {
+  return {{"mean", Number(distribution.mean)},       {"share90", Number(distribution.share90)},
+          {"share95", Number(distribution.share95)}, {"share99", Number(distribution.share99)},
+          {"largest", Number(distribution.largest)}, {"shares", Numbers(distribution.shares)}};
+}
+
+Json JsonOf(const ComparedNumbers& numbers) {
+  return {{"name", Clean(numbers.name)},
+          {"colors", numbers.colors},
+          {"difference", JsonOf(numbers.color, numbers.worst)},
+          {"labOfFirst", Numbers(numbers.first)},
+          {"labOfSecond", Numbers(numbers.second)}};
+}
+
+Json JsonOf(const ChartNumbers& chart) {
+  Json patches = Json::array();
+  for (const PatchNumbers& patch : chart.patches) {
+    patches.push_back({{"name", patch.patch.name},
+                       {"device", Numbers(patch.patch.device)},
+                       {"measured", Numbers(patch.patch.lab)},
+                       {"lab", Numbers(patch.lab)},
+                       {"difference", Number(patch.difference)}});
+  }
+  return {{"name", Clean(chart.name)},
+          {"count", chart.patches.size()},
+          {"difference", JsonOf(chart.color)},
+          {"greys", chart.greys},
+          {"tone", Number(chart.tone)},
+          {"colorStars", chart.colorStars},
+          {"toneStars", chart.toneStars ? Json(*chart.toneStars) : Json(nullptr)},
+          {"stars", chart.stars},
+          {"precise", JsonOf(chart.precise)},
+          {"fixed", chart.fixed ? JsonOf(*chart.fixed) : Json(nullptr)},
+          {"patches", patches}};
+}
+
+Json JsonOf(const ImageNumbers& image) {
+  const double pixels = static_cast<double>(image.width) * image.height;
+  const auto share = [pixels](std::uint64_t count) {
+    return Number(static_cast<double>(count) / pixels);
+  };
+  Json channels = Json::array(), swatches = Json::array();
+  for (const ChannelNumbers& channel : image.channels) {
+    channels.push_back({{"levelsBefore", channel.levelsBefore},
+                        {"levelsAfter", channel.levelsAfter},
+                        {"clippedLow", share(channel.clippedLow)},
+                        {"clippedHigh", share(channel.clippedHigh)},
+                        {"before", channel.before},
+                        {"after", channel.after}});
+  }
+  for (const SwatchNumbers& swatch : image.swatches) {
+    swatches.push_back(
+        {{"at", {swatch.x, swatch.y}}, {"before", swatch.before}, {"after", swatch.after}});
+  }
+  return {{"name", Clean(image.name)}, {"width", image.width},
+          {"height", image.height},    {"bits", image.bits},
+          {"channels", channels},      {"outOfGamut", share(image.outOfGamut)},
+          {"swatches", swatches}};
+}
+
 Json GuidelinesJson() {
   Json levels = Json::array();
   for (const Level& level : Levels()) {
@@ -132,13 +195,18 @@ Json GuidelinesJson() {
 
 }  // namespace
 
-Json JsonOf(const ProfileNumbers& numbers) {
+Json JsonOf(const ProfileReport& report) {
+  const ProfileNumbers& numbers = report.numbers;
+  Json charts = Json::array(), images = Json::array();
+  for (const ChartNumbers& chart : report.charts) charts.push_back(JsonOf(chart));
+  for (const ImageNumbers& image : report.images) images.push_back(JsonOf(image));
   Json intents = Json::array();
   for (const IntentPair& pair : numbers.intents) {
     intents.push_back({{"first", NameOf(pair.first)},
                        {"second", NameOf(pair.second)},
-                       {"mean", Number(pair.mean)},
-                       {"largest", Number(pair.largest)}});
+                       {"mean", Number(pair.color.mean)},
+                       {"largest", Number(pair.color.largest)},
+                       {"shares", Numbers(pair.color.shares)}});
   }
   return {{"name", Clean(numbers.name)},
           {"description", Clean(numbers.description)},
@@ -148,7 +216,7 @@ Json JsonOf(const ProfileNumbers& numbers) {
           {"sizeBytes", numbers.sizeBytes},
           {"mediaWhite", Numbers(numbers.mediaWhite)},
           {"intent", NameOf(numbers.intent)},
-          {"destination", numbers.destination},
+          {"destination", Clean(numbers.destination)},
           {"tag", numbers.tag},
           {"isFallback", numbers.isFallback},
           {"inputCurves", JsonOf(numbers.input)},
@@ -162,12 +230,15 @@ Json JsonOf(const ProfileNumbers& numbers) {
           {"precise", JsonOf(numbers.precise)},
           {"fixed", JsonOf(numbers.fixed)},
           {"roundTrip", JsonOf(numbers.roundTrip)},
-          {"intents", intents}};
+          {"intents", intents},
+          {"compared", report.compared ? JsonOf(*report.compared) : Json(nullptr)},
+          {"charts", charts},
+          {"images", images}};
 }
 
-Json Document(std::span<const ProfileNumbers> profiles, const char* version) {
+Json Document(std::span<const ProfileReport> profiles, const char* version) {
   Json list = Json::array();
-  for (const ProfileNumbers& numbers : profiles) list.push_back(JsonOf(numbers));
+  for (const ProfileReport& report : profiles) list.push_back(JsonOf(report));
   return {
       {"kxcms", version},        {"toneLevels", kToneLevels},      {"cutLightness", kCutLightness},
       {"cutHueDeg", kCutHueDeg}, {"guidelines", GuidelinesJson()}, {"profiles", list}};

@@ -33,6 +33,9 @@ th, td { border-bottom: 1px solid #ccc; padding: .2rem .7rem; text-align: right;
   vertical-align: top; font-variant-numeric: tabular-nums; }
 th:first-child, td:first-child { text-align: left; padding-left: 0; }
 th { font-weight: 600; }
+.pictures { display: flex; flex-wrap: wrap; gap: 1rem; margin: .5rem 0; }
+figure { margin: 0; } figcaption { font-size: .9rem; }
+.pictures img { width: 16rem; height: auto; image-rendering: pixelated; }
 .facts td, .facts th { text-align: left; overflow-wrap: anywhere; }
 @media (prefers-color-scheme: dark) {
   body { color: #ddd; background: #181818; } .how { color: #aaa; }
@@ -317,8 +320,30 @@ std::string GamutSection(const ProfileNumbers& numbers, const Place& at, const J
          Plots(cuts) + lightnessTable.Html() + Plots(hues) + hueTable.Html() + "</section>\n";
 }
 
+// The share of colours below a difference, over its logarithm.
+std::vector<Point> CumulativeShare(const std::array<double, 101>& shares) {
+  constexpr double kNearZero = 1e-9;
+  std::vector<Point> line;
+  for (std::size_t percent = 0; percent <= 100; ++percent) {
+    line.push_back(
+        {std::log10(std::max(shares[percent], kNearZero)), static_cast<double>(percent)});
+  }
+  return line;
+}
+
+std::vector<Point> CumulativeShare(const Distribution& distribution) {
+  return CumulativeShare(distribution.shares);
+}
+
 std::string GridSection(const ProfileNumbers& numbers, const Place& at) {
   if (!numbers.grid) return "";
+  Plot plot("grid", "Distance of neighbouring nodes along each axis",
+            {"power of ten of the distance in Lab (0: 1, 1: 10)", -3, 2, 1},
+            {"share of neighbours with at most that, in %", 0, 100, 20});
+  for (std::size_t n = 0; n < 3; ++n) {
+    plot.Line(CumulativeShare(numbers.grid->spacingShares[n]), kChannelPens[n],
+              std::string("along ") + kChannels[n]);
+  }
   Table table({"Grid", "", "at node (R, G, B)"});
   table.Add({"Points", (at / "points").ShownList(0, " \xC3\x97 "), ""});
   table.Add({"Bits of a value", (at / "bits").Shown(0), ""});
@@ -333,21 +358,11 @@ std::string GridSection(const ProfileNumbers& numbers, const Place& at) {
   return "<section>\n" + Element("h3", "Colour grid") +
          Element(
              "p class=\"how\"",
-             "How to read it: distances are Euclidean ones in Lab. A large second difference is "
-             "a sharp bend; a folded cell turns colours the other way round than most, so that "
-             "more device value becomes less colour.") +
-         table.Html() + "</section>\n";
-}
-
-// The share of colours below a difference, over its logarithm.
-std::vector<Point> CumulativeShare(const Distribution& distribution) {
-  constexpr double kNearZero = 1e-9;
-  std::vector<Point> line;
-  for (std::size_t percent = 0; percent <= 100; ++percent) {
-    line.push_back({std::log10(std::max(distribution.shares[percent], kNearZero)),
-                    static_cast<double>(percent)});
-  }
-  return line;
+             "How to read it: a line that rises steeply belongs to an axis whose nodes lie equally "
+             "far apart in Lab, by Euclidean distance; a large second difference is a sharp bend, "
+             "and a folded cell turns colours the other way round than most, so that more device "
+             "value becomes less colour.") +
+         Plots(plot.Svg()) + table.Html() + "</section>\n";
 }
 
 const Axis kDifferenceAxis = {"power of ten of CIEDE2000 (0: 1, -1: 0.1, -2: 0.01)", -5, 2, 1};
@@ -449,20 +464,238 @@ std::string RoundTripSection(const ProfileNumbers& numbers, const Place& at) {
 }
 
 std::string IntentSection(const ProfileNumbers& numbers, const Place& at) {
+  constexpr std::array<Pen, 6> kPens = {pens::kRed,    pens::kGreen,  pens::kBlue,
+                                        pens::kViolet, pens::kOrange, pens::kPlain};
+  Plot plot("intents", "Difference between what the intents make of the same device values",
+            kDifferenceAxis, kShareAxis);
   Table table({"Intents", "mean", "largest"});
   for (std::size_t n = 0; n < numbers.intents.size(); ++n) {
     const IntentPair& pair = numbers.intents[n];
+    // Two letters name a line, for there are six of them.
+    const std::string letters = {NameOf(pair.first)[0], '-', NameOf(pair.second)[0]};
+    plot.Line(CumulativeShare(pair.color), kPens[n % kPens.size()], letters);
     table.Add({std::string(NameOf(pair.first)) + ", " + NameOf(pair.second),
                (at / n / "mean").Shown(3), (at / n / "largest").Shown(3)});
   }
   return "<section>\n" + Element("h3", "Intents beside one another") +
-         Element("p class=\"how\"",
-                 "How to read it: the difference, in CIEDE2000, of what two intents make of the "
-                 "same device values in Lab; 0 means that they use the same tag.") +
-         table.Html() + "</section>\n";
+         Element(
+             "p class=\"how\"",
+             "How to read it: the difference, in CIEDE2000, of what two intents, named by their "
+             "first letters, make of the same device values in Lab; a line that is not seen is "
+             "at 0, as it is where both use the same tag.") +
+         Plots(plot.Svg()) + table.Html() + "</section>\n";
 }
 
-std::string ProfilePart(const ProfileNumbers& numbers, const Place& at, const Json& document) {
+// ---- Another profile ----------------------------------------------------------------------------
+
+std::string ComparedSection(const std::optional<ComparedNumbers>& compared, const Place& at) {
+  if (!compared) return "";
+  Plot plot("compared", "Difference between the two profiles", kDifferenceAxis, kShareAxis);
+  plot.Line(CumulativeShare(compared->color), pens::kViolet, "the two profiles");
+  Table table(DifferenceHeads("CIEDE2000"));
+  table.Add(DifferenceCells((at / "name").Text(), at / "difference", 3));
+  Table colors({"There", "L*", "a*", "b*"});
+  for (const auto& [name, key] :
+       {std::pair("this profile", "labOfFirst"), std::pair("the other", "labOfSecond")}) {
+    const Place here = at / key;
+    colors.Add({name, (here / 0).Shown(2), (here / 1).Shown(2), (here / 2).Shown(2)});
+  }
+  return "<section>\n" + Element("h3", "Beside " + (at / "name").Text()) +
+         Element(
+             "p class=\"how\"",
+             "How to read it: what the two profiles make of the same device values in Lab, with "
+             "the intent of this report; the farther left the line rises, the more alike they "
+             "are.") +
+         Element("p", "Over " + (at / "colors").Shown(0) +
+                          " colours at equal distances of device values.") +
+         Plots(plot.Svg()) + table.Html() + colors.Html() + "</section>\n";
+}
+
+// ---- Charts -------------------------------------------------------------------------------------
+
+std::string ChartSection(const ChartNumbers& chart, const Place& at) {
+  constexpr std::size_t kMostRows = 50;
+  const std::size_t count = chart.patches.size();
+  const double largest = std::clamp(chart.color.largest, 1.0, 200.0);
+  const double tick = TickOf(largest);
+  Plot sorted("chart", "CIEDE2000 of the patches, sorted",
+              {"patches, the largest difference first, in %", 0, 100, 20},
+              {"CIEDE2000", 0, tick * std::ceil(largest / tick), tick});
+  std::vector<Point> line;
+  for (std::size_t n = 0; n < count; ++n) {
+    const double first = 100 * static_cast<double>(n) / static_cast<double>(count);
+    const double next = 100 * static_cast<double>(n + 1) / static_cast<double>(count);
+    line.push_back({first, chart.patches[n].difference});
+    line.push_back({next, chart.patches[n].difference});
+  }
+  sorted.Line(line, pens::kViolet, "patches");
+
+  Plot accuracy("chart-accuracy", "Difference of the conversion from the exact one, over the chart",
+                kDifferenceAxis, kShareAxis);
+  Table pipelines({"CIEDE2000 from exact, 16 bits", "mean", "90 %", "95 %", "99 %", "largest"});
+  const auto cells = [](const std::string& name, const Place& of, int decimals) {
+    std::vector<std::string> row = {name};
+    for (const char* key : {"mean", "share90", "share95", "share99", "largest"}) {
+      row.push_back((of / key).Shown(decimals));
+    }
+    return row;
+  };
+  accuracy.Line(CumulativeShare(chart.precise), pens::kViolet, "PRECISE");
+  pipelines.Add(cells("PRECISE", at / "precise", 5));
+  if (chart.fixed) {
+    accuracy.Line(CumulativeShare(*chart.fixed), pens::kOrange, "FIXED");
+    pipelines.Add(cells("FIXED", at / "fixed", 5));
+  }
+
+  Table summary({"CIEDE2000 from the measured colours", "mean", "90 %", "95 %", "99 %", "largest"});
+  summary.Add(cells((at / "name").Text(), at / "difference", 3));
+  Table stars({"FADGI", "", "Stars"});
+  stars.Add(
+      {"Colour: mean and 90 % of CIEDE2000",
+       (at / "difference" / "mean").Shown(2) + ", " + (at / "difference" / "share90").Shown(2),
+       (at / "colorStars").Shown(0)});
+  stars.Add({"Tone: largest difference of L* of the greys", (at / "tone").Shown(2),
+             (at / "toneStars").Shown(0)});
+  stars.Add({"Both", "", (at / "stars").Shown(0)});
+  Table patches(
+      {"Patch", "R, G, B in %", "measured L*, a*, b*", "L*, a*, b* of the profile", "CIEDE2000"},
+      "patches");
+  for (std::size_t n = 0; n < std::min(count, kMostRows); ++n) {
+    const Place here = at / "patches" / n;
+    std::string device;
+    for (std::size_t c = 0; c < 3; ++c) {
+      device += (c == 0 ? "" : ", ") + (here / "device" / c).Shown(1, 100);
+    }
+    patches.Add({(here / "name").Text(), device, (here / "measured").ShownList(1),
+                 (here / "lab").ShownList(1), (here / "difference").Shown(2)});
+  }
+  return "<section>\n" + Element("h3", "Chart " + (at / "name").Text()) +
+         Element("p class=\"how\"",
+                 "How to read it: how far the profile, with the absolute intent, is from the "
+                 "measured colours of the patches; a few patches that stick out at the left were "
+                 "captured or measured badly, a high line says that the profile does not describe "
+                 "this device.") +
+         Element("p", (at / "count").Shown(0) + " patches, " + (at / "greys").Shown(0) +
+                          " of them greys, with a measured C* below three.") +
+         Plots(sorted.Svg() + accuracy.Svg()) + summary.Html() + pipelines.Html() +
+         Element("p class=\"how\"",
+                 "Stars are those of the guideline's tolerances of tone and colour alone, as a "
+                 "published comparison gives them; it asks for more than these.") +
+         stars.Html() + patches.Html() +
+         (count > kMostRows
+              ? Element("p", "The patches with the largest differences; the JSON document has all.")
+              : "") +
+         "</section>\n";
+}
+
+// ---- Images -------------------------------------------------------------------------------------
+
+Plot HistogramPlot(const ImageNumbers& image, bool isAfter) {
+  // One pixel in so many: a share of 0.001 % is the least that is drawn.
+  constexpr double kLeastPower = -5;
+  Plot plot(isAfter ? "histogram-after" : "histogram-before",
+            isAfter ? "Histogram after the conversion" : "Histogram before the conversion",
+            {"level (0 to 255)", 0, 255, 51},
+            {"power of ten of the share of pixels (0: all)", kLeastPower, 0, 1});
+  const double pixels = static_cast<double>(image.width) * image.height;
+  for (std::size_t c = 0; c < 3; ++c) {
+    const ChannelNumbers& channel = image.channels[c];
+    std::vector<Point> line;
+    for (std::size_t level = 0; level < 256; ++level) {
+      const std::uint64_t count = isAfter ? channel.after[level] : channel.before[level];
+      const double share = static_cast<double>(count) / pixels;
+      line.push_back({static_cast<double>(level),
+                      share > 0 ? std::max(std::log10(share), kLeastPower) : kLeastPower});
+    }
+    plot.Line(line, kChannelPens[c], kChannels[c]);
+  }
+  return plot;
+}
+
+std::string ColorName(const std::array<std::uint8_t, 3>& rgb) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string name = "#";
+  for (const unsigned value : rgb) {
+    name += kDigits[value >> 4];
+    name += kDigits[value & 15];
+  }
+  return name;
+}
+
+// Each swatch before above the same one after.
+std::string Swatches(const ImageNumbers& image) {
+  constexpr int kSide = 44, kGap = 8, kColumns = 6;
+  const auto count = static_cast<int>(image.swatches.size());
+  const int width = kColumns * (kSide + kGap), height = (count / kColumns) * (kSide + kGap);
+  std::string svg =
+      "<svg xmlns=\"http://www.w3.org/2000/svg\" role=\"img\" class=\"swatches\" "
+      "viewBox=\"0 0 " +
+      std::to_string(width) + " " + std::to_string(height) + "\" width=\"" + std::to_string(width) +
+      "\" height=\"" + std::to_string(height) + "\">\n<title>Swatches before and after</title>\n";
+  for (int n = 0; n < count; ++n) {
+    const SwatchNumbers& swatch = image.swatches[static_cast<std::size_t>(n)];
+    const std::string x = std::to_string(n % kColumns * (kSide + kGap));
+    const int y = n / kColumns * (kSide + kGap);
+    const auto half = [&](int top, const std::array<std::uint8_t, 3>& color) {
+      svg += "<rect x=\"" + x + "\" y=\"" + std::to_string(top) + "\" width=\"" +
+             std::to_string(kSide) + "\" height=\"" + std::to_string(kSide / 2) + "\" fill=\"" +
+             ColorName(color) + "\"/>\n";
+    };
+    half(y, swatch.shownBefore);
+    half(y + kSide / 2, swatch.shownAfter);
+  }
+  return svg + "</svg>\n";
+}
+
+std::string Picture(const Thumbnail& thumbnail, const char* caption) {
+  return "<figure><img src=\"" + DataUri(thumbnail) + "\" alt=\"" + caption + "\"/><figcaption>" +
+         caption + "</figcaption></figure>\n";
+}
+
+std::string ImageSection(const ImageNumbers& image, const Place& at) {
+  Table table({"Channel", "levels used before", "after", "clipped at the low end, %",
+               "at the high end, %"});
+  for (std::size_t c = 0; c < 3; ++c) {
+    const Place here = at / "channels" / c;
+    table.Add({kChannels[c], (here / "levelsBefore").Shown(0), (here / "levelsAfter").Shown(0),
+               (here / "clippedLow").Shown(3, 100), (here / "clippedHigh").Shown(3, 100)});
+  }
+  Table swatches({"Swatch at X, Y", "before", "after"});
+  for (std::size_t n = 0; n < image.swatches.size(); ++n) {
+    const Place here = at / "swatches" / n;
+    swatches.Add({(here / "at").ShownList(0), (here / "before").ShownList(0),
+                  (here / "after").ShownList(0)});
+  }
+  return "<section>\n" + Element("h3", "Image " + (at / "name").Text()) +
+         Element("p class=\"how\"",
+                 "How to read it: pixels are taken for device values of this profile and converted "
+                 "precisely; gaps in a histogram are levels that got lost, a peak at its ends and "
+                 "red in the map are colours that the destination does not have.") +
+         Element("p", (at / "width").Shown(0) + " &#xD7; " + (at / "height").Shown(0) +
+                          " pixels of " + (at / "bits").Shown(0) +
+                          " bits a sample; outside of the "
+                          "destination's gamut are " +
+                          (at / "outOfGamut").Shown(2, 100) + " %.") +
+         "<div class=\"pictures\">\n" + Picture(image.before, "before: the numbers as they are") +
+         Picture(image.after, "after, as sRGB shows it") +
+         Picture(image.gamutMap, "outside of the gamut: red") + "</div>\n" +
+         Plots(HistogramPlot(image, false).Svg() + HistogramPlot(image, true).Svg()) +
+         table.Html() +
+         Element("p", "Swatches, before above and after below, from left to right and down:") +
+         Swatches(image) + swatches.Html() + "</section>\n";
+}
+
+// ---- The page -----------------------------------------------------------------------------------
+
+std::string ProfilePart(const ProfileReport& report, const Place& at, const Json& document) {
+  const ProfileNumbers& numbers = report.numbers;
+  std::string charts, images;
+  for (std::size_t n = 0; n < report.charts.size(); ++n) {
+    charts += ChartSection(report.charts[n], at / "charts" / n);
+  }
+  for (std::size_t n = 0; n < report.images.size(); ++n) {
+    images += ImageSection(report.images[n], at / "images" / n);
+  }
   return "<article>\n" + Element("h2", (at / "name").Text()) + FactsOf(numbers, at) +
          CurvesSection("Input curves", "input-curves", numbers.input, at / "inputCurves") +
          CurvesSection("Output curves", "output-curves", numbers.output, at / "outputCurves") +
@@ -471,12 +704,12 @@ std::string ProfilePart(const ProfileNumbers& numbers, const Place& at, const Js
          GamutSection(numbers, at, document) + GridSection(numbers, at / "grid") +
          AccuracySection(numbers, at) + GuidelineSection(numbers, at, document) +
          RoundTripSection(numbers, at / "roundTrip") + IntentSection(numbers, at / "intents") +
-         "</article>\n";
+         ComparedSection(report.compared, at / "compared") + charts + images + "</article>\n";
 }
 
 }  // namespace
 
-std::string Page(std::span<const ProfileNumbers> profiles, const Json& document) {
+std::string Page(std::span<const ProfileReport> profiles, const Json& document) {
   std::string page =
       "<!DOCTYPE html>\n<html xmlns=\"http://www.w3.org/1999/xhtml\" lang=\"en\">\n<head>\n"
       "<meta charset=\"utf-8\"/>\n<meta name=\"viewport\" content=\"width=device-width\"/>\n"

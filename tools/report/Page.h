@@ -5,7 +5,6 @@
 #include <string>
 
 #include "tools/report/Json.h"
-#include "tools/report/ProfileNumbers.h"
 
 namespace kxcms::report {
 
@@ -13,7 +12,7 @@ namespace kxcms::report {
 ///
 /// Every number in its text comes from the document: `<data value="..." data-at="...">` gives the
 /// number there and its JSON pointer (RFC 6901) beside the rounded one that people read.
-std::string Page(std::span<const ProfileNumbers> profiles, const Json& document);
+std::string Page(std::span<const ProfileReport> profiles, const Json& document);
 
 }  // namespace kxcms::report
 

@@ -76,13 +76,13 @@ NeutralAxis MeasureNeutralAxis(const exact::Conversion& toLab) {
   return axis;
 }
 
-ToneError MeasureTone(const NeutralAxis& axis, const RgbSpace& space, const Pipeline& pipeline) {
+ToneError MeasureTone(const NeutralAxis& axis, const Target& target, const Pipeline& pipeline) {
   constexpr double kNear = 2.5;
   ToneError tone{};
   const std::vector<Triple> results = Convert8(pipeline, Greys());
   for (std::size_t n = 0; n < results.size(); ++n) {
     const double lightness = axis.lab[n][0];
-    const double error = LabOf(space, results[n])[0] - lightness;
+    const double error = target.LabOf(results[n])[0] - lightness;
     tone.error[n] = error;
     tone.largest = std::max(tone.largest, std::abs(error));
     for (std::size_t level = 0; level < kToneLevels.size(); ++level) {
@@ -113,8 +113,14 @@ Gamut MeasureGamut(const ToLab& toLab) {
   return gamut;
 }
 
-double MeasureShareInside(const DeviceProfile& profile, const RgbSpace& space, const ToLab& toLab) {
-  const exact::Conversion relative(profile, &space, {RenderingIntent::kRelative});
+double MeasureShareInside(const DeviceProfile& profile, const Target& target, const ToLab& toLab) {
+  if (target.space() == nullptr) {
+    const Solid gamut(
+        DeviceSurface([&](const Triple& d) { return target.LabOf(d); }, kSurfaceSteps));
+    return ShareInside(
+        toLab, [&](const Triple& device) { return gamut.Contains(toLab(device)); }, kShareSteps);
+  }
+  const exact::Conversion relative(profile, target.Exactly(), {RenderingIntent::kRelative});
   return ShareInside(
       toLab,
       [&relative](const Triple& device) {
@@ -134,28 +140,27 @@ PipelineNumbers MeasurePipeline(const Profile& source, const Question& question,
   PipelineOptions options;
   options.intent = static_cast<Intent>(question.intent);
   options.method = method;
-  const auto made =
-      Pipeline::TryCreate(source, Profile::BuiltIn(question.destination->name), options);
+  const Target& target = *question.target;
+  const auto made = Pipeline::TryCreate(source, target.profile(), options);
   if (!made) {
     if (method == Method::kPrecise) throw Error(made.error());
     numbers.refusal = made.error().message();
     return numbers;
   }
-  const RgbSpace& space = *question.destination;
   const std::vector<Device8> colors = DeviceGrid(kGridLevels);
   const std::vector<Triple> results8 = Convert8(made.value(), colors);
   const std::vector<Triple> results16 = Convert16(made.value(), colors);
   std::vector<double> differences8, differences16;
   for (std::size_t n = 0; n < colors.size(); ++n) {
-    const Triple expected = LabOf(space, exactly.Evaluate(DeviceOf(colors[n])).result);
-    differences8.push_back(DeltaE2000(expected, LabOf(space, results8[n])));
-    differences16.push_back(DeltaE2000(expected, LabOf(space, results16[n])));
+    const Triple expected = target.LabOf(exactly.Result(DeviceOf(colors[n])));
+    differences8.push_back(DeltaE2000(expected, target.LabOf(results8[n])));
+    differences16.push_back(DeltaE2000(expected, target.LabOf(results16[n])));
   }
   numbers.at8 = Summarize(differences8);
   numbers.at16 = Summarize(differences16);
   numbers.worst8 = colors[numbers.at8.largestAt];
   numbers.worst16 = colors[numbers.at16.largestAt];
-  numbers.tone = MeasureTone(axis, space, made.value());
+  numbers.tone = MeasureTone(axis, target, made.value());
   return numbers;
 }
 
@@ -173,7 +178,7 @@ std::optional<RoundTrip> MeasureRoundTrip(const DeviceProfile& profile) {
   std::vector<double> differences;
   for (const Device8& color : colors) {
     const exact::Trace there = around.Evaluate(DeviceOf(color));
-    differences.push_back(DeltaE2000(there.lab, toLab.Evaluate(there.result).lab));
+    differences.push_back(DeltaE2000(there.lab, toLab.Result(there.result)));
   }
   trip.color = Summarize(differences);
   trip.worst = colors[trip.color.largestAt];
@@ -185,7 +190,7 @@ std::vector<IntentPair> CompareIntents(const DeviceProfile& profile) {
   std::array<std::vector<Triple>, kIntents.size()> labs;
   for (std::size_t n = 0; n < kIntents.size(); ++n) {
     const exact::Conversion toLab(profile, exact::Measure::kLab, {kIntents[n]});
-    for (const Device8& color : colors) labs[n].push_back(toLab.Evaluate(DeviceOf(color)).lab);
+    for (const Device8& color : colors) labs[n].push_back(toLab.Result(DeviceOf(color)));
   }
   std::vector<IntentPair> pairs;
   for (std::size_t a = 0; a < kIntents.size(); ++a) {
@@ -194,8 +199,7 @@ std::vector<IntentPair> CompareIntents(const DeviceProfile& profile) {
       for (std::size_t n = 0; n < colors.size(); ++n) {
         differences.push_back(DeltaE2000(labs[a][n], labs[b][n]));
       }
-      const Distribution summary = Summarize(differences);
-      pairs.push_back({kIntents[a], kIntents[b], summary.mean, summary.largest});
+      pairs.push_back({kIntents[a], kIntents[b], Summarize(differences)});
     }
   }
   return pairs;
@@ -229,8 +233,8 @@ ProfileNumbers Measure(const std::string& name, std::span<const unsigned char> b
                        const Question& question) {
   const DeviceProfile profile = ReadProfile(bytes);
   const Profile source = Profile::FromMemory(bytes.data(), bytes.size());
-  const RgbSpace& space = *question.destination;
-  const exact::Conversion exactly(profile, &space, {question.intent});
+  const Target& target = *question.target;
+  const exact::Conversion exactly(profile, target.Exactly(), {question.intent});
   const exact::Conversion toLab(profile, exact::Measure::kLab, {question.intent});
   const Model& model = exactly.SourceModel();
 
@@ -243,7 +247,7 @@ ProfileNumbers Measure(const std::string& name, std::span<const unsigned char> b
   numbers.sizeBytes = profile.sizeBytes;
   numbers.mediaWhite = profile.mediaWhite;
   numbers.intent = question.intent;
-  numbers.destination = space.name;
+  numbers.destination = target.name();
   numbers.tag = TagOf(model);
   numbers.isFallback = model.isFallback;
 
@@ -252,10 +256,10 @@ ProfileNumbers Measure(const std::string& name, std::span<const unsigned char> b
   if (model.table != nullptr) numbers.grid = MeasureGrid(*model.table);
 
   const exact::Conversion relative(profile, exact::Measure::kLab, {RenderingIntent::kRelative});
-  const ToLab relativeLab = [&relative](const Triple& d) { return relative.Evaluate(d).lab; };
+  const ToLab relativeLab = [&relative](const Triple& d) { return relative.Result(d); };
   numbers.gamut = MeasureGamut(relativeLab);
-  numbers.destinationGamut = MeasureGamut([&space](const Triple& d) { return LabOf(space, d); });
-  numbers.shareInside = MeasureShareInside(profile, space, relativeLab);
+  numbers.destinationGamut = MeasureGamut([&target](const Triple& d) { return target.LabOf(d); });
+  numbers.shareInside = MeasureShareInside(profile, target, relativeLab);
 
   numbers.colors = kGridLevels * kGridLevels * kGridLevels;
   numbers.precise = MeasurePipeline(source, question, Method::kPrecise, exactly, numbers.neutral);

@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "profile/DeviceProfile.h"
-#include "profile/RgbSpaces.h"
 #include "tools/report/Curves.h"
 #include "tools/report/Gamut.h"
 #include "tools/report/Grid.h"
 #include "tools/report/Statistics.h"
+#include "tools/report/Target.h"
 
 /// @file
 /// Everything that a report tells of a profile, in numbers. "Exact" is the evaluation in double
@@ -24,7 +24,7 @@ namespace kxcms::report {
 using exact::Triple;
 
 struct Question {
-  const RgbSpace* destination;
+  const Target* target;  ///< borrowed
   RenderingIntent intent = RenderingIntent::kPerceptual;
 };
 
@@ -80,7 +80,7 @@ struct RoundTrip {
 /// Two intents beside one another, over the same colours.
 struct IntentPair {
   RenderingIntent first, second;
-  double mean, largest;
+  Distribution color;
 };
 
 struct ProfileNumbers {
