@@ -11,7 +11,9 @@
 #include "SelfTest.h"
 #include "Stack.h"
 #include "tools/commands/Batch.h"
+#include "tools/commands/Certificate.h"
 #include "tools/commands/ColorHandles.h"
+#include "tools/commands/Compare.h"
 #include "tools/commands/Completion.h"
 #include "tools/commands/ConvertOptions.h"
 #include "tools/commands/Info.h"
@@ -34,6 +36,8 @@ struct Options {
   ReportRequest report;
   ProbeRequest probe;
   ProfileRequest profile;
+  CompareRequest compare;
+  CertificateRequest certificate;
 };
 
 CLI::App* AddCheck(CLI::App& app, CheckRequest& request) {
@@ -73,8 +77,8 @@ Exit Run(int argc, char** argv) {
   app.require_subcommand(1);
   app.footer(
       "Exit status: 0 done, 2 usage, 3 input unreadable or damaged, 4 profile unusable,\n"
-      "5 the result would be wrong (check, selftest, report: something is wrong), 6 the output cannot be "
-      "written,\n7 some files failed (batch), 8 stopped early (batch).");
+      "5 the result would be wrong (check, selftest, report, compare, certificate: something is "
+      "wrong),\n6 the output cannot be written, 7 some files failed (batch), 8 stopped early (batch).");
   Options options;
   AddConvert(app, options.convert);
   const CLI::App* const batch = AddBatch(app, options.batch);
@@ -85,6 +89,8 @@ Exit Run(int argc, char** argv) {
   const CLI::App* const selfTest = AddSelfTest(app, options.selfTest);
   const CLI::App* const report = AddReport(app, options.report);
   const CLI::App* const probe = AddProbe(app, options.probe);
+  const CLI::App* const compare = AddCompare(app, options.compare);
+  const CLI::App* const certificate = AddCertificate(app, options.certificate);
   const CLI::App* const profile = AddProfile(app, options.profile);
   PointAtPages(app, "kxcms");
   app.add_option_function<std::string>(
@@ -111,6 +117,8 @@ Exit Run(int argc, char** argv) {
     return CheckFiles(options.check);
   }
   if (info->parsed()) return PrintInfo(options.info);
+  if (compare->parsed()) return Compare(options.compare);
+  if (certificate->parsed()) return Certificate(options.certificate);
   if (report->parsed()) return WriteReport(options.report);
   if (selfTest->parsed()) {
     CheckThreads(options.selfTest.threads);

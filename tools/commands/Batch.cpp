@@ -1,6 +1,6 @@
+#include "tools/LoadedLibrary.h"
 #include "tools/commands/Batch.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
@@ -276,17 +276,6 @@ std::string TimeNow() {
   return text;
 }
 
-/// SHA-256 of the file that the loader has taken libKXPipeline from; empty if it cannot be read.
-std::string LibraryDigest() {
-  Dl_info library = {};
-  if (dladdr(reinterpret_cast<void*>(&kxp_version), &library) == 0) return {};
-  const int fd = open(library.dli_fname, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return {};
-  const std::string digest = Sha256OfFile(fd);
-  close(fd);
-  return digest;
-}
-
 std::string NewId() {
   std::random_device random;
   const std::uint64_t high = random();
@@ -306,7 +295,7 @@ Json Header(const BatchRequest& request, const Json& settings, const std::string
   header["host"] = HostName();
   header["kxcms"] = KXCMS_VERSION;
   header["library"] = {
-      {"version", kxp_version()}, {"sha256", LibraryDigest()}, {"level", kxp_level()}};
+      {"version", kxp_version()}, {"sha256", LoadedLibrarySha256()}, {"level", kxp_level()}};
   header["selftest"] = request.isSelfTest ? "passed" : "not run";
   header["settings"] = settings;
   header["settings_sha256"] = DigestOf(settings);
