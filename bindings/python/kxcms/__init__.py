@@ -12,8 +12,8 @@ pickled and sent to other processes. While a conversion runs, other Python threa
 Everything that can be refused is refused when an object is made, with an `Error` that says why.
 
 Files go through the kxcms command, which `convert_file`, `batch` and `verify` run and whose records
-they return; it is looked for where the environment variable KXCMS_COMMAND says, else beside the
-package's own files, else in PATH.
+they return, as `report`, `compare` and `certificate` return its documents; it is looked for where the
+environment variable KXCMS_COMMAND says, else beside the package's own files, else in PATH.
 
 The package is a thin layer over libKXPipeline.so.1, which it looks for where the environment
 variable KXCMS_LIBRARY says (a path of the file; nothing else is tried then), else beside its own
@@ -34,6 +34,7 @@ from ._errors import (
 from ._library import level, library_version
 from ._pipeline import Pipeline, Stage
 from ._profile import DestinationTag, Profile, SourceTag, spaces
+from ._report import certificate, compare, report
 
 __version__ = "1.0.0"
 
@@ -52,12 +53,15 @@ __all__ = [
     "Status",
     "UnsupportedError",
     "batch",
+    "certificate",
     "command",
+    "compare",
     "convert_file",
     "delta_e_2000",
     "level",
     "library_version",
     "records",
+    "report",
     "spaces",
     "verify",
 ]

@@ -69,10 +69,15 @@ def _arguments(options: Dict[str, Any]) -> List[bytes]:
 
 def _run(arguments: Sequence[Union[str, bytes]], allowed: Sequence[int] = (0,),
          names: Optional[bytes] = None, silent: bool = False) -> bytes:
-    """@param silent  what it says on standard error is a failure, whatever the status"""
+    """Standard output of the command; CommandError for another status than those allowed.
+
+    Args:
+        silent: a status other than 0 that comes with a message is an error too.
+    """
     done = subprocess.run([os.fsencode(command()), *map(os.fsencode, arguments)],
                           input=b"" if names is None else names, capture_output=True, check=False)
-    if done.returncode not in allowed or (silent and done.stderr):
+    if done.returncode not in allowed or (
+            silent and done.returncode != 0 and done.stderr):
         message = done.stderr.decode(errors="replace").strip()
         raise CommandError(done.returncode, message.replace("kxcms: ", "", 1))
     return done.stdout
