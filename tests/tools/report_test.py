@@ -787,7 +787,37 @@ class Page(Reporting):
         self.assertEqual("".join(self.page().find(f".//{XHTML}h2").itertext()).strip(), "<i>&.icc")
 
 
-class Plots(Reporting):
+class Pictures(Reporting):
+    """What pictures of the plots must show, whoever draws them."""
+
+    RED, BLUE, GREY = (0xd4, 0x3a, 0x3a), (0x44, 0x74, 0xe0), (0x80,) * 3
+    VIOLET, DARK = (0xa0, 0x4c, 0xc0), (0x33,) * 3
+
+    def stated_points(self, profile, found):
+        """@return {plot: [(x, y, colour)]}: where lines pass through, of greys by icclu"""
+        greys = self.icclu(profile, [[n / 255] * 3 for n in range(256)])
+        curves = found["inputCurves"]["curves"]
+        return {
+            "neutral-lightness": [(n, greys[n][0], self.GREY) for n in (60, 128, 200)],
+            "neutral-tint": [(n, greys[n][1], self.RED) for n in (60, 128, 200)]
+            + [(n, greys[n][2], self.BLUE) for n in (60, 128, 200)],
+            "input-curves": [(64 / 128, curves[2]["samples"][64], self.BLUE)],
+            "accuracy": [(math.log10(found["precise"]["bits8"]["shares"][50]), 50, self.VIOLET)],
+            # The lightest colour of a hue is the device's white.
+            "gamut-hue": [(0, 100, self.VIOLET)],
+        }
+
+    def expect_color(self, picture, at, color, near=2):
+        """Some pixel around a place has the colour, about."""
+        x, y = (round(v) for v in at)
+        around = [picture.getpixel((i, j)) for i in range(x - near, x + near + 1)
+                  for j in range(y - near, y + near + 1)
+                  if 0 <= i < picture.width and 0 <= j < picture.height]
+        distance = min(max(abs(a - b) for a, b in zip(pixel, color)) for pixel in around)
+        self.assertLessEqual(distance, 60, (at, color))
+
+
+class Plots(Pictures):
     """As librsvg draws them."""
 
     def plots(self):
@@ -823,18 +853,8 @@ class Plots(Reporting):
                          for value, (low, high, p0, p1) in zip((x, y), ends))
         return picture, pixel, ends_of(svg)
 
-    def expect_color(self, picture, at, color, near=2):
-        """Some pixel around a place has the colour, about."""
-        x, y = (round(v) for v in at)
-        around = [picture.getpixel((i, j)) for i in range(x - near, x + near + 1)
-                  for j in range(y - near, y + near + 1)
-                  if 0 <= i < picture.width and 0 <= j < picture.height]
-        distance = min(max(abs(a - b) for a, b in zip(pixel, color)) for pixel in around)
-        self.assertLessEqual(distance, 60, (at, color))
-
     @needs("rsvg-convert")
     def test_axes_and_curves(self):
-        red, blue, grey, violet = (0xd4, 0x3a, 0x3a), (0x44, 0x74, 0xe0), (0x80,) * 3, (0xa0, 0x4c, 0xc0)
         document = self.report(self.sample())
         found = document["profiles"][0]
         plots = self.plots()
@@ -847,20 +867,9 @@ class Plots(Reporting):
                 with self.subTest(name):
                     picture, pixel, ((left, right), (bottom, top)) = self.draw(svg)
                     self.assertGreater(picture.width, 600)
-                    dark = (0x33,) * 3
                     for x, y in ((left, (bottom + top) / 2), ((left + right) / 2, bottom)):
-                        self.expect_color(picture, pixel(x, y), dark)
-        greys = self.icclu("scanner.icc", [[n / 255] * 3 for n in range(256)])
-        curves = found["inputCurves"]["curves"]
-        points = {
-            "neutral-lightness": [(n, greys[n][0], grey) for n in (60, 128, 200)],
-            "neutral-tint": [(n, greys[n][1], red) for n in (60, 128, 200)]
-            + [(n, greys[n][2], blue) for n in (60, 128, 200)],
-            "input-curves": [(64 / 128, curves[2]["samples"][64], blue)],
-            "accuracy": [(math.log10(found["precise"]["bits8"]["shares"][50]), 50, violet)],
-            # The lightest colour of a hue is the device's white.
-            "gamut-hue": [(0, 100, violet)],
-        }
+                        self.expect_color(picture, pixel(x, y), self.DARK)
+        points = self.stated_points("scanner.icc", found)
         for name, places in points.items():
             picture, pixel, _ = self.draw(plots[name][0])
             for x, y, color in places:

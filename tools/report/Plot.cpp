@@ -162,7 +162,7 @@ std::string Plot::Svg() const {
   ticks(x_, [&](double value) {
     grid += MoveTo(X(value), kTop) + 'V' + Fixed(bottom_, 1);
     numbers +=
-        Text(X(value), bottom_ + 14, " text-anchor=\"middle\"", Fixed(value, DecimalsOf(x_.tick)));
+        Text(X(value), bottom_ + 18, " text-anchor=\"middle\"", Fixed(value, DecimalsOf(x_.tick)));
   });
   ticks(y_, [&](double value) {
     grid += MoveTo(kLeft, Y(value)) + 'H' + Fixed(kRight, 1);
