@@ -386,6 +386,42 @@ class Claims(Profile):
         self.expect_same_pixels("in.jpg", "without.jpg")
 
 
+    def test_several_pictures(self):
+        """The others are found where the list says, by exiftool."""
+        PIL.Image.fromarray(samples(16).astype("u1")[::2, ::2]).save(self.path("second.jpg"))
+        PIL.Image.fromarray(samples(8)).save(self.path("first.jpg"), quality=90, icc_profile=RGB)
+        first, second = self.read("first.jpg"), self.read("second.jpg")
+        for order, mark in (("<", b"II*\0"), (">", b"MM\0*")):
+            for place in ("before the profile", "behind it"):
+                at = first.index(b"\xff\xe2") if place.startswith("before") else \
+                    first.index(b"\xff\xdb")
+                count = 8 + 2 + 3 * 12 + 4 + 32
+                size = 2 + 4 + count
+                header = at + 2 + 2 + 4
+                list_of = struct.pack(order + "3I2H3I2H", 0x030000, len(first) + 2 + size, 0, 0, 0,
+                                      0, len(second), len(first) + 2 + size - header, 0, 0)
+                block = mark + struct.pack(order + "IH", 8, 3)
+                block += struct.pack(order + "HHI", 0xB000, 7, 4) + b"0100"
+                block += struct.pack(order + "HHII", 0xB001, 4, 1, 2)
+                block += struct.pack(order + "HHII", 0xB002, 7, 32, count - 32)
+                block += struct.pack(order + "I", 0) + list_of
+                segment = b"\xff\xe2" + struct.pack(">H", size) + b"MPF\0" + block
+                self.write("in.jpg", first[:at] + segment + first[at:] + second)
+                self.write("large.icc", profiles.scanner(points=9))
+                for command in (["embed", "in.jpg", "large.icc", "out.jpg"],
+                                ["embed", "in.jpg", "srgb", "out.jpg"],
+                                ["remove", "in.jpg", "out.jpg"]):
+                    with self.subTest(place, order=order, command=command[0]):
+                        self.expect(command)
+                        for name in ("in.jpg", "out.jpg"):
+                            found = subprocess.run(["exiftool", "-b", "-MPImage2", self.path(name)],
+                                                   check=True, capture_output=True, timeout=60)
+                            self.assertEqual(found.stdout, second)
+                        size = self.tags("out.jpg")["MPImage1:MPImageLength"]
+                        self.assertEqual(self.read("out.jpg")[size:], second)
+                        self.expect_same_pixels("in.jpg", "out.jpg")
+
+
 def tiff_rules_of(data):
     """The pages of a TIFF file, whether or not bytes of nobody are between them."""
     return tiff_rules.File(data).pages
@@ -418,8 +454,8 @@ class Pages(Profile):
                 file.write(data, photometric="rgb", metadata=None, subfiletype=kind,
                            extratags=embedded(profile))
         self.expect(["extract", "in.tif", "out.icc"], DONE,
-                    "page 1 has another profile, which is not extracted",
-                    "page 3 has another profile, which is not extracted")
+                    "in.tif: page 1 has another profile, which is not extracted",
+                    "in.tif: page 3 has another profile, which is not extracted")
         self.assertEqual(self.read("out.icc"), RGB)
         self.write("other.icc", other)
         self.expect(["embed", "in.tif", "other.icc", "out.tif"])
@@ -565,8 +601,8 @@ class Refusals(Profile):
          "cfa.tif: holds colours of kind 32803, and the profile is one of RGB colours"),
         ("none to extract", ["extract", "in.tif", "out.icc"], PROFILE,
          "in.tif: no profile is embedded; profile embed puts one in"),
-        ("several pictures", ["embed", "mpf.jpg", "srgb", "out.jpg"], WRONG,
-         "mpf.jpg: holds several pictures (MPF), whose places in the file would change"),
+        ("a list of pictures cut off", ["embed", "mpf.jpg", "srgb", "out.jpg"], UNREADABLE,
+         "mpf.jpg: damaged: cut off"),
         ("a compression of nobody", ["embed", "odd.tif", "srgb", "out.tif"], WRONG,
          "odd.tif: compressed by method 34892, which cannot be decoded to compare the pixels"),
         ("pixels in the header", ["embed", "header.tif", "srgb", "out.tif"], WRONG,

@@ -54,7 +54,7 @@ bool AreOneFile(const std::string& a, const std::string& b) {
   return fs::equivalent(a, b, ignored);
 }
 
-std::string Joined(std::vector<std::string> names) {
+std::string Joined(const std::vector<std::string>& names) {
   std::string joined;
   std::vector<std::string> told;
   for (const std::string& name : names) {
@@ -168,7 +168,7 @@ class Run {
     }
     for (std::size_t i = 0; i < pages.size(); ++i) {
       if (i == main || !pages[i].profile || pages[i].profile == pages[main].profile) continue;
-      notes_.push_back("page " + std::to_string(i + 1) +
+      notes_.push_back(request_.input + ": page " + std::to_string(i + 1) +
                        " has another profile, which is not extracted");
     }
     Write(*pages[main].profile, "extracted");
@@ -263,14 +263,14 @@ class Run {
       return;
     }
     constexpr std::ptrdiff_t kSpaceAt = 16;
-    const std::string space(profile->begin() + kSpaceAt, profile->begin() + kSpaceAt + 4);
-    const std::string shown = space.substr(0, space.find_last_not_of(' ') + 1);
+    std::string space(profile->begin() + kSpaceAt, profile->begin() + kSpaceAt + 4);
+    while (space.ends_with(' ')) space.pop_back();
     const std::size_t main = editor.MainPage();
     for (std::size_t i = 0; i < pages.size(); ++i) {
-      // A mask has no colours.
-      if (pages[i].space == space || (pages[i].isCopy && pages[i].space.empty())) continue;
+      const bool isMask = pages[i].isCopy && pages[i].space.empty();  // of no colours
+      if (isMask || pages[i].FitsProfile(*profile)) continue;
       const std::string what =
-          "holds " + pages[i].kind + ", and the profile is one of " + shown + " colours";
+          "holds " + pages[i].kind + ", and the profile is one of " + space + " colours";
       if (i == main) throw Refusal(Exit::ProfileUnusable, request_.input + ": " + what);
       notes_.push_back(request_.input + ": page " + std::to_string(i + 1) + " stays as it is: it " +
                        what);

@@ -18,8 +18,8 @@ using Bytes = std::vector<unsigned char>;
 
 // ITU-T T.81, table B.1.
 constexpr unsigned kStartOfScan = 0xDA, kEndOfImage = 0xD9, kApplication0 = 0xE0;
-// CIPA DC-007: positions of further pictures in the file.
-constexpr std::string_view kSeveralPicturesMark("MPF\0", 4);
+// CIPA DC-007: where further pictures stand behind the first one.
+constexpr std::string_view kPicturesMark("MPF\0", 4);
 
 // Far above all real files.
 constexpr std::size_t kMostSegments = 1u << 16;
@@ -58,6 +58,45 @@ Bytes ProfileSegments(const Bytes& profile) {
     AppendSegment(segments, kApplication0 + 2, kIccMark, content);
   }
   return segments;
+}
+
+/// Corrects the list of pictures in a file (CIPA DC-007, MP Entry): a size and a position of 32
+/// bits each, which counts from the beginning of the block; 0 for the first picture.
+/// @param growth  bytes that the first picture has become longer by
+/// @param behind  those of them that stand behind the block
+void MovePictures(Bytes& block, std::int64_t growth, std::int64_t behind) {
+  constexpr std::uint16_t kEntries = 0xB002;
+  constexpr std::size_t kEntryBytes = 16, kSizeAt = 4, kPositionAt = 8;
+  const Bytes old = block;
+  const MemoryBytes bytes(old);
+  TiffDirectories directories(bytes);
+  if (directories.isBig()) RefuseDamaged("its list of pictures");
+  const ByteOrder order = directories.order();
+  directories.Read(directories.first());  // finds no fault, or throws
+  const auto add = [&](std::size_t at, std::int64_t more) {
+    constexpr std::int64_t kMost = 0xFFFF'FFFF;
+    const std::int64_t value =
+        static_cast<std::int64_t>(NumberAt(old.data() + at, 4, order)) + more;
+    if (value < 0 || value > kMost) RefuseDamaged("its list of pictures");
+    Bytes number;
+    AppendNumber(number, static_cast<std::uint64_t>(value), 4, order);
+    std::copy(number.begin(), number.end(), block.begin() + static_cast<std::ptrdiff_t>(at));
+  };
+  for (const TiffPatch::Entry& entry :
+       TiffPatch::ReadEntries(bytes, order, false, directories.first())) {
+    if (entry.number != kEntries || entry.count < kEntryBytes || TypeBytes(entry.type) != 1) {
+      continue;
+    }
+    const std::size_t list = NumberAt(entry.word.data(), 4, order);
+    for (std::size_t at = list; at + kEntryBytes <= list + entry.count; at += kEntryBytes) {
+      const bool isFirst = NumberAt(old.data() + at + kPositionAt, 4, order) == 0;
+      if (isFirst) {
+        add(at + kSizeAt, growth);
+      } else {
+        add(at + kPositionAt, behind);
+      }
+    }
+  }
 }
 
 }  // namespace
@@ -152,6 +191,10 @@ void JpegProfile::ReadProfile() {
 std::uint64_t JpegProfile::Write(const Bytes* profile, NamedColors colors, OutputBytes& to,
                                  EditNotes& notes) const {
   const bool isTagged = profile != nullptr;
+  if (isTagged && !pages_[0].FitsProfile(*profile)) {
+    CopyBytes(bytes_, 0, bytes_.size(), to, 0);
+    return bytes_.size();
+  }
   // Where the profile has to be: where it was, or behind JFIF and Exif, which come first.
   std::size_t place = segments_.size();
   std::map<std::size_t, Bytes> replaced;  // segments by other bytes
@@ -159,9 +202,6 @@ std::uint64_t JpegProfile::Write(const Bytes* profile, NamedColors colors, Outpu
   Bytes blocks;
   for (std::size_t i = 0; i < segments_.size(); ++i) {
     const Segment& segment = segments_[i];
-    if (Is(segment, 2, kSeveralPicturesMark)) {
-      RefuseForm("holds several pictures (MPF), whose places in the file would change");
-    }
     if (Is(segment, 2, kIccMark)) {
       place = std::min(place, i);
       replaced[i];
@@ -206,6 +246,27 @@ std::uint64_t JpegProfile::Write(const Bytes* profile, NamedColors colors, Outpu
                                      segments_.begin());
   }
 
+  const Bytes parts = isTagged ? ProfileSegments(*profile) : Bytes();
+  for (std::size_t i = 0; i < segments_.size(); ++i) {
+    if (!Is(segments_[i], 2, kPicturesMark)) continue;
+    Bytes pictures = Content(segments_[i]);
+    pictures.erase(pictures.begin(), pictures.begin() + kPicturesMark.size());
+    replaced[i].clear();
+    AppendSegment(replaced[i], segments_[i].marker, kPicturesMark, pictures);
+    auto all = static_cast<std::int64_t>(parts.size());
+    std::int64_t behind = place > i ? all : 0;
+    for (const auto& [index, by] : replaced) {
+      const std::uint64_t old = segments_[index].end - segments_[index].begin;
+      const std::int64_t growth =
+          static_cast<std::int64_t>(by.size()) - static_cast<std::int64_t>(old);
+      all += growth;
+      if (index > i) behind += growth;
+    }
+    MovePictures(pictures, all, behind);
+    replaced[i].clear();
+    AppendSegment(replaced[i], segments_[i].marker, kPicturesMark, pictures);
+  }
+
   std::uint64_t end = 0;
   const auto copy = [&](std::uint64_t begin, std::uint64_t behind) {
     CopyBytes(bytes_, begin, behind - begin, to, end);
@@ -218,7 +279,7 @@ std::uint64_t JpegProfile::Write(const Bytes* profile, NamedColors colors, Outpu
   };
   copy(0, segments_.empty() ? rest_ : segments_[0].begin);
   for (std::size_t i = 0; i < segments_.size(); ++i) {
-    if (i == place && isTagged) put(ProfileSegments(*profile));
+    if (i == place) put(parts);
     const auto found = replaced.find(i);
     if (found == replaced.end()) {
       copy(segments_[i].begin, segments_[i].end);
@@ -226,7 +287,7 @@ std::uint64_t JpegProfile::Write(const Bytes* profile, NamedColors colors, Outpu
       put(found->second);
     }
   }
-  if (place == segments_.size() && isTagged) put(ProfileSegments(*profile));
+  if (place == segments_.size()) put(parts);
   copy(rest_, bytes_.size());
   return end;
 }

@@ -166,6 +166,10 @@ Bytes PngProfile::Content(const Chunk& chunk) const {
 
 std::uint64_t PngProfile::Write(const Bytes* profile, NamedColors colors, OutputBytes& to,
                                 EditNotes& notes) const {
+  if (profile != nullptr && !pages_[0].FitsProfile(*profile)) {
+    CopyBytes(bytes_, 0, bytes_.size(), to, 0);
+    return bytes_.size();
+  }
   // What PNG says of colours beside a profile; a reader heeds cICP before it.
   constexpr std::string_view kOtherClaims[] = {"cICP", "sRGB", "gAMA", "cHRM"};
   std::uint64_t from = 0, end = 0;  // where copying goes on, and where

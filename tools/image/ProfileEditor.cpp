@@ -29,6 +29,11 @@ std::unique_ptr<ProfileEditor> ProfileEditor::Open(const InputBytes& bytes) {
   throw ImageError(ImageError::Kind::kUnreadable, "not a TIFF, JPEG or PNG file");
 }
 
+bool ProfileEditor::Carrier::FitsProfile(const std::vector<unsigned char>& other) const {
+  constexpr std::ptrdiff_t kSpaceAt = 16;  // ICC.1:2010 7.2
+  return !space.empty() && std::equal(space.begin(), space.end(), other.begin() + kSpaceAt);
+}
+
 std::size_t ProfileEditor::MainPage() const {
   const auto found =
       std::find_if(pages_.begin(), pages_.end(), [](const Carrier& page) { return !page.isCopy; });

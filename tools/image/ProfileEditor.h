@@ -32,6 +32,9 @@ class ProfileEditor {
     std::string space;  ///< data colour space of profiles that fit (ICC.1:2010 7.2.6); empty: none
     std::string kind;   ///< of its colours, for people
     std::optional<std::vector<unsigned char>> profile;
+
+    /// Whether a profile, of at least a header, describes colours of this kind.
+    bool FitsProfile(const std::vector<unsigned char>& other) const;
   };
 
   virtual ~ProfileEditor() = default;
@@ -45,7 +48,7 @@ class ProfileEditor {
   /// The first page that is no copy, or the first one.
   std::size_t MainPage() const;
 
-  /// Writes the file with a profile in each page whose colours it fits; what contradicts it there
+  /// Writes the file with a profile in each page that it fits; what contradicts it there
   /// is taken out or corrected. A null profile: with none in any page, nor in Photoshop's blocks.
   /// @param colors  what the profile describes
   /// @param to      an empty file

@@ -100,6 +100,9 @@ void TiffPatch::Release(const Region& region) {
   const std::vector<unsigned char> zeros(static_cast<std::size_t>(region.end - region.begin));
   write_(region.begin, zeros);
   holes_[region.begin] = region.end;
+  // Each page looks through all of them; files have very many pages.
+  constexpr std::size_t kMostHoles = 64;
+  if (holes_.size() > kMostHoles) holes_.erase(holes_.begin());
 }
 
 std::uint64_t TiffPatch::Allocate(std::uint64_t size) {
@@ -159,9 +162,9 @@ TiffPatch::Placed TiffPatch::Change(std::uint64_t position, const Pointer& point
   if (!IsAlone(old) || size > old.end - old.begin) {
     Release(old);
     place = Allocate(size);
-    if (pointer.size < WordBytes() && place > kMostInLong) {
+    if (pointer.size < 8 && place >> (8 * pointer.size) != 0) {
       throw ImageError(ImageError::Kind::kUnwritable,
-                       "a directory would stand behind 4 GiB, where its pointer does not reach");
+                       "a directory would stand where its pointer does not reach");
     }
     std::vector<unsigned char> number;
     AppendNumber(number, place, pointer.size, order_);

@@ -269,7 +269,7 @@ std::uint64_t TiffProfile::Write(const std::vector<unsigned char>* profile, Name
                     to.Write(at, bytes.data(), bytes.size());
                     to.Check();
                   });
-  std::vector<TiffPatch::Placed> placed;
+  std::vector<std::uint64_t> subPagesAt;  // for each page, where its pointers to them stand
   const unsigned wordBytes = directories_.isBig() ? 8 : 4;
   std::uint64_t chainAt = wordBytes;  // in the header, too, it is the second word
   for (std::size_t i = 0; i < pages_.size(); ++i) {
@@ -278,11 +278,10 @@ std::uint64_t TiffProfile::Write(const std::vector<unsigned char>* profile, Name
     TiffPatch::Pointer pointer = {chainAt, wordBytes};
     if (page.parent) {
       const unsigned size = places_[*page.parent].subWordBytes;
-      pointer = {placed[*page.parent].valueAt.at(tag::kSubIfds) + place.ofParent * size, size};
+      pointer = {subPagesAt[*page.parent] + place.ofParent * size, size};
     }
     TiffPatch::Changes changes;
-    const bool isTagged = profile != nullptr && page.space.size() == 4 &&
-                          std::equal(page.space.begin(), page.space.end(), profile->begin() + 16);
+    const bool isTagged = profile != nullptr && page.FitsProfile(*profile);
     if (isTagged && page.profile != *profile) {
       changes[tag::kIccProfile] = BytesTag(tag::kIccProfile, kUndefined, *profile);
     }
@@ -295,9 +294,12 @@ std::uint64_t TiffProfile::Write(const std::vector<unsigned char>* profile, Name
         }
       }
     }
-    placed.push_back(isTagged ? place.colors.Correct(patch, pointer, colors, changes, notes)
-                              : patch.Change(place.colors.position, pointer, changes));
-    if (!page.parent) chainAt = placed.back().nextAt;
+    const TiffPatch::Placed placed =
+        isTagged ? place.colors.Correct(patch, pointer, colors, std::move(changes), notes)
+                 : patch.Change(place.colors.position, pointer, changes);
+    const auto subPages = placed.valueAt.find(tag::kSubIfds);
+    subPagesAt.push_back(subPages == placed.valueAt.end() ? 0 : subPages->second);
+    if (!page.parent) chainAt = placed.nextAt;
   }
   return patch.End();
 }
