@@ -217,6 +217,19 @@ class Images(Info):
         self.assertEqual((profile["tagCount"], len(profile["tags"])), (count, 10000))
         self.assertEqual(self.info("in.icc")[-1], "    and 3 further tags")
 
+    def test_very_many_profiles(self):
+        """The tags of sixteen are told, those of the others counted."""
+        several(*((samples(8), {"extratags": [(34675, 7, len(data), data, True)]})
+                  for data in (profiles.profile([(b"desc", text_tag(f"Number {i}")),
+                                                 (b"A2B0", profiles.lut16(points=2))])
+                               for i in range(18))))(self.path("in.tif"))
+        told = self.image("in.tif")["profiles"]
+        self.assertEqual([profile["description"] for profile in told],
+                         [f"Number {i}" for i in range(18)])
+        self.assertEqual([(profile["tagCount"], len(profile["tags"])) for profile in told],
+                         [(2, 2)] * 16 + [(2, 0)] * 2)
+        self.assertEqual(self.info("in.tif")[-1], "      and 2 further tags")
+
     def test_resolution_and_orientation_of_other_formats(self):
         exif = PIL.Image.Exif()
         exif[274] = 6

@@ -115,7 +115,11 @@ class ImageTeller {
                                     [&](const Embedded& known) { return known.bytes == bytes; });
     const auto index = static_cast<std::size_t>(found - profiles_.begin());
     if (found == profiles_.end()) {
+      // Files that have more are made to take memory: profiles may share their bytes.
+      constexpr std::size_t kMostWithTags = 16;
       profiles_.push_back({bytes, FactsOfProfile(bytes)});
+      Json& facts = profiles_.back().told.facts;
+      if (index >= kMostWithTags && !facts.is_null()) facts["tags"] = Json::array();
     }
     return index;
   }
