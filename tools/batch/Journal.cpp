@@ -24,9 +24,17 @@ Json RecordOf(std::string_view line) {
   return record.is_object() ? record : Json();
 }
 
+Json BriefRecordOf(std::string_view line) {
+  // Inside a text, a quotation mark has a backslash before it.
+  const std::size_t end = line.find(R"(,"exit":)");
+  if (end == std::string_view::npos || !line.ends_with('}')) return RecordOf(line);
+  return RecordOf(std::string(line.substr(0, end)) + "}");
+}
+
 }  // namespace
 
-std::uint64_t ReadLines(int fd, const std::function<void(std::uint64_t, const Json&)>& each) {
+std::uint64_t ReadLines(int fd, bool isBrief,
+                        const std::function<void(std::uint64_t, const Json&)>& each) {
   std::string waiting;  // a line whose end has not been read
   std::vector<char> block(kBlockBytes);
   std::uint64_t lineAt = 0;
@@ -40,7 +48,7 @@ std::uint64_t ReadLines(int fd, const std::function<void(std::uint64_t, const Js
     for (std::size_t end; (end = rest.find('\n')) != std::string_view::npos;) {
       waiting.append(rest.substr(0, end));
       rest.remove_prefix(end + 1);
-      each(lineAt, RecordOf(waiting));
+      each(lineAt, isBrief ? BriefRecordOf(waiting) : RecordOf(waiting));
       lineAt += waiting.size() + 1;
       waiting.clear();
     }
@@ -86,8 +94,8 @@ Journal::Journal(const std::string& path, const std::string& settings, bool isDr
   }
   CheckBeginning();
   try {
-    size_ =
-        ReadLines(fd_, [&](std::uint64_t at, const Json& record) { Learn(at, record, settings); });
+    size_ = ReadLines(fd_, true,
+                      [&](std::uint64_t at, const Json& record) { Learn(at, record, settings); });
   } catch (const std::system_error& error) {
     Fail(error.code().message());
   }

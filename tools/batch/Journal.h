@@ -17,10 +17,14 @@ constexpr const char* kJournalSchema = "kxcms-journal-1";
 
 /// Reads the lines of a journal one by one, in memory of one line. The record of a line that is no
 /// JSON object is null; what stands behind the last end of a line is not read.
-/// @param each  receives where the line begins, and its record
+/// @param isBrief  records of files have only what stands before "exit", for a fraction of the
+/// time:
+///                 "type", "file", "target" and "status"; the rest of the line is not looked at
+/// @param each     receives where the line begins, and its record
 /// @return where the last whole line ends
 /// @throw std::system_error  it cannot be read
-std::uint64_t ReadLines(int fd, const std::function<void(std::uint64_t, const Json&)>& each);
+std::uint64_t ReadLines(int fd, bool isBrief,
+                        const std::function<void(std::uint64_t, const Json&)>& each);
 
 /// The record of the line that begins there; null if it cannot be read or is none.
 Json ReadLine(int fd, std::uint64_t at);

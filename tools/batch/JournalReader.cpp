@@ -28,7 +28,7 @@ JournalReader::JournalReader(const std::string& path) : path_(path), stream_(Ope
     }
   };
   try {
-    ReadLines(fileno(stream_.get()), learn);
+    ReadLines(fileno(stream_.get()), false, learn);
   } catch (const std::system_error& error) {
     throw Refusal(Exit::InputUnreadable, path + ": " + error.code().message());
   }
