@@ -92,8 +92,8 @@ check_contents() {
   has libkxcms-dev usr/share/man/man3/kxp_convert.3.gz
   has libkxcms-dev usr/share/man/man3/KX_Icc_SetProfile.3.gz
   has kxcms-tools usr/bin/kxcms
-  for name in kxcms kxcms-{batch,certificate,check,compare,convert,info,journal,probe,profile,report,selftest,verify}; do
-    has kxcms-tools "usr/share/man/man1/$name.1.gz"
+  for name in "$(dirname "${BASH_SOURCE[0]}")"/../../man/*.1.scd; do
+    has kxcms-tools "usr/share/man/man1/$(basename "$name" .scd).gz"
   done
   has kxcms-tools usr/share/bash-completion/completions/kxcms
   has kxcms-tools usr/share/zsh/vendor-completions/_kxcms

@@ -15,13 +15,17 @@ fail() {
   exit 1
 }
 major="${KXCMS_VERSION%%.*}"
-for path in bin/kxcms include/kxcms/{kxcms,pipeline}.h share/man/man1/{kxcms,kxcms-convert}.1.gz \
+for path in bin/kxcms include/kxcms/{kxcms,pipeline}.h share/man/man1/kxcms.1.gz \
   share/bash-completion/completions/kxcms \
   share/kxcms/journal.schema.json \
   share/man/man3/{kxcms,kxcms-pipeline}.3.gz \
   "$KXCMS_LIBDIR"/{libKXCMS.so,libKXPipeline.so,cmake/KXCMS/KXCMSConfig.cmake} \
   "$KXCMS_LIBDIR"/pkgconfig/{kxcms,kxcms-pipeline}.pc; do
   [[ -e "$path" ]] || fail "$path is not installed"
+done
+for page in "$KXCMS_SOURCE"/man/*.1.scd; do
+  page="$(basename "$page" .scd)"
+  [[ -e "share/man/man1/$page.gz" ]] || fail "$page is not installed"
 done
 # zsh looks elsewhere for what packages bring than for what people install.
 [[ -e share/zsh/site-functions/_kxcms || -e share/zsh/vendor-completions/_kxcms ]] ||

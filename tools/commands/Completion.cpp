@@ -63,8 +63,11 @@ Values ValuesOf(const std::string& command, const std::string& name, const CLI::
   if (found != kWords.end()) return {found->second, false};
   if (name == "--profile" || name == "--assume") return {ImageSpaces(), true};
   if (name == "--tag") return {With(ImageSpaces(), {"auto", "none"}), true};
-  if (name == "--to" && (command == "report" || command == "probe")) return {ReportSpaces(), false};
-  if (name == "--to") return {ImageSpaces(), true};
+  if (name == "--to") {
+    const bool isOfReport = command == "report" || command == "probe";
+    const bool areFiles = option.get_description().find("profile") != std::string::npos;
+    return {isOfReport ? ReportSpaces() : ImageSpaces(), areFiles};
+  }
   if (command == "profile make" && name == "SPACE") return {AllSpaces(), true};
   if (command == "profile embed" && name == "PROFILE") return {ImageSpaces(), true};
   return {{}, option.get_type_name().find("TEXT") != std::string::npos};
@@ -115,8 +118,7 @@ std::string Below(const std::string& path, const CLI::App& app) {
 void AppendBashCommands(const CLI::App& app, const std::string& path, std::string& text) {
   for (const CLI::App* const sub : CommandsOf(app)) {
     const std::string below = Below(path, *sub);
-    text += "      \"" + path + (path.empty() ? " " : " ") + sub->get_name() + "\") command=\"" +
-            below + "\" ;;\n";
+    text += "      \"" + path + " " + sub->get_name() + "\") command=\"" + below + "\" ;;\n";
     AppendBashCommands(*sub, below, text);
   }
 }
