@@ -72,12 +72,12 @@ def convert(data, profile, to="srgb", intent=PERCEPTUAL, flags=0, fixed=False, d
     return result
 
 
-def profile_of(space):
+def profile_of(space, version=0):
     """@return the bytes that describe a built-in space."""
     profile, size = _profile(space), ctypes.c_size_t()
-    _call("kxp_profile_write", profile, 0, None, ctypes.c_size_t(0), ctypes.byref(size), None)
+    _call("kxp_profile_write", profile, version, None, ctypes.c_size_t(0), ctypes.byref(size), None)
     room = ctypes.create_string_buffer(size.value)
-    _call("kxp_profile_write", profile, 0, room, size, ctypes.byref(size), None)
+    _call("kxp_profile_write", profile, version, room, size, ctypes.byref(size), None)
     _LIBRARY.kxp_profile_release(profile)
     return room.raw
 
