@@ -7,6 +7,7 @@ Environment: KXCMS (the command), KXCMS_FAULTS (the library that kills at a call
 import hashlib
 import json
 import os
+import random
 import shutil
 import signal
 import subprocess
@@ -112,6 +113,13 @@ class Batch(unittest.TestCase):
         """{file: status}, as the last line of each says."""
         return {line["file"]: line["status"] for line in self.results(journal)}
 
+    def wait_for(self, condition):
+        for _ in range(600):
+            if condition():
+                return
+            time.sleep(0.05)
+        self.fail("nothing happened for half a minute")
+
     def records(self, journal="j.jsonl"):
         """The set of results without what differs between any two runs."""
         found = set()
@@ -174,12 +182,17 @@ class Usage(Batch):
             ("a file as folder", ["--from", "scan.icc"], UNREADABLE, "scan.icc: is no folder"),
             ("no profile", ["--from", "in", "--profile", "no.icc"], PROFILE, None),
             ("no space", ["--from", "in", "--to", "adobe"], USAGE, None),
+            ("results among the images", ["--from", "in", "--to-dir", "./in"], USAGE,
+             "--to-dir is --from: results would be taken for images"),
+            ("no list", ["--list", "nowhere"], UNREADABLE, "nowhere: No such file or directory"),
             ("no table", ["--from", "in", "--profile-map", "map.tsv"], USAGE,
              "map.tsv: line 1 is no pattern, tabulator and profile"),
         ]
         for what, arguments, status, line in rows:
             with self.subTest(what):
-                done = self.run_command("batch", *arguments, "--to-dir", "out")
+                if "--to-dir" not in arguments:
+                    arguments = [*arguments, "--to-dir", "out"]
+                done = self.run_command("batch", *arguments)
                 self.assertEqual((done.returncode, done.stdout), (status, b""))
                 self.assertRegex(done.stderr.decode(), r"\Akxcms: [^\n]+\n\Z")
                 if line:
@@ -424,6 +437,22 @@ class Names(Batch):
                                 for line in self.results()),
                          [("done", None), ("refused", "same-target")])
 
+    def test_an_input_is_never_its_own_output(self):
+        self.scans(2)
+        before = self.files("in")
+        os.mkdir(self.path("out"))
+        os.link(self.path("in/0.tif"), self.path("out/0.tif"))
+        self.write("list", b"0.tif\nsub/1.tif\n")
+        self.batch("--from", "in", "--list", "list", "--to-dir", "./in/../in", "--exists", "replace",
+                   "--journal", "k.jsonl", common=["batch", "--profile", "scan.icc", "--quiet"],
+                   status=SOME_FAILED)
+        self.batch("--exists", "replace", status=SOME_FAILED)
+        self.assertEqual(self.last("k.jsonl"), {"0.tif": "refused", "sub/1.tif": "refused"})
+        self.assertEqual({line["reason"]["code"] for line in self.results("k.jsonl")},
+                         {"same-file"})
+        self.assertEqual(self.last(), {"0.tif": "refused", "sub/1.tif": "done"})
+        self.assertEqual(self.files("in"), before)
+
     def test_results_below_the_inputs(self):
         self.scans(2)
         common = ["batch", "--from", "in", "--to-dir", "in/out", "--journal", "j.jsonl",
@@ -533,10 +562,9 @@ class Resume(Batch):
                 self.batch(*more)
                 lines = self.lines()[before:]
                 self.assertEqual(lines[0]["type"], "header")
-                self.assertEqual([line["file"] for line in lines if line.get("status") == "begun"],
-                                 [line["file"] for line in lines if line.get("status") == "done"])
-                self.assertEqual(sorted(line["file"] for line in lines
-                                        if line.get("status") == "done"), sorted(again))
+                for status in ("begun", "done"):
+                    self.assertEqual(sorted(line["file"] for line in lines
+                                            if line.get("status") == status), again)
 
     def test_failed_files_are_tried_again(self):
         self.scans(2)
@@ -612,13 +640,6 @@ class Resume(Batch):
         self.batch()
         self.assertEqual(len(self.files()), 3)
 
-    def wait_for(self, condition):
-        for _ in range(600):
-            if condition():
-                return
-            time.sleep(0.05)
-        self.fail("nothing happened for half a minute")
-
     def test_signals(self):
         for sent in (signal.SIGTERM, signal.SIGINT):
             with self.subTest(sent):
@@ -686,6 +707,53 @@ class Killed(Batch):
                     self.assertIn(done.returncode, (DONE, WRITE, SOME_FAILED, STOPPED))
                     self.batch()
                     self.assertEqual(self.files(), right)
+
+
+    def test_killed_at_any_moment(self):
+        """Several threads, killed again and again until nothing is left to do."""
+        for i in range(150):
+            self.write(f"in/{i % 7}/{i}.tif", tiff(width=20 + i, length=20))
+        self.write("in/bad.tif", OLD)
+        self.batch("--jobs", "4", status=SOME_FAILED)
+        right, records = self.files(), self.records()
+        shutil.rmtree(self.path("out"))
+        os.remove(self.path("j.jsonl"))
+        delay = random.Random(1)
+        kills = 0
+        while True:
+            running = subprocess.Popen([KXCMS, *self.COMMON, "--jobs", "4"], cwd=self.folder,
+                                       stderr=subprocess.DEVNULL)
+            try:
+                status = running.wait(delay.uniform(0.005, 0.06) if kills < 40 else 60)
+            except subprocess.TimeoutExpired:
+                running.kill()
+                status = running.wait()
+            if status != -signal.SIGKILL:
+                break
+            kills += 1
+        self.assertEqual(status, SOME_FAILED)
+        self.assertGreater(kills, 0)
+        self.assertEqual(self.files(), right)
+        self.assertEqual(self.records(), records)
+
+    def test_a_second_signal_gives_up(self):
+        """The file at hand is undone: its temporary file goes, which has a name here."""
+        self.write("in/0.tif", tiff(width=8, length=8))
+        rng = numpy.random.default_rng(1)
+        tifffile.imwrite(self.name("in/big.tif"), rng.integers(0, 256, (3000, 3000, 3), "u1"),
+                         photometric="rgb")
+        running = subprocess.Popen(
+            [KXCMS, *self.COMMON, "--compress", "deflate"], cwd=self.folder, stderr=subprocess.PIPE,
+            env={**os.environ, "LD_PRELOAD": FAULTS, "KXCMS_NO_UNNAMED": "1"})
+        self.wait_for(lambda: "0.tif" in self.files() and len(self.files()) == 2)
+        running.send_signal(signal.SIGTERM)
+        time.sleep(0.1)
+        running.send_signal(signal.SIGTERM)
+        running.communicate(timeout=60)
+        self.assertEqual(running.returncode, STOPPED)
+        self.assertEqual(list(self.files()), ["0.tif"])
+        self.batch("--compress", "deflate")
+        self.assertEqual(sorted(self.files()), ["0.tif", "big.tif"])
 
 
 class FullDisk(Batch):

@@ -152,6 +152,7 @@ class FileJob {
                          file_.source + ": another input has the output " + output_);
     }
     wasFailed_ = known.isFailed;
+    RefuseOwnOutput();
     const Json done = known.done != 0 ? context_.journal.Line(known.done) : Json();
     if (known.isDoneAlike && IsDone(done)) return {FileResult::Kind::kDoneBefore, ""};
     const Json begun = known.begun != 0 ? context_.journal.Line(known.begun) : Json();
@@ -165,6 +166,16 @@ class FileJob {
                          "cannot write " + output_ + ": it exists");
     }
     return Convert();
+  }
+
+  /// What was converted once would be taken for an input that has changed, and be converted again.
+  void RefuseOwnOutput() const {
+    struct stat input, output;
+    if (stat(file_.source.c_str(), &input) == 0 && stat(output_.c_str(), &output) == 0 &&
+        input.st_dev == output.st_dev && input.st_ino == output.st_ino) {
+      throw CodedRefusal(Exit::WriteFailed, "refused", "same-file",
+                         "cannot write " + output_ + ": it is the input");
+    }
   }
 
   bool IsOfThisFile(const Json& line) const {

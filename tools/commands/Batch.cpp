@@ -59,10 +59,11 @@ constexpr int kMostJobs = 1024;
 
 // How often the batch was asked to stop: after once it finishes the files at hand, after twice it
 // gives them up.
-volatile std::sig_atomic_t gStopSignals = 0;
+std::atomic<int> gStopSignals = 0;
+static_assert(std::atomic<int>::is_always_lock_free);  // so that a handler may count
 
 void CountSignal(int) {
-  if (gStopSignals < 2) gStopSignals = gStopSignals + 1;
+  ++gStopSignals;
 }
 
 /// While it lives, SIGINT and SIGTERM are counted instead of killing, on the thread that made it.
@@ -370,6 +371,11 @@ class FileSource {
     }
     if (!request.from.empty() && !S_ISDIR(status.st_mode)) {
       throw Refusal(Exit::InputUnreadable, base_ + ": is no folder");
+    }
+    if (!request.list.empty() && request.list != "-") OpenInput(request.list);
+    std::error_code ignored;
+    if (request.list.empty() && fs::equivalent(base_, request.toDir, ignored)) {
+      RefuseUsage("--to-dir is --from: results would be taken for images");
     }
   }
 
