@@ -590,6 +590,20 @@ class Resume(Batch):
                 self.assertEqual(self.last(), {"0.tif": record, "sub/1.tif": "done"})
                 self.assertEqual(self.read("out/0.tif") == OLD, kept)
 
+    def test_an_output_that_somebody_made_meanwhile(self):
+        """What was only begun is nobody's claim to the name: it may have been another's since."""
+        self.scans(1)
+        self.batch("--jobs", "1")
+        lines = self.read("j.jsonl").splitlines(keepends=True)
+        self.write("j.jsonl", b"".join(lines[:-1]))
+        self.write("out/0.tif", OLD)
+        self.batch(status=SOME_FAILED)
+        self.assertEqual(self.read("out/0.tif"), OLD)
+        self.assertEqual(self.last(), {"0.tif": "refused"})
+        os.remove(self.path("out/0.tif"))
+        self.batch()
+        self.assertEqual(self.last(), {"0.tif": "done"})
+
     def test_torn_lines(self):
         """A journal cut anywhere in its last lines: the set of records is that of one run."""
         self.scans(2)
@@ -622,7 +636,13 @@ class Resume(Batch):
                 self.assertEqual(self.files(), {})
         os.remove(self.path("j.jsonl"))
         os.mkdir(self.path("j.jsonl"))
-        self.batch(status=WRITE)
+        for what, journal in [("a folder", "j.jsonl"), ("in no folder", "nowhere/j"),
+                              ("a device", "/dev/full")]:
+            with self.subTest(what):
+                done = self.batch("--journal", journal, status=WRITE, common=[
+                    "batch", "--from", "in", "--to-dir", "out", "--profile", "scan.icc"])
+                self.assertRegex(done.stderr.decode(), r"\Akxcms: journal [^\n]+\n\Z")
+                self.assertEqual(self.files(), {})
 
     def test_a_second_batch_is_refused(self):
         self.scans(3)
@@ -707,7 +727,34 @@ class Killed(Batch):
                     self.assertIn(done.returncode, (DONE, WRITE, SOME_FAILED, STOPPED))
                     self.batch()
                     self.assertEqual(self.files(), right)
+                    self.assertEqual(self.last(), {"0.tif": "done", "sub/1.tif": "done"})
 
+
+    def test_durable(self):
+        """Outputs and lines are forced to the disk in the order that docs/batch.md tells."""
+        self.scans(2)
+        arguments = [KXCMS, *self.COMMON, "--jobs", "1", "--durable"]
+        environment = {**os.environ, "LD_PRELOAD": FAULTS,
+                       "KXCMS_FAULT_REPORT": os.path.join(self.folder, "calls")}
+        done = subprocess.run(arguments, cwd=self.folder, env={
+            **environment, "KXCMS_FAULT": "sync:0:once"})
+        self.assertEqual(done.returncode, DONE)
+        # The folders above two new ones, that of the journal, and the header; of each file begun, the
+        # output, its folder, and the result.
+        count = int(self.read("calls"))
+        self.assertEqual(count, 2 + 1 + 1 + 2 * 4)
+        right = self.files()
+        for nth in range(1, count + 1):
+            with self.subTest(nth=nth):
+                shutil.rmtree(self.path("out"))
+                os.remove(self.path("j.jsonl"))
+                done = subprocess.run(arguments, cwd=self.folder, stderr=subprocess.DEVNULL, env={
+                    **environment, "KXCMS_FAULT": f"sync:{nth}:once"})
+                self.assertIn(done.returncode, (WRITE, SOME_FAILED))
+                # Also where the output has got its name, and only its folder may not be on the disk.
+                self.batch("--durable")
+                self.assertEqual(self.files(), right)
+                self.assertEqual(self.last(), {"0.tif": "done", "sub/1.tif": "done"})
 
     def test_killed_at_any_moment(self):
         """Several threads, killed again and again until nothing is left to do."""

@@ -15,6 +15,7 @@
 #include "tools/OutputFile.h"
 #include "tools/Refusal.h"
 #include "tools/Sha256.h"
+#include "tools/batch/Folders.h"
 #include "tools/batch/Quarantine.h"
 #include "tools/commands/Conversion.h"
 
@@ -157,7 +158,7 @@ class FileJob {
     if (known.isDoneAlike && IsDone(done)) return {FileResult::Kind::kDoneBefore, ""};
     const Json begun = known.begun != 0 ? context_.journal.Line(known.begun) : Json();
     if (known.isBegunAlike && IsComplete(begun)) return Finish(begun);
-    const bool isOurs = IsOfThisFile(done) || IsOfThisFile(begun);
+    const bool isOurs = IsOfThisFile(done);
     struct stat status;
     const bool exists = lstat(output_.c_str(), &status) == 0;
     if (exists && !isOurs && context_.settings.request.exists != ConvertRequest::Exists::kReplace) {
@@ -233,7 +234,12 @@ class FileJob {
   }
 
   FileResult Failed(const Refusal& refusal, const char* status, const char* code) {
+    record_["type"] = "result";
     record_["status"] = status;
+    // What was written down of an output that did not get its name is nothing to rely on.
+    for (const char* key : {"size", "mtime", "sha256", "pixel_sha256", "icc_sha256"}) {
+      record_["output"][key] = nullptr;
+    }
     record_["exit"] = static_cast<int>(refusal.status);
     record_["reason"] = {{"code", code}, {"text", refusal.what()}};
     struct stat input;
@@ -308,9 +314,8 @@ class FileJob {
   }
 
   void MakeFolder() const {
-    const fs::path folder = fs::path(output_).parent_path();
-    std::error_code failed;
-    fs::create_directories(folder, failed);
+    const std::error_code failed =
+        MakeFolders(fs::path(output_).parent_path().string(), context_.settings.request.isDurable);
     if (failed) {
       throw Refusal(Exit::WriteFailed, "cannot write " + output_ + ": " + failed.message(),
                     failed.value());

@@ -7,10 +7,12 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 #include <system_error>
 
 #include "tools/Sha256.h"
+#include "tools/batch/Folders.h"
 
 namespace kxcms::batch {
 
@@ -105,6 +107,13 @@ Journal::Journal(const std::string& path, const std::string& settings, bool isDr
       ftruncate(fd_, static_cast<off_t>(size_)) != 0) {
     Fail(std::strerror(errno));
   }
+  if (isDurable_) {
+    // A journal that is new has to be there after a power loss too.
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    if (const std::error_code failed = SyncFolder(folder.empty() ? "." : folder)) {
+      Fail(failed.message());
+    }
+  }
 }
 
 Journal::~Journal() {
@@ -141,9 +150,9 @@ void Journal::Learn(std::uint64_t at, const Json& record, const std::string& set
     return;
   }
   const std::string status = StringIn(record, "status");
-  known.begun = 0;
   known.isFailed = status == "failed" || status == "refused" ? 1 : 0;
   if (status == "done") {
+    known.begun = 0;
     known.done = at;
     known.isDoneAlike = isAlike_ ? 1 : 0;
   }

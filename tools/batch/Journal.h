@@ -42,7 +42,8 @@ struct Known {
   std::uint64_t isDoneAlike : 1 = 0;  ///< that was written under the same settings
   std::uint64_t isFailed : 1 = 0;     ///< the last line says failed or refused
   std::uint64_t isClaimed : 1 = 0;    ///< a file of this run has this output
-  std::uint64_t begun : 63 = 0;       ///< the last line, if it says begun: no result follows it
+  std::uint64_t begun : 63 =
+      0;  ///< the last line that says begun, unless one that says done follows
   std::uint64_t isBegunAlike : 1 = 0;
 };
 

@@ -11,6 +11,7 @@
 #include "tools/InputFile.h"
 #include "tools/OutputFile.h"
 #include "tools/Refusal.h"
+#include "tools/batch/Folders.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/OutputBytes.h"
 
@@ -58,8 +59,7 @@ void PutIntoQuarantine(const std::string& folder, const ListedFile& file,
                        const std::string& record) {
   const std::string place = PlaceOf(folder, file);
   if (place.empty()) return;
-  std::error_code failed;
-  fs::create_directories(fs::path(place).parent_path(), failed);
+  std::error_code failed = MakeFolders(fs::path(place).parent_path().string(), false);
   if (failed) {
     throw Refusal(Exit::WriteFailed, "cannot write " + place + ": " + failed.message());
   }

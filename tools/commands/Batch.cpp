@@ -33,6 +33,7 @@
 #include "tools/batch/BatchSettings.h"
 #include "tools/batch/FileJob.h"
 #include "tools/batch/FileList.h"
+#include "tools/batch/Folders.h"
 #include "tools/batch/Journal.h"
 #include "tools/commands/Words.h"
 
@@ -344,9 +345,8 @@ std::string JournalPath(const BatchRequest& request, const Shard& shard) {
   return JoinedPath(request.toDir, "kxcms-journal" + part + ".jsonl");
 }
 
-void MakeFolder(const std::string& path) {
-  std::error_code failed;
-  fs::create_directories(path, failed);
+void MakeFolder(const std::string& path, bool isDurable) {
+  const std::error_code failed = MakeFolders(path, isDurable);
   if (failed) throw Refusal(Exit::WriteFailed, "cannot write " + path + ": " + failed.message());
 }
 
@@ -496,7 +496,7 @@ Exit RunBatch(const BatchRequest& request) {
   const Json settingsJson = JsonOf(settings, colors);
 
   StopSignals signals;
-  if (!request.isDryRun) MakeFolder(request.toDir);
+  if (!request.isDryRun) MakeFolder(request.toDir, settings.request.isDurable);
   std::optional<Journal> journal;
   try {
     journal.emplace(JournalPath(request, shard), DigestOf(settingsJson), request.isDryRun,

@@ -1,0 +1,18 @@
+#ifndef KXCMS_TOOLS_BATCH_FOLDERS_H
+#define KXCMS_TOOLS_BATCH_FOLDERS_H
+
+#include <string>
+#include <system_error>
+
+namespace kxcms::batch {
+
+/// Makes a folder and those above it that are not there.
+/// @param isDurable  forces the entries of the new ones to the disk
+std::error_code MakeFolders(const std::string& path, bool isDurable);
+
+/// Forces the entries of a folder to the disk.
+std::error_code SyncFolder(const std::string& path);
+
+}  // namespace kxcms::batch
+
+#endif
