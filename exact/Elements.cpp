@@ -120,26 +120,21 @@ std::vector<double> Landmarks(const Curve& curve) {
   return values;
 }
 
-// 1 for a rising curve, -1 for a falling one.
-double DirectionOf(const Curve& curve) {
-  return Evaluate(curve, 0) < Evaluate(curve, 1) ? 1 : -1;
-}
-
 // Narrower than any part of a curve that matters.
 bool IsFlatAtZero(const Curve& curve) {
   return Evaluate(curve, 0) == Evaluate(curve, 1.0 / 65536);
 }
 
-double Inverse(const IdentityCurve&, double y) {
+// Of a curve whose values rise (direction 1) or fall (-1), for a y among them.
+double Inverse(const IdentityCurve&, double y, double) {
   return y;
 }
 
-double Inverse(const GammaCurve& curve, double y) {
+double Inverse(const GammaCurve& curve, double y, double) {
   return std::pow(y, 1 / curve.gamma);
 }
 
-double Inverse(const SampledCurve& curve, double y) {
-  const double direction = DirectionOf(curve);
+double Inverse(const SampledCurve& curve, double y, double direction) {
   const auto fallsShort = [&](double value) {
     return direction * value / curve.maximum < direction * y;
   };
@@ -151,8 +146,16 @@ double Inverse(const SampledCurve& curve, double y) {
          static_cast<double>(curve.values.size() - 1);
 }
 
-double Inverse(const ParametricCurve& curve, double y) {
-  const double direction = DirectionOf(curve);
+// Where the formula of a parametric curve gives y, but for rounding, if it is the power, or the
+// line before it. May be anything, not a number too, where it is not.
+double Guess(const ParametricCurve& p, double y, bool isPower) {
+  if (!isPower) return (y - (p.function == 4 ? p.f : 0)) / p.c;
+  const double added = p.function == 2 ? p.c : p.function == 4 ? p.e : 0;
+  const double base = std::pow(y - added, 1 / p.g);
+  return p.function == 0 ? base : (base - p.b) / p.a;
+}
+
+double Inverse(const ParametricCurve& curve, double y, double direction) {
   const auto reaches = [&](double x) { return direction * Evaluate(curve, x) >= direction * y; };
   for (const auto& [from, to] : StretchesOf(curve)) {
     if (reaches(from)) return from;
@@ -160,6 +163,12 @@ double Inverse(const ParametricCurve& curve, double y) {
     // Bisection, until no number lies between the last x that does not reach y and the first that
     // does.
     double low = from, high = to;
+    // A guess spares most of it, and cannot harm: both its sides are looked at.
+    constexpr double kNear = 1e-14;
+    const double guess = Guess(curve, y, to >= BreakOf(curve));
+    for (const double x : {guess - kNear, guess + kNear}) {
+      if (low < x && x < high) (reaches(x) ? high : low) = x;
+    }
     for (double middle = (low + high) / 2; low < middle && middle < high;
          middle = (low + high) / 2) {
       (reaches(middle) ? high : low) = middle;
@@ -203,7 +212,8 @@ double EvaluateInverse(const Curve& curve, double y) {
   const double first = Evaluate(curve, 0), last = Evaluate(curve, 1);
   if (std::abs(y - first) <= kBlackNoise && IsFlatAtZero(curve)) return 0;
   const double reached = std::clamp(y, std::min(first, last), std::max(first, last));
-  return std::visit([reached](const auto& form) { return Inverse(form, reached); }, curve);
+  const double direction = first < last ? 1 : -1;
+  return std::visit([&](const auto& form) { return Inverse(form, reached, direction); }, curve);
 }
 
 // ---- Grids and matrices -------------------------------------------------------------------------

@@ -536,6 +536,25 @@ class Charts(Reporting):
         found = json.loads(self.read("page.json"))["profiles"][0]["charts"][0]
         self.assertAlmostEqual(found["difference"]["mean"], expected, delta=1e-6)
 
+    def test_damage(self):
+        """Whatever the bytes are, there is a page, or one line."""
+        dice = random.Random(8)
+        sound = chart([([n / 9, n / 10, n / 11], [10 * n, n, -n]) for n in range(9)])
+        words = sound.split()
+        for n in range(60):
+            content = bytearray(sound)
+            for _ in range(dice.randint(1, 3)):
+                at = dice.randrange(len(content))
+                content[at:at + dice.choice((0, 1, 1, 40))] = dice.choice(
+                    (b"", b'"', b"#", b"\0", b"\xff", b" ", b"1e999", dice.choice(words)))
+            self.write("bad.ti3", content)
+            with self.subTest(n):
+                done = self.run_command("report", "scan.icc", "--chart", "bad.ti3", "-o", "out.html")
+                self.assertIn(done.returncode, (0, UNREADABLE), done.stderr)
+                self.assertEqual(done.stderr.count(b"\n"), 1 if done.returncode else 0)
+                if done.returncode == 0:
+                    ElementTree.parse(self.path("out.html"))
+
     def test_refused(self):
         self.write("page.html", OLD)
         sound = chart([([0.1, 0.2, 0.3], [20, 1, 2]), ([0.5, 0.5, 0.5], [50, 0, 0])])
