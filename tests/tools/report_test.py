@@ -816,7 +816,7 @@ class Pictures(Reporting):
         """@return {plot: [(x, y, colour)]}: where lines pass through, of greys by icclu"""
         greys = self.icclu(profile, [[n / 255] * 3 for n in range(256)])
         curves = found["inputCurves"]["curves"]
-        return {
+        points = {
             "neutral-lightness": [(n, greys[n][0], self.GREY) for n in (60, 128, 200)],
             "neutral-tint": [(n, greys[n][1], self.RED) for n in (60, 128, 200)]
             + [(n, greys[n][2], self.BLUE) for n in (60, 128, 200)],
@@ -824,7 +824,22 @@ class Pictures(Reporting):
             "accuracy": [(math.log10(found["precise"]["bits8"]["shares"][50]), 50, self.VIOLET)],
             # The lightest colour of a hue is the device's white.
             "gamut-hue": [(0, 100, self.VIOLET)],
+            "grid": [(math.log10(found["grid"]["spacingShares"][2][50]), 50, self.BLUE)],
         }
+        if found["compared"]:
+            shares = found["compared"]["difference"]["shares"]
+            points["compared"] = [(math.log10(shares[n]), n, self.VIOLET) for n in (30, 70)]
+        for chart in found["charts"]:
+            points["chart"] = [(100 * (n + 0.5) / chart["count"], chart["patches"][n]["difference"],
+                                self.VIOLET) for n in (0, 20, 60)]
+        for image in found["images"]:
+            for plot, counts in (("histogram-before", image["channels"][2]["before"]),
+                                 ("histogram-after", image["channels"][2]["after"])):
+                levels = [n for n in range(10, 245, 30) if counts[n]]
+                self.assertGreater(len(levels), 3)
+                points[plot] = [(n, math.log10(counts[n] / image["width"] / image["height"]),
+                                 self.BLUE) for n in levels]
+        return points
 
     def expect_color(self, picture, at, color, near=2):
         """Some pixel around a place has the colour, about."""
@@ -843,7 +858,7 @@ class Plots(Pictures):
         """{name: list of SVG elements}"""
         found = {}
         for svg in self.page().iter(SVG + "svg"):
-            if svg.get("class"):
+            if (svg.get("class") or "").startswith("plot "):
                 found.setdefault(svg.get("class").split()[1], []).append(svg)
         return found
 
@@ -874,13 +889,17 @@ class Plots(Pictures):
 
     @needs("rsvg-convert")
     def test_axes_and_curves(self):
-        document = self.report(self.sample())
-        found = document["profiles"][0]
+        self.sample()
+        self.write("chart.ti3", chart([([n / 90, n * n / 8100, (90 - n) / 90], [n, 40 - n, n - 30])
+                                       for n in range(90)]))
+        found = self.profile("scanner.icc", ("--image", "scan-8.tif", "--chart", "chart.ti3",
+                                             "--compare", ADOBE))
         plots = self.plots()
         self.assertEqual({name: len(svgs) for name, svgs in plots.items()},
                          {"input-curves": 1, "output-curves": 1, "neutral-lightness": 1,
                           "neutral-tint": 1, "tone": 1, "gamut-lightness": 3, "gamut-hue": 6,
-                          "grid": 1, "accuracy": 1, "intents": 1})
+                          "grid": 1, "accuracy": 1, "intents": 1, "compared": 1, "chart": 1,
+                          "chart-accuracy": 1, "histogram-before": 1, "histogram-after": 1})
         for name, svgs in plots.items():
             for svg in svgs:
                 with self.subTest(name):

@@ -20,6 +20,8 @@ namespace {
 
 constexpr std::size_t kGridLevels = 24;
 constexpr std::size_t kSurfaceSteps = 40;
+// Of a device with linear values, shadows take a small part of these steps.
+constexpr std::size_t kVolumeSteps = 128;
 constexpr std::size_t kShareSteps = 24;
 
 // ---- Elements -----------------------------------------------------------------------------------
@@ -99,7 +101,7 @@ ToneError MeasureTone(const NeutralAxis& axis, const Target& target, const Pipel
 Gamut MeasureGamut(const ToLab& toLab) {
   Gamut gamut{};
   const std::vector<Triangle> surface = DeviceSurface(toLab, kSurfaceSteps);
-  gamut.volume = EnclosedVolume(surface);
+  gamut.volume = EnclosedVolume(DeviceSurface(toLab, kVolumeSteps));
   for (std::size_t n = 0; n < kCutLightness.size(); ++n) {
     gamut.atLightness[n] = CutAtLightness(surface, kCutLightness[n]);
     gamut.areas[n] = EnclosedArea(gamut.atLightness[n]);
