@@ -7,7 +7,7 @@
 
 namespace {
 
-// Nothing here recurses by the size of its input; a tenth would do.
+// Nothing here recurses by the size of its input.
 constexpr std::size_t kEnoughBytes = 1u << 20;
 
 struct Call {
