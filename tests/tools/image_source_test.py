@@ -372,6 +372,27 @@ class Refusals(Images):
                     1, f"unsupported: its compression (LZMA) asks for a dictionary of {mib} MiB, "
                        "more than its strips have use for\n"))
 
+    def test_a_last_strip_as_long_as_the_others(self):
+        """Some writers fill it up; other lengths are damage."""
+        width, height, rows = 20, 12, 8
+        rgb = samples(8, height=2 * rows, width=width)
+        for lines, is_read in ((rows, True), (height - rows, True), (height - rows - 1, False),
+                               (height - rows + 1, False)):
+            with self.subTest(lines=lines):
+                strips = [zlib.compress(rgb[:rows].tobytes()),
+                          zlib.compress(rgb[rows:rows + lines].tobytes())]
+                body = b"".join(strips)
+                tags = [(256, LONG, [width]), (257, LONG, [height]), (258, SHORT, [8, 8, 8]),
+                        (259, SHORT, [8]), (262, SHORT, [2]), (273, LONG, [8, 8 + len(strips[0])]),
+                        (277, SHORT, [3]), (278, LONG, [rows]), (279, LONG, list(map(len, strips)))]
+                at = 8 + len(body) + len(body) % 2
+                path = self.write("in.tif", b"II*\0" + struct.pack("<I", at) + body
+                                  + bytes(len(body) % 2) + tiffs.directory(tags, at))
+                if is_read:
+                    self.assertEqual(self.rows(path), rgb[:height].tobytes())
+                else:
+                    self.assertRegex(self.refusal(path), "^unreadable: damaged: ")
+
     def test_the_check_sum_of_deflate(self):
         """libtiff does not come to it when it reads rows."""
         rgb = samples(8)
