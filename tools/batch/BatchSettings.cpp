@@ -1,9 +1,8 @@
 #include "tools/batch/BatchSettings.h"
 
-#include <filesystem>
-
 #include "tools/ProfileSource.h"
 #include "tools/Sha256.h"
+#include "tools/batch/Folders.h"
 
 namespace kxcms::batch {
 
@@ -14,7 +13,7 @@ Json ProfileJson(const std::string& name, const std::string& sha256) {
   Json profile = Json::object();
   PutName(profile, "name", name);
   if (!IsImageSpace(name)) {
-    PutName(profile, "path", std::filesystem::absolute(name).lexically_normal().string());
+    PutName(profile, "path", AbsolutePath(name));
   }
   profile["sha256"] = sha256;
   return profile;
@@ -57,7 +56,7 @@ Json JsonOf(const Settings& settings, ColorStore& colors) {
   json["profile_map"] = nullptr;
   if (settings.map) {
     Json map = Json::object();
-    PutName(map, "path", std::filesystem::absolute(settings.mapPath).lexically_normal().string());
+    PutName(map, "path", AbsolutePath(settings.mapPath));
     map["sha256"] = Sha256Of(ReadProfileFile(settings.mapPath));
     map["profiles"] = Json::array();
     for (const std::string& name : settings.map->Profiles()) {

@@ -91,10 +91,6 @@ bool HasDigest(const std::string& path, const std::string& sha256) {
   return file.fd() >= 0 && Sha256OfFile(file.fd()) == sha256;
 }
 
-std::string AbsolutePath(const std::string& path) {
-  return fs::absolute(path).lexically_normal().string();
-}
-
 Json TextOrNull(const std::string& text) {
   return text.empty() ? Json() : Json(text);
 }

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "tools/Refusal.h"
+#include "tools/batch/Folders.h"
 #include "tools/batch/RecordText.h"
 
 namespace kxcms::batch {
@@ -118,7 +119,7 @@ ListedFile FileNamed(const std::string& name, const std::string& base) {
   std::string source;
   if (path.is_absolute()) {
     source = path.string();
-    const fs::path below = path.lexically_relative(fs::absolute(base).lexically_normal());
+    const fs::path below = path.lexically_relative(AbsolutePath(base));
     const bool isBelow = !below.empty() && *below.begin() != "..";
     path = isBelow ? below : path.relative_path();
   }

@@ -29,6 +29,15 @@ bool IsFolder(const std::string& path) {
 
 }  // namespace
 
+std::string AbsolutePath(const std::string& path) {
+  std::error_code failed;
+  const fs::path absolute = fs::absolute(path, failed);
+  if (failed) return path;
+  const fs::path normal = absolute.lexically_normal();
+  // Of a folder without the slash behind it.
+  return (normal.has_filename() ? normal : normal.parent_path()).string();
+}
+
 std::error_code MakeFolders(const std::string& path, bool isDurable) {
   if (path.empty() || IsFolder(path)) return {};
   const std::string parent = ParentOf(path);

@@ -22,6 +22,7 @@
 #include <iostream>
 #include <mutex>
 #include <random>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -156,7 +157,12 @@ class Crew {
         limits_(limits),
         progress_(progress),
         queue_(static_cast<std::size_t>(jobs) * kWaitingForEach) {
-    for (int i = 0; i < jobs; ++i) threads_.emplace_back([this] { Work(); });
+    try {
+      for (int i = 0; i < jobs; ++i) threads_.emplace_back([this] { Work(); });
+    } catch (const std::system_error& error) {
+      // Those that there are do the work.
+      if (threads_.empty()) throw Refusal(Exit::StoppedEarly, error.code().message());
+    }
   }
   ~Crew() { Join(); }
 
@@ -203,6 +209,9 @@ class Crew {
         hasJournalFailed_ = true;
         hasGivenUp_ = true;
         Stop(failure.what());
+      } catch (const std::bad_alloc&) {
+        hasGivenUp_ = true;
+        Stop("not enough memory");
       }
     }
   }
@@ -302,7 +311,7 @@ Json Header(const BatchRequest& request, const Json& settings, const std::string
   header["settings"] = settings;
   header["settings_sha256"] = DigestOf(settings);
   Json run = Json::object();
-  PutName(run, "directory", fs::current_path().string());
+  PutName(run, "directory", AbsolutePath("."));
   PutName(run, "from", request.from);
   PutName(run, "list", request.list);
   PutName(run, "to_dir", request.toDir);

@@ -34,11 +34,15 @@ bool IsFailed(const Json& record) {
   return status == "failed" || status == "refused";
 }
 
+/// A number that may be added up, whatever a journal claims.
+std::uint64_t Count(const Json& record, const char* key) {
+  return static_cast<std::uint64_t>(NumberIn(record, key));
+}
+
 void PrintSummary(const std::vector<std::string>& files) {
   std::map<std::string, std::uint64_t> statuses, reasons;
   std::set<std::string> hosts;
-  std::uint64_t runs = 0, damaged = 0, pixels = 0;
-  std::int64_t inputBytes = 0, outputBytes = 0;
+  std::uint64_t runs = 0, damaged = 0, pixels = 0, inputBytes = 0, outputBytes = 0;
   double seconds = 0;
   for (const std::string& file : files) {
     const JournalReader journal(file);
@@ -53,10 +57,10 @@ void PrintSummary(const std::vector<std::string>& files) {
       const Json& spent = Member(record, "seconds");
       if (spent.is_number()) seconds += spent.get<double>();
       if (status != "done") continue;
-      inputBytes += NumberIn(Member(record, "input"), "size");
-      outputBytes += NumberIn(Member(record, "output"), "size");
+      inputBytes += Count(Member(record, "input"), "size");
+      outputBytes += Count(Member(record, "output"), "size");
       for (const Json& page : Member(record, "pages")) {
-        pixels += static_cast<std::uint64_t>(NumberIn(page, "width") * NumberIn(page, "height"));
+        pixels += Count(page, "width") * Count(page, "height");
       }
     }
   }

@@ -15,7 +15,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 #include "tools/OneLine.h"
@@ -158,7 +160,9 @@ class Reconversion {
     ConvertRequest request = request_;
     request.input = path;
     // Only its folder and its suffix are used: the file never gets a name.
-    request.output = (fs::temp_directory_path() /
+    std::error_code failed;
+    const fs::path folder = fs::temp_directory_path(failed);
+    request.output = ((failed ? fs::path("/tmp") : folder) /
                       ("kxcms-verify" + fs::path(NameIn(record, "target")).extension().string()))
                          .string();
     try {
@@ -247,10 +251,16 @@ class Verification {
     const auto work = [&] {
       for (std::size_t i = next++; i < journal.lines().size(); i = next++) {
         const std::uint64_t at = journal.lines()[i];
-        const Json record = journal.Line(at);
-        Finding finding = FindingOf(record);
-        if (finding.verdict == Verdict::kGood && share_ > 0 && IsInShare(record, share_)) {
-          finding = again.at(&journal.HeaderOf(at))(record);
+        Json record;
+        Finding finding = {Verdict::kUnreadable, "not enough memory for it"};
+        try {
+          record = journal.Line(at);
+          finding = FindingOf(record);
+          if (finding.verdict == Verdict::kGood && share_ > 0 && IsInShare(record, share_)) {
+            finding = again.at(&journal.HeaderOf(at))(record);
+          }
+        } catch (const std::bad_alloc&) {
+          finding.verdict = Verdict::kUnreadable;
         }
         Tell(path, record, finding);
       }
@@ -258,7 +268,11 @@ class Verification {
     const unsigned jobs = request_.jobs > 0 ? static_cast<unsigned>(request_.jobs)
                                             : std::max(1u, std::thread::hardware_concurrency());
     std::vector<std::thread> threads;
-    for (unsigned i = 1; i < jobs; ++i) threads.emplace_back(work);
+    try {
+      for (unsigned i = 1; i < jobs; ++i) threads.emplace_back(work);
+    } catch (const std::system_error&) {
+      // Those that there are do the work.
+    }
     work();
     for (std::thread& thread : threads) thread.join();
   }
@@ -302,13 +316,7 @@ class Verification {
 
   Finding FindingOf(const Json& record) const {
     const std::string status = StringIn(record, "status");
-    if (status == "done") {
-      try {
-        return CheckOutput(record, request_.isRehash);
-      } catch (const std::bad_alloc&) {
-        return {Verdict::kUnreadable, "not enough memory for it"};
-      }
-    }
+    if (status == "done") return CheckOutput(record, request_.isRehash);
     if (status == "begun") return {Verdict::kMissing, "it was begun, and no result is there"};
     return {Verdict::kNotDone, status + ": " + StringIn(Member(record, "reason"), "text")};
   }
