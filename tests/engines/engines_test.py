@@ -24,7 +24,7 @@ import surroundings  # noqa: E402
 from tiffs import tiff  # noqa: E402
 
 KXCMS = os.environ["KXCMS"]
-EXAMPLES = os.path.join(ROOT, "examples")
+EXAMPLES = os.path.join(ROOT, "examples", "batch")
 FILES = 40
 
 # Stands in for the command: the call that takes the file `killed` away is killed half way.
@@ -93,7 +93,7 @@ class Parallel(Engine):
         if shutil.which("parallel") is None:
             self.skipTest("GNU parallel is not installed")
         self.to_be_killed()
-        done = subprocess.run([os.path.join(EXAMPLES, "batch_parallel.sh"), self.path("in"),
+        done = subprocess.run([os.path.join(EXAMPLES, "with_parallel.sh"), self.path("in"),
                                self.path("out"), "--profile", self.profile],
                               env=self.environment, capture_output=True, timeout=120)
         self.assertEqual(done.returncode, 0, done.stderr)
@@ -191,7 +191,7 @@ class Slurm(Engine):
     def submit(self):
         return subprocess.run(
             ["sbatch", "--wait", f"--array=0-{self.SHARDS - 1}", "--output",
-             self.path("slurm", "task-%a.out"), os.path.join(EXAMPLES, "batch_slurm.sh"),
+             self.path("slurm", "task-%a.out"), os.path.join(EXAMPLES, "with_slurm.sh"),
              self.path("in"), self.path("out"), "--profile", self.profile],
             env=self.environment, capture_output=True, timeout=200)
 
@@ -221,7 +221,7 @@ class Dask(Engine):
             wrapper.write(f'#!/bin/bash\nif rm "{self.path("killed")}" 2>/dev/null; then\n'
                           f'  kill -KILL $PPID; exit 1\nfi\nexec "{KXCMS}" "$@"\n')
         self.to_be_killed()
-        done = subprocess.run(["/usr/bin/python3", os.path.join(EXAMPLES, "batch_dask.py"),
+        done = subprocess.run(["/usr/bin/python3", os.path.join(EXAMPLES, "with_dask.py"),
                                self.path("in"), self.path("out"), f"profile={self.profile}"],
                               env=self.environment, capture_output=True, timeout=200)
         self.assertEqual(done.returncode, 0, done.stderr)

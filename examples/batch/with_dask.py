@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Converts the images of a folder by Dask, one task a file.
 
-    batch_dask.py [--scheduler ADDRESS] IN OUT [NAME=VALUE]...
+    with_dask.py [--scheduler ADDRESS] IN OUT [NAME=VALUE]...
 
 NAME=VALUE are options of kxcms convert, such as profile=scanner.icc. Without a scheduler there is a
 cluster of two worker processes on this computer. A result appears under its name only when it is

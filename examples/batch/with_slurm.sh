@@ -3,7 +3,7 @@
 #SBATCH --requeue
 # Converts the images of a folder by a Slurm array, each task a part of them with a journal of its own.
 #
-#   sbatch --array=0-15 batch_slurm.sh IN OUT [OPTION OF kxcms batch]...
+#   sbatch --array=0-15 with_slurm.sh IN OUT [OPTION OF kxcms batch]...
 #
 # Indices begin at 0 and leave none out. The same command again does what is left. Afterwards:
 #

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Converts the images of a folder by GNU parallel, one process a file, here or on other computers.
 #
-#   batch_parallel.sh IN OUT [OPTION OF kxcms convert]...
+#   with_parallel.sh IN OUT [OPTION OF kxcms convert]...
 #
 # A result appears under its name only when it is complete, so the same command again does what is left.
 # PARALLEL_OPTIONS goes to parallel: "--sshloginfile hosts", say, on computers that share the folders.
