@@ -447,9 +447,13 @@ class Charts(Reporting):
 
     def found(self, patches, *options, status=0, **form):
         self.write("chart.ti3", chart(patches, **form))
-        self.expect(["report", "scanner.icc", "--chart", "chart.ti3", *options, "-o", "page.html",
-                     "--json", "page.json"], status)
-        return json.loads(self.read("page.json"))["profiles"][0]["charts"][0]
+        done = self.run_command("report", "scanner.icc", "--chart", "chart.ti3", *options, "-o",
+                                "page.html", "--json", "page.json")
+        found = json.loads(self.read("page.json"))["profiles"][0]["charts"][0]
+        line = f"scanner.icc, chart chart.ti3: {found['stars']} of {options[-1]} stars\n" if status \
+            else ""
+        self.assertEqual((done.returncode, done.stderr, done.stdout.decode()), (status, b"", line))
+        return found
 
     @needs("profcheck")
     def test_as_profcheck(self):

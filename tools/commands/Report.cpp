@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iostream>
 
+#include "tools/OneLine.h"
 #include "tools/Refusal.h"
 #include "tools/commands/ImageFile.h"
 #include "tools/commands/Names.h"
@@ -99,11 +101,17 @@ report::ProfileReport Measured(const std::string& path, const ReportRequest& req
   });
 }
 
-bool IsBelow(const std::vector<report::ProfileReport>& profiles, int stars) {
-  return std::any_of(profiles.begin(), profiles.end(), [&](const report::ProfileReport& profile) {
-    return std::any_of(profile.charts.begin(), profile.charts.end(),
-                       [&](const report::ChartNumbers& chart) { return chart.stars < stars; });
-  });
+/// A line for each chart with fewer stars than that.
+std::string LinesBelow(const std::vector<report::ProfileReport>& profiles, int stars) {
+  std::string lines;
+  for (const report::ProfileReport& profile : profiles) {
+    for (const report::ChartNumbers& chart : profile.charts) {
+      if (chart.stars >= stars) continue;
+      lines += OneLine(profile.numbers.name + ", chart " + chart.name) + ": " +
+               std::to_string(chart.stars) + " of " + std::to_string(stars) + " stars\n";
+    }
+  }
+  return lines;
 }
 
 }  // namespace
@@ -143,6 +151,8 @@ Exit WriteReport(const ReportRequest& request) {
   const std::string page = report::Page(profiles, document);
   if (!request.json.empty()) WriteText(request.json, document.dump(1) + "\n");
   WriteText(request.page, page);
-  return request.failBelow && IsBelow(profiles, *request.failBelow) ? Exit::WouldBeWrong
-                                                                    : Exit::Done;
+  if (!request.failBelow) return Exit::Done;
+  const std::string below = LinesBelow(profiles, *request.failBelow);
+  std::cout << below;
+  return below.empty() ? Exit::Done : Exit::WouldBeWrong;
 }

@@ -66,7 +66,7 @@ void Count(DepthNumbers& numbers, const Sample* result, const Triple& exactly, c
   constexpr unsigned kWide = 65535 / kLargest;
   Levels levels;
   for (std::size_t n = 0; n < 3; ++n) {
-    const int rounded = static_cast<int>(exactly[n] * kLargest + 0.5);
+    const int rounded = static_cast<int>(std::floor(exactly[n] * kLargest + 0.5));
     const auto off = static_cast<unsigned>(std::abs(result[n] - rounded));
     ++numbers.samples[std::min<std::size_t>(off, numbers.samples.size() - 1)];
     numbers.largestLevels = std::max(numbers.largestLevels, off);

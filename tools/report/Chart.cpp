@@ -156,7 +156,7 @@ std::optional<Distribution> Accuracy(const std::vector<PatchNumbers>& patches,
   std::vector<std::uint16_t> samples;
   for (const PatchNumbers& patch : patches) {
     for (const double value : patch.patch.device) {
-      samples.push_back(static_cast<std::uint16_t>(value * kLargest + 0.5));
+      samples.push_back(static_cast<std::uint16_t>(std::floor(value * kLargest + 0.5)));
     }
   }
   std::vector<Triple> expected;

@@ -201,7 +201,7 @@ class ImageMeter::Work {
   std::array<std::uint8_t, 3> Shown8(const Levels& levels) const {
     std::array<std::uint8_t, 3> shown;
     for (std::size_t c = 0; c < 3; ++c) {
-      shown[c] = static_cast<std::uint8_t>(levels[c] * 255.0 / largest_ + 0.5);
+      shown[c] = static_cast<std::uint8_t>(std::floor(levels[c] * 255.0 / largest_ + 0.5));
     }
     return shown;
   }
