@@ -540,6 +540,18 @@ class Charts(Reporting):
         found = json.loads(self.read("page.json"))["profiles"][0]["charts"][0]
         self.assertAlmostEqual(found["difference"]["mean"], expected, delta=1e-6)
 
+    def test_names_are_no_markup(self):
+        name = "<script>alert(1)</script>&amp;.ti3".replace("/", "")
+        content = chart([([0.1, 0.2, 0.3], [20, 1, 2])])
+        self.write(name, content.replace(b'"B 0"', b'"<b>&\x01\xff\'"'))
+        self.expect(["report", "scan.icc", "--chart", name, "-o", "page.html"], 0)
+        page = self.page()
+        self.assertIsNone(page.find(f".//{XHTML}script"))
+        self.assertIsNone(page.find(f".//{XHTML}b"))
+        texts = ["".join(element.itertext()) for element in page.iter(XHTML + "bdi")]
+        self.assertIn(name, texts)
+        self.assertIn("<b>&\ufffd\ufffd'", texts)
+
     def test_damage(self):
         """Whatever the bytes are, there is a page, or one line."""
         dice = random.Random(8)
@@ -583,6 +595,10 @@ class Charts(Reporting):
                 self.expect(["report", "scan.icc", "--chart", "bad.ti3", "-o", "page.html"],
                             UNREADABLE, f"bad.ti3: {line}")
                 self.assertEqual(self.read("page.html"), OLD)
+        with open(self.path("huge.ti3"), "wb") as file:
+            file.truncate((64 << 20) + 1)
+        self.expect(["report", "scan.icc", "--chart", "huge.ti3", "-o", "page.html"], UNREADABLE,
+                    "huge.ti3: too large")
         for arguments, line in (
             (["--fail-below", "3"], "--fail-below needs --chart, which the stars are of"),
             (["--chart", "bad.ti3", "--fail-below", "5"], "--fail-below must be 1 to 4"),
