@@ -234,7 +234,7 @@ class DamagedMetadata(unittest.TestCase):
             image_forms.run("exiftool", "-overwrite_original", *self.TAGS, self.path("whole" + suffix))
             with open(self.path("whole" + suffix), "rb") as file:
                 whole = file.read()
-            for at in range(0, len(whole), max(1, STEP // 2)):
+            for at in range(0, len(whole), max(1, STEP // 2 - 1)):
                 data = bytearray(whole)
                 data[at] ^= (0x01, 0x80, 0xFF)[at % 3]
                 with open(self.path("in" + suffix), "wb") as file:
