@@ -164,7 +164,7 @@ double Inverse(const ParametricCurve& curve, double y, double direction) {
     // does.
     double low = from, high = to;
     // A guess spares most of it, and cannot harm: both its sides are looked at.
-    constexpr double kNear = 1e-14;
+    constexpr double kNear = 1e-15;
     const double guess = Guess(curve, y, to >= BreakOf(curve));
     for (const double x : {guess - kNear, guess + kNear}) {
       if (low < x && x < high) (reaches(x) ? high : low) = x;

@@ -42,8 +42,10 @@ class Target {
   std::string name_;
   const RgbSpace* space_ = nullptr;
   Profile profile_;
-  Matrix3 toPcs_{};             ///< of a space
-  std::vector<double> linear_;  ///< of a space: what its 65536 levels stand for
+  // Of a space, and of a profile with a matrix and curves: what each of 65536 levels of a channel
+  // stands for, and what becomes of these.
+  std::array<std::shared_ptr<const std::vector<double>>, 3> linear_;
+  Matrix3 toPcs_{};
   std::unique_ptr<DeviceProfile> device_;
   std::unique_ptr<exact::Conversion> toLab_;
 };
