@@ -575,7 +575,6 @@ class Images(Checking):
          "the data of tag 283 lie outside the file"),
         ("a tag twice", tiff().replace(struct.pack("<H", 283), struct.pack("<H", 282)),
          "duplicate-tag", "tag 282 stands twice"),
-        ("no Compression", tiff(without=[259]), "tag-missing", "no Compression"),
         ("no width", tiff(without=[256]), "tag-missing", "no ImageWidth"),
         ("width 0", tiff(replace={256: (LONG, [0])}), "no-pixels", "no pixels"),
         ("width a text", tiff(replace={256: (ASCII, b"20\0")}), "tag-form",

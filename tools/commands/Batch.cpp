@@ -1,4 +1,3 @@
-#include "tools/LoadedLibrary.h"
 #include "tools/commands/Batch.h"
 
 #include <fcntl.h>
@@ -27,6 +26,7 @@
 #include <vector>
 
 #include "tools/InputFile.h"
+#include "tools/LoadedLibrary.h"
 #include "tools/OneLine.h"
 #include "tools/SelfTest.h"
 #include "tools/Sha256.h"

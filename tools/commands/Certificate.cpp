@@ -285,7 +285,7 @@ CLI::App* AddCertificate(CLI::App& app, CertificateRequest& request) {
   CLI::App* command = app.add_subcommand(
       "certificate", "Measure on this machine how exactly a profile is converted");
   command->add_option("PROFILE", request.profile, "ICC profile of the device");
-  command->add_option("--to", request.to, "space, or ICC profile, to convert to (default: srgb)");
+  command->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)");
   command->add_option("--intent", request.intent,
                       "perceptual, relative, saturation or absolute (default: perceptual)");
   command->add_flag("--black-point-compensation", request.blackPointCompensation,

@@ -58,6 +58,9 @@ Values ValuesOf(const std::string& command, const std::string& name, const CLI::
       {"--exists", {"replace", "refuse", "skip"}},
       {"--version", {"2", "4"}},
       {"--completion", {"bash", "zsh"}},
+      {"--hash", {"none", "output", "all"}},
+      {"--progress", {"auto", "plain", "json"}},
+      {"--as", {"summary", "tsv", "sha256sum"}},
   };
   const auto found = kWords.find(name);
   if (found != kWords.end()) return {found->second, false};

@@ -97,7 +97,7 @@ CLI::App* AddProbe(CLI::App& app, ProbeRequest& request) {
       "input");
   command->add_option("--image", request.image, "take the device values from a TIFF, JPEG or PNG");
   command->add_option("--at", request.place, "X,Y of the pixel, from 0,0 on (with --image)");
-  command->add_option("--to", request.to, "space, or ICC profile, to convert to (default: srgb)");
+  command->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)");
   command->add_flag("--json", request.json, "print JSON instead of lines");
   return command;
 }

@@ -128,7 +128,7 @@ CLI::App* AddReport(CLI::App& app, ReportRequest& request) {
                    "chart that the device has captured (.ti3 or other CGATS), likewise")
       ->allow_extra_args(false);
   command->add_option("--compare", request.compared, "another ICC profile to compare with");
-  command->add_option("--to", request.to, "space, or ICC profile, to convert to (default: srgb)");
+  command->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)");
   command->add_option("--intent", request.intent,
                       "perceptual, relative, saturation or absolute (default: perceptual)");
   command->add_option("--fail-below", request.failBelow,
