@@ -121,7 +121,8 @@ in TIFF, JPEG and PNG files and refuses what would come out wrong.")
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_CURRENT_BINARY_DIR})
   set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
     "libkxcms1 (>= ${PROJECT_VERSION}), libkxpipeline1 (>= ${PROJECT_VERSION})")
-  install(PROGRAMS examples/batch/with_parallel.sh examples/batch/with_slurm.sh examples/batch/with_dask.py
+  install(PROGRAMS examples/batch/with_parallel.sh examples/batch/with_slurm.sh
+    examples/batch/with_dask.py
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/kxcms-tools/examples
     COMPONENT tools EXCLUDE_FROM_ALL)
 endif()

@@ -437,6 +437,14 @@ class Names(Batch):
                                 for line in self.results()),
                          [("done", None), ("refused", "same-target")])
 
+    def test_a_file_named_twice(self):
+        self.scans(1)
+        self.write("list", b"0.tif\n./0.tif\n")
+        self.batch("--from", "in", "--list", "list", common=self.LIST, status=SOME_FAILED)
+        self.assertEqual(sorted(line["status"] for line in self.results()), ["done", "refused"])
+        self.assertEqual(self.run_command("verify", "j.jsonl").stdout, b"1 good\n")
+        self.assertEqual(self.run_command("journal", "--failed", "j.jsonl").stdout, b"")
+
     def test_an_input_is_never_its_own_output(self):
         self.scans(2)
         before = self.files("in")

@@ -85,7 +85,6 @@ class Descriptor {
   int fd_;
 };
 
-/// Whether a file has the digest; where none was written down, nothing is known.
 bool HasDigest(const std::string& path, const std::string& sha256) {
   const Descriptor file(path);
   return file.fd() >= 0 && Sha256OfFile(file.fd()) == sha256;
@@ -154,6 +153,7 @@ class FileJob {
     if (known.isDoneAlike && IsDone(done)) return {FileResult::Kind::kDoneBefore, ""};
     const Json begun = known.begun != 0 ? context_.journal.Line(known.begun) : Json();
     if (known.isBegunAlike && IsComplete(begun)) return Finish(begun);
+    // One that this journal tells of may be made anew.
     const bool isOurs = IsOfThisFile(done);
     struct stat status;
     const bool exists = lstat(output_.c_str(), &status) == 0;
@@ -186,30 +186,29 @@ class FileJob {
     return stat(file_.source.c_str(), &status) == 0 && IsSame(status, Member(line, "input"));
   }
 
-  bool IsDone(const Json& line) const {
-    if (!IsOfThisFile(line) || !IsInputSame(line)) return false;
+  /// Whether what has the output's name is what the line tells of, by its size and its digest.
+  bool IsOutput(const Json& line, bool byDigest) const {
     const Json& output = Member(line, "output");
     struct stat status;
     if (stat(output_.c_str(), &status) != 0 || status.st_size != NumberIn(output, "size")) {
       return false;
     }
-    if (!context_.isRehash) return true;
-    const std::string input = StringIn(Member(line, "input"), "sha256");
-    const std::string result = StringIn(output, "sha256");
-    if (!input.empty() && !HasDigest(file_.source, input)) return false;
-    return result.empty() ? IsSame(status, output) : HasDigest(output_, result);
+    if (!byDigest) return true;
+    const std::string sha256 = StringIn(output, "sha256");
+    return sha256.empty() ? IsSame(status, output) : HasDigest(output_, sha256);
+  }
+
+  bool IsDone(const Json& line) const {
+    if (!IsOfThisFile(line) || !IsInputSame(line) || !IsOutput(line, context_.isRehash)) {
+      return false;
+    }
+    const std::string sha256 = StringIn(Member(line, "input"), "sha256");
+    return !context_.isRehash || sha256.empty() || HasDigest(file_.source, sha256);
   }
 
   /// Whether the output that was begun has got its name.
   bool IsComplete(const Json& line) const {
-    if (!IsOfThisFile(line) || !IsInputSame(line)) return false;
-    const Json& output = Member(line, "output");
-    struct stat status;
-    if (stat(output_.c_str(), &status) != 0 || status.st_size != NumberIn(output, "size")) {
-      return false;
-    }
-    const std::string result = StringIn(output, "sha256");
-    return result.empty() ? IsSame(status, output) : HasDigest(output_, result);
+    return IsOfThisFile(line) && IsInputSame(line) && IsOutput(line, true);
   }
 
   FileResult Finish(const Json& begun) {

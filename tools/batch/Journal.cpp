@@ -72,8 +72,8 @@ Json ReadLine(int fd, std::uint64_t at) {
   }
 }
 
-std::uint64_t KeyOfTarget(const std::string& target) {
-  const std::uint64_t key = std::stoull(Sha256Of(target).substr(0, 16), nullptr, 16);
+std::uint64_t KeyOf(const std::string& name) {
+  const std::uint64_t key = std::stoull(Sha256Of(name).substr(0, 16), nullptr, 16);
   return key == 0 ? 1 : key;
 }
 
@@ -143,7 +143,7 @@ void Journal::Learn(std::uint64_t at, const Json& record, const std::string& set
   }
   const std::string target = NameIn(record, "target");
   if (target.empty()) return;
-  Known& known = EntryOf(KeyOfTarget(target));
+  Known& known = EntryOf(KeyOf(target));
   if (StringIn(record, "type") == "begun") {
     known.begun = at;
     known.isBegunAlike = isAlike_ ? 1 : 0;
@@ -191,7 +191,7 @@ Known& Journal::EntryOf(std::uint64_t key) {
 }
 
 Known Journal::Claim(const std::string& output) {
-  const std::uint64_t key = KeyOfTarget(output);
+  const std::uint64_t key = KeyOf(output);
   const std::lock_guard<std::mutex> guard(lock_);
   Known& known = EntryOf(key);
   const Known before = known;

@@ -29,8 +29,8 @@ std::uint64_t ReadLines(int fd, bool isBrief,
 /// The record of the line that begins there; null if it cannot be read or is none.
 Json ReadLine(int fd, std::uint64_t at);
 
-/// What tables know an output by: the first 64 bits of the SHA-256 of its name, never 0.
-std::uint64_t KeyOfTarget(const std::string& target);
+/// What tables know a name by: the first 64 bits of its SHA-256, never 0.
+std::uint64_t KeyOf(const std::string& name);
 
 /// Whether a record is the header of a journal that is understood here.
 bool IsHeader(const Json& record);
@@ -83,7 +83,7 @@ class Journal {
   /// 24 bytes for each output: with a million of them, one pair of keys in 30 million journals is
   /// the same.
   struct Entry {
-    std::uint64_t key = 0;  ///< `KeyOfTarget`
+    std::uint64_t key = 0;  ///< `KeyOf`
     Known known;
   };
 

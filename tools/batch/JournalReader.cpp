@@ -11,7 +11,7 @@ namespace kxcms::batch {
 
 JournalReader::JournalReader(const std::string& path) : path_(path), stream_(OpenInput(path)) {
   RegularFileSize(fileno(stream_.get()), path);
-  std::unordered_map<std::uint64_t, std::uint64_t> last;  // by the digest of the output's name
+  std::unordered_map<std::uint64_t, std::uint64_t> last;  // by the digest of both names
   bool isFirst = true;
   const auto learn = [&](std::uint64_t at, const Json& record) {
     if (isFirst && !IsHeader(record)) {
@@ -24,7 +24,11 @@ JournalReader::JournalReader(const std::string& path) : path_(path), stream_(Ope
     } else if (target.empty()) {
       ++damagedLines_;
     } else {
-      last[KeyOfTarget(target)] = at;
+      // One whose output another file had, or the same file named twice, says nothing of the
+      // output.
+      const bool isAside = StringIn(Member(record, "reason"), "code") == "same-target";
+      const std::uint64_t key = KeyOf(NameIn(record, "file") + '\0' + target);
+      if (!isAside || !last.contains(key)) last[key] = at;
     }
   };
   try {

@@ -11,7 +11,7 @@
 
 namespace kxcms::batch {
 
-/// A journal as it stands, also while a batch is writing it: the last result of each output, and
+/// A journal as it stands, also while a batch is writing it: the last result of each file, and
 /// what is amiss. Lines are read again when they are asked for, so that memory holds two numbers
 /// for each. Several threads may ask at once.
 class JournalReader {
@@ -22,7 +22,7 @@ class JournalReader {
   const std::string& path() const { return path_; }
   /// Headers, one for each run, with the places of their lines.
   const std::vector<std::pair<std::uint64_t, Json>>& headers() const { return headers_; }
-  /// Where the last lines of all outputs stand, in the order of the journal. One that says begun
+  /// Where the last lines of all files stand, in the order of the journal. One that says begun
   /// has no result: the batch was killed, or is at work.
   const std::vector<std::uint64_t>& lines() const { return lines_; }
   /// The record of a line.

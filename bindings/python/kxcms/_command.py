@@ -141,7 +141,7 @@ def batch(to_dir: PathLike, from_dir: Optional[PathLike] = None,
 
 
 def records(*journals: PathLike) -> List[Record]:
-    """The last result of each output in journals of `batch`."""
+    """The last result of each file in journals of `batch`."""
     last: Dict[Any, Record] = {}
     for number, journal in enumerate(journals):
         with open(journal, "rb") as lines:
@@ -149,8 +149,12 @@ def records(*journals: PathLike) -> List[Record]:
                 if not line.endswith(b"\n"):  # torn, or being written
                     break
                 record = json.loads(line)
-                if record["type"] == "result":
-                    last[number, record.get("target_hex", record["target"])] = record
+                if record["type"] != "result":
+                    continue
+                key = (number, record.get("file_hex", record["file"]), record["target"])
+                # A file that was named twice has the result of the first time.
+                if key not in last or (record["reason"] or {}).get("code") != "same-target":
+                    last[key] = record
     return list(last.values())
 
 
