@@ -149,7 +149,7 @@ class Usage(Batch):
          "unknown intent vivid; known: perceptual, relative, saturation, absolute"),
         *[(f"shard {shard!r}", ["--from", "in", "--to-dir", "out", "--shard", shard],
            "--shard must be I/N with I from 0 to N - 1")
-          for shard in ("1", "2/2", "-1/2", "0/0", "0/2x", "/", "0/1000001")],
+          for shard in ("1", "2/2", "-1/2", "0/0", "0/2x", "/", "0/+2", "0/ 2", "0/1000001")],
         *[(f"size {size!r}", ["--from", "in", "--to-dir", "out", "--min-free", size],
            "--min-free must be a number of bytes, or one with K, M, G or T behind it")
           for size in ("x", "1Q", "-1", "1KK")],

@@ -1,41 +1,32 @@
 #include "tools/commands/Batch.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
-#include <chrono>
-#include <condition_variable>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <deque>
 #include <filesystem>
-#include <iostream>
-#include <mutex>
 #include <random>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "tools/InputFile.h"
 #include "tools/LoadedLibrary.h"
-#include "tools/OneLine.h"
 #include "tools/SelfTest.h"
 #include "tools/Sha256.h"
 #include "tools/batch/BatchProgress.h"
 #include "tools/batch/BatchSettings.h"
+#include "tools/batch/Crew.h"
 #include "tools/batch/FileJob.h"
 #include "tools/batch/FileList.h"
 #include "tools/batch/Folders.h"
 #include "tools/batch/Journal.h"
+#include "tools/batch/StopSignals.h"
 #include "tools/commands/Words.h"
 
 namespace {
@@ -57,203 +48,15 @@ constexpr int kMostJobs = 1024;
   throw Refusal(Exit::Usage, line);
 }
 
-// ---- Signals ------------------------------------------------------------------------------------
-
-// How often the batch was asked to stop: after once it finishes the files at hand, after twice it
-// gives them up.
-std::atomic<int> gStopSignals = 0;
-static_assert(std::atomic<int>::is_always_lock_free);  // so that a handler may count
-
-void CountSignal(int) {
-  ++gStopSignals;
-}
-
-/// While it lives, SIGINT and SIGTERM are counted instead of killing, on the thread that made it.
-class StopSignals {
- public:
-  StopSignals() {
-    struct sigaction action = {};
-    action.sa_handler = CountSignal;
-    sigemptyset(&set_);
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-      sigaddset(&set_, kSignals[i]);
-      sigaction(kSignals[i], nullptr, &before_[i]);
-      // What the caller ignores stays ignored.
-      if (before_[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &action, nullptr);
-    }
-  }
-  ~StopSignals() {
-    for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], &before_[i], nullptr);
-  }
-  StopSignals(const StopSignals&) = delete;
-  StopSignals& operator=(const StopSignals&) = delete;
-
-  /// Keeps them from threads that are started until `Unblock`.
-  void Block() const { pthread_sigmask(SIG_BLOCK, &set_, nullptr); }
-  void Unblock() const { pthread_sigmask(SIG_UNBLOCK, &set_, nullptr); }
-
- private:
-  static constexpr std::array<int, 2> kSignals = {SIGINT, SIGTERM};
-  sigset_t set_;
-  std::array<struct sigaction, 2> before_;
-};
-
-// ---- The crew -----------------------------------------------------------------------------------
-
-/// Files that wait for a thread, few of them, so that memory does not grow with their number.
-class Queue {
- public:
-  explicit Queue(std::size_t most) : most_(most) {}
-
-  /// Waits for room. @return false if the batch is stopped; the file is left out then.
-  bool Push(ListedFile file, const std::function<bool()>& isStopped) {
-    std::unique_lock<std::mutex> lock(lock_);
-    while (files_.size() >= most_ && !isStopped()) room_.wait_for(lock, kPatience);
-    if (isStopped()) return false;
-    files_.push_back(std::move(file));
-    some_.notify_one();
-    return true;
-  }
-  /// Waits for a file. @return false if there will be none, or if the batch is stopped.
-  bool Pop(ListedFile& file, const std::function<bool()>& isStopped) {
-    std::unique_lock<std::mutex> lock(lock_);
-    while (files_.empty() && !isClosed_ && !isStopped()) some_.wait_for(lock, kPatience);
-    if (files_.empty() || isStopped()) return false;
-    file = std::move(files_.front());
-    files_.pop_front();
-    room_.notify_one();
-    return true;
-  }
-  void Close() {
-    const std::lock_guard<std::mutex> guard(lock_);
-    isClosed_ = true;
-    some_.notify_all();
-  }
-  bool IsEmpty() const {
-    const std::lock_guard<std::mutex> guard(lock_);
-    return files_.empty();
-  }
-
- private:
-  // How late a stop may be noticed.
-  static constexpr std::chrono::milliseconds kPatience{100};
-  const std::size_t most_;
-  mutable std::mutex lock_;
-  std::condition_variable some_, room_;
-  std::deque<ListedFile> files_;
-  bool isClosed_ = false;
-};
-
-struct Limits {
-  std::optional<std::uint64_t> minFreeBytes;
-  std::optional<std::uint64_t> maxFailures;
-};
-
-/// The threads that convert the files of a queue, until they are all done or something stops them.
-class Crew {
- public:
-  Crew(const BatchContext& context, const Limits& limits, BatchProgress& progress, int jobs)
-      : context_(context),
-        limits_(limits),
-        progress_(progress),
-        queue_(static_cast<std::size_t>(jobs) * kWaitingForEach) {
-    try {
-      for (int i = 0; i < jobs; ++i) threads_.emplace_back([this] { Work(); });
-    } catch (const std::system_error& error) {
-      // Those that there are do the work.
-      if (threads_.empty()) throw Refusal(Exit::StoppedEarly, error.code().message());
-    }
-  }
-  ~Crew() { Join(); }
-
-  bool Take(ListedFile file) {
-    return queue_.Push(std::move(file), [this] { return IsStopped(); });
-  }
-  void Join() {
-    queue_.Close();
-    for (std::thread& thread : threads_) {
-      if (thread.joinable()) thread.join();
-    }
-  }
-  bool IsStopped() const { return isStopped_ || gStopSignals > 0; }
-  /// After `Join`: whether a file was begun and given up, or waits.
-  bool HasLeftFiles() const { return hasGivenUp_ || !queue_.IsEmpty(); }
-  /// Why the crew stopped; empty if a signal or nothing did.
-  const std::string& reason() const { return reason_; }
-  bool hasJournalFailed() const { return hasJournalFailed_; }
-
- private:
-  static constexpr std::size_t kWaitingForEach = 4;
-
-  void Work() {
-    const auto isStopped = [this] { return IsStopped(); };
-    ListedFile file;
-    while (queue_.Pop(file, isStopped)) {
-      if (IsDiskLow()) {
-        hasGivenUp_ = true;
-        return;
-      }
-      try {
-        const FileResult result = ConvertListed(context_, file);
-        if (result.kind == FileResult::Kind::kDiskFull) {
-          hasGivenUp_ = true;
-          Stop(result.line);
-          return;
-        }
-        progress_.Count(result);
-        if (result.kind == FileResult::Kind::kUndone) hasGivenUp_ = true;
-        if (limits_.maxFailures && progress_.failed() >= *limits_.maxFailures) {
-          Stop("as many files have failed as may");
-        }
-      } catch (const JournalFailure& failure) {
-        hasJournalFailed_ = true;
-        hasGivenUp_ = true;
-        Stop(failure.what());
-      } catch (const std::bad_alloc&) {
-        hasGivenUp_ = true;
-        Stop("not enough memory");
-      }
-    }
-  }
-
-  bool IsDiskLow() {
-    if (!limits_.minFreeBytes || context_.isDryRun) return false;
-    struct statvfs disk;
-    if (statvfs(context_.outputFolder.c_str(), &disk) != 0) return false;
-    const std::uint64_t free = std::uint64_t{disk.f_bavail} * disk.f_frsize;
-    if (free >= *limits_.minFreeBytes) return false;
-    Stop("only " + std::to_string(free) + " bytes are free");
-    return true;
-  }
-
-  void Stop(const std::string& reason) {
-    const std::lock_guard<std::mutex> guard(lock_);
-    if (reason_.empty()) reason_ = reason;
-    isStopped_ = true;
-  }
-
-  const BatchContext& context_;
-  const Limits limits_;
-  BatchProgress& progress_;
-  Queue queue_;
-  std::mutex lock_;
-  std::string reason_;
-  std::atomic<bool> isStopped_ = false;
-  std::atomic<bool> hasGivenUp_ = false;
-  std::atomic<bool> hasJournalFailed_ = false;
-  std::vector<std::thread> threads_;
-};
-
-// ---- What was asked for -------------------------------------------------------------------------
-
 Shard ShardOf(const std::string& text) {
   if (text.empty()) return {};
   constexpr std::uint64_t kMost = 1'000'000;
   unsigned long long index = 0, count = 0;
   int end = 0;
   if (std::sscanf(text.c_str(), "%llu/%llu%n", &index, &count, &end) != 2 ||
-      static_cast<std::size_t>(end) != text.size() || text[0] < '0' || text[0] > '9' ||
-      count == 0 || count > kMost || index >= count) {
+      static_cast<std::size_t>(end) != text.size() ||
+      text.find_first_not_of("0123456789/") != std::string::npos || count == 0 || count > kMost ||
+      index >= count) {
     RefuseUsage("--shard must be I/N with I from 0 to N - 1");
   }
   return {index, count};
@@ -416,9 +219,9 @@ class FileSource {
     const bool isAll = Each(
         [&count](const ListedFile&) {
           ++count;
-          return gStopSignals == 0;
+          return StopSignals::Count() == 0;
         },
-        [] { return gStopSignals > 0; });
+        [] { return StopSignals::Count() > 0; });
     return isAll ? std::optional(count) : std::nullopt;
   }
 
@@ -517,7 +320,7 @@ Exit RunBatch(const BatchRequest& request) {
                          *journal,         id,
                          request.toDir,    request.quarantine,
                          hashes,           request.isRehash,
-                         request.isDryRun, [] { return gStopSignals > 1; }};
+                         request.isDryRun, [] { return StopSignals::Count() > 1; }};
     BatchProgress progress(form, form == Form::kNone ? std::nullopt : source.Count());
     signals.Block();
     Crew crew(context, limits, progress, jobs);
