@@ -32,7 +32,6 @@ constexpr std::pair<std::string_view, const char*> kCodes[] = {
     {"of an unknown type", "tag-form"},
     {"does not point at a directory", "tag-form"},
     {"can be read in two ways", "tag-form"},
-    {"no Compression", "tag-missing"},
     {"no PhotometricInterpretation", "tag-missing"},
     {"no Image", "tag-missing"},
     {"no Tile", "tag-missing"},
