@@ -736,6 +736,7 @@ class Images(Checking):
                     told.add(done.returncode)
         self.assertEqual(told, {DONE, UNREADABLE})
 
+    @unittest.skipIf(SANITIZED, "sanitizers take descriptors of their own")
     def test_few_descriptors_are_no_damage(self):
         """One beside the standard ones, which the libraries need as well when they are loaded."""
         def limited():
