@@ -1,12 +1,12 @@
 #ifndef KXCMS_TOOLS_INPUTFILE_H
 #define KXCMS_TOOLS_INPUTFILE_H
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
-
-#include "Descriptor.h"
 
 struct CloseStream {
   void operator()(FILE* stream) const { std::fclose(stream); }
@@ -21,24 +21,8 @@ Stream OpenInput(const std::string& path);
 /// @return its size in bytes
 std::uint64_t RegularFileSize(int fd, const std::string& name);
 
-/// An image that can be read at any place for as long as the object lives.
-///
-/// What a pipe or a socket gives is copied first, to a file without a name that goes with the
-/// process; so is standard input, the path "-", where it is not a file from its beginning. Of what
-/// does not begin as an image does, only the beginning is copied. Waits for a pipe's writer.
-class ImageInput {
- public:
-  /// @param folder  where the copy lies
-  ImageInput(const std::string& path, const std::string& folder);
-
-  int fd() const { return file_.get(); }
-  std::uint64_t size() const { return sizeBytes_; }
-
- private:
-  void Copy(const std::string& path, const std::string& folder);
-
-  Descriptor file_;
-  std::uint64_t sizeBytes_ = 0;
-};
+/// What the system tells of an open file; refuses a folder.
+/// @param name  how messages call it
+struct stat InputStatus(int fd, const std::string& name);
 
 #endif

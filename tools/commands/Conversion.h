@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/InputFile.h"
+#include "tools/ImageInput.h"
 #include "tools/OutputFile.h"
 #include "tools/commands/ColorStore.h"
 #include "tools/commands/Convert.h"
