@@ -1,47 +1,22 @@
 #include "tools/Sha256.h"
 
-#include <openssl/evp.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <new>
-#include <vector>
+#include <memory>
 
-namespace {
-
-constexpr std::size_t kDigestBytes = 32;
-
-EVP_MD_CTX* Context(void* context) {
-  return static_cast<EVP_MD_CTX*>(context);
-}
-
-// libcrypto fails here for want of memory alone.
-void Check(int succeeded) {
-  if (succeeded != 1) throw std::bad_alloc();
-}
-
-}  // namespace
-
-void Sha256::Release::operator()(void* context) const {
-  EVP_MD_CTX_free(Context(context));
-}
-
-Sha256::Sha256() : context_(EVP_MD_CTX_new()) {
-  if (context_ == nullptr) throw std::bad_alloc();
-  // Looked up once: each look-up takes a lock and longer than a small file.
-  static EVP_MD* const algorithm = EVP_MD_fetch(nullptr, "SHA256", nullptr);
-  if (algorithm == nullptr) throw std::bad_alloc();
-  Check(EVP_DigestInit_ex(Context(context_.get()), algorithm, nullptr));
+Sha256::Sha256() {
+  sha256_init(&context_);
 }
 
 void Sha256::Update(const void* bytes, std::size_t count) {
-  Check(EVP_DigestUpdate(Context(context_.get()), bytes, count));
+  sha256_update(&context_, count, static_cast<const unsigned char*>(bytes));
 }
 
 std::string Sha256::Hexadecimal() {
-  std::array<unsigned char, kDigestBytes> digest;
-  Check(EVP_DigestFinal_ex(Context(context_.get()), digest.data(), nullptr));
+  std::array<unsigned char, SHA256_DIGEST_SIZE> digest;
+  sha256_digest(&context_, digest.size(), digest.data());
   constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
   for (const unsigned char byte : digest) {

@@ -1,25 +1,23 @@
 #ifndef KXCMS_TOOLS_SHA256_H
 #define KXCMS_TOOLS_SHA256_H
 
+#include <nettle/sha2.h>
+
 #include <cstddef>
-#include <memory>
 #include <span>
 #include <string>
 
-/// SHA-256 (FIPS 180-4) by libcrypto, which uses what the processor has for it. Not for two threads
-/// at once.
+/// SHA-256 (FIPS 180-4) by Nettle, which uses what the processor has for it. Not for two threads at
+/// once.
 class Sha256 {
  public:
   Sha256();
   void Update(const void* bytes, std::size_t count);
-  /// The digest in 64 lower-case hexadecimal digits; nothing can be added after that.
+  /// The digest in 64 lower-case hexadecimal digits, and a beginning from nothing.
   std::string Hexadecimal();
 
  private:
-  struct Release {
-    void operator()(void* context) const;
-  };
-  std::unique_ptr<void, Release> context_;
+  sha256_ctx context_;
 };
 
 std::string Sha256Of(std::span<const unsigned char> bytes);

@@ -71,7 +71,7 @@ check_contents() {
   for library in libkxcms1 libkxpipeline1; do
     [[ "$(field kxcms-tools Depends)" == *"$library (>= "* ]] || fail "kxcms-tools without $library"
   done
-  [[ "$(field kxcms-tools Depends)" == *"libssl3 (>= "* ]] || fail "kxcms-tools without libssl3"
+  [[ "$(field kxcms-tools Depends)" == *"libnettle8"* ]] || fail "kxcms-tools without libnettle8"
   [[ "$(field python3-kxcms Depends)" == \
     "libkxpipeline1 (= $version), python3 (>= 3.8), python3-numpy" ]] ||
     fail "python3-kxcms depends on: $(field python3-kxcms Depends)"
