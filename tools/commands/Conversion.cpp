@@ -14,6 +14,7 @@
 
 #include "tools/IntentNames.h"
 #include "tools/Refusal.h"
+#include "tools/Relay.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/TrueTags.h"
 
@@ -389,40 +390,68 @@ bool Conversion::IsBig() const {
   return bytes > kMost;
 }
 
+/// Rows on their way from the source to the sink.
+struct Conversion::Piece {
+  Bytes input, output;  ///< `output` is empty where the conversion is in place
+  std::uint32_t rows = 0;
+
+  unsigned char* result() { return output.empty() ? input.data() : output.data(); }
+};
+
 void Conversion::ConvertRows(const Work& work, ImageSink& sink, const Watch& watch) {
   const Page& from = source_->pages()[work.index];
   const Page& to = work.page;
-  // Enough for the threads not to notice where a piece ends, and little beside the rest.
-  constexpr std::size_t kPieceBytes = 4u << 20;
-  const auto rows = static_cast<std::uint32_t>(
-      std::clamp<std::size_t>(kPieceBytes / to.RowBytes(), 1, from.height));
-  const bool isInPlace = from.bits == to.bits;
-  Bytes input(from.RowBytes() * rows);
-  Bytes output(isInPlace ? 0 : to.RowBytes() * rows);
-  unsigned char* const result = isInPlace ? input.data() : output.data();
-  const kxp_image sourceImage = ImageOf(from, input.data());
-  const kxp_image resultImage = ImageOf(to, result);
+  const std::size_t rowBytes = std::max(from.RowBytes(), to.RowBytes());
+  // A piece stays in the cache of a core, and all pieces take little beside the rest.
+  constexpr std::size_t kPieceBytes = 512u << 10, kAllBytes = 16u << 20;
+  const auto rows =
+      static_cast<std::uint32_t>(std::clamp<std::size_t>(kPieceBytes / rowBytes, 1, from.height));
+  const std::size_t threads = request_.threads > 0 ? static_cast<std::size_t>(request_.threads)
+                                                   : std::thread::hardware_concurrency();
+  const std::size_t most =
+      std::min<std::size_t>(kAllBytes / (rowBytes * rows), (from.height + rows - 1) / rows);
+  std::vector<Piece> pieces(std::clamp<std::size_t>(threads, 1, std::max<std::size_t>(most, 1)));
+  const std::shared_ptr<const DeviceColors> colors = ColorsOf(work);
   kxp_convert_options options = {};
   options.size = sizeof options;
-  const std::shared_ptr<const DeviceColors> colors = ColorsOf(work);
-  options.threads = request_.threads > 0 ? static_cast<std::uint32_t>(request_.threads)
-                                         : std::thread::hardware_concurrency();
-  for (std::uint32_t row = 0; row < from.height; row += rows) {
-    const std::uint32_t count = std::min(rows, from.height - row);
-    source_->ReadRows(input.data(), count);
-    if (!isInPlace && from.Samples() > 3) {
-      CopyExtras(from, input.data(), to, result, std::size_t{count} * from.width);
-    }
-    kxp_error error = {};
-    error.size = sizeof error;
-    if (kxp_convert(colors->pipeline.get(), &sourceImage, &resultImage, from.width, count, &options,
-                    &error) != KXP_OK) {
-      RefuseInput(error.message);
-    }
-    Examine(result, to, count);
-    sink.WriteRows(result, count);
-    donePixels_ += std::uint64_t{from.width} * count;
-    watch(donePixels_);
+  // Where there is one piece, it is spread over them.
+  options.threads = pieces.size() == 1 ? static_cast<std::uint32_t>(threads) : 1;
+  std::uint32_t nextRow = 0;
+  std::vector<RelaySteps> runners;
+  for (Piece& piece : pieces) {
+    piece.input.resize(from.RowBytes() * rows);
+    if (from.bits != to.bits) piece.output.resize(to.RowBytes() * rows);
+    const auto read = [&] {
+      piece.rows = std::min(rows, from.height - nextRow);
+      if (piece.rows == 0) return false;
+      source_->ReadRows(piece.input.data(), piece.rows);
+      nextRow += piece.rows;
+      return true;
+    };
+    const auto write = [&] {
+      Examine(piece.result(), to, piece.rows);
+      sink.WriteRows(piece.result(), piece.rows);
+      donePixels_ += std::uint64_t{from.width} * piece.rows;
+      watch(donePixels_);
+    };
+    runners.push_back({read, [&] { ConvertPiece(*colors, from, to, options, piece); }, write});
+  }
+  RunRelay(runners);
+}
+
+void Conversion::ConvertPiece(const DeviceColors& colors, const Page& from, const Page& to,
+                              const kxp_convert_options& options, Piece& piece) const {
+  if (!piece.output.empty() && from.Samples() > 3) {
+    CopyExtras(from, piece.input.data(), to, piece.output.data(),
+               std::size_t{piece.rows} * from.width);
+  }
+  const kxp_image source = ImageOf(from, piece.input.data());
+  const kxp_image result = ImageOf(to, piece.result());
+  kxp_error error = {};
+  error.size = sizeof error;
+  if (kxp_convert(colors.pipeline.get(), &source, &result, from.width, piece.rows, &options,
+                  &error) != KXP_OK) {
+    RefuseInput(error.message);
   }
 }
 

@@ -65,7 +65,8 @@ struct Findings {
 /// once; conversions with a common `ColorStore` may run at the same time.
 class Conversion {
  public:
-  /// Told the number of pixels that are done, between pieces; may throw to end the conversion.
+  /// Told the number of pixels that are done, between pieces, on any thread but never on two at
+  /// once; may throw to end the conversion.
   using Watch = std::function<void(std::uint64_t donePixels)>;
 
   /// Refuses options that contradict the format.
@@ -98,6 +99,7 @@ class Conversion {
     const std::vector<unsigned char>* profile = nullptr;  ///< of its colours, borrowed
     std::string profileName;
   };
+  struct Piece;
 
   template <typename Function>
   auto Named(Function function);
@@ -112,6 +114,9 @@ class Conversion {
   void PreparePage(Work& work);
   bool IsBig() const;
   void ConvertRows(const Work& work, kxcms::image::ImageSink& sink, const Watch& watch);
+  void ConvertPiece(const DeviceColors& colors, const kxcms::image::Page& from,
+                    const kxcms::image::Page& to, const kxp_convert_options& options,
+                    Piece& piece) const;
   void FindPixelDigest(const OutputFile& output, std::uint64_t sizeBytes);
   void Examine(const unsigned char* result, const kxcms::image::Page& page, std::uint32_t rows);
 
