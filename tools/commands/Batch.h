@@ -1,11 +1,11 @@
 #ifndef KXCMS_TOOLS_COMMANDS_BATCH_H
 #define KXCMS_TOOLS_COMMANDS_BATCH_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
 #include "tools/Refusal.h"
+#include "tools/commands/CommandLine.h"
 #include "tools/commands/ConvertOptions.h"
 
 struct BatchRequest {

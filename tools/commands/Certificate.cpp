@@ -1,5 +1,6 @@
 #include "tools/commands/Certificate.h"
 
+#include <CLI/CLI.hpp>
 #include <cmath>
 #include <iostream>
 #include <utility>

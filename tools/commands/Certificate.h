@@ -1,11 +1,11 @@
 #ifndef KXCMS_TOOLS_COMMANDS_CERTIFICATE_H
 #define KXCMS_TOOLS_COMMANDS_CERTIFICATE_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 
 #include "tools/Refusal.h"
+#include "tools/commands/CommandLine.h"
 
 struct CertificateRequest {
   std::string profile;

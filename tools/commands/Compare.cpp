@@ -1,5 +1,6 @@
 #include "tools/commands/Compare.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cctype>

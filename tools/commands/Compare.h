@@ -1,12 +1,12 @@
 #ifndef KXCMS_TOOLS_COMMANDS_COMPARE_H
 #define KXCMS_TOOLS_COMMANDS_COMPARE_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/Refusal.h"
+#include "tools/commands/CommandLine.h"
 
 struct CompareRequest {
   std::vector<std::string> files;     ///< two

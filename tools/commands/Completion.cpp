@@ -1,5 +1,6 @@
 #include "tools/commands/Completion.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
 #include <vector>

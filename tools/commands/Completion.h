@@ -1,8 +1,9 @@
 #ifndef KXCMS_TOOLS_COMMANDS_COMPLETION_H
 #define KXCMS_TOOLS_COMMANDS_COMPLETION_H
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+#include "tools/commands/CommandLine.h"
 
 /// The file by which a shell, "bash" or "zsh", completes the commands of `app`, their options, the
 /// words that options take, and file names. It is made of the same definitions as --help. Refuses

@@ -1,5 +1,6 @@
 #include "tools/commands/ConvertOptions.h"
 
+#include <CLI/CLI.hpp>
 #include <cmath>
 
 #include "api/pipeline.h"

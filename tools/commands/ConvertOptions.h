@@ -1,10 +1,10 @@
 #ifndef KXCMS_TOOLS_COMMANDS_CONVERTOPTIONS_H
 #define KXCMS_TOOLS_COMMANDS_CONVERTOPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
+#include "tools/commands/CommandLine.h"
 #include "tools/commands/Convert.h"
 
 /// The options of a conversion as they were given: words that are not looked at yet.

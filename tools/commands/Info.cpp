@@ -1,5 +1,6 @@
 #include "tools/commands/Info.h"
 
+#include <CLI/CLI.hpp>
 #include <iostream>
 #include <new>
 #include <utility>

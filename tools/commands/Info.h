@@ -1,11 +1,11 @@
 #ifndef KXCMS_TOOLS_COMMANDS_INFO_H
 #define KXCMS_TOOLS_COMMANDS_INFO_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 #include "tools/Refusal.h"
+#include "tools/commands/CommandLine.h"
 
 struct InfoRequest {
   std::vector<std::string> files;

@@ -1,5 +1,6 @@
 #include "tools/commands/JournalView.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cstdint>

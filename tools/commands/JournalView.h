@@ -1,9 +1,10 @@
 #ifndef KXCMS_TOOLS_COMMANDS_JOURNALVIEW_H
 #define KXCMS_TOOLS_COMMANDS_JOURNALVIEW_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+#include "tools/commands/CommandLine.h"
 
 struct JournalRequest {
   std::vector<std::string> files;

@@ -1,5 +1,6 @@
 #include "tools/commands/Probe.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <cstdint>

@@ -1,10 +1,11 @@
 #ifndef KXCMS_TOOLS_COMMANDS_PROBE_H
 #define KXCMS_TOOLS_COMMANDS_PROBE_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "tools/commands/CommandLine.h"
 
 struct ProbeRequest {
   std::string profile;              ///< empty: the one that the image embeds

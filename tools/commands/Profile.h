@@ -1,9 +1,10 @@
 #ifndef KXCMS_TOOLS_COMMANDS_PROFILE_H
 #define KXCMS_TOOLS_COMMANDS_PROFILE_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
+
+#include "tools/commands/CommandLine.h"
 
 struct ProfileRequest {
   enum class Action { kExtract, kEmbed, kRemove, kMake };

@@ -1,5 +1,6 @@
 #include "tools/commands/Report.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <iostream>

@@ -1,12 +1,12 @@
 #ifndef KXCMS_TOOLS_COMMANDS_REPORT_H
 #define KXCMS_TOOLS_COMMANDS_REPORT_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/Refusal.h"
+#include "tools/commands/CommandLine.h"
 
 struct ReportRequest {
   std::vector<std::string> profiles;

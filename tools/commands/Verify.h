@@ -1,11 +1,11 @@
 #ifndef KXCMS_TOOLS_COMMANDS_VERIFY_H
 #define KXCMS_TOOLS_COMMANDS_VERIFY_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 #include "tools/Refusal.h"
+#include "tools/commands/CommandLine.h"
 
 struct VerifyRequest {
   std::vector<std::string> journals;
