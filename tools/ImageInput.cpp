@@ -15,10 +15,6 @@
 
 namespace {
 
-[[noreturn]] void RefuseInput(const std::string& name, const std::string& reason) {
-  throw Refusal(Exit::InputUnreadable, name + ": " + reason);
-}
-
 /// Standard input for "-", otherwise the file of that name.
 Descriptor Opened(const std::string& path) {
   struct stat status;

@@ -7,13 +7,9 @@
 
 #include "Refusal.h"
 
-namespace {
-
-[[noreturn]] void RefuseInput(const std::string& name, const std::string& reason) {
+void RefuseInput(const std::string& name, const std::string& reason) {
   throw Refusal(Exit::InputUnreadable, name + ": " + reason);
 }
-
-}  // namespace
 
 struct stat InputStatus(int fd, const std::string& name) {
   struct stat status;
@@ -25,9 +21,7 @@ struct stat InputStatus(int fd, const std::string& name) {
 Stream OpenInput(const std::string& path) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   FILE* stream = fd < 0 ? nullptr : fdopen(fd, "rb");
-  if (stream == nullptr) {
-    throw Refusal(Exit::InputUnreadable, path + ": " + std::strerror(errno));
-  }
+  if (stream == nullptr) RefuseInput(path, std::strerror(errno));
   return Stream(stream);
 }
 

@@ -13,6 +13,9 @@ struct CloseStream {
 };
 using Stream = std::unique_ptr<FILE, CloseStream>;
 
+/// Ends with a line about an input that cannot be read.
+[[noreturn]] void RefuseInput(const std::string& name, const std::string& reason);
+
 /// Opens a file for reading; refuses what cannot be opened. Does not wait for a pipe's writer.
 Stream OpenInput(const std::string& path);
 

@@ -8,16 +8,14 @@ Environment: KXCMS (the command), KXCMS_FAULTS (the library that makes calls fai
 """
 
 import os
-import shutil
 import signal
 import subprocess
 import sys
-import tempfile
-import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tools"))
 import profiles  # noqa: E402
 import surroundings  # noqa: E402
+from own_folder import OwnFolder  # noqa: E402
 from tiffs import ASCII, SHORT, tiff  # noqa: E402
 
 KXCMS = os.environ["KXCMS"]
@@ -49,23 +47,11 @@ def environment(**variables):
 
 
 @surroundings.needs_proc
-class Faults(unittest.TestCase):
+class Faults(OwnFolder):
     def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
-        self.addCleanup(shutil.rmtree, self.folder)
+        super().setUp()
         self.report = self.path("calls")
         self.write("scan.icc", profiles.scanner(points=5))
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, data):
-        with open(self.path(name), "wb") as file:
-            file.write(data)
-
-    def read(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
 
     arguments = ()
 

@@ -11,10 +11,7 @@ Environment: KXCMS (the command), KXCMS_PLAIN_READER, KXPIPELINE.
 import collections
 import json
 import os
-import shutil
 import subprocess
-import tempfile
-import unittest
 
 import numpy
 
@@ -25,6 +22,7 @@ import profiles
 import surroundings
 import tiff_rules
 from image_forms import planes, run, samples, several, written
+from own_folder import OwnFolder
 
 KXCMS = os.environ["KXCMS"]
 DONE, UNREADABLE, PROFILE, WRONG = 0, 3, 4, 5
@@ -117,14 +115,7 @@ a page of grey            | 8|<|classic|none    |strips 8 |chunky  |2|0|none    
 ROWS = list(rows())
 
 
-class ArchiveForms(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
-        self.addCleanup(shutil.rmtree, self.folder)
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
+class ArchiveForms(OwnFolder):
     def exiftool(self, name):
         done = subprocess.run(["exiftool", "-json", "-G1", "-n", "-a", self.path(name)],
                               check=True, capture_output=True, timeout=60)

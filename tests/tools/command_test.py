@@ -9,14 +9,12 @@ import json
 import os
 import resource
 import select
-import shutil
 import signal
 import socket
 import stat
 import struct
 import subprocess
 import sys
-import tempfile
 import time
 import unittest
 import zlib
@@ -33,6 +31,7 @@ import tiff_rules
 import tiffs
 from image_forms import FORMS, samples, several, written
 from surroundings import needs_proc
+from own_folder import OwnFolder
 from tiffs import ASCII, BYTE, LONG, SHORT, tiff
 
 KXCMS = os.environ["KXCMS"]
@@ -45,25 +44,11 @@ DONE, USAGE, UNREADABLE, PROFILE, WRONG, WRITE = 0, 2, 3, 4, 5, 6
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGXCPU)
 
 
-class Command(unittest.TestCase):
-    """Every test has a folder of its own, which is the working directory of what it runs."""
-
+class Command(OwnFolder):
     def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
-        self.addCleanup(shutil.rmtree, self.folder)
+        super().setUp()
         self.write("scan.icc", profiles.scanner())
         self.write("in.tif", tiff())
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, data):
-        with open(self.path(name), "wb") as file:
-            file.write(data)
-
-    def read(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
 
     def run_command(self, *arguments, **options):
         return subprocess.run([KXCMS, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,

@@ -27,6 +27,7 @@ import image_forms
 import kxp
 import profiles
 import surroundings
+from own_folder import OwnFolder
 
 KXCMS = os.environ["KXCMS"]
 READER = os.environ["KXCMS_PLAIN_READER"]
@@ -197,7 +198,7 @@ class Exiftool:
         self.process.wait(timeout=60)
 
 
-class DamagedMetadata(unittest.TestCase):
+class DamagedMetadata(OwnFolder):
     """Whatever byte of the metadata changes: what exiftool reads of the file is what it reads of the
     result, or it is told that something is left out."""
 
@@ -216,13 +217,9 @@ class DamagedMetadata(unittest.TestCase):
             "-EXIF:InteropIndex=R98", "-GPSLatitude=48.5", "-GPSLatitudeRef=N", "-XMP-dc:Title=one")
 
     def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
-        self.addCleanup(shutil.rmtree, self.folder)
+        super().setUp()
         self.exiftool = Exiftool()
         self.addCleanup(self.exiftool.close)
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
 
     def tags(self, path):
         return {name: value for name, value in (self.exiftool.read(path) or {}).items()

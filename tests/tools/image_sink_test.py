@@ -8,10 +8,8 @@ import hashlib
 import json
 import os
 import resource
-import shutil
 import struct
 import subprocess
-import tempfile
 import unittest
 import zlib
 
@@ -26,6 +24,7 @@ import tiff_rules
 import tiffs
 from image_forms import (FORMS, HEIGHT, PROFILE, WIDTH, copied, run, samples, saved, several,
                          tagged, written)
+from own_folder import OwnFolder
 from tiffs import ASCII, BYTE, DOUBLE, FLOAT, LONG, RATIONAL, SBYTE, SHORT, UNDEFINED, tiff
 
 CLIENT = os.environ["KXCMS_IMAGE_CLIENT"]
@@ -36,23 +35,7 @@ OTHERS, SRGB, ADOBE = 0, 1, 2
 NONE, LZW, DEFLATE, PACKBITS, LZMA, ZSTD = 1, 5, 8, 32773, 34925, 50000
 
 
-class Images(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
-        self.addCleanup(shutil.rmtree, self.folder)
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, data):
-        with open(self.path(name), "wb") as file:
-            file.write(data)
-        return self.path(name)
-
-    def read(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
-
+class Images(OwnFolder):
     def run_copy(self, source, target, form=TIFF, compression=NONE, colors=SRGB, big=0,
                  quality=95, **options):
         return subprocess.run(

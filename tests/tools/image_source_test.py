@@ -8,10 +8,8 @@ import json
 import os
 import re
 import resource
-import shutil
 import struct
 import subprocess
-import tempfile
 import unittest
 import warnings
 import zlib
@@ -24,6 +22,7 @@ import profiles
 import surroundings
 import tiffs
 from image_forms import FORMS, PROFILE, WIDTH, copied, run, samples, saved, several, written
+from own_folder import OwnFolder
 from tiffs import ASCII, BYTE, DOUBLE, LONG, RATIONAL, SHORT, UNDEFINED, tiff
 
 CLIENT = os.environ["KXCMS_IMAGE_CLIENT"]
@@ -31,19 +30,7 @@ with open(CLIENT, "rb") as client:
     SANITIZED = b"__asan_init" in client.read()
 
 
-class Images(unittest.TestCase):
-    def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
-        self.addCleanup(shutil.rmtree, self.folder)
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, data):
-        with open(self.path(name), "wb") as file:
-            file.write(data)
-        return self.path(name)
-
+class Images(OwnFolder):
     @staticmethod
     def run_client(*arguments, **options):
         return subprocess.run([CLIENT, *arguments], stdin=subprocess.DEVNULL, capture_output=True,

@@ -6,14 +6,12 @@ Environment: KXCMS (the command).
 
 import json
 import os
-import shutil
 import subprocess
-import tempfile
-import unittest
 
 import image_forms
 import profiles
 import surroundings
+from own_folder import OwnFolder
 
 KXCMS = os.environ["KXCMS"]
 
@@ -83,15 +81,11 @@ TAGS = [
 ]
 
 
-class Metadata(unittest.TestCase):
+class Metadata(OwnFolder):
     def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
-        self.addCleanup(shutil.rmtree, self.folder)
+        super().setUp()
         with open(self.path("scan.icc"), "wb") as file:
             file.write(profiles.scanner(points=3))
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
 
     def exiftool(self, name):
         """@return {name with its group: value}"""

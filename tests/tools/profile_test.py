@@ -6,12 +6,9 @@ Environment: KXCMS (the command), KXPIPELINE (the library whose profiles it make
 
 import json
 import os
-import shutil
 import stat
 import struct
 import subprocess
-import tempfile
-import unittest
 import zlib
 
 import numpy
@@ -25,6 +22,7 @@ import surroundings
 import tiff_rules
 import tiffs
 from image_forms import FORMS, Form, copied, run, samples, saved, several, tagged, written
+from own_folder import OwnFolder
 from tiffs import ASCII, BYTE, LONG, RATIONAL, SHORT, UNDEFINED, tiff
 
 KXCMS = os.environ["KXCMS"]
@@ -81,24 +79,10 @@ def saved_palette(data):
     return save
 
 
-class Profile(unittest.TestCase):
-    """Every test has a folder of its own, which is the working directory of what it runs."""
-
+class Profile(OwnFolder):
     def setUp(self):
-        self.folder = tempfile.mkdtemp(prefix="kxcms-test-")
-        self.addCleanup(shutil.rmtree, self.folder)
+        super().setUp()
         self.write("rgb.icc", RGB)
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, data):
-        with open(self.path(name), "wb") as file:
-            file.write(data)
-
-    def read(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
 
     def run_command(self, *arguments, **options):
         return subprocess.run([KXCMS, "profile", *arguments], cwd=self.folder,

@@ -25,11 +25,11 @@ std::string ReadText(const std::string& path) {
   std::string text;
   char block[4096];
   while (const std::size_t got = std::fread(block, 1, sizeof block, stream.get())) {
-    if (text.size() > kLargestMap) throw Refusal(Exit::InputUnreadable, path + ": too large");
+    if (text.size() > kLargestMap) RefuseInput(path, "too large");
     text.append(block, got);
   }
   if (std::ferror(stream.get()) != 0) {
-    throw Refusal(Exit::InputUnreadable, path + ": " + std::strerror(errno));
+    RefuseInput(path, std::strerror(errno));
   }
   return text;
 }

@@ -19,6 +19,7 @@
 #include "profile/ProfileReader.h"
 #include "tools/OutputFile.h"
 #include "tools/commands/ColorHandles.h"
+#include "tools/commands/ConvertOptions.h"
 #include "tools/commands/ImageFile.h"
 #include "tools/commands/Names.h"
 #include "tools/commands/ProfileUse.h"
@@ -336,12 +337,8 @@ CLI::App* AddCompare(CLI::App& app, CompareRequest& request) {
                       "perceptual, relative, saturation or absolute (default: relative)");
   command->add_option("--difference", request.difference,
                       "image of the differences to write (.png, .tif)");
-  command
-      ->add_option("--limit", request.limit,
-                   "end with status 5 if the largest difference is above this")
-      ->check([](const std::string& text) {
-        return text.empty() ? std::string("an empty value is no number") : std::string();
-      });
+  NotEmpty(command->add_option("--limit", request.limit,
+                               "end with status 5 if the largest difference is above this"));
   command->add_flag("--json", request.json, "print one JSON document instead of lines");
   return command;
 }

@@ -3,9 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
-#include <filesystem>
 #include <map>
 #include <set>
 #include <string_view>
@@ -102,27 +100,10 @@ Format FormatOf(const ConvertRequest& request) {
   if (request.output == kStandardStream) {
     throw Refusal(Exit::Usage, "standard output needs --format");
   }
-  std::string suffix = std::filesystem::path(request.output).extension().string();
-  std::transform(suffix.begin(), suffix.end(), suffix.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (suffix == ".tif" || suffix == ".tiff") return Format::kTiff;
-  if (suffix == ".jpg" || suffix == ".jpeg") return Format::kJpeg;
-  if (suffix == ".png") return Format::kPng;
+  if (const auto format = FormatOfSuffix(request.output)) return *format;
   throw Refusal(Exit::Usage, request.output +
                                  ": its suffix names no format (.tif, .tiff, .jpg, .jpeg, .png); "
                                  "--format does");
-}
-
-const char* NameOf(Format format) {
-  switch (format) {
-    case Format::kJpeg:
-      return "JPEG";
-    case Format::kPng:
-      return "PNG";
-    case Format::kTiff:
-      break;
-  }
-  return "TIFF";
 }
 
 /// Gives the errors of images the name of the file that they concern.

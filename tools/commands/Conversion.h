@@ -20,7 +20,6 @@
 /// The format of the result: the one that was asked for, or that of the output's suffix. Refuses a
 /// suffix that names none.
 kxcms::image::Format FormatOf(const ConvertRequest& request);
-const char* NameOf(kxcms::image::Format format);
 
 /// Whose colours an image was taken to have.
 struct ProfileRecord {

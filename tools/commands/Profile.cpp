@@ -6,7 +6,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -23,6 +22,7 @@
 #include "tools/OutputFile.h"
 #include "tools/Refusal.h"
 #include "tools/commands/ColorHandles.h"
+#include "tools/commands/ConvertOptions.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/ProfileEditor.h"
 #include "tools/image/SameSamples.h"
@@ -33,22 +33,6 @@ namespace fs = std::filesystem;
 using namespace kxcms::image;
 using Action = ProfileRequest::Action;
 using Bytes = std::vector<unsigned char>;
-
-const char* NameOf(Format format) {
-  constexpr const char* kNames[] = {"TIFF", "JPEG", "PNG"};
-  return kNames[static_cast<int>(format)];
-}
-
-/// The format that a suffix names, if any.
-std::optional<Format> FormatNamed(const std::string& path) {
-  std::string suffix = fs::path(path).extension().string();
-  std::transform(suffix.begin(), suffix.end(), suffix.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (suffix == ".tif" || suffix == ".tiff") return Format::kTiff;
-  if (suffix == ".jpg" || suffix == ".jpeg") return Format::kJpeg;
-  if (suffix == ".png") return Format::kPng;
-  return std::nullopt;
-}
 
 bool AreOneFile(const std::string& a, const std::string& b) {
   std::error_code ignored;
@@ -226,7 +210,7 @@ class Run {
   void Rewrite(const InputBytes& bytes) {
     const auto editor = ProfileEditor::Open(bytes);
     format_ = NameOf(editor->format());
-    const std::optional<Format> named = FormatNamed(request_.output);
+    const std::optional<Format> named = FormatOfSuffix(request_.output);
     if (named && *named != editor->format()) {
       RefuseUsage(request_.output + ": its suffix names " + NameOf(*named) + ", and " +
                   request_.input + " is a " + format_ + " file; convert changes formats");
@@ -356,10 +340,7 @@ CLI::App* AddProfile(CLI::App& app, ProfileRequest& request) {
   remove->add_option("OUT", request.output, "file to write; may be IMAGE");
   make->add_option("SPACE", request.input, "built-in space, see convert --list");
   make->add_option("OUT", request.output, "file for the profile");
-  make->add_option("--version", request.version, "of ICC, 2 or 4 (default: 4)")
-      ->check([](const std::string& text) {
-        return text.empty() ? std::string("an empty value is no number") : std::string();
-      });
+  NotEmpty(make->add_option("--version", request.version, "of ICC, 2 or 4 (default: 4)"));
   for (CLI::App* const sub : {extract, embed, remove, make}) {
     const char* const running = "Running";
     sub->add_option("--exists", request.exists,

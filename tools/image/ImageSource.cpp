@@ -1,6 +1,8 @@
 #include "tools/image/ImageSource.h"
 
 #include <algorithm>
+#include <cctype>
+#include <filesystem>
 #include <initializer_list>
 
 #include "tools/image/ImageError.h"
@@ -28,6 +30,28 @@ void CheckProportion(std::uint64_t memoryBytes, std::uint64_t pixelBytes, std::u
   if (memoryBytes > kFreeMemory && memoryBytes / kMemoryForByte > fileBytes) {
     RefuseForm("reading it would take memory out of proportion to the file");
   }
+}
+
+std::optional<Format> FormatOfSuffix(const std::string& path) {
+  std::string suffix = std::filesystem::path(path).extension().string();
+  std::transform(suffix.begin(), suffix.end(), suffix.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (suffix == ".tif" || suffix == ".tiff") return Format::kTiff;
+  if (suffix == ".jpg" || suffix == ".jpeg") return Format::kJpeg;
+  if (suffix == ".png") return Format::kPng;
+  return std::nullopt;
+}
+
+const char* NameOf(Format format) {
+  switch (format) {
+    case Format::kJpeg:
+      return "JPEG";
+    case Format::kPng:
+      return "PNG";
+    case Format::kTiff:
+      break;
+  }
+  return "TIFF";
 }
 
 std::optional<Format> FormatOf(std::span<const unsigned char> start) {

@@ -15,6 +15,12 @@ namespace kxcms::image {
 
 enum class Format { kTiff, kJpeg, kPng };
 
+/// The format that the suffix of a file's name stands for, if any.
+std::optional<Format> FormatOfSuffix(const std::string& path);
+
+/// "TIFF" and so on.
+const char* NameOf(Format format);
+
 /// The format of a file that begins with these bytes; none if it is no image, or if they are fewer
 /// than the eight that tell.
 std::optional<Format> FormatOf(std::span<const unsigned char> start);

@@ -23,18 +23,6 @@ using image::Page;
 using image::PageForm;
 using image::Resolution;
 
-const char* NameOf(Format format) {
-  switch (format) {
-    case Format::kJpeg:
-      return "JPEG";
-    case Format::kPng:
-      return "PNG";
-    case Format::kTiff:
-      break;
-  }
-  return "TIFF";
-}
-
 bool IsCopy(const Page& page) {
   return (page.subfileType & (Page::kReduced | Page::kMask)) != 0;
 }
