@@ -35,18 +35,32 @@ double HueDeg(const Direction& hue) {
   return angle < 0 ? angle + 360 : angle;
 }
 
+// A colour's a' and b, and its chroma from these, not 0.
+struct Chromatic {
+  double a, b, C;
+};
+
 // The middle of two hues, on the shorter way between them. Where both ways are about as long, the
 // formula's own rule decides, on angles.
-Direction MeanHue(const Direction& first, const Direction& second) {
-  const Direction sum = {first.cosine + second.cosine, first.sine + second.sine};
+Direction MeanHue(const Chromatic& first, const Chromatic& second) {
+  // The sum of both directions, times both chromas.
+  const Direction sum = {first.a * second.C + second.a * first.C,
+                         first.b * second.C + second.b * first.C};
   const double length = std::sqrt(sum.cosine * sum.cosine + sum.sine * sum.sine);
   constexpr double kNearlyOpposite = 0.01;
-  if (length > kNearlyOpposite) return {sum.cosine / length, sum.sine / length};
-  const double h1 = HueDeg(first), h2 = HueDeg(second);
+  if (length > kNearlyOpposite * first.C * second.C) {
+    const double scale = 1 / length;
+    return {scale * sum.cosine, scale * sum.sine};
+  }
+  const double h1 = HueDeg({first.a, first.b}), h2 = HueDeg({second.a, second.b});
   double mean = (h1 + h2) / 2;
   if (std::abs(h1 - h2) > 180) mean += mean < 180 ? 180 : -180;
   return {std::cos(mean * kDegree), std::sin(mean * kDegree)};
 }
+
+const double kCos30 = std::cos(30 * kDegree), kSin30 = std::sin(30 * kDegree);
+const double kCos6 = std::cos(6 * kDegree), kSin6 = std::sin(6 * kDegree);
+const double kCos63 = std::cos(63 * kDegree), kSin63 = std::sin(63 * kDegree);
 
 // T of the formula: cosines of multiples of the mean hue, by the theorem of sums.
 double WeightOfHue(const Direction& hue) {
@@ -54,9 +68,6 @@ double WeightOfHue(const Direction& hue) {
   const double c2 = c1 * c1 - s1 * s1, s2 = 2 * s1 * c1;
   const double c3 = c1 * c2 - s1 * s2, s3 = s1 * c2 + c1 * s2;
   const double c4 = c2 * c2 - s2 * s2, s4 = 2 * s2 * c2;
-  static const double kCos30 = std::cos(30 * kDegree), kSin30 = std::sin(30 * kDegree);
-  static const double kCos6 = std::cos(6 * kDegree), kSin6 = std::sin(6 * kDegree);
-  static const double kCos63 = std::cos(63 * kDegree), kSin63 = std::sin(63 * kDegree);
   return 1 - 0.17 * (c1 * kCos30 + s1 * kSin30) + 0.24 * c2 + 0.32 * (c3 * kCos6 - s3 * kSin6) -
          0.20 * (c4 * kCos63 + s4 * kSin63);
 }
@@ -84,7 +95,9 @@ double DeltaE2000(const std::array<double, 3>& lab1, const std::array<double, 3>
   const double meanL50 = (L1 + L2) / 2 - 50;
   const double L50 = meanL50 * meanL50;
   const double meanC = (C1 + C2) / 2;
-  const double l = (L2 - L1) / (1 + 0.015 * L50 / std::sqrt(20 + L50));
+  // SL = 1 + 0.015 L50 / root.
+  const double root = std::sqrt(20 + L50);
+  const double l = (L2 - L1) * root / (root + 0.015 * L50);
   const double c = (C2 - C1) / (1 + 0.045 * meanC);
   const double product = C1 * C2;
   // A grey has no hue: there the terms with hue are 0.
@@ -94,10 +107,13 @@ double DeltaE2000(const std::array<double, 3>& lab1, const std::array<double, 3>
   const double cross = a1p * b2 - a2p * b1, dot = a1p * a2p + b1 * b2;
   const double dH = dot > 0 ? cross / std::sqrt((product + dot) / 2)
                             : std::copysign(std::sqrt(2 * (product - dot)), cross);
-  const Direction hue = MeanHue({a1p / C1, b1 / C1}, {a2p / C2, b2 / C2});
+  const Direction hue = MeanHue({a1p, b1, C1}, {a2p, b2, C2});
   const double h = dH / (1 + 0.015 * meanC * WeightOfHue(hue));
-  const double RT = -2 * ChromaFactor(meanC) * Rotation(hue);
-  return std::sqrt(std::max(0.0, l * l + c * c + h * h + RT * c * h));
+  const double squares = l * l + c * c + h * h;
+  const double rotation = Rotation(hue);
+  if (rotation == 0) return std::sqrt(squares);
+  const double RT = -2 * ChromaFactor(meanC) * rotation;
+  return std::sqrt(std::max(0.0, squares + RT * c * h));
 }
 
 }  // namespace kxcms

@@ -41,8 +41,10 @@ const char* NameOf(const LookupTable& table, std::size_t n) {
 }
 
 /// @param stages  receives what comes out of each element; null: nobody asks
-Triple EvaluateTable(const LookupTable& table, Triple values, std::vector<Stage>* stages) {
-  for (std::size_t n = 0; n < table.elements.size(); ++n) {
+/// @param first   the element that receives the values
+Triple EvaluateTable(const LookupTable& table, Triple values, std::vector<Stage>* stages,
+                     std::size_t first = 0) {
+  for (std::size_t n = first; n < table.elements.size(); ++n) {
     values = Evaluate(table.elements[n], values);
     if (stages != nullptr) stages->push_back({NameOf(table, n), values});
   }
@@ -60,11 +62,20 @@ Triple Linear(const MatrixTrc& model, const Triple& device) {
           Evaluate(model.curves[2], device[2])};
 }
 
-Xyz ToXyz(const Model& model, const Triple& device) {
-  if (model.table != nullptr) {
-    return DecodeXyz(model.table->pcs, EvaluateTable(*model.table, device, nullptr));
-  }
-  return Product(model.matrixTrc->matrix, Linear(*model.matrixTrc, device));
+// The curves that a lookup tag begins with; null if it begins with another element.
+const CurveSet* FirstCurves(const LookupTable& table) {
+  return table.elements.empty() ? nullptr : std::get_if<CurveSet>(&table.elements.front());
+}
+
+// What the connection space gets, in the encoding of a lookup tag, of what has passed the first
+// curves.
+Triple EncodedPcs(const LookupTable& table, const Triple& alone) {
+  return EvaluateTable(table, alone, nullptr, FirstCurves(table) == nullptr ? 0 : 1);
+}
+
+Xyz ToXyz(const Model& model, const Triple& alone) {
+  if (model.table != nullptr) return DecodeXyz(model.table->pcs, EncodedPcs(*model.table, alone));
+  return Product(model.matrixTrc->matrix, alone);
 }
 
 PcsColor ToPcs(const Model& model, const Triple& device, std::vector<Stage>* stages) {
@@ -248,7 +259,10 @@ Conversion::Conversion(const DeviceProfile& source, const Destination& destinati
     if (IsMissing(destinationModel_)) {
       throw std::invalid_argument("the destination profile does not lead from the PCS");
     }
-    if (destinationModel_.matrixTrc != nullptr) pcsToLinear_ = Undo(*destinationModel_.matrixTrc);
+    if (destinationModel_.matrixTrc != nullptr) {
+      pcsToLinear_ = Undo(*destinationModel_.matrixTrc);
+      for (const Curve& curve : destinationModel_.matrixTrc->curves) undone_.emplace_back(curve);
+    }
     destinationWhite_ = (*profile)->mediaWhite;
     if (compensates) destinationBlack_ = DestinationBlackPoint(**profile);
   }
@@ -299,31 +313,33 @@ Triple Conversion::Encoded(const RgbSpace& space, const Triple& linear) {
   return encoded;
 }
 
-Triple Conversion::Encoded(const MatrixTrc& model, const Triple& linear) {
-  Triple encoded;
-  for (std::size_t n = 0; n < 3; ++n) encoded[n] = EvaluateInverse(model.curves[n], linear[n]);
-  return encoded;
+Triple Conversion::Encoded(const Triple& linear) const {
+  return {undone_[0].At(linear[0]), undone_[1].At(linear[1]), undone_[2].At(linear[2])};
 }
 
-Triple Conversion::Result(const Triple& device) const {
+Triple Conversion::Alone(const Triple& device) const {
   const Triple clipped = Clip(device);
-  if (const auto* measure = std::get_if<Measure>(&destination_)) {
-    PcsColor color = ToPcs(sourceModel_, clipped);
-    if (IsRendered()) {
-      color.xyz = Rendered(color.xyz);
-      color.lab = LabFromXyz(color.xyz);
-    }
-    return *measure == Measure::kLab ? color.lab : color.xyz;
+  if (sourceModel_.table == nullptr) return Linear(*sourceModel_.matrixTrc, clipped);
+  const CurveSet* const curves = FirstCurves(*sourceModel_.table);
+  return curves == nullptr ? clipped : exact::Evaluate(*curves, clipped);
+}
+
+Triple Conversion::ResultOf(const Triple& alone) const {
+  const auto* const measure = std::get_if<Measure>(&destination_);
+  if (measure != nullptr && *measure == Measure::kLab && sourceModel_.table != nullptr &&
+      sourceModel_.table->pcs != PcsEncoding::kXyz && !IsRendered()) {
+    return DecodeLab(sourceModel_.table->pcs, EncodedPcs(*sourceModel_.table, alone));
   }
-  Xyz xyz = ToXyz(sourceModel_, clipped);
+  Xyz xyz = ToXyz(sourceModel_, alone);
   if (IsRendered()) xyz = Rendered(xyz);
+  if (measure != nullptr) return *measure == Measure::kLab ? LabFromXyz(xyz) : xyz;
   if (destinationModel_.table != nullptr) {
     const LookupTable& table = *destinationModel_.table;
     return Clip(EvaluateTable(table, EncodeXyz(table.pcs, xyz), nullptr));
   }
   const Triple linear = Product(pcsToLinear_, xyz);
   if (destinationModel_.matrixTrc != nullptr) {
-    return Encoded(*destinationModel_.matrixTrc, Clip(linear));
+    return Encoded(Clip(linear));
   }
   return Encoded(*std::get<const RgbSpace*>(destination_),
                  options_.unclipped ? linear : Clip(linear));
@@ -343,7 +359,7 @@ void Conversion::ToProfile(Trace& trace) const {
     trace.result = Clip(EvaluateTable(table, *trace.pcsEncoded, &trace.destinationStages));
   } else {
     trace.linear = ClipLinear(Product(pcsToLinear_, trace.xyz));
-    trace.result = Encoded(*destinationModel_.matrixTrc, trace.linear->clipped);
+    trace.result = Encoded(trace.linear->clipped);
   }
   RoundDevice(trace);
 }

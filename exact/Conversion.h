@@ -88,7 +88,11 @@ class Conversion {
 
   Trace Evaluate(const Triple& device) const;
   /// `Trace::result` alone, the same bits, for many colours.
-  Triple Result(const Triple& device) const;
+  Triple Result(const Triple& device) const { return ResultOf(Alone(device)); }
+  /// The same in two steps, for device values that come again and again: what becomes of each
+  /// channel by itself, through the profile's first curves, and what of the three together.
+  Triple Alone(const Triple& device) const;
+  Triple ResultOf(const Triple& alone) const;
 
   const Model& SourceModel() const { return sourceModel_; }
   /// Of a profile only.
@@ -107,14 +111,16 @@ class Conversion {
   bool IsRendered() const;
   Xyz Rendered(const Xyz& xyz) const;
   static Triple Encoded(const RgbSpace& space, const Triple& linear);
-  static Triple Encoded(const MatrixTrc& model, const Triple& linear);
+  /// By `undone_`.
+  Triple Encoded(const Triple& linear) const;
 
   Destination destination_;
   Options options_;
   Model sourceModel_, destinationModel_;
   Xyz sourceWhite_, destinationWhite_;
   Xyz sourceBlack_{}, destinationBlack_{};
-  Matrix3 pcsToLinear_{};  ///< of built-in spaces and matrix-based models
+  Matrix3 pcsToLinear_{};             ///< of built-in spaces and matrix-based models
+  std::vector<InverseCurve> undone_;  ///< the curves of such a model, three of them
 };
 
 }  // namespace kxcms::exact

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -125,27 +127,6 @@ bool IsFlatAtZero(const Curve& curve) {
   return Evaluate(curve, 0) == Evaluate(curve, 1.0 / 65536);
 }
 
-// Of a curve whose values rise (direction 1) or fall (-1), for a y among them.
-double Inverse(const IdentityCurve&, double y, double) {
-  return y;
-}
-
-double Inverse(const GammaCurve& curve, double y, double) {
-  return std::pow(y, 1 / curve.gamma);
-}
-
-double Inverse(const SampledCurve& curve, double y, double direction) {
-  const auto fallsShort = [&](double value) {
-    return direction * value / curve.maximum < direction * y;
-  };
-  const auto found = std::partition_point(curve.values.begin(), curve.values.end(), fallsShort);
-  if (found == curve.values.begin()) return 0;
-  const double value = found[0], before = found[-1];
-  const double fraction = (y * curve.maximum - before) / (value - before);
-  return (static_cast<double>(found - curve.values.begin() - 1) + fraction) /
-         static_cast<double>(curve.values.size() - 1);
-}
-
 // Where the formula of a parametric curve gives y, but for rounding, if it is the power, or the
 // line before it. May be anything, not a number too, where it is not.
 double Guess(const ParametricCurve& p, double y, bool isPower) {
@@ -155,38 +136,7 @@ double Guess(const ParametricCurve& p, double y, bool isPower) {
   return p.function == 0 ? base : (base - p.b) / p.a;
 }
 
-double Inverse(const ParametricCurve& curve, double y, double direction) {
-  const auto reaches = [&](double x) { return direction * Evaluate(curve, x) >= direction * y; };
-  for (const auto& [from, to] : StretchesOf(curve)) {
-    if (reaches(from)) return from;
-    if (!reaches(to)) continue;
-    // Bisection, until no number lies between the last x that does not reach y and the first that
-    // does.
-    double low = from, high = to;
-    // A guess spares most of it, and cannot harm: both its sides are looked at.
-    constexpr double kNear = 1e-15;
-    const double guess = Guess(curve, y, to >= BreakOf(curve));
-    for (const double x : {guess - kNear, guess + kNear}) {
-      if (low < x && x < high) (reaches(x) ? high : low) = x;
-    }
-    for (double middle = (low + high) / 2; low < middle && middle < high;
-         middle = (low + high) / 2) {
-      (reaches(middle) ? high : low) = middle;
-    }
-    return high;
-  }
-  return 1;
-}
-
 }  // namespace
-
-double Clip(double x) {
-  return x > 0 ? std::min(x, 1.0) : 0;
-}
-
-Triple Clip(const Triple& values) {
-  return {Clip(values[0]), Clip(values[1]), Clip(values[2])};
-}
 
 double Evaluate(const Curve& curve, double x) {
   return Clip(std::visit([x](const auto& form) { return Formula(form, Clip(x)); }, curve));
@@ -209,11 +159,71 @@ Invertibility CanInvert(const Curve& curve) {
 }
 
 double EvaluateInverse(const Curve& curve, double y) {
-  const double first = Evaluate(curve, 0), last = Evaluate(curve, 1);
-  if (std::abs(y - first) <= kBlackNoise && IsFlatAtZero(curve)) return 0;
-  const double reached = std::clamp(y, std::min(first, last), std::max(first, last));
-  const double direction = first < last ? 1 : -1;
-  return std::visit([&](const auto& form) { return Inverse(form, reached, direction); }, curve);
+  return InverseCurve(curve).At(y);
+}
+
+InverseCurve::InverseCurve(const Curve& curve)
+    : curve_(curve),
+      first_(Evaluate(curve, 0)),
+      last_(Evaluate(curve, 1)),
+      direction_(first_ < last_ ? 1 : -1),
+      isFlatAtZero_(IsFlatAtZero(curve)) {
+  if (const auto* parametric = std::get_if<ParametricCurve>(&curve)) {
+    for (const auto& [from, to] : StretchesOf(*parametric)) {
+      stretches_.push_back({from, to, Evaluate(curve, from), Evaluate(curve, to)});
+    }
+  } else if (const auto* sampled = std::get_if<SampledCurve>(&curve)) {
+    values_.reserve(sampled->values.size());
+    for (const std::uint16_t value : sampled->values) {
+      values_.push_back(direction_ * value / sampled->maximum);
+    }
+  }
+}
+
+double InverseCurve::At(double y) const {
+  if (std::abs(y - first_) <= kBlackNoise && isFlatAtZero_) return 0;
+  const double reached = std::clamp(y, std::min(first_, last_), std::max(first_, last_));
+  return std::visit([&](const auto& form) { return InverseOf(form, reached); }, curve_);
+}
+
+double InverseCurve::InverseOf(const IdentityCurve&, double y) const {
+  return y;
+}
+
+double InverseCurve::InverseOf(const GammaCurve& curve, double y) const {
+  return std::pow(y, 1 / curve.gamma);
+}
+
+double InverseCurve::InverseOf(const SampledCurve& curve, double y) const {
+  const auto found = std::lower_bound(values_.begin(), values_.end(), direction_ * y);
+  if (found == values_.begin()) return 0;
+  const auto next = static_cast<std::size_t>(found - values_.begin());
+  const double value = curve.values[next], before = curve.values[next - 1];
+  const double fraction = (y * curve.maximum - before) / (value - before);
+  return (static_cast<double>(next - 1) + fraction) / static_cast<double>(values_.size() - 1);
+}
+
+double InverseCurve::InverseOf(const ParametricCurve& curve, double y) const {
+  const double wanted = direction_ * y;
+  for (const auto& [from, to, first, last] : stretches_) {
+    if (direction_ * first >= wanted) return from;
+    if (direction_ * last < wanted) continue;
+    // Where the formula undone leads to y again, but for rounding, that is it.
+    const double guess = Guess(curve, y, to >= BreakOf(curve));
+    constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
+    if (from < guess && guess < to && std::abs(Evaluate(curve_, guess) - y) <= kRounding * y) {
+      return guess;
+    }
+    // Bisection, until no number lies between the last x that does not reach y and the first that
+    // does.
+    double low = from, high = to;
+    for (double middle = (low + high) / 2; low < middle && middle < high;
+         middle = (low + high) / 2) {
+      (direction_ * Evaluate(curve_, middle) >= wanted ? high : low) = middle;
+    }
+    return high;
+  }
+  return 1;
 }
 
 // ---- Grids and matrices -------------------------------------------------------------------------
@@ -231,9 +241,8 @@ Triple Evaluate(const ColorGrid& grid, const Triple& x) {
     const auto green = static_cast<std::size_t>(grid.points[1]);
     const auto blue = static_cast<std::size_t>(grid.points[2]);
     const std::size_t first = 3 * ((point[0] * green + point[1]) * blue + point[2]);
-    const double maximum = grid.maximum;
-    return {grid.values[first] / maximum, grid.values[first + 1] / maximum,
-            grid.values[first + 2] / maximum};
+    return {static_cast<double>(grid.values[first]), static_cast<double>(grid.values[first + 1]),
+            static_cast<double>(grid.values[first + 2])};
   };
 
   // From the lowest corner to the highest along the edges of the tetrahedron: first along the axis
@@ -254,6 +263,7 @@ Triple Evaluate(const ColorGrid& grid, const Triple& x) {
     for (std::size_t n = 0; n < 3; ++n) result[n] += fraction[axis] * (to[n] - from[n]);
     from = to;
   }
+  for (double& value : result) value /= grid.maximum;
   return result;
 }
 

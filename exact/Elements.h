@@ -1,8 +1,9 @@
 #ifndef KXCMS_EXACT_ELEMENTS_H
 #define KXCMS_EXACT_ELEMENTS_H
 
+#include <algorithm>
 #include <array>
-#include <span>
+#include <vector>
 
 #include "profile/DeviceProfile.h"
 
@@ -17,8 +18,12 @@ namespace kxcms::exact {
 using Triple = std::array<double, 3>;
 
 /// Into [0, 1]; 0 for what is not a number.
-double Clip(double x);
-Triple Clip(const Triple& values);
+inline double Clip(double x) {
+  return x > 0 ? std::min(x, 1.0) : 0;
+}
+inline Triple Clip(const Triple& values) {
+  return {Clip(values[0]), Clip(values[1]), Clip(values[2])};
+}
 
 /// The curve at x, in [0, 1].
 double Evaluate(const Curve& curve, double x);
@@ -48,6 +53,34 @@ constexpr double kBlackNoise = 1e-6;
 /// A curve that is flat at x = 0 would send black to the end of the flat part as soon as rounding
 /// leaves anything of it: there a y within `kBlackNoise` of the first value counts as that value.
 double EvaluateInverse(const Curve& curve, double y);
+
+/// `EvaluateInverse` of one curve for many values, the same bits: what depends on the curve alone
+/// is found out once.
+class InverseCurve {
+ public:
+  /// @param curve  that can be undone; borrowed
+  explicit InverseCurve(const Curve& curve);
+
+  double At(double y) const;
+
+ private:
+  /// A part on which the curve only rises or only falls; its ends belong to it.
+  struct Stretch {
+    double from, to;
+    double first, last;  ///< values there
+  };
+
+  double InverseOf(const IdentityCurve& curve, double y) const;
+  double InverseOf(const GammaCurve& curve, double y) const;
+  double InverseOf(const ParametricCurve& curve, double y) const;
+  double InverseOf(const SampledCurve& curve, double y) const;
+
+  const Curve& curve_;
+  double first_, last_, direction_;  ///< values at 0 and 1; 1 if they rise, -1 if they fall
+  bool isFlatAtZero_;
+  std::vector<Stretch> stretches_;  ///< of a parametric curve
+  std::vector<double> values_;      ///< of a table, times the direction: they rise
+};
 
 /// Interpolation in the tetrahedron of the cell that x lies in. Where tetrahedra meet, they give
 /// the same colour.

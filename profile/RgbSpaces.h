@@ -52,7 +52,11 @@ Matrix3 AdaptationToPcs(const Xyz& white);
 
 Matrix3 Inverse(const Matrix3& matrix);  ///< of a regular one
 Matrix3 Product(const Matrix3& a, const Matrix3& b);
-Xyz Product(const Matrix3& matrix, const Xyz& vector);
+inline Xyz Product(const Matrix3& matrix, const Xyz& vector) {
+  return {matrix[0] * vector[0] + matrix[1] * vector[1] + matrix[2] * vector[2],
+          matrix[3] * vector[0] + matrix[4] * vector[1] + matrix[5] * vector[2],
+          matrix[6] * vector[0] + matrix[7] * vector[1] + matrix[8] * vector[2]};
+}
 
 }  // namespace kxcms
 

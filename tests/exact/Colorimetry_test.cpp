@@ -48,6 +48,15 @@ TEST(Lab, FollowsCie15) {
   }
 }
 
+TEST(Lab, RootsArePreciseToTheLastPlace) {
+  // One unit of the root, and the roundings of 116 f - 16.
+  constexpr double kRounding = 4.5e-16;
+  for (double y = 216.0 / 24389; y < 1e12; y *= 1.00007) {
+    const auto expected = static_cast<double>(116 * std::cbrt(static_cast<long double>(y)) - 16);
+    ASSERT_NEAR(LabFromXyz({0, y, 0})[0], expected, kRounding * (expected + 16)) << y;
+  }
+}
+
 // ---- Encodings ----------------------------------------------------------------------------------
 
 // ICC.1:2010 6.3.4.2; 10.8 for the legacy encoding of lut16Type.

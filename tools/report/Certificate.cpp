@@ -1,7 +1,6 @@
 #include "tools/report/Certificate.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdlib>
 #include <vector>
@@ -17,11 +16,12 @@ namespace kxcms::report {
 namespace {
 
 using exact::Triple;
-using Levels = std::array<std::uint16_t, 3>;
 
-// Colours that are looked at together, and how many such parts at a time: each takes 4 MB.
-constexpr std::uint64_t kPart = 1 << 16;
+// Colours that have a histogram together, how many such parts there are at a time, and colours that
+// go through each step together: few enough to stay in the processor's cache.
+constexpr std::uint64_t kPart = 1 << 18;
 constexpr std::size_t kPartsAtOnce = 16;
+constexpr std::uint64_t kBlock = 1 << 10;
 constexpr std::uint64_t kAllColors = std::uint64_t{1} << 24;
 
 // SplitMix64 (Steele, Lea and Flood 2014): what stands at a place of a sequence of random numbers.
@@ -33,7 +33,7 @@ std::uint64_t RandomAt(std::uint64_t place) {
 }
 
 // The colour of a number. Those of 8 bits are 257 times as much in 16.
-Levels ColorAt(std::uint64_t number, bool isSample) {
+Levels16 ColorAt(std::uint64_t number, bool isSample) {
   const auto level = [](std::uint64_t value) { return static_cast<std::uint16_t>(value); };
   if (isSample) {
     const std::uint64_t random = RandomAt(number);
@@ -43,20 +43,19 @@ Levels ColorAt(std::uint64_t number, bool isSample) {
   return {wide(number >> 16), wide(number >> 8), wide(number)};
 }
 
+// What a pipeline makes of colours, of 16 bits or their upper halves.
 template <typename Sample>
-std::vector<Sample> Converted(const Pipeline& pipeline, const std::vector<Levels>& colors) {
-  // Either a sample of 16 bits, or its upper half.
+void Convert(const Pipeline& pipeline, const std::vector<Levels16>& colors,
+             std::vector<Sample>& samples) {
   constexpr unsigned kDropped = 16 - 8 * sizeof(Sample);
-  std::vector<Sample> samples;
-  samples.reserve(3 * colors.size());
-  for (const Levels& color : colors) {
+  samples.clear();
+  for (const Levels16& color : colors) {
     for (const std::uint16_t value : color) {
       samples.push_back(static_cast<Sample>(value >> kDropped));
     }
   }
   const auto image = Rgb(samples.data(), colors.size(), 1);
   pipeline.Convert(image, image);
-  return samples;
 }
 
 template <typename Sample>
@@ -64,9 +63,10 @@ void Count(DepthNumbers& numbers, const Sample* result, const Triple& exactly, c
            const Target& target, std::uint64_t number) {
   constexpr int kLargest = sizeof(Sample) == 1 ? 255 : 65535;
   constexpr unsigned kWide = 65535 / kLargest;
-  Levels levels;
+  Levels16 levels;
   for (std::size_t n = 0; n < 3; ++n) {
-    const int rounded = static_cast<int>(std::floor(exactly[n] * kLargest + 0.5));
+    // Not negative: it is cut off.
+    const int rounded = static_cast<int>(exactly[n] * kLargest + 0.5);
     const auto off = static_cast<unsigned>(std::abs(result[n] - rounded));
     ++numbers.samples[std::min<std::size_t>(off, numbers.samples.size() - 1)];
     numbers.largestLevels = std::max(numbers.largestLevels, off);
@@ -81,35 +81,37 @@ struct Part {
 
 class Certification {
  public:
-  Certification(const Pipeline& pipeline, const exact::Conversion& exactly, const Target& target,
+  Certification(const Pipeline& pipeline, const LevelConversion& exactly, const Target& target,
                 bool isSample)
       : pipeline_(pipeline), exactly_(exactly), target_(target), isSample_(isSample) {}
 
   void Look(std::uint64_t begin, std::uint64_t end, Part& part) const {
-    std::vector<Levels> colors;
-    colors.reserve(static_cast<std::size_t>(end - begin));
-    for (std::uint64_t n = begin; n < end; ++n) colors.push_back(ColorAt(n, isSample_));
-    const auto results16 = Converted<std::uint16_t>(pipeline_, colors);
+    std::vector<Levels16> colors;
+    std::vector<std::uint16_t> results16;
     std::vector<std::uint8_t> results8;
-    if (!isSample_) results8 = Converted<std::uint8_t>(pipeline_, colors);
-    for (std::size_t n = 0; n < colors.size(); ++n) {
-      constexpr double kLargest = 65535;
-      const auto& [r, g, b] = colors[n];
-      const Triple result = exactly_.Result({r / kLargest, g / kLargest, b / kLargest});
-      const Triple lab = target_.LabOf(result);
-      Count(part.at16, &results16[3 * n], result, lab, target_, begin + n);
-      if (!isSample_) Count(part.at8, &results8[3 * n], result, lab, target_, begin + n);
+    for (; begin < end; begin += colors.size()) {
+      colors.clear();
+      const std::uint64_t blockEnd = std::min(begin + kBlock, end);
+      for (std::uint64_t n = begin; n < blockEnd; ++n) colors.push_back(ColorAt(n, isSample_));
+      Convert(pipeline_, colors, results16);
+      if (!isSample_) Convert(pipeline_, colors, results8);
+      for (std::size_t n = 0; n < colors.size(); ++n) {
+        const Triple result = exactly_.Result(colors[n]);
+        const Triple lab = target_.LabOf(result);
+        Count(part.at16, &results16[3 * n], result, lab, target_, begin + n);
+        if (!isSample_) Count(part.at8, &results8[3 * n], result, lab, target_, begin + n);
+      }
     }
   }
 
  private:
   const Pipeline& pipeline_;
-  const exact::Conversion& exactly_;
+  const LevelConversion& exactly_;
   const Target& target_;
   bool isSample_;
 };
 
-Json JsonOf(const DepthNumbers& numbers, const Levels& worst) {
+Json JsonOf(const DepthNumbers& numbers, const Levels16& worst) {
   const auto number = [](double value) { return Rounded(value, 6); };
   Json color = {{"mean", number(numbers.color.mean())}};
   for (const int percent : {50, 90, 95, 99}) {
@@ -136,9 +138,10 @@ void DepthNumbers::Add(const DepthNumbers& other) {
 CertificateNumbers Certify(std::span<const unsigned char> bytes, const Target& target,
                            const CertificateQuestion& question) {
   const DeviceProfile profile = ReadProfile(bytes);
-  const exact::Conversion exactly(
-      profile, target.Exactly(),
-      {.intent = question.intent, .blackPointCompensation = question.blackPointCompensation});
+  const LevelConversion exactly(
+      {profile,
+       target.Exactly(),
+       {.intent = question.intent, .blackPointCompensation = question.blackPointCompensation}});
   PipelineOptions options;
   options.intent = static_cast<Intent>(question.intent);
   options.blackPointCompensation = question.blackPointCompensation;

@@ -13,43 +13,42 @@ namespace kxcms::report {
 namespace {
 
 constexpr double kLargest = 65535;
+constexpr std::size_t kLevels = 65536;
 
-template <typename Decode>
-std::shared_ptr<const std::vector<double>> TableOf(const Decode& decode) {
-  std::vector<double> table(65536);
-  for (std::size_t level = 0; level < table.size(); ++level) {
-    table[level] = decode(static_cast<double>(level) / kLargest);
+exact::Conversion RelativeLab(const DeviceProfile& device) {
+  const Model toPcs = ModelFor(device, RenderingIntent::kRelative);
+  if (toPcs.table == nullptr && toPcs.matrixTrc == nullptr) {
+    throw std::invalid_argument("it does not say what its device values look like");
   }
-  return std::make_shared<const std::vector<double>>(std::move(table));
+  return {device, exact::Measure::kLab, exact::Options{.intent = RenderingIntent::kRelative}};
 }
 
 }  // namespace
+
+LevelConversion::LevelConversion(exact::Conversion conversion)
+    : conversion_(std::move(conversion)), alone_(kLevels) {
+  for (std::size_t level = 0; level < kLevels; ++level) {
+    const double value = static_cast<double>(level) / kLargest;
+    alone_[level] = conversion_.Alone({value, value, value});
+  }
+}
 
 Target::Target(const RgbSpace& space)
     : name_(space.name),
       space_(&space),
       profile_(Profile::BuiltIn(space.name)),
-      toPcs_(RgbToPcs(space)) {
-  linear_.fill(TableOf([&space](double v) { return exact::DecodeTransfer(space.transfer, v); }));
+      toPcs_(RgbToPcs(space)),
+      linear_(kLevels) {
+  for (std::size_t level = 0; level < kLevels; ++level) {
+    linear_[level] = exact::DecodeTransfer(space.transfer, static_cast<double>(level) / kLargest);
+  }
 }
 
 Target::Target(std::string name, std::span<const unsigned char> bytes)
     : name_(std::move(name)),
       profile_(Profile::FromMemory(bytes.data(), bytes.size())),
-      device_(std::make_unique<DeviceProfile>(ReadProfile(bytes))) {
-  const Model toPcs = ModelFor(*device_, RenderingIntent::kRelative);
-  if (toPcs.table == nullptr && toPcs.matrixTrc == nullptr) {
-    throw std::invalid_argument("it does not say what its device values look like");
-  }
-  toLab_ = std::make_unique<exact::Conversion>(
-      *device_, exact::Measure::kLab, exact::Options{.intent = RenderingIntent::kRelative});
-  if (toPcs.matrixTrc == nullptr) return;
-  toPcs_ = toPcs.matrixTrc->matrix;
-  for (std::size_t n = 0; n < 3; ++n) {
-    const Curve& curve = toPcs.matrixTrc->curves[n];
-    linear_[n] = TableOf([&curve](double v) { return exact::Evaluate(curve, v); });
-  }
-}
+      device_(std::make_unique<DeviceProfile>(ReadProfile(bytes))),
+      toLab_(std::make_unique<LevelConversion>(RelativeLab(*device_))) {}
 
 exact::Destination Target::Exactly() const {
   if (space_ != nullptr) return space_;
@@ -57,7 +56,7 @@ exact::Destination Target::Exactly() const {
 }
 
 exact::Triple Target::LabOf(const exact::Triple& encoded) const {
-  if (space_ == nullptr) return toLab_->Result(encoded);
+  if (space_ == nullptr) return toLab_->conversion().Result(encoded);
   exact::Triple linear;
   for (std::size_t n = 0; n < 3; ++n) {
     linear[n] = exact::DecodeTransfer(space_->transfer, encoded[n]);
@@ -65,11 +64,9 @@ exact::Triple Target::LabOf(const exact::Triple& encoded) const {
   return exact::LabFromXyz(Product(toPcs_, linear));
 }
 
-exact::Triple Target::LabOf(const std::array<std::uint16_t, 3>& levels) const {
-  if (linear_[0] == nullptr) {
-    return toLab_->Result({levels[0] / kLargest, levels[1] / kLargest, levels[2] / kLargest});
-  }
-  const Xyz linear = {(*linear_[0])[levels[0]], (*linear_[1])[levels[1]], (*linear_[2])[levels[2]]};
+exact::Triple Target::LabOf(const Levels16& levels) const {
+  if (space_ == nullptr) return toLab_->Result(levels);
+  const Xyz linear = {linear_[levels[0]], linear_[levels[1]], linear_[levels[2]]};
   return exact::LabFromXyz(Product(toPcs_, linear));
 }
 

@@ -14,6 +14,26 @@
 
 namespace kxcms::report {
 
+/// Device values of 65535.
+using Levels16 = std::array<std::uint16_t, 3>;
+
+/// A conversion in double precision, of levels: what becomes of each channel by itself is looked
+/// up.
+class LevelConversion {
+ public:
+  explicit LevelConversion(exact::Conversion conversion);
+
+  const exact::Conversion& conversion() const { return conversion_; }
+  /// The same bits as `exact::Conversion::Result` of levels / 65535.
+  exact::Triple Result(const Levels16& levels) const {
+    return conversion_.ResultOf({alone_[levels[0]][0], alone_[levels[1]][1], alone_[levels[2]][2]});
+  }
+
+ private:
+  exact::Conversion conversion_;
+  std::vector<exact::Triple> alone_;  ///< of each level in all channels
+};
+
 /// Where colours are converted to: a built-in space, or an RGB profile.
 class Target {
  public:
@@ -35,19 +55,18 @@ class Target {
 
   /// The colour that device values in [0, 1] stand for, in Lab relative to the white of the medium.
   exact::Triple LabOf(const exact::Triple& encoded) const;
-  /// The same of values of 65535.
-  exact::Triple LabOf(const std::array<std::uint16_t, 3>& levels) const;
+  exact::Triple LabOf(const Levels16& levels) const;
 
  private:
   std::string name_;
   const RgbSpace* space_ = nullptr;
   Profile profile_;
-  // Of a space, and of a profile with a matrix and curves: what each of 65536 levels of a channel
-  // stands for, and what becomes of these.
-  std::array<std::shared_ptr<const std::vector<double>>, 3> linear_;
+  // Of a space: what it makes of a level, and what becomes of three of these.
   Matrix3 toPcs_{};
+  std::vector<double> linear_;
+  // Of a profile.
   std::unique_ptr<DeviceProfile> device_;
-  std::unique_ptr<exact::Conversion> toLab_;
+  std::unique_ptr<LevelConversion> toLab_;
 };
 
 }  // namespace kxcms::report
