@@ -246,6 +246,11 @@ int ftruncate(int fd, off_t size) noexcept {
   return Fails("truncate", EIO) ? -1 : REAL(ftruncate)(fd, size);
 }
 
+int posix_fallocate(int fd, off_t offset, off_t size) {
+  MayDie();
+  return Fails("reserve", ENOSPC) ? ENOSPC : REAL(posix_fallocate)(fd, offset, size);
+}
+
 int fdatasync(int fd) {
   MayDie();
   return Fails("sync", EIO) ? -1 : REAL(fdatasync)(fd);

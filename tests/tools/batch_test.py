@@ -742,6 +742,18 @@ class Killed(Batch):
                     self.assertEqual(self.last(), {"0.tif": "done", "sub/1.tif": "done"})
 
 
+    def test_no_room_for_what_is_known(self):
+        """The room is taken before the first file is converted: here for nothing, and for all."""
+        self.scans(600)
+        for nth in (1, 2):
+            done = self.faulty(f"reserve:{nth}:once")
+            self.assertEqual((done.returncode, done.stderr.decode()),
+                             (WRITE, "kxcms: journal j.jsonl: cannot keep what is known of outputs: "
+                                     "No space left on device\n"))
+            self.assertEqual((self.files(), self.read("j.jsonl")), ({}, b""))
+        self.batch()
+        self.assertEqual(len(self.files()), 600)
+
     def test_durable(self):
         """Outputs and lines are forced to the disk in the order that docs/batch.md tells."""
         self.scans(2)
@@ -813,6 +825,29 @@ class Killed(Batch):
         self.assertEqual(list(self.files()), ["0.tif"])
         self.batch("--compress", "deflate")
         self.assertEqual(sorted(self.files()), ["0.tif", "big.tif"])
+
+
+@unittest.skipIf(surroundings.is_instrumented(KXCMS), "sanitizers have a memory of their own")
+class Memory(Batch):
+    def peak(self, *arguments):
+        """KiB, of a run that has nothing to complain of."""
+        process = subprocess.Popen([KXCMS, *arguments], cwd=self.folder)
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        self.assertEqual(process.returncode, DONE)
+        return usage.ru_maxrss
+
+    def test_does_not_grow_with_the_files(self):
+        """Ten times as many files, a mebibyte at most: 64 bytes for each would be more."""
+        self.write("scan.tif", tiff(width=4, length=3))
+        peaks = []
+        for count, folder in ((2000, "few"), (20000, "many")):
+            os.mkdir(self.path(folder))
+            for i in range(count):
+                os.link(self.path("scan.tif"), self.path(f"{folder}/{i}.tif"))
+            peaks.append(self.peak("batch", "--from", folder, "--to-dir", "out", "--profile",
+                                   "scan.icc", "--dry-run", "--quiet", "--jobs", "1"))
+        self.assertLess(peaks[1] - peaks[0], 1024, peaks)
 
 
 class FullDisk(Batch):

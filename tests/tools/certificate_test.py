@@ -20,10 +20,6 @@ import surroundings
 from command_test import KXCMS, OLD, PROFILE, UNREADABLE, USAGE, WRITE, WRONG
 from report_test import ADOBE, ciede2000, srgb_encode, srgb_lab
 
-with open(KXCMS, "rb") as command:
-    program = command.read()
-    INSTRUMENTED = b"__asan_init" in program or b"__tsan_init" in program
-
 
 class Certifying(report_test.Reporting):
     def certify(self, profile, *options):
@@ -38,7 +34,7 @@ class Certifying(report_test.Reporting):
 
 
 class Numbers(Certifying):
-    @unittest.skipIf(INSTRUMENTED, "sixteen million colours take minutes there")
+    @unittest.skipIf(surroundings.is_instrumented(KXCMS), "sixteen million colours take minutes there")
     def test_all_colors(self):
         """Of a profile of one gamma: the whole cube, evaluated with numpy."""
         profile = report_test.GammaProfile(ADOBE)

@@ -27,6 +27,13 @@ NO_PROC = "there is no /proc, by which the command hands profiles to the library
 needs_proc = unittest.skipUnless(HAS_PROC, NO_PROC)
 
 
+def is_instrumented(program):
+    """Whether a program is built with sanitizers, which take time and memory of their own."""
+    with open(program, "rb") as file:
+        content = file.read()
+    return b"__asan_init" in content or b"__tsan_init" in content
+
+
 def refusal(*command, **options):
     """@return why a command cannot be run or fails, in one line; None if all is well."""
     try:

@@ -7,11 +7,10 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <string_view>
 #include <system_error>
 
-#include "tools/Sha256.h"
+#include "tools/OutputFile.h"
 #include "tools/batch/Folders.h"
 
 namespace kxcms::batch {
@@ -72,64 +71,67 @@ Json ReadLine(int fd, std::uint64_t at) {
   }
 }
 
-std::uint64_t KeyOf(const std::string& name) {
-  const std::uint64_t key = std::stoull(Sha256Of(name).substr(0, 16), nullptr, 16);
-  return key == 0 ? 1 : key;
-}
-
 bool IsHeader(const Json& record) {
   return StringIn(record, "type") == "header" && StringIn(record, "schema") == kJournalSchema;
 }
 
+void Journal::Fail(const std::string& reason) const {
+  throw JournalFailure("journal " + path_ + ": " + reason);
+}
+
+template <typename Use>
+auto Journal::WithOutputs(const Use& use) {
+  try {
+    return use();
+  } catch (const std::system_error& error) {
+    Fail("cannot keep what is known of outputs: " + error.code().message());
+  }
+}
+
 Journal::Journal(const std::string& path, const std::string& settings, bool isDryRun,
                  bool isDurable)
-    : path_(path), isDurable_(isDurable), entries_(64) {
+    : path_(path), isDurable_(isDurable) {
   const int flags = isDryRun ? O_RDONLY : O_RDWR | O_CREAT | O_APPEND;
-  fd_ = open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
-  if (fd_ < 0 && isDryRun && errno == ENOENT) return;
-  if (fd_ < 0) Fail(std::strerror(errno));
+  file_ = Descriptor(open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666));
+  const bool isThere = file_.get() >= 0;
+  if (!isThere && !(isDryRun && errno == ENOENT)) Fail(std::strerror(errno));
+  // A dry run leaves the folder alone, which may not be there.
+  const std::string folder = FolderOf(isDryRun ? kStandardStream : path);
+  WithOutputs([&] { outputs_.emplace(folder); });
+  if (isThere) Open(settings, isDryRun);
+}
+
+void Journal::Open(const std::string& settings, bool isDryRun) {
+  const int fd = file_.get();
   struct stat status;
-  if (fstat(fd_, &status) != 0) Fail(std::strerror(errno));
+  if (fstat(fd, &status) != 0) Fail(std::strerror(errno));
   if (!S_ISREG(status.st_mode)) Fail("is not a regular file");
-  if (!isDryRun && flock(fd_, LOCK_EX | LOCK_NB) != 0) {
+  if (!isDryRun && flock(fd, LOCK_EX | LOCK_NB) != 0) {
     Fail(errno == EWOULDBLOCK ? "another batch is writing it" : std::strerror(errno));
   }
   CheckBeginning();
   try {
-    size_ = ReadLines(fd_, true,
+    size_ = ReadLines(fd, true,
                       [&](std::uint64_t at, const Json& record) { Learn(at, record, settings); });
   } catch (const std::system_error& error) {
     Fail(error.code().message());
   }
   if (isDryRun) return;
-  if (fstat(fd_, &status) != 0) Fail(std::strerror(errno));
+  if (fstat(fd, &status) != 0) Fail(std::strerror(errno));
   if (static_cast<std::uint64_t>(status.st_size) != size_ &&
-      ftruncate(fd_, static_cast<off_t>(size_)) != 0) {
+      ftruncate(fd, static_cast<off_t>(size_)) != 0) {
     Fail(std::strerror(errno));
   }
   if (isDurable_) {
     // A journal that is new has to be there after a power loss too.
-    const std::string folder = std::filesystem::path(path).parent_path().string();
-    if (const std::error_code failed = SyncFolder(folder.empty() ? "." : folder)) {
-      Fail(failed.message());
-    }
+    if (const std::error_code failed = SyncFolder(FolderOf(path_))) Fail(failed.message());
   }
-}
-
-Journal::~Journal() {
-  if (fd_ >= 0) close(fd_);
-}
-
-void Journal::Fail(const std::string& reason) const {
-  const int fd = fd_;
-  if (fd >= 0) close(fd);
-  throw JournalFailure("journal " + path_ + ": " + reason);
 }
 
 // A file that was named by mistake is not to lose its end.
 void Journal::CheckBeginning() const {
   char start[kFirstBytes.size()];
-  const ssize_t got = pread(fd_, start, sizeof start, 0);
+  const ssize_t got = pread(file_.get(), start, sizeof start, 0);
   if (got < 0) Fail(std::strerror(errno));
   const std::string_view there(start, static_cast<std::size_t>(got));
   if (there != kFirstBytes.substr(0, there.size())) Fail("is no journal");
@@ -143,60 +145,53 @@ void Journal::Learn(std::uint64_t at, const Json& record, const std::string& set
   }
   const std::string target = NameIn(record, "target");
   if (target.empty()) return;
-  Known& known = EntryOf(KeyOf(target));
+  const std::uint64_t key = KeyOf(target);
+  Known known = WithOutputs([&] { return outputs_->Get(key); });
+  const std::string status = StringIn(record, "status");
   if (StringIn(record, "type") == "begun") {
     known.begun = at;
     known.isBegunAlike = isAlike_ ? 1 : 0;
-    return;
+  } else {
+    known.isFailed = status == "failed" || status == "refused" ? 1 : 0;
+    if (status == "done") {
+      known.begun = 0;
+      known.done = at;
+      known.isDoneAlike = isAlike_ ? 1 : 0;
+    }
   }
-  const std::string status = StringIn(record, "status");
-  known.isFailed = status == "failed" || status == "refused" ? 1 : 0;
-  if (status == "done") {
-    known.begun = 0;
-    known.done = at;
-    known.isDoneAlike = isAlike_ ? 1 : 0;
-  }
+  WithOutputs([&] { outputs_->Put(key, known); });
 }
 
 void Journal::Append(const Json& record) {
   const std::string line = TextOf(record) + "\n";
   const std::lock_guard<std::mutex> guard(lock_);
-  const ssize_t put = write(fd_, line.data(), line.size());
+  const ssize_t put = write(file_.get(), line.data(), line.size());
   if (put == static_cast<ssize_t>(line.size())) {
     size_ += line.size();
-    if (!isDurable_ || fdatasync(fd_) == 0) return;
+    if (!isDurable_ || fdatasync(file_.get()) == 0) return;
   }
   const int reason = put < 0 || put == static_cast<ssize_t>(line.size()) ? errno : ENOSPC;
   // Whatever of the line is there would be torn; the next batch would cut it off too.
   if (put > 0 && put < static_cast<ssize_t>(line.size())) {
-    (void)!ftruncate(fd_, static_cast<off_t>(size_));
+    (void)!ftruncate(file_.get(), static_cast<off_t>(size_));
   }
   throw JournalFailure("journal " + path_ + ": " + std::strerror(reason));
 }
 
-Known& Journal::EntryOf(std::uint64_t key) {
-  if (used_ * 4 >= entries_.size() * 3) {
-    std::vector<Entry> old(entries_.size() * 2);
-    old.swap(entries_);
-    used_ = 0;
-    for (const Entry& entry : old) {
-      if (entry.key != 0) EntryOf(entry.key) = entry.known;
-    }
-  }
-  std::size_t i = key % entries_.size();
-  while (entries_[i].key != key && entries_[i].key != 0) i = (i + 1) % entries_.size();
-  if (entries_[i].key == 0) ++used_;
-  entries_[i].key = key;
-  return entries_[i].known;
+void Journal::ExpectOutputs(std::uint64_t outputs) {
+  WithOutputs([&] { outputs_->Reserve(outputs); });
 }
 
 Known Journal::Claim(const std::string& output) {
   const std::uint64_t key = KeyOf(output);
   const std::lock_guard<std::mutex> guard(lock_);
-  Known& known = EntryOf(key);
-  const Known before = known;
-  known.isClaimed = 1;
-  return before;
+  return WithOutputs([&] {
+    const Known before = outputs_->Get(key);
+    Known claimed = before;
+    claimed.isClaimed = 1;
+    outputs_->Put(key, claimed);
+    return before;
+  });
 }
 
 }  // namespace kxcms::batch

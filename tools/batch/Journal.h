@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
+#include "tools/Descriptor.h"
+#include "tools/batch/OutputTable.h"
 #include "tools/batch/RecordText.h"
 
 namespace kxcms::batch {
@@ -29,23 +31,8 @@ std::uint64_t ReadLines(int fd, bool isBrief,
 /// The record of the line that begins there; null if it cannot be read or is none.
 Json ReadLine(int fd, std::uint64_t at);
 
-/// What tables know a name by: the first 64 bits of its SHA-256, never 0.
-std::uint64_t KeyOf(const std::string& name);
-
 /// Whether a record is the header of a journal that is understood here.
 bool IsHeader(const Json& record);
-
-/// What is known of an output: where the lines stand that tell it. 0 is where the header stands,
-/// and says that there is none.
-struct Known {
-  std::uint64_t done : 61 = 0;        ///< the last line that says done
-  std::uint64_t isDoneAlike : 1 = 0;  ///< that was written under the same settings
-  std::uint64_t isFailed : 1 = 0;     ///< the last line says failed or refused
-  std::uint64_t isClaimed : 1 = 0;    ///< a file of this run has this output
-  std::uint64_t begun : 63 =
-      0;  ///< the last line that says begun, unless one that says done follows
-  std::uint64_t isBegunAlike : 1 = 0;
-};
 
 /// The journal cannot be written: the batch cannot go on.
 struct JournalFailure : std::runtime_error {
@@ -63,9 +50,6 @@ class Journal {
   /// @param isDryRun   only reads; a journal that is not there is empty
   /// @param isDurable  forces each line to the disk
   Journal(const std::string& path, const std::string& settings, bool isDryRun, bool isDurable);
-  ~Journal();
-  Journal(const Journal&) = delete;
-  Journal& operator=(const Journal&) = delete;
 
   /// Of the first run's header; empty for a new journal.
   const std::string& id() const { return id_; }
@@ -73,35 +57,31 @@ class Journal {
   /// Appends a record as one line by one write. If that fails, the journal is as before.
   void Append(const Json& record);
 
+  /// Takes the room from the disk that is needed to know so many outputs.
+  void ExpectOutputs(std::uint64_t outputs);
   /// What is known of an output, which a file of this run has from now on.
   /// @param output  below the folder of outputs
   Known Claim(const std::string& output);
   /// The record of a line.
-  Json Line(std::uint64_t at) const { return ReadLine(fd_, at); }
+  Json Line(std::uint64_t at) const { return ReadLine(file_.get(), at); }
 
  private:
-  /// 24 bytes for each output: with a million of them, one pair of keys in 30 million journals is
-  /// the same.
-  struct Entry {
-    std::uint64_t key = 0;  ///< `KeyOf`
-    Known known;
-  };
-
-  /// The entry of an output, made if there is none. At most three quarters of all are in use.
-  Known& EntryOf(std::uint64_t key);
+  void Open(const std::string& settings, bool isDryRun);
   void Learn(std::uint64_t at, const Json& record, const std::string& settings);
   void CheckBeginning() const;
   [[noreturn]] void Fail(const std::string& reason) const;
+  /// Returns what `use` returns of the table of outputs.
+  template <typename Use>
+  auto WithOutputs(const Use& use);
 
   const std::string path_;
   const bool isDurable_;
-  int fd_ = -1;
+  Descriptor file_;
   std::uint64_t size_ = 0;
   std::string id_;
   bool isAlike_ = false;  ///< while reading: whether the header in force has the same settings
   std::mutex lock_;
-  std::vector<Entry> entries_;  ///< open addressing; the key of a free entry is 0
-  std::size_t used_ = 0;
+  std::optional<OutputTable> outputs_;
 };
 
 }  // namespace kxcms::batch

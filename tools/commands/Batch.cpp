@@ -314,6 +314,8 @@ Exit RunBatch(const BatchRequest& request) {
   try {
     journal.emplace(JournalPath(request, shard), DigestOf(settingsJson), request.isDryRun,
                     request.conversion.request.isDurable);
+    const std::optional<std::uint64_t> count = source.Count();
+    if (count) journal->ExpectOutputs(*count);
     const std::string id = journal->id().empty() ? NewId() : journal->id();
     if (!request.isDryRun) journal->Append(Header(request, settingsJson, id, jobs));
 
@@ -322,7 +324,7 @@ Exit RunBatch(const BatchRequest& request) {
                          request.toDir,    request.quarantine,
                          hashes,           request.isRehash,
                          request.isDryRun, [] { return StopSignals::Count() > 1; }};
-    BatchProgress progress(form, form == Form::kNone ? std::nullopt : source.Count());
+    BatchProgress progress(form, count);
     signals.Block();
     Crew crew(context, limits, progress, jobs);
     signals.Unblock();
