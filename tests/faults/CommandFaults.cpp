@@ -20,6 +20,8 @@
 #include <cstring>
 #include <new>
 
+#include "api/pipeline.h"
+
 namespace {
 
 enum class Reach { kOnce, kOn, kKill };
@@ -264,6 +266,16 @@ int rename(const char* from, const char* to) noexcept {
 int unlink(const char* path) noexcept {
   MayDie();
   return Fails("unlink", EIO) ? -1 : REAL(unlink)(path);
+}
+
+// A processor that computes another colour.
+kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* source,
+                       const kxp_image* destination, size_t width, size_t height,
+                       const kxp_convert_options* options, kxp_error* error) {
+  const kxp_status status =
+      REAL(kxp_convert)(pipeline, source, destination, width, height, options, error);
+  if (Fails("color", 0)) *static_cast<unsigned char*>(destination->r) ^= 1;
+  return status;
 }
 
 #ifndef KXCMS_SANITIZED

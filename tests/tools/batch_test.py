@@ -345,6 +345,19 @@ class Results(Batch):
         self.assertEqual(done.stderr.count(b"bad.tif"), 1)
         self.assertEqual(sorted(os.listdir(self.folder)), ["in", "scan.icc"])
 
+    def test_selftest(self):
+        """The header says what was checked, whatever the level and the pipeline."""
+        self.scans(1)
+        rows = [([], "passed, quick"), (["--pipeline", "fixed"], "passed, quick"),
+                (["--selftest"], "passed")]
+        for level in ("scalar", "portable", "avx2", "avx512"):
+            for options, expected in rows[:2] if level != "scalar" else rows:
+                with self.subTest(level=level, options=options):
+                    self.batch(*options, env={**os.environ, "KXCMS_LEVEL": level})
+                    self.assertEqual(self.lines()[0]["selftest"], expected)
+                    os.remove(self.path("j.jsonl"))
+                    shutil.rmtree(self.path("out"))
+
     def test_max_failures(self):
         for i in range(50):
             self.write(f"in/{i}.tif", OLD)
@@ -741,6 +754,17 @@ class Killed(Batch):
                     self.assertEqual(self.files(), right)
                     self.assertEqual(self.last(), {"0.tif": "done", "sub/1.tif": "done"})
 
+
+    def test_a_machine_that_computes_other_colors(self):
+        self.scans(1)
+        for pipeline in ("precise", "fixed"):
+            done = self.run_command(
+                *self.COMMON, "--pipeline", pipeline,
+                env={**os.environ, **BESIDE_SANITIZERS, "LD_PRELOAD": FAULTS,
+                     "KXCMS_FAULT": "color:1:once"})
+            self.assertEqual((done.returncode, done.stderr.decode()),
+                             (WRONG, "kxcms: selftest: this machine computes other colours\n"))
+            self.assertEqual(sorted(os.listdir(self.folder)), ["in", "scan.icc"])
 
     def test_no_room_for_what_is_known(self):
         """The room is taken before the first file is converted: here for nothing, and for all."""
