@@ -28,6 +28,17 @@ class Comparing(report_test.Reporting):
         embedded = self.adobe if profile is None else profile
         written(pixels, embedded or None)(self.path(name))
 
+    def pages(self, name, *pages, profiles=None, options=None):
+        """A TIFF of several images.
+        @param profiles  of each; default: that of Adobe RGB
+        @param options   of tifffile, for each"""
+        with tifffile.TiffWriter(self.path(name)) as file:
+            for n, pixels in enumerate(pages):
+                profile = profiles[n] if profiles else self.adobe
+                tags = [(34675, 7, len(profile), profile, True)] if profile else []
+                file.write(pixels, photometric="rgb", metadata=None, extratags=tags,
+                           **(options[n] if options else {}))
+
     def lab(self, pixels):
         largest = numpy.iinfo(pixels.dtype).max
         return lab_of_xyz(self.device.xyz(pixels.reshape(-1, 3) / largest))
@@ -87,6 +98,99 @@ class Images(Comparing):
         self.image("c.tif", tifffile.imread(self.path("b.tif")))
         self.assertGreater(self.compare("a.tif", "c.tif")["largest"], 5)
 
+    def test_pages(self):
+        """All pixels of all pages count, whatever the sizes of these."""
+        first, second = self.pair(numpy.uint8)
+        small = numpy.full((30, 40, 3), 128, numpy.uint8)
+        away = small.copy()
+        away[7, 9] = 140
+        one = numpy.concatenate([self.lab(small), self.lab(first)])
+        for what, others, page in (("in the second page", (small, second), 2),
+                                   ("in the first page", (away, first), 1)):
+            with self.subTest(what):
+                self.pages("a.tif", small, first)
+                self.pages("b.tif", *others)
+                found = self.compare("a.tif", "b.tif")
+                two = numpy.concatenate([self.lab(pixels) for pixels in others])
+                difference = ciede2000(one, two)
+                self.expect_shares(found, difference)
+                at = difference.argmax() - (1200 if page == 2 else 0)
+                width = others[page - 1].shape[1]
+                self.assertEqual((found["pages"], found["largestPage"], found["largestAt"]),
+                                 (2, page, [at % width, at // width]))
+                self.expect_near(found["labOfFirst"], one[difference.argmax()], 1e-4)
+                lines = self.run_command("compare", "a.tif", "b.tif").stdout.decode().splitlines()
+                self.assertEqual(lines[0], "32850 pixels, 2 pages, relative, CIEDE2000:")
+                self.assertIn("at pixel {}, {} of page {}: Lab".format(*found["largestAt"], page),
+                              lines[6])
+
+    def test_each_page_through_its_own_profile(self):
+        first, second = self.pair(numpy.uint16)
+        self.pages("a.tif", first, second)
+        self.expect(["convert", "--quiet", "--to", "prophoto", "--intent", "relative", "a.tif",
+                     "b.tif"], 0)
+        pixels = tifffile.imread(self.path("b.tif"), key=1)
+        with tifffile.TiffFile(self.path("b.tif")) as file:
+            profile = file.pages[1].tags[34675].value
+        self.pages("c.tif", first, pixels, profiles=[self.adobe, profile])
+        self.assertLess(self.compare("a.tif", "c.tif")["largest"], 0.02)
+
+    def test_copies_are_left_out(self):
+        """A reduced copy is no page, wherever it stands."""
+        first, second = self.pair(numpy.uint8)
+        self.image("b.tif", second)
+        expected = self.compare("b.tif", "b.tif")
+        for order in ((0, 1), (1, 0)):
+            self.pages("a.tif", *(first[::4, ::4] if kind else second for kind in order),
+                       options=[{"subfiletype": kind} for kind in order])
+            found = self.compare("a.tif", "b.tif")
+            self.assertEqual(found, {**expected, "first": "a.tif"})
+
+    def test_alpha(self):
+        """Alpha has a number of its own; colours are those before they are multiplied by it."""
+        dice = numpy.random.default_rng(3)
+        color = dice.integers(0, 256, (40, 50, 3), numpy.uint8)
+        alpha = dice.integers(1, 255, (40, 50, 1), numpy.uint8)
+        more = alpha.copy()
+        more[12, 30] = alpha[12, 30] + 1 if alpha[12, 30] < 200 else alpha[12, 30] - 1
+        opaque = numpy.full_like(alpha, 255)
+        whole = numpy.concatenate([color, alpha], axis=2)
+        self.pages("whole.tif", whole, options=[{"extrasamples": ["unassalpha"]}])
+        self.pages("other.tif", numpy.concatenate([color, more], axis=2),
+                   options=[{"extrasamples": ["unassalpha"]}])
+        self.pages("wide.tif", whole.astype(numpy.uint16) * 257, options=[{"extrasamples": ["unassalpha"]}])
+        self.image("none.tif", color)
+        self.pages("opaque.tif", numpy.concatenate([color, opaque], axis=2),
+                   options=[{"extrasamples": ["unassalpha"]}])
+        self.pages("unnamed.tif", whole, options=[{"extrasamples": ["unspecified"]}])
+        self.pages("plain.tif", numpy.concatenate([color, more], axis=2),
+                   options=[{"extrasamples": ["unspecified"]}])
+        lowest = (255 - alpha.min()) / 255
+        for one, two, expected in (
+            ("whole.tif", "whole.tif", 0), ("whole.tif", "other.tif", 1 / 255),
+            ("whole.tif", "wide.tif", 0), ("whole.tif", "none.tif", lowest),
+            ("none.tif", "whole.tif", lowest), ("none.tif", "opaque.tif", 0),
+            ("none.tif", "none.tif", None), ("unnamed.tif", "plain.tif", None),
+        ):
+            with self.subTest(one + ", " + two):
+                found = self.compare(one, two, "--limit", "0.001")
+                self.assertLessEqual(found["largest"], 2e-4)
+                lines = self.run_command("compare", one, two).stdout.decode().splitlines()
+                if expected is None:
+                    self.assertNotIn("alphaLargest", found)
+                    self.assertEqual(len(lines), 7)
+                else:
+                    self.assertAlmostEqual(found["alphaLargest"], expected, delta=1e-6)
+                    self.assertEqual(lines[7:],
+                                     [f"alpha, largest difference of 1: {expected:.4f}"])
+        wide = whole.astype(numpy.float64) * 257
+        wide[..., :3] = numpy.floor(wide[..., :3] * wide[..., 3:] / 65535 + 0.5)
+        self.pages("multiplied.tif", wide.astype(numpy.uint16), options=[{"extrasamples": ["assocalpha"]}])
+        found = self.compare("whole.tif", "multiplied.tif")
+        self.assertEqual(found["alphaLargest"], 0)
+        # Sixteen bits times the smallest alpha leave eight.
+        self.assertLess(found["largest"], 1)
+
     def test_equal(self):
         first = self.pair(numpy.uint8)[0]
         self.image("a.tif", first)
@@ -139,6 +243,13 @@ class Images(Comparing):
                     self.assertLessEqual(away.max(), 0.51)
         self.assertEqual(self.compare("a.tif", "b.tif")["largest"],
                          self.compare("a.tif", "b.tif", "--difference", "d.png")["largest"])
+        self.pages("a.tif", second[:20], first)
+        self.pages("b.tif", second[:20], second)
+        self.compare("a.tif", "b.tif", "--difference", "d.tif")
+        self.assertEqual(tifffile.imread(self.path("d.tif"), key=0).max(), 0)
+        away = numpy.abs(tifffile.imread(self.path("d.tif"), key=1)[..., 0].astype(float) -
+                         numpy.minimum(level, 255))
+        self.assertLessEqual(away.max(), 0.51)
 
     def test_lines(self):
         first, second = self.pair(numpy.uint8)
@@ -178,6 +289,9 @@ class Refusals(Comparing):
         pixels = numpy.full((3, 4, 3), 100, numpy.uint8)
         self.image("a.tif", pixels)
         self.image("b.tif", pixels[:, :3])
+        self.pages("two.tif", pixels, pixels[:2])
+        self.pages("even.tif", pixels, pixels)
+        self.pages("bare.tif", pixels, pixels, profiles=[self.adobe, None])
         self.write("difference.png", OLD)
         self.write("bad.tif", self.read("a.tif")[:60])
         self.write("bad.icc", self.read("scan.icc")[:5000])
@@ -189,6 +303,15 @@ class Refusals(Comparing):
             ("three files", ["compare", "a.tif", "a.tif", "a.tif"], USAGE,
              "compare needs two files"),
             ("sizes", [*writing, "a.tif", "b.tif"], WRONG, size),
+            ("sizes of a page", [*writing, "two.tif", "even.tif"], WRONG,
+             "images of different sizes cannot be compared: two.tif has 4 x 2 pixels on page 2, "
+             "even.tif 4 x 3"),
+            ("pages", [*writing, "two.tif", "a.tif"], WRONG,
+             "images of different sizes cannot be compared: two.tif has 2 pages, a.tif 1 page"),
+            ("a page without a profile", [*writing, "even.tif", "bare.tif"], PROFILE,
+             "bare.tif: no profile is embedded; name one with --assume"),
+            ("pages as PNG", [*writing, "even.tif", "even.tif"], USAGE,
+             "--difference difference.png: several pages, and PNG holds one; TIFF holds all"),
             ("two kinds", ["compare", "a.tif", "scan.icc"], USAGE,
              "an image and a profile cannot be compared"),
             ("no file", ["compare", "a.tif", "none.tif"], UNREADABLE,

@@ -45,16 +45,22 @@ constexpr std::array<int, 4> kShares = {50, 90, 95, 99};
 /// Where two colours are farthest apart, and what they are.
 struct Farthest {
   std::vector<std::uint64_t> place;  ///< x, y of a pixel, or R, G, B of a device
+  std::size_t page = 0;              ///< of that pixel, from 0 on
   Triple first{}, second{};
 };
 
+struct ImageSize {
+  std::uint32_t width, height;
+  bool operator==(const ImageSize&) const = default;
+};
+
 struct Comparison {
-  bool isOfImages = false;
-  std::uint64_t width = 0, height = 0;
-  std::uint64_t count = 0;  ///< pixels, or device colours
+  std::vector<ImageSize> pages;  ///< of images; empty: of profiles
+  std::uint64_t count = 0;       ///< pixels, or device colours
   double mean = 0, largest = 0;
   std::array<double, kShares.size()> shares{};
   Farthest farthest;
+  std::optional<double> alpha;  ///< the largest difference, of 1; none where neither image has any
 };
 
 // ---- Profiles -----------------------------------------------------------------------------------
@@ -87,25 +93,49 @@ Comparison CompareProfiles(const CompareRequest& request) {
     comparison.shares[n] = numbers.color.shares[static_cast<std::size_t>(kShares[n])];
   }
   comparison.farthest = {
-      {numbers.worst[0], numbers.worst[1], numbers.worst[2]}, numbers.first, numbers.second};
+      {numbers.worst[0], numbers.worst[1], numbers.worst[2]}, 0, numbers.first, numbers.second};
   return comparison;
 }
 
 // ---- Images -------------------------------------------------------------------------------------
 
-/// An image as colours in Lab, row by row.
+/// A file's images as colours in Lab, one by one and row by row.
 class LabImage {
  public:
   LabImage(const std::string& path, const CompareRequest& request)
-      : file_(path), toLab_(PipelineOf(file_, request)) {}
+      : file_(path), request_(request) {}
 
   const ImageFile& file() const { return file_; }
+  ImageSize Size() const { return {file_.page().width, file_.page().height}; }
+  /// Goes to the first row of an image. Refuses it if its colours are unknown.
+  void Select(std::size_t n) {
+    file_.Select(n);
+    const std::vector<unsigned char>& embedded = file_.EmbeddedProfile();
+    std::string name = "profile embedded in " + file_.path();
+    std::vector<unsigned char> profile = embedded;
+    if (embedded.empty()) {
+      if (!request_.assume) {
+        throw Refusal(Exit::ProfileUnusable,
+                      file_.path() + ": no profile is embedded; name one with --assume");
+      }
+      profile = NamedProfile(*request_.assume);
+      name = "profile " + *request_.assume;
+    }
+    if (toLab_ && profile == profile_) return;
+    kxcms::PipelineOptions options;
+    options.intent = static_cast<kxcms::Intent>(IntentNamed(request_.intent));
+    WithProfileBytes(name, [&] {
+      const auto source = kxcms::Profile::FromMemory(profile.data(), profile.size());
+      toLab_.emplace(source, kxcms::Profile::BuiltIn("lab"), options);
+    });
+    profile_ = std::move(profile);
+  }
   void ReadRows(std::uint32_t rows) {
     file_.ReadRows(rows);
     lab_.resize(std::size_t{3} * file_.page().width * rows);
     kxcms::ConvertOptions options;
     options.threads = std::thread::hardware_concurrency();
-    toLab_.Convert(file_.Rows(), kxcms::Rgb(lab_.data(), file_.page().width, rows), options);
+    toLab_->Convert(file_.Rows(), kxcms::Rgb(lab_.data(), file_.page().width, rows), options);
   }
   /// Of a pixel of these rows.
   Triple At(std::size_t pixel) const {
@@ -114,43 +144,26 @@ class LabImage {
   }
 
  private:
-  static kxcms::Pipeline PipelineOf(const ImageFile& file, const CompareRequest& request) {
-    std::vector<unsigned char> bytes = file.EmbeddedProfile();
-    std::string name = "profile embedded in " + file.path();
-    if (bytes.empty()) {
-      if (!request.assume) {
-        throw Refusal(Exit::ProfileUnusable,
-                      file.path() + ": no profile is embedded; name one with --assume");
-      }
-      bytes = NamedProfile(*request.assume);
-      name = "profile " + *request.assume;
-    }
-    kxcms::PipelineOptions options;
-    options.intent = static_cast<kxcms::Intent>(IntentNamed(request.intent));
-    return WithProfileBytes(name, [&] {
-      const auto source = kxcms::Profile::FromMemory(bytes.data(), bytes.size());
-      return kxcms::Pipeline(source, kxcms::Profile::BuiltIn("lab"), options);
-    });
-  }
-
   ImageFile file_;
-  kxcms::Pipeline toLab_;
+  const CompareRequest& request_;
+  std::vector<unsigned char> profile_;  ///< that `toLab_` was made of
+  std::optional<kxcms::Pipeline> toLab_;
   std::vector<float> lab_;
 };
 
 /// The difference of each pixel, as grey: black for none.
 class DifferenceImage {
  public:
-  DifferenceImage(const std::string& path, Format format, std::uint32_t width, std::uint32_t height)
+  DifferenceImage(const std::string& path, Format format)
       : path_(path), file_(path), bytes_(file_.fd()) {
+    Writing([&] { sink_ = kxcms::image::ImageSink::Make(format, bytes_, {}, dropped_); });
+  }
+  void BeginPage(const ImageSize& size) {
     kxcms::image::Page page;
-    page.width = width;
-    page.height = height;
+    page.width = size.width;
+    page.height = size.height;
     page.layout = kxcms::image::LayoutFor(page, 1);
-    Writing([&] {
-      sink_ = kxcms::image::ImageSink::Make(format, bytes_, {}, dropped_);
-      sink_->BeginPage(page);
-    });
+    Writing([&] { sink_->BeginPage(page); });
   }
   void WriteRows(std::span<const double> differences, std::uint32_t rows) {
     pixels_.clear();
@@ -160,9 +173,11 @@ class DifferenceImage {
     }
     Writing([&] { sink_->WriteRows(pixels_.data(), rows); });
   }
+  void EndPage() {
+    Writing([&] { sink_->EndPage(); });
+  }
   void Commit() {
     Writing([&] {
-      sink_->EndPage();
       sink_->Finish();
       bytes_.Check();
     });
@@ -209,45 +224,98 @@ void Measure(const LabImage& first, const LabImage& second, std::vector<double>&
   });
 }
 
+[[noreturn]] void RefuseSizes(const CompareRequest& request, const std::string& first,
+                              const std::string& second) {
+  throw Refusal(Exit::WouldBeWrong,
+                "images of different sizes cannot be compared: " + request.files[0] + " has " +
+                    first + ", " + request.files[1] + " " + second);
+}
+
+std::string PageName(std::size_t n) {
+  return "page " + std::to_string(n + 1);
+}
+
+/// The sizes of all pages, which are those of both. Refuses what cannot be compared.
+std::vector<ImageSize> CommonSizes(const CompareRequest& request, LabImage& first,
+                                   LabImage& second) {
+  const std::size_t count = first.file().PageCount();
+  if (count != second.file().PageCount()) {
+    const auto pages = [](std::size_t n) {
+      return std::to_string(n) + (n == 1 ? " page" : " pages");
+    };
+    RefuseSizes(request, pages(count), pages(second.file().PageCount()));
+  }
+  std::vector<ImageSize> sizes;
+  for (std::size_t n = 0; n < count; ++n) {
+    first.Select(n);
+    second.Select(n);
+    sizes.push_back(first.Size());
+    if (first.Size() == second.Size()) continue;
+    const auto text = [](const ImageSize& size) {
+      return std::to_string(size.width) + " x " + std::to_string(size.height);
+    };
+    RefuseSizes(request, text(first.Size()) + " pixels" + (count == 1 ? "" : " on " + PageName(n)),
+                text(second.Size()));
+  }
+  return sizes;
+}
+
+/// The largest difference of alpha in pieces of so many rows.
+double LargestOfAlpha(const ImageFile& first, const ImageFile& second, std::uint32_t rows) {
+  double largest = 0;
+  for (std::uint32_t row = 0; row < rows; ++row) {
+    for (std::uint32_t x = 0; x < first.page().width; ++x) {
+      largest = std::max(largest, std::abs(first.AlphaAt(x, row) - second.AlphaAt(x, row)));
+    }
+  }
+  return largest;
+}
+
 Comparison CompareImages(const CompareRequest& request) {
   std::optional<Format> format;
   if (!request.difference.empty()) format = DifferenceFormat(request.difference);
   LabImage first(request.files[0], request), second(request.files[1], request);
-  const kxcms::image::Page& page = first.file().page();
-  if (page.width != second.file().page().width || page.height != second.file().page().height) {
-    const auto sizeOf = [](const LabImage& image) {
-      return std::to_string(image.file().page().width) + " x " +
-             std::to_string(image.file().page().height);
-    };
-    throw Refusal(Exit::WouldBeWrong,
-                  "images of different sizes cannot be compared: " + request.files[0] + " has " +
-                      sizeOf(first) + " pixels, " + request.files[1] + " " + sizeOf(second));
+  Comparison comparison;
+  comparison.pages = CommonSizes(request, first, second);
+  if (format == Format::kPng && comparison.pages.size() > 1) {
+    throw Refusal(Exit::Usage, "--difference " + request.difference +
+                                   ": several pages, and PNG holds one; TIFF holds all");
   }
   std::optional<DifferenceImage> written;
-  if (format) written.emplace(request.difference, *format, page.width, page.height);
-  Comparison comparison;
-  comparison.isOfImages = true;
-  comparison.width = page.width;
-  comparison.height = page.height;
+  if (format) written.emplace(request.difference, *format);
   report::DifferenceHistogram all;
-  const std::uint32_t piece = first.file().RowsAtOnce();
   std::vector<double> differences;
-  for (std::uint32_t row = 0; row < page.height; row += piece) {
-    const std::uint32_t rows = std::min(piece, page.height - row);
-    first.ReadRows(rows);
-    second.ReadRows(rows);
-    differences.resize(std::size_t{rows} * page.width);
-    Measure(first, second, differences);
-    const std::uint64_t begin = std::uint64_t{row} * page.width;
-    for (std::size_t n = 0; n < differences.size(); ++n) {
-      all.Add(differences[n], begin + n);
+  for (std::size_t n = 0; n < comparison.pages.size(); ++n) {
+    first.Select(n);
+    second.Select(n);
+    const ImageSize size = comparison.pages[n];
+    if (written) written->BeginPage(size);
+    const bool hasAlpha = first.file().HasAlpha() || second.file().HasAlpha();
+    const std::uint64_t pageBegin = all.count();
+    const std::uint32_t piece = first.file().RowsAtOnce();
+    for (std::uint32_t row = 0; row < size.height; row += piece) {
+      const std::uint32_t rows = std::min(piece, size.height - row);
+      first.ReadRows(rows);
+      second.ReadRows(rows);
+      differences.resize(std::size_t{rows} * size.width);
+      Measure(first, second, differences);
+      const std::uint64_t begin = all.count();
+      for (std::size_t p = 0; p < differences.size(); ++p) all.Add(differences[p], begin + p);
+      const std::uint64_t at = all.largestAt();
+      if (at >= begin) {
+        const auto pixel = static_cast<std::size_t>(at - begin);
+        comparison.farthest = {{(at - pageBegin) % size.width, (at - pageBegin) / size.width},
+                               n,
+                               first.At(pixel),
+                               second.At(pixel)};
+      }
+      if (hasAlpha) {
+        comparison.alpha = std::max(comparison.alpha.value_or(0),
+                                    LargestOfAlpha(first.file(), second.file(), rows));
+      }
+      if (written) written->WriteRows(differences, rows);
     }
-    const std::uint64_t at = all.largestAt();
-    if (at >= begin) {
-      const auto pixel = static_cast<std::size_t>(at - begin);
-      comparison.farthest = {{at % page.width, at / page.width}, first.At(pixel), second.At(pixel)};
-    }
-    if (written) written->WriteRows(differences, rows);
+    if (written) written->EndPage();
   }
   if (written) written->Commit();
   comparison.count = all.count();
@@ -266,14 +334,16 @@ Json Numbers(const Triple& lab) {
 }
 
 Json JsonOf(const Comparison& comparison, const CompareRequest& request, bool isWithin) {
+  const bool isOfImages = !comparison.pages.empty();
   Json json = {{"first", report::Clean(request.files[0])},
                {"second", report::Clean(request.files[1])},
-               {"kind", comparison.isOfImages ? "images" : "profiles"},
+               {"kind", isOfImages ? "images" : "profiles"},
                {"intent", request.intent},
                {"colors", comparison.count}};
-  if (comparison.isOfImages) {
-    json["width"] = comparison.width;
-    json["height"] = comparison.height;
+  if (isOfImages) {
+    json["width"] = comparison.pages.front().width;
+    json["height"] = comparison.pages.front().height;
+    json["pages"] = comparison.pages.size();
   }
   json["mean"] = report::Rounded(comparison.mean, 6);
   for (std::size_t n = 0; n < kShares.size(); ++n) {
@@ -281,8 +351,10 @@ Json JsonOf(const Comparison& comparison, const CompareRequest& request, bool is
   }
   json["largest"] = report::Rounded(comparison.largest, 6);
   json["largestAt"] = comparison.farthest.place;
+  if (isOfImages) json["largestPage"] = comparison.farthest.page + 1;
   json["labOfFirst"] = Numbers(comparison.farthest.first);
   json["labOfSecond"] = Numbers(comparison.farthest.second);
+  if (comparison.alpha) json["alphaLargest"] = report::Rounded(*comparison.alpha, 6);
   if (request.limit) {
     json["limit"] = *request.limit;
     json["isWithinLimit"] = isWithin;
@@ -297,20 +369,29 @@ std::string LinesOf(const Comparison& comparison, const CompareRequest& request)
     return joined;
   };
   const auto fixed = [](double value) { return report::Fixed(value, 4); };
-  std::string lines = std::to_string(comparison.count) +
-                      (comparison.isOfImages ? " pixels, " + std::to_string(comparison.width) +
-                                                   " x " + std::to_string(comparison.height)
-                                             : " device colours, 24 x 24 x 24") +
-                      ", " + request.intent + ", CIEDE2000:\n  mean     " + fixed(comparison.mean) +
-                      "\n";
+  const std::vector<ImageSize>& pages = comparison.pages;
+  const bool isOfImages = !pages.empty();
+  std::string lines =
+      std::to_string(comparison.count) + (isOfImages ? " pixels" : " device colours, 24 x 24 x 24");
+  if (pages.size() > 1) lines += ", " + std::to_string(pages.size()) + " pages";
+  if (isOfImages && std::count(pages.begin(), pages.end(), pages.front()) ==
+                        static_cast<std::ptrdiff_t>(pages.size())) {
+    lines +=
+        ", " + std::to_string(pages.front().width) + " x " + std::to_string(pages.front().height);
+  }
+  lines += ", " + request.intent + ", CIEDE2000:\n  mean     " + fixed(comparison.mean) + "\n";
   for (std::size_t n = 0; n < kShares.size(); ++n) {
     lines += "  " + std::to_string(kShares[n]) + " %     " + fixed(comparison.shares[n]) + "\n";
   }
-  return lines + "  largest  " + fixed(comparison.largest) +
-         (comparison.isOfImages ? " at pixel " : " at device values ") +
-         list(comparison.farthest.place, [](auto n) { return std::to_string(n); }) + ": Lab " +
-         list(comparison.farthest.first, fixed) + " and " +
-         list(comparison.farthest.second, fixed) + "\n";
+  lines += "  largest  " + fixed(comparison.largest) +
+           (isOfImages ? " at pixel " : " at device values ") +
+           list(comparison.farthest.place, [](auto n) { return std::to_string(n); });
+  if (pages.size() > 1) lines += " of " + PageName(comparison.farthest.page);
+  lines += ": Lab " + list(comparison.farthest.first, fixed) + " and " +
+           list(comparison.farthest.second, fixed) + "\n";
+  if (comparison.alpha)
+    lines += "alpha, largest difference of 1: " + fixed(*comparison.alpha) + "\n";
+  return lines;
 }
 
 void Check(const CompareRequest& request) {
