@@ -20,6 +20,7 @@ import unittest
 import xml.etree.ElementTree as ElementTree
 
 import numpy
+import tifffile
 
 import command_test
 import profiles
@@ -711,6 +712,25 @@ class Images(Reporting):
         self.report(ADOBE, options=options)
         self.assertEqual(self.read("page.html"), page)
 
+    def test_pages(self):
+        """The first page is shown, and the report says so; a reduced copy is none."""
+        dice = numpy.random.default_rng(7)
+        first, second = (dice.integers(0, 256, (60, 80, 3), numpy.uint8) for _ in range(2))
+        written(first)(self.path("image.tif"))
+        alone, = self.profile(ADOBE, ("--image", "image.tif"))["images"]
+        self.assertEqual(alone["pages"], 1)
+        self.assertNotIn("pages in the file", self.read("page.html").decode())
+        with tifffile.TiffWriter(self.path("image.tif")) as file:
+            file.write(first[::2, ::2], photometric="rgb", metadata=None, subfiletype=1)
+            file.write(first, photometric="rgb", metadata=None)
+            file.write(second, photometric="rgb", metadata=None)
+        found, = self.profile(ADOBE, ("--image", "image.tif"))["images"]
+        self.assertEqual(found, {**alone, "pages": 2})
+        told, = [text for text in ("".join(p.itertext()) for p in self.page().iter(XHTML + "p"))
+                 if "pages in the file" in text]
+        self.assertEqual(told, "This is the first of 2 pages in the file; nothing is told of the "
+                               "others.")
+
     def test_small(self):
         for height, width in ((1, 1), (1, 500), (700, 2)):
             with self.subTest(height=height, width=width):
@@ -779,6 +799,50 @@ class Page(Reporting):
                                              0.5 * 10 ** -decimals + 1e-9, data.attrib)
                     seen += 1
                 self.assertGreater(seen, 100)
+                self.expect_patches(document, [60] if "--chart" in options else [])
+
+    def expect_patches(self, document, counts):
+        """The tables of patches are the first so many of the lists that they name, rounded."""
+        tables = [table for table in self.page().iter(XHTML + "table")
+                  if table.get("class") == "patches"]
+        self.assertEqual(len(tables), len(counts))
+        for table, count in zip(tables, counts):
+            patches = document
+            for key in table.get("data-at").split("/")[1:]:
+                patches = patches[int(key) if isinstance(patches, list) else key]
+            rows = [["".join(cell.itertext()) for cell in row.iter(XHTML + "td")]
+                    for row in table.iter(XHTML + "tr")][1:]
+            self.assertEqual(len(rows), count)
+            for row, patch in zip(rows, patches):
+                self.assertEqual(row[0], patch["name"])
+                for text, numbers, scale in ((row[1], patch["device"], 100),
+                                             (row[2], patch["measured"], 1),
+                                             (row[3], patch["lab"], 1)):
+                    self.expect_near([float(n) for n in text.split(", ")],
+                                     [scale * n for n in numbers], 0.0501)
+                self.assertAlmostEqual(float(row[4]), patch["difference"], delta=0.00501)
+            differences = [patch["difference"] for patch in patches]
+            self.assertEqual(differences, sorted(differences, reverse=True))
+
+    def test_large_charts(self):
+        """All patches of thousands are listed; of more, those with the largest differences, and
+        the page says so. It stays below two megabytes."""
+        for counts, listed in (([3900], [3900]), ([5000], [4000]), ([2500, 300], [2000, 300])):
+            with self.subTest(counts):
+                names = []
+                for n, count in enumerate(counts):
+                    names += ["--chart", f"{n}.ti3"]
+                    dice = numpy.random.default_rng(n)
+                    self.write(f"{n}.ti3", chart([(device, [100 * device[1], 0, 0])
+                                                  for device in dice.random((count, 3)).tolist()]))
+                document = self.report(ADOBE, options=names)
+                self.expect_patches(document, listed)
+                self.assertEqual([c["count"] for c in document["profiles"][0]["charts"]], counts)
+                page = self.read("page.html").decode()
+                self.assertLess(len(page), 2000000)
+                for count, rows in zip(counts, listed):
+                    told = f"These are the {rows} patches with the largest differences, "
+                    self.assertEqual(told in page, count != rows)
 
     def test_no_other_numbers(self):
         """What has digits and is not a number of the document is a name."""

@@ -77,7 +77,9 @@ report::ImageNumbers MeasuredImage(const std::string& path,
     image.ReadRows(std::min(piece, page.height - row));
     meter.Add(image.Rows());
   }
-  return meter.Numbers();
+  report::ImageNumbers numbers = meter.Numbers();
+  numbers.pages = image.PageCount();
+  return numbers;
 }
 
 report::ProfileReport Measured(const std::string& path, const ReportRequest& request,
@@ -122,14 +124,16 @@ CLI::App* AddReport(CLI::App& app, ReportRequest& request) {
   command->add_option("PROFILE", request.profiles, "ICC profiles");
   command
       ->add_option("--image", request.images,
-                   "TIFF, JPEG or PNG with device values of the profile, to be looked at too")
+                   "TIFF (its first page), JPEG or PNG with device values of the profile, to be "
+                   "looked at too")
       ->allow_extra_args(false);
   command
       ->add_option("--chart", request.charts,
                    "chart that the device has captured (.ti3 or other CGATS), likewise")
       ->allow_extra_args(false);
   command->add_option("--compare", request.compared, "another ICC profile to compare with");
-  command->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)");
+  command->add_option("--to", request.to,
+                      "colour space to convert to, or ICC profile (default: srgb)");
   command->add_option("--intent", request.intent,
                       "perceptual, relative, saturation or absolute (default: perceptual)");
   command->add_option("--fail-below", request.failBelow,

@@ -37,6 +37,7 @@ struct SwatchNumbers {
 
 struct ImageNumbers {
   std::string name;
+  std::size_t pages = 1;  ///< of the file; what follows is of the first
   std::uint32_t width = 0, height = 0;
   unsigned bits = 8;
   std::array<ChannelNumbers, 3> channels;

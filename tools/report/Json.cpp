@@ -173,9 +173,13 @@ Json JsonOf(const ImageNumbers& image) {
     swatches.push_back(
         {{"at", {swatch.x, swatch.y}}, {"before", swatch.before}, {"after", swatch.after}});
   }
-  return {{"name", Clean(image.name)}, {"width", image.width},
-          {"height", image.height},    {"bits", image.bits},
-          {"channels", channels},      {"outOfGamut", share(image.outOfGamut)},
+  return {{"name", Clean(image.name)},
+          {"pages", image.pages},
+          {"width", image.width},
+          {"height", image.height},
+          {"bits", image.bits},
+          {"channels", channels},
+          {"outOfGamut", share(image.outOfGamut)},
           {"swatches", swatches}};
 }
 

@@ -70,15 +70,19 @@ std::string Row(const char* cell, const std::vector<std::string>& cells) {
 
 class Table {
  public:
-  explicit Table(const std::vector<std::string>& heads, const char* name = "numbers")
-      : name_(name), rows_(Row("th", heads)) {}
+  /// @param at  a list of the document, if the rows are its elements and have no `data` in them
+  explicit Table(const std::vector<std::string>& heads, const char* name = "numbers",
+                 const std::string& at = "")
+      : begin_(std::string("<table class=\"") + name + (at.empty() ? "" : "\" data-at=\"" + at) +
+               "\">\n"),
+        rows_(Row("th", heads)) {}
   void Add(const std::vector<std::string>& cells) { rows_ += Row("td", cells); }
   std::string Html() const {
-    return "<div class=\"scroll\"><table class=\"" + name_ + "\">\n" + rows_ + "</table></div>\n";
+    return "<div class=\"scroll\">" + begin_ + rows_ + "</table></div>\n";
   }
 
  private:
-  std::string name_, rows_;
+  std::string begin_, rows_;
 };
 
 std::string Plots(const std::string& svgs) {
@@ -96,6 +100,7 @@ class Place {
   Place operator/(const std::string& key) const { return {document_, pointer_ + "/" + key}; }
   Place operator/(std::size_t index) const { return *this / std::to_string(index); }
   const Json& value() const { return document_.at(Json::json_pointer(pointer_)); }
+  const std::string& pointer() const { return pointer_; }
 
   /// The number here, `scale` times as large for people.
   std::string Shown(int decimals, double scale = 1) const {
@@ -513,18 +518,49 @@ std::string ComparedSection(const std::optional<ComparedNumbers>& compared, cons
 
 // ---- Charts -------------------------------------------------------------------------------------
 
-std::string ChartSection(const ChartNumbers& chart, const Place& at) {
-  constexpr std::size_t kMostRows = 50;
+// Of patches, in the tables of a page: each takes some 130 bytes.
+constexpr std::size_t kMostRows = 4000;
+
+// One patch a row, in short: a page has to hold thousands of them.
+std::string PatchTable(const ChartNumbers& chart, const Place& at, std::size_t rows) {
+  const auto list = [](const Triple& values, double scale) {
+    std::string text;
+    for (const double value : values) text += (text.empty() ? "" : ", ") + Fixed(scale * value, 1);
+    return text;
+  };
+  Table table(
+      {"Patch", "R, G, B in %", "measured L*, a*, b*", "L*, a*, b* of the profile", "CIEDE2000"},
+      "patches", at.pointer());
+  for (std::size_t n = 0; n < rows; ++n) {
+    const PatchNumbers& numbers = chart.patches[n];
+    table.Add({"<bdi>" + Escaped(numbers.patch.name) + "</bdi>", list(numbers.patch.device, 100),
+               list(numbers.patch.lab, 1), list(numbers.lab, 1), Fixed(numbers.difference, 2)});
+  }
+  const std::string left =
+      rows == chart.patches.size()
+          ? ""
+          : Element("p", "These are the " + std::to_string(rows) +
+                             " patches with the largest differences, as many as the page has room "
+                             "for; the JSON document has all.");
+  return table.Html() + left;
+}
+
+// @param rows  that its table of patches may have
+std::string ChartSection(const ChartNumbers& chart, const Place& at, std::size_t rows) {
   const std::size_t count = chart.patches.size();
   const double largest = std::clamp(chart.color.largest, 1.0, 200.0);
   const double tick = TickOf(largest);
   Plot sorted("chart", "CIEDE2000 of the patches, sorted",
               {"patches, the largest difference first, in %", 0, 100, 20},
               {"CIEDE2000", 0, tick * std::ceil(largest / tick), tick});
+  // Each patch is a step; of very many only some are drawn, for they are narrower than the line.
+  constexpr std::size_t kMostSteps = 2000;
+  const std::size_t together = (count + kMostSteps - 1) / kMostSteps;
   std::vector<Point> line;
-  for (std::size_t n = 0; n < count; ++n) {
+  for (std::size_t n = 0; n < count; n += together) {
     const double first = 100 * static_cast<double>(n) / static_cast<double>(count);
-    const double next = 100 * static_cast<double>(n + 1) / static_cast<double>(count);
+    const double next =
+        100 * static_cast<double>(std::min(n + together, count)) / static_cast<double>(count);
     line.push_back({first, chart.patches[n].difference});
     line.push_back({next, chart.patches[n].difference});
   }
@@ -557,18 +593,6 @@ std::string ChartSection(const ChartNumbers& chart, const Place& at) {
   stars.Add({"Tone: largest difference of L* of the greys", (at / "tone").Shown(2),
              (at / "toneStars").Shown(0)});
   stars.Add({"Both", "", (at / "stars").Shown(0)});
-  Table patches(
-      {"Patch", "R, G, B in %", "measured L*, a*, b*", "L*, a*, b* of the profile", "CIEDE2000"},
-      "patches");
-  for (std::size_t n = 0; n < std::min(count, kMostRows); ++n) {
-    const Place here = at / "patches" / n;
-    std::string device;
-    for (std::size_t c = 0; c < 3; ++c) {
-      device += (c == 0 ? "" : ", ") + (here / "device" / c).Shown(1, 100);
-    }
-    patches.Add({(here / "name").Text(), device, (here / "measured").ShownList(1),
-                 (here / "lab").ShownList(1), (here / "difference").Shown(2)});
-  }
   return "<section>\n" + Element("h3", "Chart " + (at / "name").Text()) +
          Element("p class=\"how\"",
                  "How to read it: how far the profile, with the absolute intent, is from the "
@@ -581,11 +605,7 @@ std::string ChartSection(const ChartNumbers& chart, const Place& at) {
          Element("p class=\"how\"",
                  "Stars are those of the guideline's tolerances of tone and colour alone, as a "
                  "published comparison gives them; it asks for more than these.") +
-         stars.Html() + patches.Html() +
-         (count > kMostRows
-              ? Element("p", "The patches with the largest differences; the JSON document has all.")
-              : "") +
-         "</section>\n";
+         stars.Html() + PatchTable(chart, at / "patches", std::min(count, rows)) + "</section>\n";
 }
 
 // ---- Images -------------------------------------------------------------------------------------
@@ -671,6 +691,10 @@ std::string ImageSection(const ImageNumbers& image, const Place& at) {
                  "How to read it: pixels are taken for device values of this profile and converted "
                  "precisely; gaps in a histogram are levels that got lost, a peak at its ends and "
                  "red in the map are colours that the destination does not have.") +
+         (image.pages == 1
+              ? ""
+              : Element("p", "This is the first of " + (at / "pages").Shown(0) +
+                                 " pages in the file; nothing is told of the others.")) +
          Element("p", (at / "width").Shown(0) + " &#xD7; " + (at / "height").Shown(0) +
                           " pixels of " + (at / "bits").Shown(0) +
                           " bits a sample; outside of the "
@@ -687,11 +711,12 @@ std::string ImageSection(const ImageNumbers& image, const Place& at) {
 
 // ---- The page -----------------------------------------------------------------------------------
 
-std::string ProfilePart(const ProfileReport& report, const Place& at, const Json& document) {
+std::string ProfilePart(const ProfileReport& report, const Place& at, const Json& document,
+                        std::size_t rows) {
   const ProfileNumbers& numbers = report.numbers;
   std::string charts, images;
   for (std::size_t n = 0; n < report.charts.size(); ++n) {
-    charts += ChartSection(report.charts[n], at / "charts" / n);
+    charts += ChartSection(report.charts[n], at / "charts" / n, rows);
   }
   for (std::size_t n = 0; n < report.images.size(); ++n) {
     images += ImageSection(report.images[n], at / "images" / n);
@@ -718,8 +743,11 @@ std::string Page(std::span<const ProfileReport> profiles, const Json& document) 
       Element("p", "Made by kxcms " + Escaped(document.at("kxcms").get<std::string>()) +
                        ". Lab is relative to D50; PRECISE and FIXED are the two pipelines of the "
                        "library; exact is the evaluation in double precision.");
+  std::size_t charts = 0;
+  for (const ProfileReport& report : profiles) charts += report.charts.size();
+  const std::size_t rows = kMostRows / std::max<std::size_t>(charts, 1);
   for (std::size_t n = 0; n < profiles.size(); ++n) {
-    page += ProfilePart(profiles[n], Place(document, "/profiles") / n, document);
+    page += ProfilePart(profiles[n], Place(document, "/profiles") / n, document, rows);
   }
   return page + "</body>\n</html>\n";
 }
