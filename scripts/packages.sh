@@ -10,7 +10,7 @@ wheel_packages=(binutils python3-pip python3-setuptools python3-wheel)
 test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   doxygen colord-data icc-profiles-free liblcms2-dev locales
   argyll argyll-ref libgs-common rawtherapee-data liblcms2-utils libtiff-tools netpbm
-  librsvg2-bin libxml2-utils
+  librsvg2-bin libxml2-utils time
   python3 python3-jsonschema python3-numpy python3-tifffile python3-pytest python3-pil python3-venv
   mypy python-matplotlib-data libvips-tools libimage-exiftool-perl zsh "${wheel_packages[@]}")
 # Large ones: another compiler, emulators, a compiler for another processor, a browser and what reads

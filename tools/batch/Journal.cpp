@@ -145,21 +145,22 @@ void Journal::Learn(std::uint64_t at, const Json& record, const std::string& set
   }
   const std::string target = NameIn(record, "target");
   if (target.empty()) return;
-  const std::uint64_t key = KeyOf(target);
-  Known known = WithOutputs([&] { return outputs_->Get(key); });
-  const std::string status = StringIn(record, "status");
-  if (StringIn(record, "type") == "begun") {
-    known.begun = at;
-    known.isBegunAlike = isAlike_ ? 1 : 0;
-  } else {
-    known.isFailed = status == "failed" || status == "refused" ? 1 : 0;
-    if (status == "done") {
-      known.begun = 0;
-      known.done = at;
-      known.isDoneAlike = isAlike_ ? 1 : 0;
-    }
-  }
-  WithOutputs([&] { outputs_->Put(key, known); });
+  const std::string type = StringIn(record, "type"), status = StringIn(record, "status");
+  WithOutputs([&] {
+    outputs_->Change(KeyOf(target), [&](Known& known) {
+      if (type == "begun") {
+        known.begun = at;
+        known.isBegunAlike = isAlike_ ? 1 : 0;
+        return;
+      }
+      known.isFailed = status == "failed" || status == "refused" ? 1 : 0;
+      if (status == "done") {
+        known.begun = 0;
+        known.done = at;
+        known.isDoneAlike = isAlike_ ? 1 : 0;
+      }
+    });
+  });
 }
 
 void Journal::Append(const Json& record) {
@@ -185,13 +186,8 @@ void Journal::ExpectOutputs(std::uint64_t outputs) {
 Known Journal::Claim(const std::string& output) {
   const std::uint64_t key = KeyOf(output);
   const std::lock_guard<std::mutex> guard(lock_);
-  return WithOutputs([&] {
-    const Known before = outputs_->Get(key);
-    Known claimed = before;
-    claimed.isClaimed = 1;
-    outputs_->Put(key, claimed);
-    return before;
-  });
+  return WithOutputs(
+      [&] { return outputs_->Change(key, [](Known& known) { known.isClaimed = 1; }); });
 }
 
 }  // namespace kxcms::batch

@@ -63,15 +63,20 @@ void OutputTable::Reserve(std::uint64_t outputs) {
   if (slots > slots_) Resize(slots);
 }
 
-void OutputTable::Put(std::uint64_t key, const Known& known) {
+Known OutputTable::Change(std::uint64_t key, const std::function<void(Known&)>& change) {
   Found found = Find(key);
-  const bool isNew = found.entry.key == 0;
-  if (isNew && 2 * (used_ + 1) > slots_) {
-    Resize(2 * slots_);
-    found = Find(key);
+  const Known before = found.entry.known;
+  if (found.entry.key == 0) {
+    if (2 * (used_ + 1) > slots_) {
+      Resize(2 * slots_);
+      found = Find(key);
+    }
+    ++used_;
   }
-  Write(found.slot, {key, known});
-  if (isNew) ++used_;
+  found.entry.key = key;
+  change(found.entry.known);
+  Write(found.slot, found.entry);
+  return before;
 }
 
 OutputTable::Found OutputTable::Find(std::uint64_t key) const {

@@ -2,6 +2,7 @@
 #define KXCMS_TOOLS_BATCH_OUTPUTTABLE_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "tools/Descriptor.h"
@@ -36,9 +37,9 @@ class OutputTable {
   /// Takes the room for so many outputs from the disk now, so that it is there later.
   void Reserve(std::uint64_t outputs);
 
-  /// Of an output with this key; nothing if it is not there.
-  Known Get(std::uint64_t key) const { return Find(key).entry.known; }
-  void Put(std::uint64_t key, const Known& known);
+  /// Lets `change` change what is known of an output, nothing at first.
+  /// @return what was known before
+  Known Change(std::uint64_t key, const std::function<void(Known&)>& change);
 
  private:
   struct Entry {
