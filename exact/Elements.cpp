@@ -208,12 +208,9 @@ double InverseCurve::InverseOf(const ParametricCurve& curve, double y) const {
   for (const auto& [from, to, first, last] : stretches_) {
     if (direction_ * first >= wanted) return from;
     if (direction_ * last < wanted) continue;
-    // Where the formula undone leads to y again, but for rounding, that is it.
+    // Within a stretch the formula can be undone in one place alone.
     const double guess = Guess(curve, y, to >= BreakOf(curve));
-    constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
-    if (from < guess && guess < to && std::abs(Evaluate(curve_, guess) - y) <= kRounding * y) {
-      return guess;
-    }
+    if (from < guess && guess < to) return guess;
     // Bisection, until no number lies between the last x that does not reach y and the first that
     // does.
     double low = from, high = to;

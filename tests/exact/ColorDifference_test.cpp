@@ -110,7 +110,12 @@ TEST(ColorDifference, IsTheFormulaInAngles) {
     if (n % 2 == 0) {
       for (std::size_t i = 0; i < 3; ++i) second[i] = first[i] + small(dice);
     }
-    ASSERT_NEAR(kxcms::DeltaE2000(first, second), ByAngles(first, second), 1e-9)
+    const double difference = kxcms::DeltaE2000(first, second);
+    const std::array<double, 3> near = {first[0], second[1], first[2]};
+    const auto both = kxcms::DeltasE2000(first, {second, near});
+    ASSERT_EQ(both[0], difference);
+    ASSERT_EQ(both[1], kxcms::DeltaE2000(first, near));
+    ASSERT_NEAR(difference, ByAngles(first, second), 1e-9)
         << first[0] << ' ' << first[1] << ' ' << first[2] << ' ' << second[0] << ' ' << second[1]
         << ' ' << second[2];
   }

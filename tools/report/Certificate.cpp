@@ -58,9 +58,9 @@ void Convert(const Pipeline& pipeline, const std::vector<Levels16>& colors,
   pipeline.Convert(image, image);
 }
 
+// Counts how far the samples of a result are away, and returns them as levels of 16 bits.
 template <typename Sample>
-void Count(DepthNumbers& numbers, const Sample* result, const Triple& exactly, const Triple& lab,
-           const Target& target, std::uint64_t number) {
+Levels16 Count(DepthNumbers& numbers, const Sample* result, const Triple& exactly) {
   constexpr int kLargest = sizeof(Sample) == 1 ? 255 : 65535;
   constexpr unsigned kWide = 65535 / kLargest;
   Levels16 levels;
@@ -72,7 +72,7 @@ void Count(DepthNumbers& numbers, const Sample* result, const Triple& exactly, c
     numbers.largestLevels = std::max(numbers.largestLevels, off);
     levels[n] = static_cast<std::uint16_t>(kWide * result[n]);
   }
-  numbers.color.Add(DeltaE2000(lab, target.LabOf(levels)), number);
+  return levels;
 }
 
 struct Part {
@@ -98,8 +98,15 @@ class Certification {
       for (std::size_t n = 0; n < colors.size(); ++n) {
         const Triple result = exactly_.Result(colors[n]);
         const Triple lab = target_.LabOf(result);
-        Count(part.at16, &results16[3 * n], result, lab, target_, begin + n);
-        if (!isSample_) Count(part.at8, &results8[3 * n], result, lab, target_, begin + n);
+        const Triple lab16 = target_.LabOf(Count(part.at16, &results16[3 * n], result));
+        if (isSample_) {
+          part.at16.color.Add(DeltaE2000(lab, lab16), begin + n);
+          continue;
+        }
+        const Triple lab8 = target_.LabOf(Count(part.at8, &results8[3 * n], result));
+        const auto [difference16, difference8] = DeltasE2000(lab, {lab16, lab8});
+        part.at16.color.Add(difference16, begin + n);
+        part.at8.color.Add(difference8, begin + n);
       }
     }
   }
