@@ -14,6 +14,7 @@ import subprocess
 import sys
 
 import machine
+import measure_commands
 import measure_files
 
 
@@ -33,6 +34,7 @@ def measure(build, folder, quick):
     # To list the cases is to make the pictures.
     kxcms_bench(build, folder, *options, "--benchmark_list_tests=true")
     files = measure_files.measure(build, folder, rounds)
+    files["commands"] = measure_commands.measure(build, folder, rounds)
     with open(f"{folder}/files.json", "w", encoding="utf-8") as file:
         json.dump(files, file, indent=1)
     kxcms_bench(build, folder, *options, "--benchmark_enable_random_interleaving=true",

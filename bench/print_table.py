@@ -124,6 +124,29 @@ def file_rows(files, best):
     return rows
 
 
+def command_rows(commands, best):
+    """Rows of `kxcms convert`, beside cp, tificc and vips."""
+    rows = []
+    for form, seconds in commands["forms"].items():
+        ours = seconds["precise"]
+        notes = []
+        if "fixed" in seconds:
+            notes.append(f"fixed {figure(1e3 * seconds['fixed'])} ms,"
+                         f" {figure(seconds['fixed'] / seconds['cp'])} times cp")
+        if "memory" in seconds:
+            together = seconds["cp"] + seconds["memory"]
+            notes.append(f"precise {figure(ours / together)} times cp and the conversion in memory")
+        if "vips" in seconds:
+            notes.append(f"vips {figure(seconds['vips'] / ours)} times as long")
+        peers = {"lcms2": seconds.get("tificc"), "memcpy": seconds.get("cp")}
+        rows.append(Row(f"kxcms convert: {form}", {
+            best: ours * 1e9, **{name: time * 1e9 for name, time in peers.items() if time}},
+            note="; ".join(notes)))
+    rows.append(Row("kxcms convert: 16 x 16 pixels, the whole process",
+                    {best: commands["tiny"] * 1e9}))
+    return rows
+
+
 def unsteadiness(results):
     """By what additions in registers took longer in the middle than at best; 0 without them."""
     times = [e["real_time"] for e in results
@@ -185,8 +208,9 @@ def main():
         conditions += ". **The machine was loaded: the figures do not count**"
     levels = run["context"]["levels"].split(",")
     print_heading(run["context"], run["benchmarks"], files, conditions)
-    print_table(rows_of(medians(run["benchmarks"]), levels[-1]) + file_rows(files["bits"], levels[-1]),
-                levels)
+    print_table(rows_of(medians(run["benchmarks"]), levels[-1])
+                + file_rows(files["bits"], levels[-1])
+                + command_rows(files["commands"], levels[-1]), levels)
 
 
 if __name__ == "__main__":

@@ -79,7 +79,11 @@ class Tables(unittest.TestCase):
             + runs("machine/registers alone/plain", [100, slowest, slowest])}
         files = {"threads": 2, "bits": {
             bits: {"imageKiB": 1024, "callSeconds": 3, "seconds": {"library": 4, "cp": 2},
-                   "peakKiB": {"library": 2048}} for bits in ("8", "16")}}
+                   "peakKiB": {"library": 2048}} for bits in ("8", "16")},
+                 "commands": {"tiny": 0.005, "forms": {
+                     "TIFF": {"precise": 0.2, "fixed": 0.15, "cp": 0.1, "memory": 0.06,
+                              "tificc": 1, "vips": 0.5},
+                     "JPEG": {"precise": 0.4, "vips": 0.5}}}}
         with tempfile.TemporaryDirectory() as folder:
             paths = []
             for name, content in (("b", benchmarks), ("f", files),
@@ -95,6 +99,13 @@ class Tables(unittest.TestCase):
         self.assertIn("| buffer: 8 to 8 | Mpixel/s | 10000 | 3333 |  |  | 3.00 |  |  |  |",
                       printed.stdout)
         self.assertIn("1.50 times cp", printed.stdout)
+        rows = [line for line in printed.stdout.splitlines() if "| kxcms convert: " in line]
+        for row, expected in zip(rows, (
+                "TIFF | ms | 200 |  | 1000 | 100 |  | 5.00 | 0.50 | fixed 150 ms, 1.50 times cp;"
+                " precise 1.25 times cp and the conversion in memory; vips 2.50 times as long |",
+                "JPEG | ms | 400 |  |  |  |  |  |  | vips 1.25 times as long |",
+                "16 x 16 pixels, the whole process | ms | 5.00 |  |  |  |  |  |  |  |"), strict=True):
+            self.assertEqual(row, "| kxcms convert: " + expected)
         self.assertNotIn("loaded", printed.stdout)
 
     def test_on_a_loaded_machine(self):
