@@ -1,18 +1,6 @@
 #include "tools/image/JpegSource.h"
 
-// libjpeg's header needs FILE and size_t.
-#include <csetjmp>
-#include <cstddef>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-
-#include <jpeglib.h>
-
-#include <jerror.h>
-
 #include <algorithm>
-#include <array>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,6 +10,7 @@
 #include "base/SaturatingMath.h"
 #include "tools/image/ExifBlock.h"
 #include "tools/image/ImageError.h"
+#include "tools/image/JpegDecoder.h"
 #include "tools/image/JpegMarkers.h"
 #include "tools/image/PhotoshopBlocks.h"
 #include "tools/image/TagNumbers.h"
@@ -31,153 +20,12 @@ namespace kxcms::image {
 
 namespace {
 
-// Real progressive files have about ten; each one goes through all coefficients again.
-constexpr int kMostScans = 200;
 constexpr const char* kBehind = "bytes behind the image";
 
 std::span<const unsigned char> ContentBehind(const jpeg_saved_marker_ptr marker,
                                              std::string_view mark) {
   return std::span<const unsigned char>(marker->data, marker->data_length).subspan(mark.size());
 }
-
-}  // namespace
-
-/// A libjpeg decoder. libjpeg leaves a failed call by `error_exit`, which must not return: each
-/// call stands behind a setjmp, in a function without objects that would have to be destroyed.
-class JpegDecoder {
- public:
-  explicit JpegDecoder(const InputBytes& bytes) : bytes_(bytes) {
-    info_.err = jpeg_std_error(&errors_);
-    errors_.error_exit = [](j_common_ptr info) { Self(info).Leave(); };
-    errors_.emit_message = [](j_common_ptr info, int level) { Self(info).Warn(level); };
-    errors_.output_message = [](j_common_ptr) {};
-    info_.client_data = this;
-    if (setjmp(leave_) == 0) {
-      jpeg_create_decompress(&info_);
-    } else {
-      Fail();
-    }
-    // jpeg_create_decompress clears it.
-    info_.client_data = this;
-    source_.init_source = [](j_decompress_ptr) {};
-    source_.fill_input_buffer = [](j_decompress_ptr info) { return Self(info).Fill(); };
-    source_.skip_input_data = [](j_decompress_ptr info, long count) { Self(info).Skip(count); };
-    source_.resync_to_restart = jpeg_resync_to_restart;
-    source_.term_source = [](j_decompress_ptr) {};
-    info_.src = &source_;
-    progress_.progress_monitor = [](j_common_ptr info) {
-      if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > kMostScans) {
-        ERREXIT(info, JERR_BAD_PROGRESSION);
-      }
-    };
-    info_.progress = &progress_;
-  }
-  ~JpegDecoder() { jpeg_destroy_decompress(&info_); }
-  JpegDecoder(const JpegDecoder&) = delete;
-  JpegDecoder& operator=(const JpegDecoder&) = delete;
-
-  const jpeg_decompress_struct& info() const { return info_; }
-
-  void ReadHeader(bool keepMarkers) {
-    if (setjmp(leave_) != 0) Fail();
-    if (keepMarkers) {
-      jpeg_save_markers(&info_, JPEG_COM, 0xFFFF);
-      for (int i = 0; i < 16; ++i) jpeg_save_markers(&info_, JPEG_APP0 + i, 0xFFFF);
-    }
-    jpeg_read_header(&info_, TRUE);
-  }
-
-  std::optional<std::vector<unsigned char>> Profile() {
-    JOCTET* data = nullptr;
-    unsigned size = 0;
-    if (!ReadProfile(data, size)) return std::nullopt;
-    std::vector<unsigned char> profile(data, data + size);
-    std::free(data);
-    return profile;
-  }
-
-  void Start() {
-    if (setjmp(leave_) != 0) Fail();
-    info_.out_color_space = JCS_RGB;
-    jpeg_start_decompress(&info_);
-  }
-
-  void ReadRow(unsigned char* to) {
-    if (setjmp(leave_) != 0) Fail();
-    JSAMPROW row = to;
-    jpeg_read_scanlines(&info_, &row, 1);
-    if (info_.output_scanline == info_.output_height) jpeg_finish_decompress(&info_);
-  }
-
-  bool IsAtEnd() const { return info_.output_scanline == info_.output_height; }
-  /// Bytes of the file that nobody has read.
-  std::uint64_t BytesLeft() const { return bytes_.size() - position_ + source_.bytes_in_buffer; }
-
- private:
-  template <typename Info>
-  static JpegDecoder& Self(Info info) {
-    return *static_cast<JpegDecoder*>(info->client_data);
-  }
-
-  bool ReadProfile(JOCTET*& data, unsigned& size) {
-    if (setjmp(leave_) != 0) Fail();
-    return jpeg_read_icc_profile(&info_, &data, &size) == TRUE;
-  }
-
-  [[noreturn]] void Leave() {
-    errors_.format_message(reinterpret_cast<j_common_ptr>(&info_), message_);
-    std::longjmp(leave_, 1);
-  }
-  void Warn(int level) {
-    // A warning tells of bytes that were made up or passed over, but for this one.
-    if (level < 0 && errors_.msg_code != JWRN_JFIF_MAJOR) Leave();
-  }
-  [[noreturn]] void Fail() {
-    if (errors_.msg_code == JERR_OUT_OF_MEMORY) throw std::bad_alloc();
-    RefuseDamaged(message_);
-  }
-
-  boolean Fill() {
-    const std::uint64_t left = bytes_.size() - position_;
-    if (left == 0) ERREXIT(&info_, JERR_INPUT_EOF);
-    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer_.size()));
-    bool isRead = true;
-    try {
-      bytes_.Read(position_, buffer_.data(), count);
-    } catch (const std::exception&) {
-      isRead = false;
-    }
-    if (!isRead) ERREXIT(&info_, JERR_FILE_READ);
-    position_ += count;
-    source_.next_input_byte = buffer_.data();
-    source_.bytes_in_buffer = count;
-    return TRUE;
-  }
-  void Skip(long count) {
-    if (count <= 0) return;
-    const auto skipped = static_cast<std::uint64_t>(count);
-    if (skipped <= source_.bytes_in_buffer) {
-      source_.next_input_byte += skipped;
-      source_.bytes_in_buffer -= skipped;
-      return;
-    }
-    const std::uint64_t further = skipped - source_.bytes_in_buffer;
-    position_ += std::min(further, bytes_.size() - position_);
-    source_.bytes_in_buffer = 0;
-  }
-
-  const InputBytes& bytes_;
-  std::uint64_t position_ = 0;
-  std::array<unsigned char, 65536> buffer_;
-  jpeg_decompress_struct info_ = {};
-  jpeg_error_mgr errors_ = {};
-  jpeg_source_mgr source_ = {};
-  jpeg_progress_mgr progress_ = {};
-  std::jmp_buf leave_;
-  char message_[JMSG_LENGTH_MAX] = {};
-};
-
-namespace {
 
 /// The parts of XMP that stand in markers of their own.
 class XmpRest {
