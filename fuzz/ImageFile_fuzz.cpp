@@ -6,11 +6,12 @@
 #include "tools/image/ImageError.h"
 #include "tools/image/ImageSink.h"
 #include "tools/image/ImageSource.h"
+#include "tools/image/Thumbnails.h"
 #include "tools/image/TrueTags.h"
 
 // An image file's bytes, read strictly: a refusal has a sentence; what is read is the same on every
-// reading. Then it is written in a format, and read back: the same pixels where nothing is lost,
-// the same profile, pages and tags.
+// reading. Then it is written in a format with other thumbnails, and read back: the same pixels
+// where nothing is lost, the same profile, pages, tags and thumbnails.
 //
 // Input: four bytes of choices, the file.
 
@@ -152,6 +153,15 @@ Choices Drawn(fuzz::Input& input) {
   return choices;
 }
 
+/// In place of a conversion.
+void InvertColors(unsigned char* pixels, std::uint32_t width, std::uint32_t height) {
+  FUZZ_CHECK(width >= 1 && width <= kMostThumbnailSide);
+  FUZZ_CHECK(height >= 1 && height <= kMostThumbnailSide);
+  const std::size_t count = std::size_t{width} * height * 3;
+  std::transform(pixels, pixels + count, pixels,
+                 [](unsigned char value) { return static_cast<unsigned char>(~value); });
+}
+
 /// The pictures as they have to come back; none where the format does not hold them.
 std::vector<Picture> Written(std::vector<Picture> pictures, const Choices& choices,
                              const File& file, std::vector<std::string>& dropped) {
@@ -164,7 +174,7 @@ std::vector<Picture> Written(std::vector<Picture> pictures, const Choices& choic
       page.parent.reset();
       page.layout = LayoutFor(page, choices.compression);
       std::vector<std::string> removed;
-      MakeTrue(page.metadata, choices.colors, removed);
+      MakeTrue(page.metadata, choices.colors, InvertColors, removed);
       sink->BeginPage(page);
       sink->WriteRows(picture.rows.data(), page.height);
       sink->EndPage();
@@ -179,6 +189,17 @@ std::vector<Picture> Written(std::vector<Picture> pictures, const Choices& choic
   return pictures;
 }
 
+/// What was converted and written can be read, and converted again.
+void CheckThumbnail(const Metadata& before, const Metadata& after) {
+  FUZZ_CHECK(before.thumbnail.has_value() == after.thumbnail.has_value());
+  if (!before.thumbnail) return;
+  const Thumbnail &one = *before.thumbnail, &other = *after.thumbnail;
+  FUZZ_CHECK(one.bytes == other.bytes && one.width == other.width && one.height == other.height);
+  FUZZ_CHECK(MayChange(one.directory) || IsSame(one.directory, other.directory));
+  Thumbnail again = other;
+  FUZZ_CHECK(Convert(again, InvertColors));
+}
+
 void CheckPicture(const Picture& written, const Picture& back, const Choices& choices,
                   bool isComplete) {
   const Page &before = written.page, &after = back.page;
@@ -187,7 +208,10 @@ void CheckPicture(const Picture& written, const Picture& back, const Choices& ch
   if (choices.format == Format::kPng && before.extras.empty()) {
     FUZZ_CHECK(back.rows == written.rows);
   }
-  if (choices.format != Format::kTiff) return;
+  if (choices.format != Format::kTiff) {
+    if (isComplete) CheckThumbnail(before.metadata, after.metadata);
+    return;
+  }
   FUZZ_CHECK(after.extras == before.extras && back.rows == written.rows);
   FUZZ_CHECK(after.layout.compression == before.layout.compression);
   FUZZ_CHECK(after.subfileType == before.subfileType);

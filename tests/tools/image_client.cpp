@@ -101,7 +101,7 @@ void Copy(ImageSource& source, char** arguments) {
   for (std::size_t i = 0; i < source.pages().size(); ++i) {
     Page page = source.pages()[i];
     page.layout = LayoutFor(page, static_cast<std::uint16_t>(number(2)));
-    MakeTrue(page.metadata, static_cast<NamedColors>(number(3)), dropped);
+    MakeTrue(page.metadata, static_cast<NamedColors>(number(3)), nullptr, dropped);
     source.Select(i);
     sink->BeginPage(page);
     constexpr std::uint32_t kRows = 5;

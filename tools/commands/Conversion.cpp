@@ -73,6 +73,24 @@ void CopyExtras(const Page& from, const unsigned char* source, const Page& to,
   }
 }
 
+/// Converts pixels of 8 bits in place, as those of the image are.
+void ConvertThumbnail(const DeviceColors& colors, unsigned char* pixels, std::uint32_t width,
+                      std::uint32_t height) {
+  Page page;
+  page.width = width;
+  page.height = height;
+  const kxp_image image = ImageOf(page, pixels);
+  kxp_convert_options options = {};
+  options.size = sizeof options;
+  options.threads = 1;
+  kxp_error error = {};
+  error.size = sizeof error;
+  if (kxp_convert(colors.pipeline.get(), &image, &image, width, height, &options, &error) !=
+      KXP_OK) {
+    RefuseForm(error.message);
+  }
+}
+
 /// How many samples are at either end of their range.
 template <typename Sample>
 void CountClipped(const Sample* samples, std::size_t pixels, unsigned perPixel,
@@ -354,7 +372,11 @@ void Conversion::PreparePage(Work& work) {
   NamedColors colors = NamedColors::kOther;
   if (space == "srgb") colors = NamedColors::kSrgb;
   if (space == "adobe-rgb") colors = NamedColors::kAdobeRgb;
-  MakeTrue(page.metadata, colors, record_.dropped);
+  const auto thumbnails = [this, &work](unsigned char* pixels, std::uint32_t width,
+                                        std::uint32_t height) {
+    ConvertThumbnail(*ColorsOf(work), pixels, width, height);
+  };
+  MakeTrue(page.metadata, colors, thumbnails, record_.dropped);
   page.profile = colors_->tag();
 }
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tools/image/ImageError.h"
+#include "tools/image/Thumbnails.h"
 
 namespace kxcms::image {
 
@@ -89,6 +90,13 @@ std::uint64_t DirectoryBlock::Append(Directory directory, std::vector<std::strin
   return position;
 }
 
+std::uint64_t DirectoryBlock::AppendData(std::span<const unsigned char> data) {
+  Align();
+  const std::uint64_t position = end();
+  bytes_.insert(bytes_.end(), data.begin(), data.end());
+  return position;
+}
+
 void DirectoryBlock::Link(std::uint64_t before, std::uint64_t position) {
   const std::size_t at = before - base_;
   const std::uint64_t count = NumberAt(bytes_.data() + at, isBig_ ? 8 : 2, order_);
@@ -110,12 +118,18 @@ std::vector<unsigned char> TiffHeader(ByteOrder order, bool isBig, std::uint64_t
   return header;
 }
 
-std::vector<unsigned char> WriteExif(const Directory& directory, ByteOrder order,
-                                     std::vector<std::string>& dropped) {
+std::vector<unsigned char> WriteExif(const Metadata& metadata, std::vector<std::string>& dropped) {
   constexpr std::uint64_t kHeaderBytes = 8;
+  const ByteOrder order = metadata.order;
   DirectoryBlock block(order, false, kHeaderBytes);
-  const std::uint64_t first = block.Append(directory, dropped);
-  if (first == 0) return {};
+  const std::uint64_t first = block.Append(metadata.directory, dropped);
+  if (first == 0) {
+    if (metadata.thumbnail) dropped.emplace_back("thumbnail");
+    return {};
+  }
+  if (metadata.thumbnail) {
+    block.Link(first, AppendThumbnail(*metadata.thumbnail, order, block, dropped));
+  }
   std::vector<unsigned char> bytes = TiffHeader(order, false, first);
   bytes.insert(bytes.end(), block.bytes().begin(), block.bytes().end());
   return bytes;

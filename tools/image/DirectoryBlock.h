@@ -2,6 +2,7 @@
 #define KXCMS_TOOLS_IMAGE_DIRECTORYBLOCK_H
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,8 @@ class DirectoryBlock {
   /// @param dropped  receives names of tags that this form of TIFF cannot hold
   /// @return its position in the file; 0: none of its tags has a value, which TIFF does not know
   std::uint64_t Append(Directory directory, std::vector<std::string>& dropped);
+  /// Appends what a tag points at. @return its position in the file
+  std::uint64_t AppendData(std::span<const unsigned char> data);
   /// Makes the directory at `position` the one that follows `before` in the chain.
   void Link(std::uint64_t before, std::uint64_t position);
 
@@ -40,9 +43,9 @@ class DirectoryBlock {
 /// The first bytes of a TIFF file.
 std::vector<unsigned char> TiffHeader(ByteOrder order, bool isBig, std::uint64_t firstDirectory);
 
-/// A block of Exif: a TIFF header and the directory; empty if that is.
-std::vector<unsigned char> WriteExif(const Directory& directory, ByteOrder order,
-                                     std::vector<std::string>& dropped);
+/// A block of Exif: a TIFF header, the directory, and that of the thumbnail behind it; empty if the
+/// first directory is.
+std::vector<unsigned char> WriteExif(const Metadata& metadata, std::vector<std::string>& dropped);
 
 }  // namespace kxcms::image
 

@@ -8,9 +8,11 @@
 #include <utility>
 
 #include "tools/image/DirectoryBlock.h"
+#include "tools/image/ImageError.h"
 #include "tools/image/InputBytes.h"
 #include "tools/image/PhotoshopBlocks.h"
 #include "tools/image/TagNumbers.h"
+#include "tools/image/Thumbnails.h"
 #include "tools/image/TiffDirectories.h"
 
 namespace kxcms::image {
@@ -63,10 +65,18 @@ void ReadExif(std::span<const unsigned char> block, Metadata& metadata,
   const MemoryBytes bytes(block);
   TiffDirectories directories(bytes);
   TiffDirectories::Raw raw = directories.Read(directories.first());
-  if (raw.next != 0) dropped.emplace_back("thumbnail");
+  const std::uint64_t next = raw.next;
   std::erase_if(raw.tags, [](const Tag& tag) { return IsStructure(tag.number); });
   metadata.order = directories.order();
   metadata.directory = directories.WithSubDirectories(std::move(raw), dropped);
+  if (next == 0) return;
+  // At the end: whatever is wrong with it, nothing else is lost.
+  try {
+    metadata.thumbnail = ReadThumbnail(directories, bytes, next, dropped);
+  } catch (const ImageError&) {
+    metadata.thumbnail.reset();
+  }
+  if (!metadata.thumbnail) dropped.emplace_back("thumbnail");
 }
 
 void TextsToTags(Metadata& metadata) {
@@ -154,18 +164,32 @@ Places PlacesOf(Metadata metadata, std::size_t mostExif, std::vector<std::string
     places.photoshop = blocks->Bytes();
   }
 
-  if (directory.tags.empty() && directory.subDirectories.empty()) return places;
+  if (directory.tags.empty() && directory.subDirectories.empty()) {
+    if (metadata.thumbnail) dropped.emplace_back("thumbnail");
+    return places;
+  }
 
-  // The directories below count as a whole; of the tags, the largest give way.
+  // The directories below count as a whole; the thumbnail gives way first, then the largest tags.
   std::vector<std::string> ignored;
-  Directory below;
-  below.subDirectories = directory.subDirectories;
-  std::size_t size = WriteExif(below, metadata.order, ignored).size();
+  Metadata below;
+  below.order = metadata.order;
+  below.directory.subDirectories = directory.subDirectories;
+  std::size_t size = WriteExif(below, ignored).size();
   const auto sizeOf = [](const Tag& tag) {
     constexpr std::size_t kEntryBytes = 12, kInEntry = 4;
     return kEntryBytes + (tag.bytes.size() > kInEntry ? tag.bytes.size() + 1 : 0);
   };
   for (const Tag& tag : directory.tags) size += sizeOf(tag);
+  if (metadata.thumbnail) {
+    DirectoryBlock block(metadata.order, false, 0);
+    AppendThumbnail(*metadata.thumbnail, metadata.order, block, ignored);
+    if (size + block.bytes().size() > mostExif) {
+      dropped.emplace_back("thumbnail (too large)");
+      metadata.thumbnail.reset();
+    } else {
+      size += block.bytes().size();
+    }
+  }
   std::stable_sort(directory.tags.begin(), directory.tags.end(),
                    [&](const Tag& one, const Tag& other) { return sizeOf(one) < sizeOf(other); });
   while (size > mostExif && !directory.tags.empty()) {
@@ -176,7 +200,7 @@ Places PlacesOf(Metadata metadata, std::size_t mostExif, std::vector<std::string
   if (size > mostExif) {
     dropped.emplace_back("Exif (too large)");
   } else {
-    places.exif = WriteExif(directory, metadata.order, dropped);
+    places.exif = WriteExif(metadata, dropped);
   }
   return places;
 }

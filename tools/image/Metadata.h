@@ -51,10 +51,20 @@ struct Comment {
   bool isInternational = false;  ///< PNG: UTF-8 (iTXt), otherwise Latin-1
 };
 
+/// The small copy of an image that Exif keeps in a directory of its own. It has the colours of the
+/// image.
+struct Thumbnail {
+  Directory directory;               ///< its tags, without those that say how its pixels lie
+  std::vector<unsigned char> bytes;  ///< a JPEG stream; or R, G and B of 8 bits each, row by row
+  std::uint32_t width = 0;           ///< of the latter, 0 for a stream
+  std::uint32_t height = 0;
+};
+
 struct Metadata {
   ByteOrder order = ByteOrder::kLittle;
   Directory directory;
   std::vector<Comment> comments;
+  std::optional<Thumbnail> thumbnail = std::nullopt;
 };
 
 // Field types of TIFF 6.0 and, from 13 on, of its supplements and BigTIFF.

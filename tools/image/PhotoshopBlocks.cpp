@@ -13,6 +13,13 @@ namespace {
 
 constexpr std::string_view kSignature = "8BIM";
 
+/// Behind number and name: the size, the data, and a byte where they are odd.
+void AppendData(std::vector<unsigned char>& bytes, std::span<const unsigned char> data) {
+  AppendNumber(bytes, data.size(), 4, ByteOrder::kBig);
+  bytes.insert(bytes.end(), data.begin(), data.end());
+  if (data.size() % 2 != 0) bytes.push_back(0);
+}
+
 }  // namespace
 
 std::optional<PhotoshopBlocks> PhotoshopBlocks::Parse(std::span<const unsigned char> bytes) {
@@ -59,6 +66,21 @@ std::vector<unsigned char> PhotoshopBlocks::Data(std::uint16_t number) const {
   return {};
 }
 
+std::size_t PhotoshopBlocks::ChangeAll(std::uint16_t number, const Change& change) {
+  return std::erase_if(blocks_, [&](Block& block) {
+    if (block.number != number) return false;
+    const std::span<const unsigned char> all(block.bytes);
+    const std::optional<std::vector<unsigned char>> data =
+        change(all.subspan(block.dataAt, block.dataBytes));
+    if (!data) return true;
+    constexpr std::size_t kSizeBytes = 4;
+    block.bytes.resize(block.dataAt - kSizeBytes);
+    AppendData(block.bytes, *data);
+    block.dataBytes = data->size();
+    return false;
+  });
+}
+
 bool PhotoshopBlocks::Remove(std::uint16_t number) {
   return std::erase_if(blocks_, [number](const Block& block) { return block.number == number; }) >
          0;
@@ -69,9 +91,7 @@ void PhotoshopBlocks::Add(std::uint16_t number, std::span<const unsigned char> d
   Block block{number, kDataAt, data.size(), {kSignature.begin(), kSignature.end()}};
   AppendNumber(block.bytes, number, 2, ByteOrder::kBig);
   AppendNumber(block.bytes, 0, 2, ByteOrder::kBig);
-  AppendNumber(block.bytes, data.size(), 4, ByteOrder::kBig);
-  block.bytes.insert(block.bytes.end(), data.begin(), data.end());
-  if (data.size() % 2 != 0) block.bytes.push_back(0);
+  AppendData(block.bytes, data);
   blocks_.push_back(std::move(block));
 }
 

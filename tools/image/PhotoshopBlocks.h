@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <vector>
@@ -27,6 +28,12 @@ class PhotoshopBlocks {
   bool Has(std::uint16_t number) const;
   /// @return what the block holds besides number and name; empty if there is none.
   std::vector<unsigned char> Data(std::uint16_t number) const;
+  /// Makes other bytes of the data of a block; none if it has to go.
+  using Change =
+      std::function<std::optional<std::vector<unsigned char>>(std::span<const unsigned char>)>;
+  /// Changes each block of that number where it stands, or takes it out.
+  /// @return how many were taken out
+  std::size_t ChangeAll(std::uint16_t number, const Change& change);
   /// @return whether there was such a block.
   bool Remove(std::uint16_t number);
   /// Adds a block without a name.

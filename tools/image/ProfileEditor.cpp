@@ -59,7 +59,7 @@ std::optional<std::vector<unsigned char>> CorrectedXmp(const std::vector<unsigne
                                                        NamedColors colors, EditNotes& notes) {
   Metadata metadata;
   metadata.directory.Set(BytesTag(tag::kXmp, kByte, packet));
-  MakeTrue(metadata, colors, notes.removed);
+  MakeTrue(metadata, colors, nullptr, notes.removed);
   std::vector<unsigned char>& after = metadata.directory.Find(tag::kXmp)->bytes;
   if (after == packet) return std::nullopt;
   return std::move(after);

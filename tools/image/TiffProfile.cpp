@@ -154,7 +154,7 @@ TiffPatch::Placed ColorClaims::Correct(TiffPatch& patch, const TiffPatch::Pointe
                                        NamedColors colors, TiffPatch::Changes own,
                                        EditNotes& notes) const {
   Metadata after = claims;
-  MakeTrue(after, colors, notes.removed);
+  MakeTrue(after, colors, nullptr, notes.removed);
   AppendDifference(claims.directory, after.directory, own);
   const TiffPatch::Placed placed = patch.Change(position, pointer, own);
 

@@ -106,6 +106,8 @@ void TiffSink::BeginPage(Page page) {
   for (const Comment& comment : page.metadata.comments) {
     dropped_.push_back(comment.keyword.empty() ? "comment" : "text " + comment.keyword);
   }
+  // Behind a directory of TIFF stands the next page.
+  if (page.metadata.thumbnail) dropped_.emplace_back("thumbnail");
   page_ = std::move(page);
   row_ = 0;
   const Layout& layout = page_.layout;

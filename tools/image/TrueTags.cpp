@@ -94,9 +94,29 @@ void CorrectXmp(Directory& directory, Names& dropped) {
   if (CorrectPacket(xmp->bytes, dropped)) xmp->count = xmp->bytes.size();
 }
 
+/// Of the directory of Exif, and of the thumbnail's.
+void CorrectDirectory(Directory& directory, NamedColors colors, ByteOrder order, Names& dropped) {
+  RemoveOldColors(directory, dropped);
+  if (SubDirectory* const exif = FindSub(directory, tag::kExifIfd)) {
+    CorrectExif(exif->directory, colors, order, dropped);
+  }
+}
+
+void CorrectThumbnail(Metadata& metadata, NamedColors colors, const ColorChange& change,
+                      Names& dropped) {
+  if (!metadata.thumbnail) return;
+  if (change && Convert(*metadata.thumbnail, change)) {
+    CorrectDirectory(metadata.thumbnail->directory, colors, metadata.order, dropped);
+  } else {
+    metadata.thumbnail.reset();
+    dropped.emplace_back("thumbnail");
+  }
+}
+
 /// Corrects the second Exif block and the second XMP packet that Photoshop keeps among its blocks.
 /// @return whether they had to be changed.
-bool CorrectCopies(PhotoshopBlocks& blocks, NamedColors colors, Names& dropped) {
+bool CorrectCopies(PhotoshopBlocks& blocks, NamedColors colors, const ColorChange& thumbnails,
+                   Names& dropped) {
   bool isChanged = false;
   if (std::vector<unsigned char> packet = blocks.Data(PhotoshopBlocks::kXmp);
       CorrectPacket(packet, dropped)) {
@@ -108,12 +128,10 @@ bool CorrectCopies(PhotoshopBlocks& blocks, NamedColors colors, Names& dropped) 
   try {
     Metadata copy;
     ReadExif(blocks.Data(PhotoshopBlocks::kExif), copy, dropped);
-    RemoveOldColors(copy.directory, dropped);
-    if (SubDirectory* const exif = FindSub(copy.directory, tag::kExifIfd)) {
-      CorrectExif(exif->directory, colors, copy.order, dropped);
-    }
+    CorrectDirectory(copy.directory, colors, copy.order, dropped);
+    CorrectThumbnail(copy, colors, thumbnails, dropped);
     blocks.Remove(PhotoshopBlocks::kExif);
-    const std::vector<unsigned char> corrected = WriteExif(copy.directory, copy.order, dropped);
+    const std::vector<unsigned char> corrected = WriteExif(copy, dropped);
     if (!corrected.empty()) blocks.Add(PhotoshopBlocks::kExif, corrected);
   } catch (const ImageError&) {
     blocks.Remove(PhotoshopBlocks::kExif);
@@ -122,12 +140,26 @@ bool CorrectCopies(PhotoshopBlocks& blocks, NamedColors colors, Names& dropped) 
   return true;
 }
 
-void CorrectPhotoshop(Directory& directory, NamedColors colors, Names& dropped) {
+/// @return whether there was a thumbnail.
+bool CorrectThumbnails(PhotoshopBlocks& blocks, const ColorChange& change, Names& dropped) {
+  if (!blocks.Has(PhotoshopBlocks::kThumbnail)) return false;
+  bool isFirst = true;  // and the only one, where nobody wants to take time and room
+  const std::size_t removed = blocks.ChangeAll(
+      PhotoshopBlocks::kThumbnail,
+      [&](std::span<const unsigned char> data) -> std::optional<std::vector<unsigned char>> {
+        if (!change || !std::exchange(isFirst, false)) return std::nullopt;
+        return ConvertedPhotoshopThumbnail(data, change);
+      });
+  if (removed > 0) dropped.emplace_back("Photoshop's thumbnail");
+  return true;
+}
+
+void CorrectPhotoshop(Directory& directory, NamedColors colors, const ColorChange& thumbnails,
+                      Names& dropped) {
   const Tag* const blocks = directory.Find(tag::kPhotoshopBlocks);
   if (blocks == nullptr) return;
   const std::pair<std::uint16_t, const char*> kOld[] = {
       {PhotoshopBlocks::kThumbnail4, "Photoshop's thumbnail"},
-      {PhotoshopBlocks::kThumbnail, "Photoshop's thumbnail"},
       {PhotoshopBlocks::kProfile, "Photoshop's profile"},
       {PhotoshopBlocks::kUntagged, "Photoshop's mark of missing profiles"},
   };
@@ -138,7 +170,8 @@ void CorrectPhotoshop(Directory& directory, NamedColors colors, Names& dropped) 
     dropped.emplace_back("Photoshop's blocks (damaged)");
     return;
   }
-  bool isChanged = CorrectCopies(*parts, colors, dropped);
+  bool isChanged = CorrectCopies(*parts, colors, thumbnails, dropped);
+  isChanged = CorrectThumbnails(*parts, thumbnails, dropped) || isChanged;
   for (const auto& [number, name] : kOld) {
     if (!parts->Remove(number)) continue;
     dropped.emplace_back(name);
@@ -153,12 +186,11 @@ void CorrectPhotoshop(Directory& directory, NamedColors colors, Names& dropped) 
 
 }  // namespace
 
-void MakeTrue(Metadata& metadata, NamedColors colors, Names& dropped) {
+void MakeTrue(Metadata& metadata, NamedColors colors, const ColorChange& thumbnails,
+              Names& dropped) {
   Directory& directory = metadata.directory;
-  RemoveOldColors(directory, dropped);
-  if (SubDirectory* const exif = FindSub(directory, tag::kExifIfd)) {
-    CorrectExif(exif->directory, colors, metadata.order, dropped);
-  }
+  CorrectDirectory(directory, colors, metadata.order, dropped);
+  CorrectThumbnail(metadata, colors, thumbnails, dropped);
   // Exif, profiles and the like in the coding of another program.
   std::erase_if(metadata.comments, [&dropped](const Comment& comment) {
     if (!comment.keyword.starts_with("Raw profile type ")) return false;
@@ -167,7 +199,7 @@ void MakeTrue(Metadata& metadata, NamedColors colors, Names& dropped) {
     return true;
   });
   CorrectXmp(directory, dropped);
-  CorrectPhotoshop(directory, colors, dropped);
+  CorrectPhotoshop(directory, colors, thumbnails, dropped);
 }
 
 }  // namespace kxcms::image

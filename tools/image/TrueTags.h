@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/image/Metadata.h"
+#include "tools/image/Thumbnails.h"
 
 namespace kxcms::image {
 
@@ -15,11 +16,14 @@ enum class NamedColors { kOther, kSrgb, kAdobeRgb };
 /// to what the new ones are.
 ///
 /// Taken out: white point, primaries and transfer function of TIFF, the gamma of Exif, the profile
-/// and the thumbnails in Photoshop's blocks, its layers, the name of the profile and the thumbnails
-/// in XMP, what a PNG file keeps of all this as coded texts, and pointers whose target is not
-/// carried over. Set: Exif's ColorSpace and interoperability index.
-/// @param dropped  receives names of what is taken out, for people
-void MakeTrue(Metadata& metadata, NamedColors colors, std::vector<std::string>& dropped);
+/// in Photoshop's blocks, its layers, the name of the profile and the thumbnails in XMP, what a PNG
+/// file keeps of all this as coded texts, and pointers whose target is not carried over. Set:
+/// Exif's ColorSpace and interoperability index. Converted: the thumbnails of Exif and of
+/// Photoshop; taken out if they cannot be, as that of Photoshop 4 never is.
+/// @param thumbnails  what converts them; none: all are taken out
+/// @param dropped     receives names of what is taken out, for people
+void MakeTrue(Metadata& metadata, NamedColors colors, const ColorChange& thumbnails,
+              std::vector<std::string>& dropped);
 
 }  // namespace kxcms::image
 
