@@ -44,16 +44,21 @@ CLI::App* AddCheck(CLI::App& app, CheckRequest& request) {
   CLI::App* check =
       app.add_subcommand("check", "List everything wrong with images and ICC profiles");
   check->add_option("FILE", request.files, "TIFF, JPEG and PNG images and ICC profiles");
-  check->add_flag("--json", request.json, "print one JSON document instead of lines");
+  check->add_flag("--json", request.json, "print one JSON document instead of lines")
+      ->group("Running");
   return check;
 }
 
 CLI::App* AddSelfTest(CLI::App& app, SelfTestRequest& request) {
   CLI::App* selfTest =
       app.add_subcommand("selftest", "Check that this machine computes the colours that it should");
-  selfTest->add_option("--threads", request.threads, "threads (default: one per processor)");
-  selfTest->add_option("--digests", request.digests,
-                       "file of digests to compare with (default: the list built in)");
+  const char* const running = "Running";
+  selfTest->add_option("--threads", request.threads, "threads (default: one per processor)")
+      ->group(running);
+  selfTest
+      ->add_option("--digests", request.digests,
+                   "file of digests to compare with (default: the list built in)")
+      ->group(running);
   return selfTest;
 }
 
@@ -78,7 +83,8 @@ Exit Run(int argc, char** argv) {
   app.footer(
       "Exit status: 0 done, 2 usage, 3 input unreadable or damaged, 4 profile unusable,\n"
       "5 the result would be wrong (check, selftest, report, compare, certificate: something is "
-      "wrong),\n6 the output cannot be written, 7 some files failed (batch), 8 stopped early (batch).");
+      "wrong),\n6 the output cannot be written, 7 some files failed (batch), 8 stopped early "
+      "(batch).");
   Options options;
   AddConvert(app, options.convert);
   const CLI::App* const batch = AddBatch(app, options.batch);

@@ -59,6 +59,38 @@ class Help(unittest.TestCase):
                 self.assertIn(("-h", "--help"), options_in(text))
                 self.assertIn(" ".join(("Usage: kxcms", *path)) + " ", text)
 
+    # The groups of each command, with what each begins with. Outside of them is only --help.
+    GROUPS = [
+        (["convert"], {"Colours": "--to", "File": "--format", "Running": "--exists"}),
+        (["batch"], {"Files": "--from", "Colours": "--to", "File": "--format",
+                     "Running": "--exists"}),
+        (["verify"], {"Running": "--rehash"}),
+        (["journal"], {"Contents": "--as"}),
+        (["check"], {"Running": "--json"}),
+        (["info"], {"Running": "--json"}),
+        (["selftest"], {"Running": "--threads"}),
+        (["report"], {"Contents": "--image", "Colours": "--to", "File": "--output",
+                      "Running": "--fail-below"}),
+        (["probe"], {"Colours": "--image", "Running": "--json"}),
+        (["compare"], {"Colours": "--assume", "File": "--difference", "Running": "--limit"}),
+        (["certificate"], {"Colours": "--to", "File": "--output", "Running": "--verify"}),
+        (["profile", "extract"], {"Running": "--exists"}),
+        (["profile", "embed"], {"Running": "--exists"}),
+        (["profile", "remove"], {"Running": "--exists"}),
+        (["profile", "make"], {"File": "--version", "Running": "--exists"}),
+    ]
+
+    def test_groups(self):
+        paths = [path for path, text in every_command() if "Subcommands:" not in text]
+        self.assertEqual({tuple(path) for path, _ in self.GROUPS}, set(paths))
+        for path, expected in self.GROUPS:
+            with self.subTest(path):
+                parts = re.split(r"^([A-Z][a-z]+):\n", run(*path, "--help"), flags=re.MULTILINE)
+                groups = {name: list(options_in(text)) for name, text in
+                          zip(parts[1::2], parts[2::2]) if name != "Positionals"}
+                self.assertEqual(groups.pop("Options"), [("-h", "--help")])
+                self.assertEqual({name: options[0][-1] for name, options in groups.items()}, expected)
+
     def test_no_colours(self):
         self.assertNotIn("\33", run("convert", "--help"))
 

@@ -244,16 +244,24 @@ Form FormOf(const BatchRequest& request) {
 
 CLI::App* AddBatch(CLI::App& app, BatchRequest& request) {
   CLI::App* batch = app.add_subcommand("batch", "Convert the images of a folder or a list");
-  batch->add_option("--from", request.from, "folder of the images, with those below it");
-  batch->add_option("--list", request.list,
-                    "file of their names, one a line; - for standard input");
-  batch->add_flag("-0,--null", request.isNulEnded, "names of the list end with a zero byte");
-  batch->add_option("--to-dir", request.toDir, "folder for the results, at the same paths");
-  batch->add_option(
-      "--journal", request.journal,
-      "file for records of what was done (default: kxcms-journal.jsonl in the folder of results)");
-  batch->add_option("--shard", request.shard, "I/N: the part I of N of all files, I from 0");
-  batch->add_option("--quarantine", request.quarantine, "folder for links to files that failed");
+  const char* const files = "Files";
+  batch->add_option("--from", request.from, "folder of the images, with those below it")
+      ->group(files);
+  batch->add_option("--list", request.list, "file of their names, one a line; - for standard input")
+      ->group(files);
+  batch->add_flag("-0,--null", request.isNulEnded, "names of the list end with a zero byte")
+      ->group(files);
+  batch->add_option("--to-dir", request.toDir, "folder for the results, at the same paths")
+      ->group(files);
+  batch
+      ->add_option("--journal", request.journal,
+                   "file for records of what was done (default: kxcms-journal.jsonl in the folder "
+                   "of results)")
+      ->group(files);
+  batch->add_option("--shard", request.shard, "I/N: the part I of N of all files, I from 0")
+      ->group(files);
+  batch->add_option("--quarantine", request.quarantine, "folder for links to files that failed")
+      ->group(files);
   AddConversionOptions(*batch, request.conversion);
   batch
       ->add_option("--profile-map", request.profileMap,

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "tools/InputFile.h"
-#include "tools/ProfileSource.h"
 #include "tools/LoadedLibrary.h"
+#include "tools/ProfileSource.h"
 #include "tools/Sha256.h"
 #include "tools/commands/Names.h"
 #include "tools/commands/ProfileUse.h"
@@ -286,17 +286,29 @@ CLI::App* AddCertificate(CLI::App& app, CertificateRequest& request) {
   CLI::App* command = app.add_subcommand(
       "certificate", "Measure on this machine how exactly a profile is converted");
   command->add_option("PROFILE", request.profile, "ICC profile of the device");
-  command->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)");
-  command->add_option("--intent", request.intent,
-                      "perceptual, relative, saturation or absolute (default: perceptual)");
-  command->add_flag("--black-point-compensation", request.blackPointCompensation,
-                    "map the device's black to the output's (with --intent relative)");
-  command->add_option("--pipeline", request.pipeline, "precise or fixed (default: precise)");
-  command->add_option("--sample", request.sample,
-                      "look at so many random colours of 16 bits (default: all colours of 8 bits)");
-  command->add_option("-o,--output", request.text, "file for the certificate as text");
-  command->add_option("--json", request.json, "file for the certificate as JSON");
-  command->add_option("--verify", request.verify, "JSON certificate to check again");
+  const char* const colors = "Colours";
+  command
+      ->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)")
+      ->group(colors);
+  command
+      ->add_option("--intent", request.intent,
+                   "perceptual, relative, saturation or absolute (default: perceptual)")
+      ->group(colors);
+  command
+      ->add_flag("--black-point-compensation", request.blackPointCompensation,
+                 "map the device's black to the output's (with --intent relative)")
+      ->group(colors);
+  command->add_option("--pipeline", request.pipeline, "precise or fixed (default: precise)")
+      ->group(colors);
+  command
+      ->add_option("--sample", request.sample,
+                   "look at so many random colours of 16 bits (default: all colours of 8 bits)")
+      ->group(colors);
+  const char* const file = "File";
+  command->add_option("-o,--output", request.text, "file for the certificate as text")->group(file);
+  command->add_option("--json", request.json, "file for the certificate as JSON")->group(file);
+  command->add_option("--verify", request.verify, "JSON certificate to check again")
+      ->group("Running");
   return command;
 }
 

@@ -166,10 +166,15 @@ void PrintFailed(const std::vector<std::string>& files, char end) {
 CLI::App* AddJournal(CLI::App& app, JournalRequest& request) {
   CLI::App* command = app.add_subcommand("journal", "Show what journals of batches tell");
   command->add_option("FILE", request.files, "journals");
-  command->add_option("--as", request.as, ChoiceOf(kForms) + " (default: summary)");
-  command->add_flag("--failed", request.onlyFailed,
-                    "print the inputs that were refused or failed, for batch --list");
-  command->add_flag("-0,--null", request.isNulEnded, "with --failed: names end with a zero byte");
+  const char* const contents = "Contents";
+  command->add_option("--as", request.as, ChoiceOf(kForms) + " (default: summary)")
+      ->group(contents);
+  command
+      ->add_flag("--failed", request.onlyFailed,
+                 "print the inputs that were refused or failed, for batch --list")
+      ->group(contents);
+  command->add_flag("-0,--null", request.isNulEnded, "with --failed: names end with a zero byte")
+      ->group(contents);
   return command;
 }
 

@@ -96,10 +96,15 @@ CLI::App* AddProbe(CLI::App& app, ProbeRequest& request) {
       "RGB", request.values,
       "device values, 0 to 255, decimals allowed; or - for lines of them on standard "
       "input");
-  command->add_option("--image", request.image, "take the device values from a TIFF, JPEG or PNG");
-  command->add_option("--at", request.place, "X,Y of the pixel, from 0,0 on (with --image)");
-  command->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)");
-  command->add_flag("--json", request.json, "print JSON instead of lines");
+  const char* const colors = "Colours";
+  command->add_option("--image", request.image, "take the device values from a TIFF, JPEG or PNG")
+      ->group(colors);
+  command->add_option("--at", request.place, "X,Y of the pixel, from 0,0 on (with --image)")
+      ->group(colors);
+  command
+      ->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)")
+      ->group(colors);
+  command->add_flag("--json", request.json, "print JSON instead of lines")->group("Running");
   return command;
 }
 

@@ -340,7 +340,8 @@ CLI::App* AddProfile(CLI::App& app, ProfileRequest& request) {
   remove->add_option("OUT", request.output, "file to write; may be IMAGE");
   make->add_option("SPACE", request.input, "built-in space, see convert --list");
   make->add_option("OUT", request.output, "file for the profile");
-  NotEmpty(make->add_option("--version", request.version, "of ICC, 2 or 4 (default: 4)"));
+  NotEmpty(make->add_option("--version", request.version, "of ICC, 2 or 4 (default: 4)"))
+      ->group("File");
   for (CLI::App* const sub : {extract, embed, remove, make}) {
     const char* const running = "Running";
     sub->add_option("--exists", request.exists,

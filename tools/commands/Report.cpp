@@ -122,24 +122,36 @@ std::string LinesBelow(const std::vector<report::ProfileReport>& profiles, int s
 CLI::App* AddReport(CLI::App& app, ReportRequest& request) {
   CLI::App* command = app.add_subcommand("report", "Show on one page what a profile is like");
   command->add_option("PROFILE", request.profiles, "ICC profiles");
+  const char* const contents = "Contents";
   command
       ->add_option("--image", request.images,
                    "TIFF (its first page), JPEG or PNG with device values of the profile, to be "
                    "looked at too")
-      ->allow_extra_args(false);
+      ->allow_extra_args(false)
+      ->group(contents);
   command
       ->add_option("--chart", request.charts,
                    "chart that the device has captured (.ti3 or other CGATS), likewise")
-      ->allow_extra_args(false);
-  command->add_option("--compare", request.compared, "another ICC profile to compare with");
-  command->add_option("--to", request.to,
-                      "colour space to convert to, or ICC profile (default: srgb)");
-  command->add_option("--intent", request.intent,
-                      "perceptual, relative, saturation or absolute (default: perceptual)");
-  command->add_option("--fail-below", request.failBelow,
-                      "end with status 5 if a chart has fewer FADGI stars, 1 to 4");
-  command->add_option("-o,--output", request.page, "HTML page to write");
-  command->add_option("--json", request.json, "file for the numbers of the page, as JSON");
+      ->allow_extra_args(false)
+      ->group(contents);
+  command->add_option("--compare", request.compared, "another ICC profile to compare with")
+      ->group(contents);
+  const char* const colors = "Colours";
+  command
+      ->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)")
+      ->group(colors);
+  command
+      ->add_option("--intent", request.intent,
+                   "perceptual, relative, saturation or absolute (default: perceptual)")
+      ->group(colors);
+  const char* const file = "File";
+  command->add_option("-o,--output", request.page, "HTML page to write")->group(file);
+  command->add_option("--json", request.json, "file for the numbers of the page, as JSON")
+      ->group(file);
+  command
+      ->add_option("--fail-below", request.failBelow,
+                   "end with status 5 if a chart has fewer FADGI stars, 1 to 4")
+      ->group("Running");
   return command;
 }
 
