@@ -235,6 +235,18 @@ class Tags(Images):
                             self.assertEqual(page[number], (kind, tiffs.count_of(kind, content),
                                                             content))
 
+    def test_tags_as_large_as_a_marker(self):
+        """A block of Exif that just fits, and one that does not, by one byte after the other."""
+        fates = set()
+        for size in range(65480, 65520):
+            self.write("in.tif", tiff(extra=[(270, ASCII, b"x" * (size - 1) + b"\0")],
+                                      without=(282, 283, 296)))
+            said = self.copy("in.tif", "out.jpg", JPEG)
+            self.assertIn(said, ([], ["tag 270 (too large)"]))
+            self.assertEqual(b"x" * (size - 1) in self.read("out.jpg"), not said)
+            fates.add(bool(said))
+        self.assertEqual(fates, {True, False})
+
     def test_kept_through_other_formats(self):
         """TIFF to JPEG or PNG and back; PNG has no place for IPTC and Photoshop's blocks."""
         for bits, form, lost in ((8, JPEG, ()), (8, PNG, (33723, 34377)),

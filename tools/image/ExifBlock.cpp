@@ -174,7 +174,8 @@ Places PlacesOf(Metadata metadata, std::size_t mostExif, std::vector<std::string
   Metadata below;
   below.order = metadata.order;
   below.directory.subDirectories = directory.subDirectories;
-  std::size_t size = WriteExif(below, ignored).size();
+  constexpr std::size_t kFrameBytes = 8 + 2 + 4;  // header, number of tags, end of the chain
+  std::size_t size = std::max(WriteExif(below, ignored).size(), kFrameBytes);
   const auto sizeOf = [](const Tag& tag) {
     constexpr std::size_t kEntryBytes = 12, kInEntry = 4;
     return kEntryBytes + (tag.bytes.size() > kInEntry ? tag.bytes.size() + 1 : 0);
