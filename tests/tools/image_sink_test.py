@@ -235,6 +235,20 @@ class Tags(Images):
                             self.assertEqual(page[number], (kind, tiffs.count_of(kind, content),
                                                             content))
 
+    def test_iptc_in_two_places(self):
+        """In TIFF it may stand in its own tag and among Photoshop's blocks; JPEG has the latter."""
+        own = b"\x1c\x02\x5a\0\4Here"
+        for what, there, lost in (("the same", own, []), ("without the zeros", own + bytes(3), []),
+                                  ("another", own[:-1] + b"d",
+                                   ["the second IPTC of Photoshop's blocks"])):
+            with self.subTest(what):
+                block = b"8BIM" + struct.pack(">HHI", 1028, 0, len(there)) + there
+                self.write("in.tif", tiff(extra=[
+                    (33723, UNDEFINED, own + bytes(3)),
+                    (34377, BYTE, block + bytes(len(block) % 2))]))
+                self.assertEqual(self.copy("in.tif", "out.jpg", JPEG), lost)
+                self.assertEqual(self.exiftool("out.jpg")["IPTC:City"], "Here")
+
     def test_tags_as_large_as_a_marker(self):
         """A block of Exif that just fits, and one that does not, by one byte after the other."""
         fates = set()

@@ -146,6 +146,29 @@ std::optional<Resolution> ResolutionOf(const Metadata& metadata) {
   return Resolution{values[0], values[1], static_cast<std::uint16_t>(number)};
 }
 
+namespace {
+
+/// Puts the IPTC of TIFF's own tag where other formats have it.
+/// @return whether another one had to go
+bool PutIptc(PhotoshopBlocks& blocks, const std::vector<unsigned char>& iptc) {
+  if (!blocks.Has(PhotoshopBlocks::kIptc)) {
+    blocks.Add(PhotoshopBlocks::kIptc, iptc);
+    return false;
+  }
+  // The tag is filled up with zeros where it counts in fours.
+  const auto isSame = [&iptc](std::span<const unsigned char> there) {
+    const auto isZero = [](unsigned char byte) { return byte == 0; };
+    const auto [one, other] = std::mismatch(there.begin(), there.end(), iptc.begin(), iptc.end());
+    return std::all_of(one, there.end(), isZero) && std::all_of(other, iptc.end(), isZero);
+  };
+  if (isSame(blocks.Data(PhotoshopBlocks::kIptc))) return false;
+  blocks.Remove(PhotoshopBlocks::kIptc);
+  blocks.Add(PhotoshopBlocks::kIptc, iptc);
+  return true;
+}
+
+}  // namespace
+
 Places PlacesOf(Metadata metadata, std::size_t mostExif, std::vector<std::string>& dropped) {
   Places places;
   Directory& directory = metadata.directory;
@@ -159,8 +182,8 @@ Places PlacesOf(Metadata metadata, std::size_t mostExif, std::vector<std::string
   places.photoshop = take(tag::kPhotoshopBlocks);
   const std::vector<unsigned char> iptc = take(tag::kIptc);
   std::optional<PhotoshopBlocks> blocks = PhotoshopBlocks::Parse(places.photoshop);
-  if (!iptc.empty() && blocks && !blocks->Has(PhotoshopBlocks::kIptc)) {
-    blocks->Add(PhotoshopBlocks::kIptc, iptc);
+  if (!iptc.empty() && blocks) {
+    if (PutIptc(*blocks, iptc)) dropped.emplace_back("the second IPTC of Photoshop's blocks");
     places.photoshop = blocks->Bytes();
   }
 
