@@ -1,6 +1,7 @@
 #include "tools/ImageInput.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "tools/InputFile.h"
 #include "tools/OutputFile.h"
 #include "tools/Refusal.h"
 #include "tools/image/ImageSource.h"
@@ -30,7 +30,9 @@ Descriptor Opened(const std::string& path) {
 }  // namespace
 
 ImageInput::ImageInput(const std::string& path, const std::string& folder) : file_(Opened(path)) {
-  const struct stat status = InputStatus(fd(), path);
+  struct stat status;
+  if (fstat(fd(), &status) != 0) RefuseInput(path, std::strerror(errno));
+  if (S_ISDIR(status.st_mode)) RefuseInput(path, "is a directory; batch --from takes one");
   if (S_ISREG(status.st_mode) && lseek(fd(), 0, SEEK_CUR) == 0) {
     sizeBytes_ = static_cast<std::uint64_t>(status.st_size);
     if (sizeBytes_ == 0) RefuseInput(path, "empty file");

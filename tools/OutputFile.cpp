@@ -177,7 +177,7 @@ OutputFile::OutputFile(const std::string& path, const std::string& ownName) : Ou
                  named.st_ino != existing.st_ino)) {
     Refuse("it has no name in a folder");
   }
-  if (exists && S_ISDIR(existing.st_mode)) Refuse("is a directory");
+  if (exists && S_ISDIR(existing.st_mode)) Refuse("is a directory; name a file in it");
   if (exists && !S_ISREG(existing.st_mode)) Refuse("is not a regular file");
   if (exists && access(target_.c_str(), W_OK) != 0) RefuseBy(errno);
 
@@ -213,7 +213,11 @@ void OutputFile::Refuse(const std::string& reason) const {
 }
 
 void OutputFile::RefuseBy(int error) const {
-  throw Refusal(Exit::WriteFailed, "cannot write " + shown_ + ": " + std::strerror(error), error);
+  const bool hasFolder = error != ENOENT || access(directory_.c_str(), F_OK) == 0;
+  throw Refusal(Exit::WriteFailed,
+                "cannot write " + shown_ + ": " +
+                    (hasFolder ? std::strerror(error) : "its folder does not exist"),
+                error);
 }
 
 void OutputFile::Open() {
@@ -232,8 +236,7 @@ void OutputFile::MakeNamed(const std::function<bool(const char*)>& make) {
   HandleSignals();
   name_ = TakeTemporaryName();
   for (unsigned attempt = 0;; ++attempt) {
-    std::string name =
-        HiddenName(directory_, ownName_.empty() ? NameOfAttempt(attempt) : ownName_);
+    std::string name = HiddenName(directory_, ownName_.empty() ? NameOfAttempt(attempt) : ownName_);
     if (name.size() >= PATH_MAX) RefuseBy(ENAMETOOLONG);
     name_->isThere = false;
     std::memcpy(name_->path, name.c_str(), name.size() + 1);

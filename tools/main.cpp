@@ -112,7 +112,14 @@ Exit Run(int argc, char** argv) {
     app.exit(information);
     return Exit::Done;
   } catch (const CLI::RequiredError& error) {
+    for (const std::string& word : app.remaining(true)) {
+      if (!word.starts_with('-')) RefuseUsage("unknown command " + word + "; --help lists them");
+    }
     RefuseUsage(std::string(error.what()) + "; --help lists them");
+  } catch (const CLI::ExtrasError& error) {
+    RefuseUsage(std::string(error.what()) + "; --help tells what is");
+  } catch (const CLI::ConversionError& error) {
+    RefuseUsage(std::string(error.what()) + "; it takes a number");
   } catch (const CLI::ParseError& error) {
     RefuseUsage(error.what());
   }

@@ -121,7 +121,7 @@ class OtherLists(unittest.TestCase):
     def test_usage(self):
         for what, arguments, line in [
             ("negative threads", ["--threads", "-1"], "--threads must be 1 to 1024, or 0 for all"),
-            ("a file", ["x"], "The following argument was not expected: x"),
+            ("a file", ["x"], "The following argument was not expected: x; --help tells what is"),
         ]:
             with self.subTest(what):
                 done = selftest(*arguments)

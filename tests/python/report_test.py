@@ -91,7 +91,7 @@ def test_certificate(folder):
 @pytest.mark.parametrize("call, status, message", [
     (lambda: kxcms.report("none.icc"), 4, "profile none.icc: No such file or directory"),
     (lambda: kxcms.report(ADOBE, "none/page.html"), 6,
-     "cannot write none/page.html: No such file or directory"),
+     "cannot write none/page.html: its folder does not exist"),
     (lambda: kxcms.report(ADOBE, to="nowhere.icc"), 2, "unknown space nowhere.icc; known: srgb, "),
     (lambda: kxcms.compare("-a.tif", "b.tif"), 3, "-a.tif: No such file or directory"),
     (lambda: kxcms.compare("scan-8.tif", "small.png", assume="srgb"), 5,

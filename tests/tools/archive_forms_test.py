@@ -201,7 +201,7 @@ class ArchiveForms(OwnFolder):
             "profile": (PROFILE, "profile embedded in in.tif: "),
             "cut": (UNREADABLE, "in.tif: damaged: "),
             "changed": (UNREADABLE, "in.tif: damaged: "),
-            "grey": (WRONG, "in.tif: page 2: holds grey, not RGB\n"),
+            "grey": (WRONG, "in.tif: page 2: holds grey, not RGB; --pages first takes the first\n"),
         }[row.damage]
         done = self.convert()
         self.assertEqual(done.returncode, status, done.stderr)
@@ -213,7 +213,8 @@ class ArchiveForms(OwnFolder):
         if row.profile == "none":
             done = self.convert()
             self.assertEqual((done.returncode, done.stderr.decode()), (
-                PROFILE, "kxcms: in.tif: no profile is embedded; name one with --profile\n"))
+                PROFILE, "kxcms: in.tif: no profile is embedded; name one with --profile or "
+                "--assume\n"))
             arguments = ["--assume", "prophoto"]
         profile = PROFILES.get(row.profile) or kxp.profile_of("prophoto")
         done = self.convert(*arguments)

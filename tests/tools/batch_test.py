@@ -179,11 +179,12 @@ class Usage(Batch):
         rows = [
             ("no folder", ["--from", "nowhere"], UNREADABLE,
              "nowhere: No such file or directory"),
-            ("a file as folder", ["--from", "scan.icc"], UNREADABLE, "scan.icc: is no folder"),
+            ("a file as folder", ["--from", "scan.icc"], UNREADABLE,
+             "scan.icc: is no folder; --list takes a file of names"),
             ("no profile", ["--from", "in", "--profile", "no.icc"], PROFILE, None),
             ("no space", ["--from", "in", "--to", "adobe"], USAGE, None),
             ("results among the images", ["--from", "in", "--to-dir", "./in"], USAGE,
-             "--to-dir is --from: results would be taken for images"),
+             "--to-dir is --from: results would be taken for images; name another folder"),
             ("no list", ["--list", "nowhere"], UNREADABLE, "nowhere: No such file or directory"),
             ("no table", ["--from", "in", "--profile-map", "map.tsv"], USAGE,
              "map.tsv: line 1 is no pattern, tabulator and profile"),
@@ -652,7 +653,8 @@ class Resume(Batch):
             with self.subTest(what):
                 self.write("j.jsonl", data)
                 done = self.batch(status=WRITE)
-                self.assertEqual(done.stderr, b"kxcms: journal j.jsonl: is no journal\n")
+                self.assertEqual(done.stderr, b"kxcms: journal j.jsonl: is no journal; name another "
+                                              b"file\n")
                 self.assertEqual(self.read("j.jsonl"), data)
                 self.assertEqual(self.files(), {})
         os.remove(self.path("j.jsonl"))

@@ -229,7 +229,7 @@ class Refusals(Certifying):
             ("missing", ["none.icc", *output], PROFILE,
              "profile none.icc: No such file or directory"),
             ("nowhere", ["scan.icc", "--sample", "10", "-o", "none/cert.txt"], WRITE,
-             "cannot write none/cert.txt: No such file or directory"),
+             "cannot write none/cert.txt: its folder does not exist"),
         ):
             with self.subTest(what):
                 self.expect(["certificate", *arguments], status, line)

@@ -81,7 +81,7 @@ class Usage(Checking):
         for what, arguments, line in [
             ("no file", [], "check needs at least one file"),
             ("unknown option", ["--frob", "in.tif"],
-             "The following argument was not expected: --frob"),
+             "The following argument was not expected: --frob; --help tells what is"),
         ]:
             with self.subTest(what):
                 self.expect(["check", *arguments], USAGE, line)

@@ -87,14 +87,18 @@ class Command(OwnFolder):
 class Usage(Command):
     ROWS = [
         ("no subcommand", [], "A subcommand is required; --help lists them"),
-        ("unknown subcommand", ["frobnicate"],
-         "A subcommand is required; --help lists them"),
-        ("no files", ["convert"], "convert needs an input and an output file"),
-        ("one file", ["convert", "in.tif"], "convert needs an input and an output file"),
+        ("unknown subcommand", ["frobnicate"], "unknown command frobnicate; --help lists them"),
+        ("an option in place of one", ["--quiet"], "A subcommand is required; --help lists them"),
+        ("unknown subcommand of profile", ["profile", "put"],
+         "unknown command put; --help lists them"),
+        ("no files", ["convert"],
+         "convert needs an input and an output file: kxcms convert IN OUT"),
+        ("one file", ["convert", "in.tif"],
+         "convert needs an input and an output file: kxcms convert IN OUT"),
         ("three files", ["convert", "in.tif", "out.tif", "x"],
-         "The following argument was not expected: x"),
+         "The following argument was not expected: x; --help tells what is"),
         ("unknown option", ["convert", "--frob", "in.tif", "out.tif"],
-         "The following argument was not expected: --frob"),
+         "The following argument was not expected: --frob; --help tells what is"),
         ("unknown intent", ["convert", "--intent", "vivid", "in.tif", "out.tif"],
          "unknown intent vivid; known: perceptual, relative, saturation, absolute"),
         ("unknown space", ["convert", "--profile", "scan.icc", "--to", "sgrb", "in.tif", "out.tif"],
@@ -122,14 +126,14 @@ class Usage(Command):
          "--quality must be 1 to 100"),
         ("12 bits", ["convert", "--depth", "12", "in.tif", "out.tif"], "--depth must be 8 or 16"),
         ("standard output of no format", ["convert", "in.tif", "-"],
-         "standard output needs --format"),
+         "standard output needs --format: tiff, jpeg or png"),
         ("a record and an image on standard output",
          ["convert", "--json", "--format", "tiff", "in.tif", "-"],
-         "--json and the image cannot both go to standard output"),
+         "--json and the image cannot both go to standard output; name a file for the image"),
         ("a durable standard output", ["convert", "--durable", "--format", "tiff", "in.tif", "-"],
          "--durable concerns files alone"),
         ("a deep JPEG", ["convert", "--depth", "16", "in.tif", "out.jpg"],
-         "JPEG holds 8 bits a sample; --depth 16 cannot be"),
+         "JPEG holds 8 bits a sample; --depth 16 goes with TIFF and PNG"),
         ("offsets without --pipeline fixed", ["convert", "--hue", "3", "in.tif", "out.tif"],
          "--lightness, --chroma and --hue are offsets of --pipeline fixed"),
         ("black point compensation of another intent",
@@ -148,7 +152,7 @@ class Usage(Command):
         ("lightness infinite", ["convert", "--lightness", "inf", "in.tif", "out.tif"],
          "--lightness must be -100 to 100"),
         ("lightness a word", ["convert", "--lightness", "much", "in.tif", "out.tif"],
-         "Could not convert: --lightness = much"),
+         "Could not convert: --lightness = much; it takes a number"),
         ("threads negative", ["convert", "--threads", "-1", "in.tif", "out.tif"],
          "--threads must be 1 to 1024, or 0 for all"),
         ("option without value", ["convert", "in.tif", "out.tif", "--profile"],
@@ -332,7 +336,7 @@ class Conversion(Command):
                 numpy.testing.assert_array_equal(self.pixels(), expected)
         self.write("in.png", gamma)
         self.expect(["convert", "in.png", "out.tif"], PROFILE,
-                    "in.png: no profile is embedded; name one with --profile")
+                    "in.png: no profile is embedded; name one with --profile or --assume")
 
     def test_profile_from_a_pipe(self):
         reader, writer = os.pipe()
@@ -503,6 +507,14 @@ class Forms(Command):
             with self.subTest(bigtiff=name):
                 self.convert("--bigtiff", name)
                 self.assertEqual(self.rules().big, big)
+        # A file of zeros that takes no room.
+        tifffile.memmap(self.path("large.tif"), shape=(22000, 65536, 3), dtype="u1", bigtiff=True,
+                        photometric="rgb", metadata=None, software=None)
+        os.remove(self.path("out.tif"))
+        self.convert("--bigtiff", "no", source="large.tif", status=WRITE,
+                     line="cannot write out.tif: the result is larger than the 4 GiB of a TIFF file "
+                          "that is no BigTIFF; --bigtiff yes makes one")
+        self.assertFalse(os.path.exists(self.path("out.tif")))
 
     def test_tag(self):
         self.write("other.icc", kxp.profile_of("prophoto"))
@@ -514,7 +526,8 @@ class Forms(Command):
                 self.assertEqual(self.rules().pages[0].get(34675, (0, 0, None))[2], expected)
         self.write("rubbish.icc", b"rubbish")
         self.convert("--tag", "missing.icc", status=PROFILE,
-                     line="profile missing.icc: No such file or directory")
+                     line="profile missing.icc: no such file, and no built-in space, which convert "
+                          "--list shows")
 
     def test_what_becomes_of_tags(self):
         note = (60000, BYTE, bytes(range(256)) * 300)
@@ -564,7 +577,8 @@ class Pages(Command):
     def test_pages_that_cannot_be_taken(self):
         grey = self.small[:, :, 0]
         several((self.main, {}), (grey, {"photometric": "minisblack"}))(self.path("in.tif"))
-        self.convert(status=WRONG, line="in.tif: page 2: holds grey, not RGB")
+        self.convert(status=WRONG, line="in.tif: page 2: holds grey, not RGB; --pages first takes "
+                                        "the first")
         self.convert("--pages", "first", line="in.tif: dropped: 1 further pages")
         several((self.main, {}), (grey, {"photometric": "minisblack", "subfiletype": 1}))(
             self.path("in.tif"))
@@ -824,7 +838,8 @@ class Records(Command):
 
     def test_existing_targets(self):
         self.write("out.tif", OLD)
-        self.convert("--exists", "refuse", status=WRITE, line="cannot write out.tif: it exists")
+        self.convert("--exists", "refuse", status=WRITE,
+                     line="cannot write out.tif: it exists; --exists replace replaces it")
         self.convert("--exists", "skip", line="out.tif exists: skipped")
         self.convert("--exists", "skip", "--quiet")
         self.assertEqual(self.read("out.tif"), OLD)
@@ -918,7 +933,7 @@ class RefusedImages(Command):
         os.mkdir(self.path("folder"))
         for what, name, reason in [
             ("missing", "nowhere.tif", "No such file or directory"),
-            ("directory", "folder", "is a directory"),
+            ("directory", "folder", "is a directory; batch --from takes one"),
             ("device", "/dev/zero", "neither a file nor a pipe"),
             ("standard input that is a device", "-", "neither a file nor a pipe"),
         ]:
@@ -975,8 +990,9 @@ class RefusedProfiles(Command):
     def test_no_profile(self):
         for what, arguments, line in [
             ("none named, none embedded", [],
-             "in.tif: no profile is embedded; name one with --profile"),
-            ("missing", ["--profile", "no.icc"], "profile no.icc: No such file or directory"),
+             "in.tif: no profile is embedded; name one with --profile or --assume"),
+            ("missing", ["--profile", "no.icc"],
+             "profile no.icc: no such file, and no built-in space, which convert --list shows"),
             ("directory", ["--profile", "."], "profile .: Is a directory"),
         ]:
             with self.subTest(what):
@@ -1165,8 +1181,8 @@ class Writing(Command):
         os.symlink("loop.tif", self.path("loop.tif"))
         for what, target, reason in [
             ("a loop of links", "loop.tif", "Too many levels of symbolic links"),
-            ("a directory", "folder.tif", "is a directory"),
-            ("in no folder", "nowhere/out.tif", "No such file or directory"),
+            ("a directory", "folder.tif", "is a directory; name a file in it"),
+            ("in no folder", "nowhere/out.tif", "its folder does not exist"),
             ("in a file", "in.tif/out.tif", "Not a directory"),
             ("a pipe", "pipe.tif", "is not a regular file"),
             ("where nobody can write", "/proc/out.tif", "No such file or directory"),

@@ -299,9 +299,10 @@ class Refusals(Comparing):
         size = "images of different sizes cannot be compared: a.tif has 4 x 3 pixels, b.tif 3 x 3"
         writing = ["compare", "--difference", "difference.png"]
         for what, arguments, status, line in (
-            ("one file", ["compare", "a.tif"], USAGE, "compare needs two files"),
+            ("one file", ["compare", "a.tif"], USAGE,
+             "compare needs two files: two images, or two ICC profiles"),
             ("three files", ["compare", "a.tif", "a.tif", "a.tif"], USAGE,
-             "compare needs two files"),
+             "compare needs two files: two images, or two ICC profiles"),
             ("sizes", [*writing, "a.tif", "b.tif"], WRONG, size),
             ("sizes of a page", [*writing, "two.tif", "even.tif"], WRONG,
              "images of different sizes cannot be compared: two.tif has 4 x 2 pixels on page 2, "
@@ -313,7 +314,8 @@ class Refusals(Comparing):
             ("pages as PNG", [*writing, "even.tif", "even.tif"], USAGE,
              "--difference difference.png: several pages, and PNG holds one; TIFF holds all"),
             ("two kinds", ["compare", "a.tif", "scan.icc"], USAGE,
-             "an image and a profile cannot be compared"),
+             "an image and a profile cannot be compared; profile extract takes that of an image "
+             "out"),
             ("no file", ["compare", "a.tif", "none.tif"], UNREADABLE,
              "none.tif: No such file or directory"),
             ("no image", [*writing, "text", "a.tif"], UNREADABLE,
@@ -329,7 +331,7 @@ class Refusals(Comparing):
             ("over what is compared", ["compare", "a.tif", "b.tif", "--difference", "./a.tif"],
              USAGE, "./a.tif is read; a difference would replace it"),
             ("nowhere", ["compare", "a.tif", "a.tif", "--difference", "none/d.png"], WRITE,
-             "cannot write none/d.png: No such file or directory"),
+             "cannot write none/d.png: its folder does not exist"),
             ("difference of profiles", [*writing, "scan.icc", "scan.icc"], USAGE,
              "--assume and --difference concern images"),
         ):

@@ -69,7 +69,7 @@ class Usage(Info):
         for what, arguments, line in (
             ("no file", [], "info needs at least one file"),
             ("unknown option", ["--frob", "in.tif"],
-             "The following argument was not expected: --frob"),
+             "The following argument was not expected: --frob; --help tells what is"),
         ):
             with self.subTest(what):
                 self.expect(["info", *arguments], USAGE, line)

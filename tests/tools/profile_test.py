@@ -591,9 +591,9 @@ class Refusals(Profile):
         ("an existing target", ["remove", "--exists", "refuse", "in.tif", "old"], WRITE,
          "cannot write old: it exists; --exists replace replaces it"),
         ("a folder as target", ["remove", "in.tif", "folder"], WRITE,
-         "cannot write folder: is a directory"),
+         "cannot write folder: is a directory; name a file in it"),
         ("no such folder", ["make", "srgb", "absent/out.icc"], WRITE,
-         "cannot write absent/out.icc: No such file or directory"),
+         "cannot write absent/out.icc: its folder does not exist"),
     ]
 
     def setUp(self):

@@ -1176,7 +1176,7 @@ class Refusals(Reporting):
             ("over the profile", ["scan.icc", "-o", "./scan.icc"],
              "./scan.icc is read; a report would replace it"),
             ("unknown option", ["scan.icc", "--frob"],
-             "The following argument was not expected: --frob"),
+             "The following argument was not expected: --frob; --help tells what is"),
         ):
             with self.subTest(what):
                 self.refused(arguments, USAGE, line)
@@ -1202,9 +1202,9 @@ class Refusals(Reporting):
     def test_output(self):
         for arguments, line in (
             (["scan.icc", "-o", "none/page.html"],
-             "cannot write none/page.html: No such file or directory"),
+             "cannot write none/page.html: its folder does not exist"),
             (["scan.icc", "-o", "page.html", "--json", "none/page.json"],
-             "cannot write none/page.json: No such file or directory"),
+             "cannot write none/page.json: its folder does not exist"),
             (["scan.icc", "-o", "/dev/null"], "cannot write /dev/null: is not a regular file"),
         ):
             with self.subTest(arguments):

@@ -160,7 +160,7 @@ class FileJob {
     if (exists && !isOurs && context_.settings.request.exists != ConvertRequest::Exists::kReplace) {
       if (context_.settings.request.exists == ConvertRequest::Exists::kSkip) return Skip();
       throw CodedRefusal(Exit::WriteFailed, "refused", "exists",
-                         "cannot write " + output_ + ": it exists");
+                         "cannot write " + output_ + ": it exists; --exists replace replaces it");
     }
     return Convert();
   }

@@ -134,7 +134,7 @@ void Journal::CheckBeginning() const {
   const ssize_t got = pread(file_.get(), start, sizeof start, 0);
   if (got < 0) Fail(std::strerror(errno));
   const std::string_view there(start, static_cast<std::size_t>(got));
-  if (there != kFirstBytes.substr(0, there.size())) Fail("is no journal");
+  if (there != kFirstBytes.substr(0, there.size())) Fail("is no journal; name another file");
 }
 
 void Journal::Learn(std::uint64_t at, const Json& record, const std::string& settings) {

@@ -15,7 +15,7 @@ JournalReader::JournalReader(const std::string& path) : path_(path), stream_(Ope
   bool isFirst = true;
   const auto learn = [&](std::uint64_t at, const Json& record) {
     if (isFirst && !IsHeader(record)) {
-      throw Refusal(Exit::InputUnreadable, path + ": is no journal");
+      throw Refusal(Exit::InputUnreadable, path + ": is no journal of kxcms batch");
     }
     isFirst = false;
     const std::string target = NameIn(record, "target");
@@ -36,7 +36,7 @@ JournalReader::JournalReader(const std::string& path) : path_(path), stream_(Ope
   } catch (const std::system_error& error) {
     throw Refusal(Exit::InputUnreadable, path + ": " + error.code().message());
   }
-  if (isFirst) throw Refusal(Exit::InputUnreadable, path + ": is no journal");
+  if (isFirst) throw Refusal(Exit::InputUnreadable, path + ": is no journal of kxcms batch");
   lines_.reserve(last.size());
   for (const auto& [key, at] : last) lines_.push_back(at);
   std::sort(lines_.begin(), lines_.end());

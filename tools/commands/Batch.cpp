@@ -184,12 +184,12 @@ class FileSource {
       throw Refusal(Exit::InputUnreadable, base_ + ": " + std::strerror(errno));
     }
     if (!request.from.empty() && !S_ISDIR(status.st_mode)) {
-      throw Refusal(Exit::InputUnreadable, base_ + ": is no folder");
+      throw Refusal(Exit::InputUnreadable, base_ + ": is no folder; --list takes a file of names");
     }
     if (!request.list.empty() && request.list != "-") OpenInput(request.list);
     std::error_code ignored;
     if (request.list.empty() && fs::equivalent(base_, request.toDir, ignored)) {
-      RefuseUsage("--to-dir is --from: results would be taken for images");
+      RefuseUsage("--to-dir is --from: results would be taken for images; name another folder");
     }
   }
 

@@ -3,10 +3,12 @@
 #include <sys/stat.h>
 
 #include <cctype>
+#include <filesystem>
 #include <iomanip>
 #include <iostream>
 #include <new>
 #include <string_view>
+#include <system_error>
 
 #include "tools/ProfileSource.h"
 #include "tools/Refusal.h"
@@ -72,7 +74,14 @@ ProfileHandle ReadProfileBytes(std::span<const unsigned char> bytes, const std::
 }
 
 std::vector<unsigned char> NamedProfile(const std::string& name) {
-  return IsImageSpace(name) ? BytesOfSpace(OpenSpace(name).get(), name) : ReadProfileFile(name);
+  if (IsImageSpace(name)) return BytesOfSpace(OpenSpace(name).get(), name);
+  std::error_code unknown;
+  if (!std::filesystem::exists(name, unknown) && !unknown) {
+    throw Refusal(
+        Exit::ProfileUnusable,
+        "profile " + name + ": no such file, and no built-in space, which convert --list shows");
+  }
+  return ReadProfileFile(name);
 }
 
 Destination OpenDestination(const std::string& name) {

@@ -395,7 +395,8 @@ std::string LinesOf(const Comparison& comparison, const CompareRequest& request)
 }
 
 void Check(const CompareRequest& request) {
-  if (request.files.size() != 2) throw Refusal(Exit::Usage, "compare needs two files");
+  if (request.files.size() != 2)
+    throw Refusal(Exit::Usage, "compare needs two files: two images, or two ICC profiles");
   IntentNamed(request.intent);
   // Written so that NaN fails too.
   if (request.limit && !(*request.limit >= 0 && std::isfinite(*request.limit))) {
@@ -438,7 +439,9 @@ Exit Compare(const CompareRequest& request) {
   Check(request);
   const bool isProfile = IsProfile(request.files[0]);
   if (isProfile != IsProfile(request.files[1])) {
-    throw Refusal(Exit::Usage, "an image and a profile cannot be compared");
+    throw Refusal(
+        Exit::Usage,
+        "an image and a profile cannot be compared; profile extract takes that of an image out");
   }
   if (isProfile && (request.assume || !request.difference.empty())) {
     throw Refusal(Exit::Usage, "--assume and --difference concern images");

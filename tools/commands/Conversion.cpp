@@ -13,6 +13,7 @@
 #include "tools/IntentNames.h"
 #include "tools/Refusal.h"
 #include "tools/Relay.h"
+#include "tools/image/DirectoryBlock.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/TrueTags.h"
 
@@ -116,7 +117,7 @@ std::vector<std::string> Once(const std::vector<std::string>& names) {
 Format FormatOf(const ConvertRequest& request) {
   if (request.format) return *request.format;
   if (request.output == kStandardStream) {
-    throw Refusal(Exit::Usage, "standard output needs --format");
+    throw Refusal(Exit::Usage, "standard output needs --format: tiff, jpeg or png");
   }
   if (const auto format = FormatOfSuffix(request.output)) return *format;
   throw Refusal(Exit::Usage, request.output +
@@ -132,7 +133,9 @@ auto Conversion::Named(Function function) {
   } catch (const ImageError& error) {
     switch (error.kind) {
       case ImageError::Kind::kUnwritable:
-        throw Refusal(Exit::WriteFailed, "cannot write " + request_.output + ": " + error.what(),
+        throw Refusal(Exit::WriteFailed,
+                      "cannot write " + request_.output + ": " + error.what() +
+                          (error.what() == kTooLargeForTiff ? "; --bigtiff yes makes one" : ""),
                       error.systemError);
       case ImageError::Kind::kUnsupported:
         throw Refusal(Exit::WouldBeWrong, request_.input + ": " + error.what());
@@ -174,6 +177,7 @@ void Conversion::Write(OutputFile& output, const Watch& watch) {
       record_.pages[i].bits = work_[i].page.bits;
       record_.pages[i].samples = work_[i].page.Samples();
     }
+    if (record_.format == Format::kTiff && !IsBig()) CheckSizeOfTiff();
     OutputBytes bytes(output.fd());
     constexpr int kQuality = 90;
     const auto sink = ImageSink::Make(
@@ -219,7 +223,9 @@ void Conversion::RefuseInput(const std::string& reason) const {
 void Conversion::CheckOptions() const {
   if (request_.output == kStandardStream) {
     if (request_.isJson) {
-      throw Refusal(Exit::Usage, "--json and the image cannot both go to standard output");
+      throw Refusal(
+          Exit::Usage,
+          "--json and the image cannot both go to standard output; name a file for the image");
     }
     if (request_.isDurable) throw Refusal(Exit::Usage, "--durable concerns files alone");
     if (isatty(STDOUT_FILENO) == 1) {
@@ -236,16 +242,17 @@ void Conversion::CheckOptions() const {
     throw Refusal(Exit::Usage, "--quality concerns JPEG files alone");
   }
   if (record_.format == Format::kJpeg && request_.bits == 16u) {
-    throw Refusal(Exit::Usage, "JPEG holds 8 bits a sample; --depth 16 cannot be");
+    throw Refusal(Exit::Usage, "JPEG holds 8 bits a sample; --depth 16 goes with TIFF and PNG");
   }
 }
 
 void Conversion::ChoosePages() {
   const std::vector<Page>& pages = source_->pages();
   std::size_t end = pages.size();
+  std::size_t firstEnd = 1;  // of the first page with its SubIFDs
+  while (firstEnd < pages.size() && pages[firstEnd].parent) ++firstEnd;
   if (request_.onlyFirstPage) {
-    end = 1;
-    while (end < pages.size() && pages[end].parent) ++end;
+    end = firstEnd;
     if (end < pages.size()) {
       record_.dropped.push_back(std::to_string(pages.size() - end) + " further pages");
     }
@@ -256,7 +263,9 @@ void Conversion::ChoosePages() {
     const bool isCopy = (page.subfileType & (Page::kReduced | Page::kMask)) != 0;
     const std::string name = pages.size() == 1 ? "" : "page " + std::to_string(i + 1) + ": ";
     if (!page.refusal.empty()) {
-      if (!isCopy) RefuseInput(name + page.refusal);
+      if (!isCopy) {
+        RefuseInput(name + page.refusal + (i < firstEnd ? "" : "; --pages first takes the first"));
+      }
       record_.dropped.push_back(
           ((page.subfileType & Page::kMask) != 0 ? "a transparency mask (" : "a reduced copy (") +
           page.refusal + ")");
@@ -329,7 +338,7 @@ void Conversion::ChooseProfile(Work& work, ProfileRecord& record) {
     record.source = "assumed";
   } else {
     throw Refusal(Exit::ProfileUnusable,
-                  request_.input + ": no profile is embedded; name one with --profile");
+                  request_.input + ": no profile is embedded; name one with --profile or --assume");
   }
 }
 
@@ -391,6 +400,17 @@ bool Conversion::IsBig() const {
     bytes += static_cast<double>(work.page.RowBytes()) * work.page.height;
   }
   return bytes > kMost;
+}
+
+void Conversion::CheckSizeOfTiff() const {
+  // What is compressed may turn out smaller.
+  std::uint64_t bytes = 0;
+  for (const Work& work : work_) {
+    if (work.page.layout.compression == 1) bytes += work.page.RowBytes() * work.page.height;
+  }
+  if (bytes > 0xFFFF'FFFF) {
+    throw ImageError(ImageError::Kind::kUnwritable, std::string(kTooLargeForTiff));
+  }
 }
 
 /// Rows on their way from the source to the sink.

@@ -112,6 +112,8 @@ class Conversion {
   void NoteFallback(bool isFallback, const std::string& tag, const std::string& name);
   void PreparePage(Work& work);
   bool IsBig() const;
+  /// Refuses at once what would be written in vain.
+  void CheckSizeOfTiff() const;
   void ConvertRows(const Work& work, kxcms::image::ImageSink& sink, const Watch& watch);
   void ConvertPiece(const DeviceColors& colors, const kxcms::image::Page& from,
                     const kxcms::image::Page& to, const kxp_convert_options& options,

@@ -63,7 +63,8 @@ void ConvertFile(const ConvertRequest& request) {
   if (request.exists != ConvertRequest::Exists::kReplace && request.output != kStandardStream &&
       lstat(request.output.c_str(), &status) == 0) {
     if (request.exists == ConvertRequest::Exists::kRefuse) {
-      throw Refusal(Exit::WriteFailed, "cannot write " + request.output + ": it exists");
+      throw Refusal(Exit::WriteFailed,
+                    "cannot write " + request.output + ": it exists; --exists replace replaces it");
     }
     if (!request.isQuiet) {
       std::fprintf(stderr, "kxcms: %s\n", OneLine(request.output + " exists: skipped").c_str());

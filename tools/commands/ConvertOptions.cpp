@@ -187,7 +187,7 @@ ConvertRequest CheckedConversion(const ConvertOptions& options) {
 
 ConvertRequest CheckedConvert(const ConvertOptions& options) {
   if (options.request.input.empty() || options.request.output.empty()) {
-    RefuseUsage("convert needs an input and an output file");
+    RefuseUsage("convert needs an input and an output file: kxcms convert IN OUT");
   }
   return CheckedConversion(options);
 }

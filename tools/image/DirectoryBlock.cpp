@@ -84,8 +84,7 @@ std::uint64_t DirectoryBlock::Append(Directory directory, std::vector<std::strin
   const std::uint64_t position = end();
   bytes_.insert(bytes_.end(), entries.begin(), entries.end());
   if (!isBig_ && end() > kMostInLong) {
-    throw ImageError(ImageError::Kind::kUnwritable,
-                     "the result is larger than the 4 GiB of a TIFF file that is no BigTIFF");
+    throw ImageError(ImageError::Kind::kUnwritable, std::string(kTooLargeForTiff));
   }
   return position;
 }

@@ -4,11 +4,16 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/image/Metadata.h"
 
 namespace kxcms::image {
+
+/// What is said of a result whose offsets 32 bits do not hold.
+constexpr std::string_view kTooLargeForTiff =
+    "the result is larger than the 4 GiB of a TIFF file that is no BigTIFF";
 
 /// Directories with their values, as TIFF 6.0 or BigTIFF wants them: tags sorted, values and
 /// directories at even positions, nothing overlapping.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/image/DirectoryBlock.h"
 #include "tools/image/ImageError.h"
 
 namespace kxcms::image {
@@ -208,8 +209,7 @@ TiffPatch::Placed TiffPatch::Change(std::uint64_t position, const Pointer& point
 
 std::uint64_t TiffPatch::End() const {
   if (!isBig_ && end_ > kMostInLong) {
-    throw ImageError(ImageError::Kind::kUnwritable,
-                     "the result is larger than the 4 GiB of a TIFF file that is no BigTIFF");
+    throw ImageError(ImageError::Kind::kUnwritable, std::string(kTooLargeForTiff));
   }
   return end_;
 }

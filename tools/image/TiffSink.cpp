@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "tools/image/DirectoryBlock.h"
@@ -47,6 +48,9 @@ class TiffEncoder {
   void Check(bool isGood) const {
     bytes_.Check();
     if (isGood && error_[0] == '\0') return;
+    if (std::string_view(error_) == "Maximum TIFF file size exceeded") {
+      throw ImageError(ImageError::Kind::kUnwritable, std::string(kTooLargeForTiff));
+    }
     throw ImageError(ImageError::Kind::kUnwritable,
                      error_[0] == '\0' ? "its pixels cannot be encoded" : error_);
   }
