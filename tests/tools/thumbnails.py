@@ -36,7 +36,8 @@ def of_stream(data, **replaced):
     """The tags of a thumbnail, where its pixels are at `at`."""
     def tags(at):
         values = {"compression": 6, "offset": at, "size": len(data), **replaced}
-        return [(259, SHORT, [values["compression"]]), (274, SHORT, [6]),
+        compression = [(259, SHORT, [values["compression"]])] * (values["compression"] is not None)
+        return [*compression, (274, SHORT, [6]),
                 (282, RATIONAL, [(72, 1)]), (283, RATIONAL, [(72, 1)]), (296, SHORT, [2]),
                 (513, LONG, [values["offset"]]), (514, LONG, [values["size"]])]
     return tags, data

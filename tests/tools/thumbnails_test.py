@@ -107,6 +107,7 @@ class ExifThumbnails(Case):
         ("4:2:2", of_stream(stream(SMALL, subsampling="4:2:2"))),
         ("4:4:4", of_stream(stream(SMALL, subsampling="4:4:4"))),
         ("without JFIF", of_stream(without_jfif(stream(SMALL)))),
+        ("without a word on compression", of_stream(stream(SMALL), compression=None)),
         ("progressive", of_stream(stream(SMALL, progressive=True))),
         ("RGB", of_stream(rgb_stream(SMALL))),
         ("odd sides", of_stream(stream(picture(61, 47)))),
@@ -281,6 +282,26 @@ class ExifThumbnails(Case):
                     self.assertFalse([name for name in tags if name.startswith("IFD1:")])
                     self.assertEqual((tags["IFD0:ImageDescription"], tags["IFD0:Orientation"]),
                                      ("a slide", 6))
+
+    def test_changed_bytes(self):
+        """Wherever a byte of the thumbnail changes: the image is converted, and what comes with it
+        is a picture, or it is told that there is none."""
+        block = exif(of_stream(self.GOOD))
+        begin = block.index(b"a slide\0") + 8
+        fates = set()
+        for at in [*range(begin, begin + 90), *range(begin + 90, len(block), 41)]:
+            data = bytearray(block)
+            data[at] ^= (0x01, 0x80, 0xFF)[at % 3]
+            thumbnails.save(self.path("in.jpg"), IMAGE, bytes(data))
+            with self.subTest(at=at):
+                said = self.convert("in.jpg", "out.jpg")
+                after = self.block("out.jpg")
+                stream_at = after.find(b"\xff\xd8")
+                self.assertEqual("dropped: thumbnail" in said, stream_at < 0)
+                if stream_at > 0:
+                    self.decoded(after[stream_at:])
+                fates.add(stream_at > 0)
+        self.assertEqual(fates, {True, False})
 
     def test_told(self):
         """The line and the record."""

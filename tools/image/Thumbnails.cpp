@@ -99,7 +99,8 @@ class Numbers {
 
 /// Takes the pixels over that a directory points at. @return whether it could.
 bool ReadPixels(const Numbers& numbers, const InputBytes& bytes, Thumbnail& thumbnail) {
-  const std::uint64_t compression = numbers.One(tag::kCompression).value_or(0);
+  // Some cameras leave the compression out where the tags of a stream tell it.
+  const std::uint64_t compression = numbers.One(tag::kCompression).value_or(kJpegStream);
   const auto append = [&](std::uint64_t at, std::uint64_t count) {
     const std::size_t end = thumbnail.bytes.size();
     // Strips may lie over each other, but together they are no more than there is.
