@@ -417,7 +417,7 @@ class PhotoshopThumbnails(Case):
     def test_dropped_ones(self):
         good = stream(SMALL)
         for what, resources in (
-            ("of Photoshop 4, blue first", self.resources(THUMBNAIL_OF_4)),
+            ("of Photoshop 4, cut off", self.resources(THUMBNAIL_OF_4, good[:len(good) // 2])),
             ("raw", self.resources(format=0)),
             ("of another width", self.resources(width=159)),
             ("of another height", self.resources(height=121)),
@@ -439,6 +439,18 @@ class PhotoshopThumbnails(Case):
                         f"kxcms: {source}: dropped: Photoshop's thumbnail\n")
                     self.assertEqual(self.after("out.tif"), {1005: (b"a name", b"resolution.."),
                                                              1034: (b"", b"\1")})
+
+    def test_blue_first(self):
+        """As Photoshop 4 wrote it: what the stream calls red is blue."""
+        thumbnails.save(self.path("in.tif"), IMAGE, resources=self.resources(
+            THUMBNAIL_OF_4, stream(SMALL[:, :, ::-1])))
+        for target in ("out.tif", "out.jpg"):
+            with self.subTest(target):
+                self.assertEqual(self.convert("in.tif", target), "")
+                self.assertEqual(list(self.after(target)), [1005, THUMBNAIL_OF_4, 1034])
+                before, after = (self.decoded(self.extracted(name, "PhotoshopBGRThumbnail"))
+                                 for name in ("in.tif", target))
+                self.expect_converted(before[:, :, ::-1], after[:, :, ::-1])
 
     def test_two(self):
         """Readers take the first one."""

@@ -15,7 +15,7 @@ namespace kxcms::image {
 class PhotoshopBlocks {
  public:
   static constexpr std::uint16_t kIptc = 1028;
-  static constexpr std::uint16_t kThumbnail4 = 1033;  ///< of version 4
+  static constexpr std::uint16_t kThumbnail4 = 1033;  ///< of version 4: blue first
   static constexpr std::uint16_t kThumbnail = 1036;
   static constexpr std::uint16_t kProfile = 1039;
   static constexpr std::uint16_t kUntagged = 1041;

@@ -70,6 +70,19 @@ std::optional<Stream> ConvertedStream(std::span<const unsigned char> stream,
   return converted;
 }
 
+/// The same change for pixels of B, G and R.
+ColorChange BlueFirst(const ColorChange& change) {
+  return [&change](unsigned char* pixels, std::uint32_t width, std::uint32_t height) {
+    const std::size_t count = std::size_t{width} * height * 3;
+    const auto turn = [pixels, count] {
+      for (std::size_t at = 0; at < count; at += 3) std::swap(pixels[at], pixels[at + 2]);
+    };
+    turn();
+    change(pixels, width, height);
+    turn();
+  };
+}
+
 /// The numbers of a directory, where they are of the form that a thumbnail's have.
 class Numbers {
  public:
@@ -164,7 +177,8 @@ std::optional<Thumbnail> ReadThumbnail(TiffDirectories& directories, const Input
 std::uint64_t AppendThumbnail(const Thumbnail& thumbnail, ByteOrder order, DirectoryBlock& block,
                               std::vector<std::string>& dropped) {
   Directory directory = thumbnail.directory;
-  const auto set = [&](std::uint16_t number, TagType type, std::vector<std::uint64_t> values) {
+  const auto set = [&](std::uint16_t number, TagType type,
+                       const std::vector<std::uint64_t>& values) {
     directory.Set(NumbersTag(number, type, values, order));
   };
   const std::uint64_t position = block.AppendData(thumbnail.bytes);
@@ -205,7 +219,7 @@ bool Convert(Thumbnail& thumbnail, const ColorChange& change) {
 }
 
 std::optional<std::vector<unsigned char>> ConvertedPhotoshopThumbnail(
-    std::span<const unsigned char> data, const ColorChange& change) {
+    std::span<const unsigned char> data, bool isBlueFirst, const ColorChange& change) {
   // Format, width, height, bytes of a row and of all pixels, bytes of the stream, bits of a pixel,
   // planes: big-endian, all of 4 bytes but for the last two.
   constexpr std::size_t kWidthAt = 4, kHeightAt = 8, kSizeAt = 20, kHeaderBytes = 28;
@@ -215,7 +229,9 @@ std::optional<std::vector<unsigned char>> ConvertedPhotoshopThumbnail(
   const std::uint32_t size = view.U32(kSizeAt);
   if (size > kMostThumbnailBytes || !view.Holds(kHeaderBytes, size)) return std::nullopt;
   try {
-    const auto converted = ConvertedStream(data.subspan(kHeaderBytes, size), change);
+    const auto stream = data.subspan(kHeaderBytes, size);
+    const auto converted =
+        isBlueFirst ? ConvertedStream(stream, BlueFirst(change)) : ConvertedStream(stream, change);
     if (!converted || converted->width != view.U32(kWidthAt) ||
         converted->height != view.U32(kHeightAt)) {
       return std::nullopt;

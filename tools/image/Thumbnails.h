@@ -42,10 +42,12 @@ std::uint64_t AppendThumbnail(const Thumbnail& thumbnail, ByteOrder order, Direc
 /// @return whether the pixels could be read and have been converted; otherwise nothing has changed.
 bool Convert(Thumbnail& thumbnail, const ColorChange& change);
 
-/// The same for the data of Photoshop's thumbnail (block 1036): a header, and a JPEG stream.
+/// The same for the data of Photoshop's thumbnails: a header, and a JPEG stream.
+/// @param isBlueFirst  whether that calls B, G and R what are R, G and B elsewhere, as version 4
+/// did
 /// @return none if that cannot be.
 std::optional<std::vector<unsigned char>> ConvertedPhotoshopThumbnail(
-    std::span<const unsigned char> data, const ColorChange& change);
+    std::span<const unsigned char> data, bool isBlueFirst, const ColorChange& change);
 
 }  // namespace kxcms::image
 

@@ -140,15 +140,17 @@ bool CorrectCopies(PhotoshopBlocks& blocks, NamedColors colors, const ColorChang
   return true;
 }
 
-/// @return whether there was a thumbnail.
-bool CorrectThumbnails(PhotoshopBlocks& blocks, const ColorChange& change, Names& dropped) {
-  if (!blocks.Has(PhotoshopBlocks::kThumbnail)) return false;
+/// Of one number of block. @return whether there was a thumbnail.
+bool CorrectThumbnails(PhotoshopBlocks& blocks, std::uint16_t number, const ColorChange& change,
+                       Names& dropped) {
+  if (!blocks.Has(number)) return false;
+  const bool isBlueFirst = number == PhotoshopBlocks::kThumbnail4;
   bool isFirst = true;  // and the only one, where nobody wants to take time and room
   const std::size_t removed = blocks.ChangeAll(
-      PhotoshopBlocks::kThumbnail,
+      number,
       [&](std::span<const unsigned char> data) -> std::optional<std::vector<unsigned char>> {
         if (!change || !std::exchange(isFirst, false)) return std::nullopt;
-        return ConvertedPhotoshopThumbnail(data, change);
+        return ConvertedPhotoshopThumbnail(data, isBlueFirst, change);
       });
   if (removed > 0) dropped.emplace_back("Photoshop's thumbnail");
   return true;
@@ -159,7 +161,6 @@ void CorrectPhotoshop(Directory& directory, NamedColors colors, const ColorChang
   const Tag* const blocks = directory.Find(tag::kPhotoshopBlocks);
   if (blocks == nullptr) return;
   const std::pair<std::uint16_t, const char*> kOld[] = {
-      {PhotoshopBlocks::kThumbnail4, "Photoshop's thumbnail"},
       {PhotoshopBlocks::kProfile, "Photoshop's profile"},
       {PhotoshopBlocks::kUntagged, "Photoshop's mark of missing profiles"},
   };
@@ -171,7 +172,9 @@ void CorrectPhotoshop(Directory& directory, NamedColors colors, const ColorChang
     return;
   }
   bool isChanged = CorrectCopies(*parts, colors, thumbnails, dropped);
-  isChanged = CorrectThumbnails(*parts, thumbnails, dropped) || isChanged;
+  for (const std::uint16_t number : {PhotoshopBlocks::kThumbnail4, PhotoshopBlocks::kThumbnail}) {
+    isChanged = CorrectThumbnails(*parts, number, thumbnails, dropped) || isChanged;
+  }
   for (const auto& [number, name] : kOld) {
     if (!parts->Remove(number)) continue;
     dropped.emplace_back(name);

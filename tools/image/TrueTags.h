@@ -19,7 +19,7 @@ enum class NamedColors { kOther, kSrgb, kAdobeRgb };
 /// in Photoshop's blocks, its layers, the name of the profile and the thumbnails in XMP, what a PNG
 /// file keeps of all this as coded texts, and pointers whose target is not carried over. Set:
 /// Exif's ColorSpace and interoperability index. Converted: the thumbnails of Exif and of
-/// Photoshop; taken out if they cannot be, as that of Photoshop 4 never is.
+/// Photoshop; taken out if they cannot be.
 /// @param thumbnails  what converts them; none: all are taken out
 /// @param dropped     receives names of what is taken out, for people
 void MakeTrue(Metadata& metadata, NamedColors colors, const ColorChange& thumbnails,
