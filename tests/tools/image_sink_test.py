@@ -235,6 +235,16 @@ class Tags(Images):
                             self.assertEqual(page[number], (kind, tiffs.count_of(kind, content),
                                                             content))
 
+    def test_large_blocks_of_exif_in_png(self):
+        """libpng reads and writes them byte by byte, which must not reach the system: 8 MiB take a
+        tenth of a second, and system calls for each byte more than eight."""
+        text = b"x" * (8 << 20) + b"\0"
+        self.write("in.tif", tiff(extra=[(270, ASCII, text)]))
+        limit = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_CPU, (4, 4))}
+        self.assertEqual(self.copy("in.tif", "middle.png", PNG, **limit), [])
+        self.assertEqual(self.copy("middle.png", "out.png", PNG, **limit), [])
+        self.assertIn(text, self.read("out.png"))
+
     def test_iptc_in_two_places(self):
         """In TIFF it may stand in its own tag and among Photoshop's blocks; JPEG has the latter."""
         own = b"\x1c\x02\x5a\0\4Here"

@@ -3,6 +3,7 @@
 #include <png.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <csetjmp>
@@ -78,6 +79,7 @@ class PngEncoder {
   void Finish() {
     if (setjmp(leave_) != 0) Fail();
     png_write_end(png_, nullptr);
+    if (!Flush()) Fail();
   }
 
  private:
@@ -103,10 +105,24 @@ class PngEncoder {
   }
   static void Write(png_structp png, png_bytep from, png_size_t count) {
     auto& self = *static_cast<PngEncoder*>(png_get_io_ptr(png));
-    if (!self.bytes_.Write(self.bytes_.size(), from, count)) png_error(png, "write error");
+    if (!self.Put(from, count)) png_error(png, "write error");
+  }
+  // libpng hands some chunks over byte by byte.
+  bool Put(const unsigned char* from, std::size_t count) {
+    if (count > buffer_.size() - filled_ && !Flush()) return false;
+    if (count > buffer_.size()) return bytes_.Write(bytes_.size(), from, count);
+    std::memcpy(buffer_.data() + filled_, from, count);
+    filled_ += count;
+    return true;
+  }
+  bool Flush() {
+    const std::size_t count = std::exchange(filled_, 0);
+    return bytes_.Write(bytes_.size(), buffer_.data(), count);
   }
 
   OutputBytes& bytes_;
+  std::array<unsigned char, 65536> buffer_;
+  std::size_t filled_ = 0;
   png_structp png_ = nullptr;
   png_infop info_ = nullptr;
   std::jmp_buf leave_;

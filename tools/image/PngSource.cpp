@@ -71,15 +71,12 @@ class MetadataFirst {
   /// @return whether there were so many bytes left.
   bool Read(unsigned char* to, std::size_t count) {
     while (count > 0) {
-      if (next_ == pieces_.size()) return false;
-      Piece& piece = pieces_[next_];
-      const auto most =
-          static_cast<std::size_t>(std::min<std::uint64_t>(count, piece.end - piece.begin));
-      bytes_.Read(piece.begin, to, most);
-      piece.begin += most;
+      if (taken_ == filled_ && !Fill()) return false;
+      const std::size_t most = std::min(count, filled_ - taken_);
+      std::memcpy(to, buffer_.data() + taken_, most);
+      taken_ += most;
       to += most;
       count -= most;
-      if (piece.begin == piece.end) ++next_;
     }
     return true;
   }
@@ -88,6 +85,19 @@ class MetadataFirst {
   struct Piece {
     std::uint64_t begin, end;
   };
+
+  /// libpng asks for some chunks byte by byte. @return whether there was anything left.
+  bool Fill() {
+    while (next_ < pieces_.size() && pieces_[next_].begin == pieces_[next_].end) ++next_;
+    if (next_ == pieces_.size()) return false;
+    Piece& piece = pieces_[next_];
+    const auto count = std::min<std::uint64_t>(buffer_.size(), piece.end - piece.begin);
+    bytes_.Read(piece.begin, buffer_.data(), static_cast<std::size_t>(count));
+    piece.begin += count;
+    filled_ = static_cast<std::size_t>(count);
+    taken_ = 0;
+    return true;
+  }
 
   /// Once each. A file may have more kinds of chunks than anybody wants to read of.
   void Drop(const std::string& name) {
@@ -100,6 +110,9 @@ class MetadataFirst {
   const InputBytes& bytes_;
   std::array<Piece, 4> pieces_;
   std::size_t next_ = 0;
+  std::array<unsigned char, 65536> buffer_;
+  std::size_t filled_ = 0;
+  std::size_t taken_ = 0;  ///< of what is filled
   std::size_t expandingChunks_ = 0;
   std::vector<std::string> dropped_;
 };
