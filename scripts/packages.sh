@@ -1,7 +1,7 @@
 # Debian packages, and how to get them. Sourced by the scripts beside it.
 
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libtiff-dev
-  libjpeg62-turbo-dev libpng-dev nettle-dev)
+  libjpeg62-turbo-dev libpng-dev libwebp-dev nettle-dev)
 # Manual pages, Debian packages, and their checks.
 packaging_packages=(scdoc dpkg-dev file lintian man-db pkg-config)
 # Wheels of the Python package.

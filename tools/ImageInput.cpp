@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "tools/InputFile.h"
 #include "tools/OutputFile.h"
 #include "tools/Refusal.h"
 #include "tools/image/ImageSource.h"

@@ -25,8 +25,8 @@ echo "== Installation"
 mkdir -p "$root/var/lib/dpkg"/{info,updates,triggers}
 touch "$root/var/lib/dpkg/available"
 # What they depend on counts as installed as it is in this system, so that dpkg weighs the versions.
-dependencies=(libc6 libgcc-s1 libgomp1 libjpeg62-turbo libpng16-16 libnettle8 libstdc++6 libtiff6 python3
-  python3-numpy zlib1g)
+dependencies=(libc6 libgcc-s1 libgomp1 libjpeg62-turbo libpng16-16 libnettle8 libstdc++6 libtiff6
+  libwebp7 python3 python3-numpy zlib1g)
 dpkg-query -s "${dependencies[@]}" >"$root/var/lib/dpkg/status"
 for name in "${dependencies[@]}"; do
   # Of packages that may be there for several machines, dpkg names the machine.

@@ -401,6 +401,24 @@ class Refusals(Images):
                     "unreadable: damaged: its pixels, or the check sum of Deflate behind them, "
                     "have changed")
 
+    def test_the_size_of_webp(self):
+        """libtiff would leave as it was what a smaller picture does not fill."""
+        width, height, tile_width, tile_length = 256, 257, 322, 323
+        for what, options, tag, number in (
+                ("a wider image", ("-r", "16"), width, 60),
+                ("a wider image, bits reversed", ("-r", "16", "-f", "lsb2msb"), width, 60),
+                ("a narrower image", ("-r", "16"), width, 5),
+                ("a longer image", ("-r", "100"), height, 40),
+                ("wider tiles", ("-t", "-w", "16", "-l", "16"), tile_width, 32),
+                ("longer tiles", ("-t", "-w", "16", "-l", "16"), tile_length, 32)):
+            with self.subTest(what):
+                path = self.path("in.tif")
+                copied(written(samples(8, height=16, width=16)), "-c", "webp", *options)(path)
+                self.assertEqual(len(self.rows(path)), 3 * 16 * 16)
+                run("tiffset", "-s", str(tag), str(number), path)
+                self.assertEqual(self.refusal(path), "unreadable: damaged: its WebP data are of "
+                                 "another size than their strip or tile")
+
     @unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
     def test_more_pages_than_anybody_has(self):
         """Directories of one tag, each a page of 18 bytes: refused before they take memory."""

@@ -19,6 +19,7 @@
 #include "tools/image/ExifBlock.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/TagNumbers.h"
+#include "tools/image/WebpCheck.h"
 #include "tools/image/XzStream.h"
 
 namespace kxcms::image {
@@ -563,10 +564,9 @@ void TiffSource::Select(std::size_t index) {
 void TiffSource::CheckPiece(std::size_t plane, std::uint32_t left) const {
   const Page& page = pages_[selected_];
   const Layout& layout = page.layout;
-  if (layout.compression != COMPRESSION_ADOBE_DEFLATE &&
-      layout.compression != COMPRESSION_DEFLATE) {
-    return;
-  }
+  const bool isDeflate =
+      layout.compression == COMPRESSION_ADOBE_DEFLATE || layout.compression == COMPRESSION_DEFLATE;
+  if (!isDeflate && layout.compression != COMPRESSION_WEBP) return;
   const bool isTiled = layout.rowsPerStrip == 0;
   const auto sample = static_cast<std::uint16_t>(plane);
   TIFF* const tiff = decoders_[plane]->tiff();
@@ -575,8 +575,13 @@ void TiffSource::CheckPiece(std::size_t plane, std::uint32_t left) const {
   const std::uint64_t rowBytes = page.RowBytes() / decoders_.size();
   const std::uint64_t rows = std::min(layout.rowsPerStrip, page.height - row_);
   const Pixels& pixels = pixels_[selected_];
-  CheckDeflate(bytes_, pixels.offsets[piece], pixels.sizes[piece], pixels.isReversed,
-               isTiled ? tile_.size() : rows * rowBytes,
+  const std::uint64_t at = pixels.offsets[piece], sizeBytes = pixels.sizes[piece];
+  if (!isDeflate) {
+    CheckWebp(bytes_, at, sizeBytes, pixels.isReversed, isTiled ? layout.tileWidth : page.width,
+              isTiled ? layout.tileLength : static_cast<std::uint32_t>(rows));
+    return;
+  }
+  CheckDeflate(bytes_, at, sizeBytes, pixels.isReversed, isTiled ? tile_.size() : rows * rowBytes,
                isTiled ? tile_.size() : layout.rowsPerStrip * rowBytes);
 }
 
