@@ -60,13 +60,16 @@ KXCMS_INLINE Floats ReadLines(const Line* lines, const std::int32_t* indices, Fl
   return Unzip<0>(first, second) + Unzip<1>(first, second) * x;
 }
 
-// Records of four floats by index, aligned to 16 bytes: one of every lane's elements a lane.
+// Records of four floats, aligned to 16 bytes, by offsets in bytes: one of every lane's elements a
+// lane.
 template <int kElement, typename Record>
-KXCMS_INLINE Floats ReadRecords(const Record* records, const std::int32_t* indices) {
+KXCMS_INLINE Floats ReadRecords(const Record* records, const std::int32_t* offsets) {
+  static_assert(sizeof(Record) == 16);
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(records);
   return FromLanes([&](int lane) {
-    const auto index = static_cast<std::uint32_t>(indices[kLaneElements * lane + kElement]);
+    const auto offset = static_cast<std::uint32_t>(offsets[kLaneElements * lane + kElement]);
     LaneFloats record;
-    __builtin_memcpy(&record, __builtin_assume_aligned(records + index, 16), sizeof record);
+    __builtin_memcpy(&record, __builtin_assume_aligned(bytes + offset, 16), sizeof record);
     return LaneWords(record);
   });
 }

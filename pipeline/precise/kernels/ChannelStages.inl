@@ -39,7 +39,7 @@ void FollowStraight(const CurveStage& curve, float* values, int pixels) {
 // ---- Powers -------------------------------------------------------------------------------------
 
 struct PowerBlock {
-  BlockIndices index;
+  BlockIndices offset;    // in bytes
   BlockFloats fromStart;  // of the segment
 };
 
@@ -47,15 +47,16 @@ struct PowerBlock {
 KXCMS_INLINE void ChooseParabola(const ParabolaTable& table, Floats t, PowerBlock& block, int p) {
   const Words bits = Words(Max(t, Splat(table.lowest)));
   constexpr int kShift = 23 - kParabolaBits;
-  Store(block.index.at + p, Ints(bits >> kShift) - table.first);
+  constexpr int kSize = sizeof(Parabola);
+  Store(block.offset.at + p, (Ints(bits >> kShift) - table.first) * kSize);
   Store(block.fromStart.at + p, t - Floats(bits >> kShift << kShift));
 }
 
 KXCMS_INLINE Floats FollowParabola(const ParabolaTable& table, const PowerBlock& block, int p) {
-  const Floats rows[4] = {ReadRecords<0>(table.parabolas, block.index.at + p),
-                          ReadRecords<1>(table.parabolas, block.index.at + p),
-                          ReadRecords<2>(table.parabolas, block.index.at + p),
-                          ReadRecords<3>(table.parabolas, block.index.at + p)};
+  const Floats rows[4] = {ReadRecords<0>(table.parabolas, block.offset.at + p),
+                          ReadRecords<1>(table.parabolas, block.offset.at + p),
+                          ReadRecords<2>(table.parabolas, block.offset.at + p),
+                          ReadRecords<3>(table.parabolas, block.offset.at + p)};
   const auto [c] = Transpose(rows);
   const Floats u = Load<Floats>(block.fromStart.at + p);
   return c[0] + u * (c[1] + u * c[2]);

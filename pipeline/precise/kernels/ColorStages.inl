@@ -3,70 +3,89 @@
 
 // ---- Grid ---------------------------------------------------------------------------------------
 
-// The way through a cell: from its lowest node, number `index`, along the axis with the largest
-// fraction, then along the next, to the highest node.
+// The way through a cell: from its lowest node along the axis with the largest fraction, then along
+// the next, to the highest node. In bytes from the first node of all, of the first three on the
+// way.
 struct alignas(64) Paths {
-  std::int32_t index[3][kBlockPixels];  // of the first three nodes
+  std::int32_t offset[3][kBlockPixels];
 };
 
-// The values become the fractions, falling.
-void FindPaths(const Grid& grid, PixelBlock& block, int pixels, Paths& paths) {
-  const float factor[3] = {grid.factor[0], grid.factor[1], grid.factor[2]};
-  const Floats belowLast[3] = {Splat(grid.belowLast[0]), Splat(grid.belowLast[1]),
-                               Splat(grid.belowLast[2])};
-  const Floats stride[3] = {Splat(grid.stride[0]), Splat(grid.stride[1]), Splat(grid.stride[2])};
-  const Floats whole = stride[0] + stride[1] + stride[2];
-  for (int p = 0; p < pixels; p += kElements) {
-    Floats fraction[3], cell[3];
-    for (int axis = 0; axis < 3; ++axis) {
-      const Floats position = Load<Floats>(block.values[axis] + p) * factor[axis];
-      cell[axis] = ToFloats(Truncate(Min(position, belowLast[axis])));
-      fraction[axis] = position - cell[axis];
-    }
-    const auto [r, g, b] = fraction;
-    const Floats low = Min(r, g), high = Max(r, g);
-    Store(block.values[0] + p, Max(high, b));
-    Store(block.values[1] + p, Max(low, Min(high, b)));
-    Store(block.values[2] + p, Min(low, b));
-    // Where fractions tie, any order gives the same value, up to rounding; this one is always the
-    // same.
-    const Ints rg = r >= g, rb = r >= b, gb = g >= b;
-    const Floats first =
-        Select(rg, Select(rb, stride[0], stride[2]), Select(gb, stride[1], stride[2]));
-    const Floats last =
-        Select(rg, Select(gb, stride[2], stride[1]), Select(rb, stride[2], stride[0]));
-    // Whole numbers below 2^24, exact.
-    const Floats lowest = cell[0] * stride[0] + cell[1] * stride[1] + cell[2] * stride[2];
-    Store(paths.index[0] + p, Truncate(lowest));
-    Store(paths.index[1] + p, Truncate(lowest + first));
-    Store(paths.index[2] + p, Truncate(lowest + (whole - last)));
+// A grid as its kernel keeps it in registers.
+struct GridConstants {
+  float factor[3];
+  Floats belowLast[3], stride[3];
+  Ints step[3], whole;  // bytes to the next node along an axis, and along all three
+};
+
+KXCMS_INLINE GridConstants ConstantsOf(const Grid& grid) {
+  GridConstants c;
+  c.whole = Ints{};
+  for (int axis = 0; axis < 3; ++axis) {
+    c.factor[axis] = grid.factor[axis];
+    c.belowLast[axis] = Splat(grid.belowLast[axis]);
+    c.stride[axis] = Splat(grid.stride[axis]);
+    c.step[axis] = Truncate(c.stride[axis]) * static_cast<int>(sizeof(Node));
+    c.whole += c.step[axis];
   }
+  return c;
+}
+
+// The values become the fractions, falling.
+KXCMS_INLINE void FindPaths(const GridConstants& grid, PixelBlock& block, int p, Paths& paths) {
+  Floats fraction[3], cell[3];
+  for (int axis = 0; axis < 3; ++axis) {
+    const Floats position = Load<Floats>(block.values[axis] + p) * grid.factor[axis];
+    cell[axis] = ToFloats(Truncate(Min(position, grid.belowLast[axis])));
+    fraction[axis] = position - cell[axis];
+  }
+  const auto [r, g, b] = fraction;
+  const Floats low = Min(r, g), high = Max(r, g);
+  Store(block.values[0] + p, Max(high, b));
+  Store(block.values[1] + p, Max(low, Min(high, b)));
+  Store(block.values[2] + p, Min(low, b));
+  // Where fractions tie, any order gives the same value, up to rounding; this one is always the
+  // same.
+  const Ints rg = r >= g, rb = r >= b, gb = g >= b;
+  const auto& step = grid.step;
+  const Ints first = Select(rg, Select(rb, step[0], step[2]), Select(gb, step[1], step[2]));
+  const Ints last = Select(rg, Select(gb, step[2], step[1]), Select(rb, step[2], step[0]));
+  // Whole numbers below 2^24, exact.
+  const Floats lowest =
+      cell[0] * grid.stride[0] + cell[1] * grid.stride[1] + cell[2] * grid.stride[2];
+  const Ints offset = Truncate(lowest) * static_cast<int>(sizeof(Node));
+  Store(paths.offset[0] + p, offset);
+  Store(paths.offset[1] + p, offset + first);
+  Store(paths.offset[2] + p, offset + (grid.whole - last));
+}
+
+KXCMS_INLINE void FollowPaths(const Node* nodes, const Node* highest, const Paths& paths,
+                              PixelBlock& block, int p) {
+  const Floats w[3] = {Load<Floats>(block.values[0] + p), Load<Floats>(block.values[1] + p),
+                       Load<Floats>(block.values[2] + p)};
+  // Element n of every lane: a pixel's three channels.
+  const auto pixel = [&]<int n>(std::integral_constant<int, n>) {
+    const Floats v0 = ReadRecords<n>(nodes, paths.offset[0] + p);
+    const Floats v1 = ReadRecords<n>(nodes, paths.offset[1] + p);
+    const Floats v2 = ReadRecords<n>(nodes, paths.offset[2] + p);
+    const Floats v3 = ReadRecords<n>(highest, paths.offset[0] + p);
+    return v0 + Spread<n>(w[0]) * (v1 - v0) + Spread<n>(w[1]) * (v2 - v1) +
+           Spread<n>(w[2]) * (v3 - v2);
+  };
+  const Floats rows[4] = {
+      pixel(std::integral_constant<int, 0>()), pixel(std::integral_constant<int, 1>()),
+      pixel(std::integral_constant<int, 2>()), pixel(std::integral_constant<int, 3>())};
+  const Columns channels = Transpose(rows);
+  for (int c = 0; c < 3; ++c) Store(block.values[c] + p, channels.c[c]);
 }
 
 void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
-  Paths paths;
-  FindPaths(grid, block, pixels, paths);
+  const GridConstants constants = ConstantsOf(grid);
   const Node* const nodes = grid.nodes;
   const Node* const highest =
       nodes + static_cast<int>(grid.stride[0] + grid.stride[1] + grid.stride[2]);
-  for (int p = 0; p < pixels; p += kElements) {
-    const Floats w[3] = {Load<Floats>(block.values[0] + p), Load<Floats>(block.values[1] + p),
-                         Load<Floats>(block.values[2] + p)};
-    // Element n of every lane: a pixel's three channels.
-    const auto pixel = [&]<int n>(std::integral_constant<int, n>) {
-      const Floats v0 = ReadRecords<n>(nodes, paths.index[0] + p);
-      const Floats v1 = ReadRecords<n>(nodes, paths.index[1] + p);
-      const Floats v2 = ReadRecords<n>(nodes, paths.index[2] + p);
-      const Floats v3 = ReadRecords<n>(highest, paths.index[0] + p);
-      return v0 + Spread<n>(w[0]) * (v1 - v0) + Spread<n>(w[1]) * (v2 - v1) +
-             Spread<n>(w[2]) * (v3 - v2);
-    };
-    const Floats rows[4] = {
-        pixel(std::integral_constant<int, 0>()), pixel(std::integral_constant<int, 1>()),
-        pixel(std::integral_constant<int, 2>()), pixel(std::integral_constant<int, 3>())};
-    const Columns channels = Transpose(rows);
-    for (int c = 0; c < 3; ++c) Store(block.values[c] + p, channels.c[c]);
-  }
+  Paths paths;
+  for (int p = 0; p < pixels; p += kElements) FindPaths(constants, block, p, paths);
+  for (int p = 0; p < pixels; p += kElements) FollowPaths(nodes, highest, paths, block, p);
 }
 
 // ---- Matrices -----------------------------------------------------------------------------------

@@ -16,7 +16,8 @@ constexpr int kVectorBytes = 32;
 
 #include "pipeline/precise/kernels/FloatVectors.inl"
 
-KXCMS_INLINE Floats Select(Ints where, Floats a, Floats b) {
+template <typename Vector>
+KXCMS_INLINE Vector Select(Ints where, Vector a, Vector b) {
   return where ? a : b;
 }
 KXCMS_INLINE Floats Min(Floats a, Floats b) {

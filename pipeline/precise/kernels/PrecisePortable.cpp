@@ -20,8 +20,9 @@ constexpr int kVectorBytes = 16;
 
 #include "pipeline/precise/kernels/FloatVectors.inl"
 
-KXCMS_INLINE Floats Select(Ints where, Floats a, Floats b) {
-  return Floats((Ints(a) & where) | (Ints(b) & ~where));
+template <typename Vector>
+KXCMS_INLINE Vector Select(Ints where, Vector a, Vector b) {
+  return Vector((Ints(a) & where) | (Ints(b) & ~where));
 }
 template <typename Lane>
 KXCMS_INLINE Floats FromLanes(Lane lane) {
