@@ -1,6 +1,11 @@
 // The loop over blocks. A level's source includes this file inside its own unnamed namespace, after
 // ColorStages.inl and Samples.inl.
 
+template <typename Number>
+constexpr Number Least(Number a, Number b) {
+  return a < b ? a : b;
+}
+
 constexpr int RoundUp(int pixels) {
   return (pixels + kElements - 1) / kElements * kElements;
 }
@@ -146,9 +151,44 @@ void Advance(PixelRun<Byte>& run, int pixels) {
   }
 }
 
+// Asks for the memory of the pixels of a run from `first` on, before `end`. The processor would
+// begin to fetch it only when it is touched: a block is short, and the one before is long ago by
+// then. Inline, because GCC drops calls of functions that do nothing else.
+template <bool kWrites, typename Byte>
+KXCMS_INLINE void Prefetch(const PixelRun<Byte>& run, int first, int end) {
+  constexpr std::ptrdiff_t kLineBytes = 64;
+  const bool isBackward = run.pixelStride < 0;
+  const std::ptrdiff_t stride = isBackward ? -run.pixelStride : run.pixelStride;
+  const std::ptrdiff_t step = stride > kLineBytes ? stride : kLineBytes;
+  for (int c = 0; c < 4; ++c) {
+    Byte* const samples = run.samples[c];
+    if (samples == nullptr) continue;
+    const std::ptrdiff_t beside = samples - run.samples[0];
+    if (c > 0 && beside > -kLineBytes && beside < kLineBytes) continue;
+    for (std::ptrdiff_t at = first * stride; at < end * stride; at += step) {
+      __builtin_prefetch(isBackward ? samples - at : samples + at, kWrites);
+    }
+  }
+}
+
+// Takes a whole block through the stages from `first` on, and before each asks for a part of the
+// memory that is touched next: where the results go, and the pixels that come after the block.
+void RunStages(const StageList& list, int first, PixelBlock& block, const DestinationRun& results,
+               const SourceRun& next, int nextPixels) {
+  const int stages = list.count - first;
+  const int atOnce = stages > 0 ? (kBlockPixels + stages - 1) / stages : 0;
+  for (int n = 0; n < stages; ++n) {
+    const int from = n * atOnce, to = from + atOnce;
+    Prefetch<true>(results, from, Least(to, kBlockPixels));
+    Prefetch<false>(next, from, Least(to, nextPixels));
+    RunStage(list.stages[first + n], block, kBlockPixels);
+  }
+}
+
 void Convert(const Program& program, const SourceRun& source, const DestinationRun& destination,
              AlphaResult alpha, std::int64_t count) {
   const Call call = Prepare(program, source, destination, alpha);
+  const int first = call.isTabled ? program.tabledStages : 0;
   SourceRun from = source;
   DestinationRun to = destination;
   Workspace space;
@@ -157,14 +197,19 @@ void Convert(const Program& program, const SourceRun& source, const DestinationR
     FromValues(to.type, space.block.alpha, space.destinationAlpha.at, kBlockPixels);
   }
   while (count > 0) {
-    const int pixels = count < kBlockPixels ? static_cast<int>(count) : kBlockPixels;
+    const int pixels = static_cast<int>(Least<std::int64_t>(count, kBlockPixels));
     ReadBlock(program, call, from, pixels, space);
-    RunStages(call.stages, call.isTabled ? program.tabledStages : 0, space.block, RoundUp(pixels));
-    WriteBlock(call, to, pixels, space);
     count -= pixels;
-    if (count == 0) return;
-    Advance(from, pixels);
-    Advance(to, pixels);
+    const int nextPixels = static_cast<int>(Least<std::int64_t>(count, kBlockPixels));
+    // Past the last pixel there is nothing to point to.
+    if (nextPixels > 0) Advance(from, pixels);
+    if (pixels == kBlockPixels) {
+      RunStages(call.stages, first, space.block, to, from, nextPixels);
+    } else {
+      RunStages(call.stages, first, space.block, RoundUp(pixels));
+    }
+    WriteBlock(call, to, pixels, space);
+    if (nextPixels > 0) Advance(to, pixels);
   }
 }
 
