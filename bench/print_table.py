@@ -92,8 +92,9 @@ def rows_of(groups, best):
                 row.note = ", ".join(others) + " times lcms2"
             if group == "layout":
                 source, what, picture, _ = case.split(", ")
-                packed = groups["precise"][f"{source}, {what}, {picture}"][best][0]
-                row.note = f"{100 * packed / times[best]:.0f} % of packed RGB"
+                packed, packed_pixels = groups["precise"][f"{source}, {what}, {picture}"][best]
+                share = packed / packed_pixels * pixels / times[best]
+                row.note = f"{100 * share:.0f} % of packed RGB"
             rows.append(row)
     return rows
 
