@@ -5,7 +5,7 @@ constexpr bool kIsLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
 
 // Into [0, 1]; 0 for what is not a number.
 KXCMS_INLINE Floats Clip(Floats x) {
-  return Min(Max(x, Floats{}), Splat(1));
+  return Lower(Max(x, Floats{}), Splat(1));
 }
 
 KXCMS_INLINE Floats Absolute(Floats x) {

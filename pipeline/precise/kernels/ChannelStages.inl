@@ -70,7 +70,7 @@ void RaiseToPower(const CurveStage& curve, float* values, int pixels) {
     ChooseParabola(table, Load<Floats>(values + p) * factor, block, p);
   }
   for (int p = 0; p < pixels; p += kElements) {
-    Store(values + p, Min(FollowParabola(table, block, p), Splat(1)));
+    Store(values + p, Lower(FollowParabola(table, block, p), Splat(1)));
   }
 }
 
@@ -179,11 +179,11 @@ void EncodeClipped(const LineTable& given, float* values, int pixels) {
   BlockIndices index;
   for (int p = 0; p < pixels; p += kElements) {
     const Floats x = Load<Floats>(values + p);
-    Store(index.at + p, LineIndex(table, Max(x, Splat(table.lowest))));
+    Store(index.at + p, LineIndex(table, Higher(x, Splat(table.lowest))));
   }
   for (int p = 0; p < pixels; p += kElements) {
     const Floats x = Load<Floats>(values + p);
-    Store(values + p, Min(ReadLines(table.lines, index.at + p, x), Splat(1)));
+    Store(values + p, Lower(ReadLines(table.lines, index.at + p, x), Splat(1)));
   }
 }
 

@@ -35,14 +35,14 @@ KXCMS_INLINE void FindPaths(const GridConstants& grid, PixelBlock& block, int p,
   Floats fraction[3], cell[3];
   for (int axis = 0; axis < 3; ++axis) {
     const Floats position = Load<Floats>(block.values[axis] + p) * grid.factor[axis];
-    cell[axis] = ToFloats(Truncate(Min(position, grid.belowLast[axis])));
+    cell[axis] = ToFloats(Truncate(Lower(position, grid.belowLast[axis])));
     fraction[axis] = position - cell[axis];
   }
   const auto [r, g, b] = fraction;
-  const Floats low = Min(r, g), high = Max(r, g);
-  Store(block.values[0] + p, Max(high, b));
-  Store(block.values[1] + p, Max(low, Min(high, b)));
-  Store(block.values[2] + p, Min(low, b));
+  const Floats low = Lower(r, g), high = Higher(r, g);
+  Store(block.values[0] + p, Higher(high, b));
+  Store(block.values[1] + p, Higher(low, Lower(high, b)));
+  Store(block.values[2] + p, Lower(low, b));
   // Where fractions tie, any order gives the same value, up to rounding; this one is always the
   // same.
   const Ints rg = r >= g, rb = r >= b, gb = g >= b;
@@ -125,7 +125,7 @@ void MultiplyBlock(const Matrix& given, PixelBlock& block, int pixels) {
 constexpr float kToeSlope = 0x1.07004cp-3f;
 
 KXCMS_INLINE Floats CubeWithToe(Floats t) {
-  const Floats above = Max(t, Splat(6.0f / 29));
+  const Floats above = Higher(t, Splat(6.0f / 29));
   return above * above * above + (t - above) * kToeSlope;
 }
 

@@ -4,6 +4,9 @@
 // what the extension cannot say without loss:
 //
 //   Min(a, b), Max(a, b)  a < b ? a : b and a > b ? a : b, so b where a is not a number
+//   Lower(a, b), Higher(a, b)
+//                         the same of numbers that are not both negative, nor -0 and 0: their bits
+//                         are in order as integers, which x86 compares while it adds floats
 //   Select(where, a, b)   a where the mask is set, else b
 //   FromLanes(lane)       lane(0), lane(1), ... side by side
 //

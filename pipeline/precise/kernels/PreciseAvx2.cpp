@@ -26,6 +26,12 @@ KXCMS_INLINE Floats Min(Floats a, Floats b) {
 KXCMS_INLINE Floats Max(Floats a, Floats b) {
   return Floats(_mm256_max_ps(__m256(a), __m256(b)));
 }
+KXCMS_INLINE Floats Lower(Floats a, Floats b) {
+  return Floats(_mm256_min_epi32(__m256i(a), __m256i(b)));
+}
+KXCMS_INLINE Floats Higher(Floats a, Floats b) {
+  return Floats(_mm256_max_epi32(__m256i(a), __m256i(b)));
+}
 template <typename Lane>
 KXCMS_INLINE Floats FromLanes(Lane lane) {
   return Floats(

@@ -26,6 +26,12 @@ KXCMS_INLINE Floats Min(Floats a, Floats b) {
 KXCMS_INLINE Floats Max(Floats a, Floats b) {
   return Floats(_mm512_max_ps(__m512(a), __m512(b)));
 }
+KXCMS_INLINE Floats Lower(Floats a, Floats b) {
+  return Floats(_mm512_min_epi32(__m512i(a), __m512i(b)));
+}
+KXCMS_INLINE Floats Higher(Floats a, Floats b) {
+  return Floats(_mm512_max_epi32(__m512i(a), __m512i(b)));
+}
 template <typename Lane>
 KXCMS_INLINE Floats FromLanes(Lane lane) {
   const auto two = [&lane](int n) {

@@ -43,6 +43,12 @@ KXCMS_INLINE Floats Max(Floats a, Floats b) {
   return Select(a > b, a, b);
 }
 #endif
+KXCMS_INLINE Floats Lower(Floats a, Floats b) {
+  return Min(a, b);
+}
+KXCMS_INLINE Floats Higher(Floats a, Floats b) {
+  return Max(a, b);
+}
 
 #include "pipeline/precise/kernels/Arithmetic.inl"
 #include "pipeline/precise/kernels/ChannelStages.inl"
