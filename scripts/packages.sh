@@ -14,9 +14,9 @@ test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   python3 python3-jsonschema python3-numpy python3-tifffile python3-pytest python3-pil python3-venv
   mypy python-matplotlib-data libvips-tools libimage-exiftool-perl zsh "${wheel_packages[@]}")
 # Large ones: another compiler, emulators, a compiler for another processor, a browser and what reads
-# its pages, engines that spread work over computers.
+# its pages, engines that spread work over computers, another reader of profiles.
 integration_packages=(clang libomp-dev qemu-user g++-aarch64-linux-gnu chromium poppler-utils
-  parallel munge slurm-wlm python3-distributed)
+  parallel munge slurm-wlm python3-distributed colord)
 
 # The sanitizers of clang, OpenMP for them, and the fuzzer.
 clang_packages=(clang clang-14 libclang-rt-14-dev libomp-14-dev llvm-14)
