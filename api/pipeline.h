@@ -237,6 +237,11 @@ KXP_API kxp_status kxp_profile_text(const kxp_profile* profile, uint32_t key, ui
  *    with built-in spaces and version 4, shows the white of sRGB as bluish as it is beside D50. The
  *    other intents do not look at it. There is no profile ID.
  *
+ *  What is left of rounding is a CIEDE2000 of at most 0.01 in version 4 and 0.05 in version 2. A
+ *  picture that is converted back from this profile to its space is within one level of 8 bits; of
+ *  16 bits more levels may differ where a channel is next to 0 and its curve is steep (adobe-rgb,
+ *  350 of 65535).
+ *
  *  What "srgb-kodak-photo", "srgb-kodak-mix" and "srgb-kodak-text" have rendered is a picture in
  *  sRGB: their profile, and that of "srgb-220", is the one of "srgb". "lab" and "xyz" have colour
  *  space profiles of version 4 that change nothing, for pixels in the 16-bit encodings of

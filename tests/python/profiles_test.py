@@ -264,6 +264,23 @@ def test_spaces_are_written_as_profiles(version):
         kxcms.Profile.builtin("srgb").tobytes(3)
 
 
+def test_tagged_colours_are_the_same():
+    """All over the space and near its black: what is left is the rounding of the profile's numbers,
+    in version 2 of its curves to 16 bits."""
+    dice = np.random.default_rng(1)
+    device = dice.random((20000, 3), dtype=np.float32)
+    device[10000:] /= 16
+    for name in kxcms.spaces():
+        if name in ("lab", "xyz") or "kodak" in name:
+            continue
+        space = kxcms.Profile.builtin(name)
+        expected = kxcms.Pipeline(space, "lab", "relative")(device)
+        for version, bound in ((2, 0.05), (4, 0.01)):
+            read = kxcms.Profile(space.tobytes(version))
+            found = kxcms.Pipeline(read, "lab", "relative")(device)
+            assert kxcms.delta_e_2000(found, expected).max() <= bound, (name, version)
+
+
 def test_the_fixed_pipeline(scanner, noise):
     fixed = kxcms.Pipeline(scanner, pipeline="fixed")
     image = noise((20, 30, 3))
