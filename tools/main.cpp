@@ -45,20 +45,19 @@ CLI::App* AddCheck(CLI::App& app, CheckRequest& request) {
       app.add_subcommand("check", "List everything wrong with images and ICC profiles");
   check->add_option("FILE", request.files, "TIFF, JPEG and PNG images and ICC profiles");
   check->add_flag("--json", request.json, "print one JSON document instead of lines")
-      ->group("Running");
+      ->group(option_group::kRunning);
   return check;
 }
 
 CLI::App* AddSelfTest(CLI::App& app, SelfTestRequest& request) {
   CLI::App* selfTest =
       app.add_subcommand("selftest", "Check that this machine computes the colours that it should");
-  const char* const running = "Running";
   selfTest->add_option("--threads", request.threads, "threads (default: one per processor)")
-      ->group(running);
+      ->group(option_group::kRunning);
   selfTest
       ->add_option("--digests", request.digests,
                    "file of digests to compare with (default: the list built in)")
-      ->group(running);
+      ->group(option_group::kRunning);
   return selfTest;
 }
 

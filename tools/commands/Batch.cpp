@@ -244,55 +244,53 @@ Form FormOf(const BatchRequest& request) {
 
 CLI::App* AddBatch(CLI::App& app, BatchRequest& request) {
   CLI::App* batch = app.add_subcommand("batch", "Convert the images of a folder or a list");
-  const char* const files = "Files";
   batch->add_option("--from", request.from, "folder of the images, with those below it")
-      ->group(files);
+      ->group(option_group::kFiles);
   batch->add_option("--list", request.list, "file of their names, one a line; - for standard input")
-      ->group(files);
+      ->group(option_group::kFiles);
   batch->add_flag("-0,--null", request.isNulEnded, "names of the list end with a zero byte")
-      ->group(files);
+      ->group(option_group::kFiles);
   batch->add_option("--to-dir", request.toDir, "folder for the results, at the same paths")
-      ->group(files);
+      ->group(option_group::kFiles);
   batch
       ->add_option("--journal", request.journal,
                    "file for records of what was done (default: kxcms-journal.jsonl in the folder "
                    "of results)")
-      ->group(files);
+      ->group(option_group::kFiles);
   batch->add_option("--shard", request.shard, "I/N: the part I of N of all files, I from 0")
-      ->group(files);
+      ->group(option_group::kFiles);
   batch->add_option("--quarantine", request.quarantine, "folder for links to files that failed")
-      ->group(files);
+      ->group(option_group::kFiles);
   AddConversionOptions(*batch, request.conversion);
   batch
       ->add_option("--profile-map", request.profileMap,
                    "table of profiles: a glob or device:MAKE/MODEL, tabulator, profile")
-      ->group("Colours");
-  const char* const running = "Running";
+      ->group(option_group::kColors);
   NotEmpty(batch->add_option("--jobs", request.jobs, "files at once (default: one per processor)"))
-      ->group(running);
+      ->group(option_group::kRunning);
   batch
       ->add_option("--hash", request.hash,
                    ChoiceOf(kHashes) +
                        ": SHA-256 of outputs, or of inputs and pixels too "
                        "(default: all)")
-      ->group(running);
+      ->group(option_group::kRunning);
   batch->add_flag("--rehash", request.isRehash, "recognise what is done by SHA-256 too")
-      ->group(running);
+      ->group(option_group::kRunning);
   batch
       ->add_option("--min-free", request.minFree,
                    "stop when less is free for the results; bytes, or with K, M, G, T")
-      ->group(running);
+      ->group(option_group::kRunning);
   NotEmpty(
       batch->add_option("--max-failures", request.maxFailures, "stop when so many have failed"))
-      ->group(running);
+      ->group(option_group::kRunning);
   batch->add_flag("--dry-run", request.isDryRun, "look at all files and write nothing")
-      ->group(running);
+      ->group(option_group::kRunning);
   batch
       ->add_flag("--selftest", request.isSelfTest,
                  "check first, and not only quickly, that this machine computes right")
-      ->group(running);
+      ->group(option_group::kRunning);
   batch->add_option("--progress", request.progress, ChoiceOf(kProgress) + " (default: auto)")
-      ->group(running);
+      ->group(option_group::kRunning);
   return batch;
 }
 

@@ -10,6 +10,7 @@
 #include "tools/LoadedLibrary.h"
 #include "tools/ProfileSource.h"
 #include "tools/Sha256.h"
+#include "tools/commands/ConvertOptions.h"
 #include "tools/commands/Names.h"
 #include "tools/commands/ProfileUse.h"
 #include "tools/commands/TextFile.h"
@@ -286,29 +287,24 @@ CLI::App* AddCertificate(CLI::App& app, CertificateRequest& request) {
   CLI::App* command = app.add_subcommand(
       "certificate", "Measure on this machine how exactly a profile is converted");
   command->add_option("PROFILE", request.profile, "ICC profile of the device");
-  const char* const colors = "Colours";
-  command
-      ->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)")
-      ->group(colors);
-  command
-      ->add_option("--intent", request.intent,
-                   "perceptual, relative, saturation or absolute (default: perceptual)")
-      ->group(colors);
+  AddColorsTo(*command, request.to);
+  AddIntent(*command, request.intent);
   command
       ->add_flag("--black-point-compensation", request.blackPointCompensation,
                  "map the device's black to the output's (with --intent relative)")
-      ->group(colors);
+      ->group(option_group::kColors);
   command->add_option("--pipeline", request.pipeline, "precise or fixed (default: precise)")
-      ->group(colors);
+      ->group(option_group::kColors);
   command
       ->add_option("--sample", request.sample,
                    "look at so many random colours of 16 bits (default: all colours of 8 bits)")
-      ->group(colors);
-  const char* const file = "File";
-  command->add_option("-o,--output", request.text, "file for the certificate as text")->group(file);
-  command->add_option("--json", request.json, "file for the certificate as JSON")->group(file);
+      ->group(option_group::kColors);
+  command->add_option("-o,--output", request.text, "file for the certificate as text")
+      ->group(option_group::kFile);
+  command->add_option("--json", request.json, "file for the certificate as JSON")
+      ->group(option_group::kFile);
   command->add_option("--verify", request.verify, "JSON certificate to check again")
-      ->group("Running");
+      ->group(option_group::kRunning);
   return command;
 }
 

@@ -7,4 +7,13 @@ class App;
 class Option;
 }  // namespace CLI
 
+/// Under which headings `--help` shows the options of every command.
+namespace option_group {
+constexpr char kFiles[] = "Files";
+constexpr char kContents[] = "Contents";
+constexpr char kColors[] = "Colours";
+constexpr char kFile[] = "File";
+constexpr char kRunning[] = "Running";
+}  // namespace option_group
+
 #endif

@@ -413,25 +413,20 @@ CLI::App* AddCompare(CLI::App& app, CompareRequest& request) {
   CLI::App* command =
       app.add_subcommand("compare", "Tell how far two images, or two profiles, are apart");
   command->add_option("FILES", request.files, "two images of one size, or two ICC profiles");
-  const char* const colors = "Colours";
   command
       ->add_option("--assume", request.assume,
                    "ICC profile or space of images without an embedded profile")
-      ->group(colors);
-  command
-      ->add_option("--intent", request.intent,
-                   "perceptual, relative, saturation or absolute (default: relative)")
-      ->group(colors);
+      ->group(option_group::kColors);
+  AddIntent(*command, request.intent);
   command
       ->add_option("--difference", request.difference,
                    "image of the differences to write (.png, .tif)")
-      ->group("File");
-  const char* const running = "Running";
+      ->group(option_group::kFile);
   NotEmpty(command->add_option("--limit", request.limit,
                                "end with status 5 if the largest difference is above this"))
-      ->group(running);
+      ->group(option_group::kRunning);
   command->add_flag("--json", request.json, "print one JSON document instead of lines")
-      ->group(running);
+      ->group(option_group::kRunning);
   return command;
 }
 

@@ -424,16 +424,16 @@ struct Conversion::Piece {
 void Conversion::ConvertRows(const Work& work, ImageSink& sink, const Watch& watch) {
   const Page& from = source_->pages()[work.index];
   const Page& to = work.page;
-  const std::size_t rowBytes = std::max(from.RowBytes(), to.RowBytes());
   // A piece stays in the cache of a core, and all pieces take little beside the rest.
   constexpr std::size_t kPieceBytes = 512u << 10, kAllBytes = 16u << 20;
+  const std::size_t rowBytes = std::max(from.RowBytes(), to.RowBytes());
   const auto rows =
       static_cast<std::uint32_t>(std::clamp<std::size_t>(kPieceBytes / rowBytes, 1, from.height));
-  const std::size_t threads = request_.threads > 0 ? static_cast<std::size_t>(request_.threads)
-                                                   : std::thread::hardware_concurrency();
-  const std::size_t most =
-      std::min<std::size_t>(kAllBytes / (rowBytes * rows), (from.height + rows - 1) / rows);
-  std::vector<Piece> pieces(std::clamp<std::size_t>(threads, 1, std::max<std::size_t>(most, 1)));
+  const std::size_t threads = request_.threads > 0
+                                  ? static_cast<std::size_t>(request_.threads)
+                                  : std::max(std::thread::hardware_concurrency(), 1u);
+  const std::size_t inImage = (from.height - 1) / rows + 1, inMemory = kAllBytes / rowBytes / rows;
+  std::vector<Piece> pieces(std::min({threads, inImage, std::max<std::size_t>(inMemory, 1)}));
   const std::shared_ptr<const DeviceColors> colors = ColorsOf(work);
   kxp_convert_options options = {};
   options.size = sizeof options;

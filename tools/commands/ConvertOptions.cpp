@@ -66,75 +66,84 @@ void CheckThreads(int threads) {
   }
 }
 
+void AddColorsTo(CLI::App& command, std::string& to) {
+  command.add_option("--to", to, "colour space to convert to, or ICC profile (default: srgb)")
+      ->group(option_group::kColors);
+}
+
+void AddIntent(CLI::App& command, std::string& intent) {
+  command.add_option("--intent", intent, ChoiceOf(kIntents) + Default(intent))
+      ->group(option_group::kColors);
+}
+
 void AddConversionOptions(CLI::App& command, ConvertOptions& options) {
   ConvertRequest& request = options.request;
-  const char* const colors = "Colours";
   command
       .add_option("--to", request.to,
                   "output colour space, see convert --list, or ICC profile (default: srgb)")
-      ->group(colors);
+      ->group(option_group::kColors);
   command
       .add_option("--profile", request.profile,
                   "ICC profile or space of the device (default: the profile embedded in the image)")
-      ->group(colors);
+      ->group(option_group::kColors);
   command
       .add_option("--assume", request.assume,
                   "ICC profile or space of images without an embedded profile")
-      ->group(colors);
-  command.add_option("--intent", options.intent, ChoiceOf(kIntents) + Default(options.intent))
-      ->group(colors);
+      ->group(option_group::kColors);
+  AddIntent(command, options.intent);
   command
       .add_flag("--black-point-compensation", request.blackPointCompensation,
                 "map the device's black to the output's (with --intent relative)")
-      ->group(colors);
+      ->group(option_group::kColors);
   command
       .add_option("--pipeline", options.pipeline,
                   "precise, or fixed for the bits of libKXCMS" + Default(options.pipeline))
-      ->group(colors);
+      ->group(option_group::kColors);
   NotEmpty(command.add_option("--lightness", request.lightness,
                               "offset in L*, -100 to 100 (fixed pipeline)"))
-      ->group(colors);
+      ->group(option_group::kColors);
   NotEmpty(
       command.add_option("--chroma", request.chroma, "offset in C*, -100 to 100 (fixed pipeline)"))
-      ->group(colors);
+      ->group(option_group::kColors);
   NotEmpty(command.add_option("--hue", request.hueDeg,
                               "offset in degrees of hue, -360 to 360 (fixed pipeline)"))
-      ->group(colors);
+      ->group(option_group::kColors);
 
-  const char* const file = "File";
   command
-      .add_option("--format", options.format,
-                  ChoiceOf(kFormats) + Default("by the suffix of the output; standard output needs it"))
-      ->group(file);
+      .add_option(
+          "--format", options.format,
+          ChoiceOf(kFormats) + Default("by the suffix of the output; standard output needs it"))
+      ->group(option_group::kFile);
   NotEmpty(command.add_option("--depth", options.bits,
                               "8 or 16 bits a sample (default: those of the image)"))
-      ->group(file);
+      ->group(option_group::kFile);
   command
       .add_option("--compress", options.compression,
                   ChoiceOf(kCompressions) + " (TIFF; default: " + options.compression +
                       ", none if the image is compressed with loss)")
-      ->group(file);
+      ->group(option_group::kFile);
   command
       .add_option("--bigtiff", options.bigTiff,
                   ChoiceOf(kBig) + " (TIFF; default: " + options.bigTiff + ")")
-      ->group(file);
+      ->group(option_group::kFile);
   NotEmpty(command.add_option("--quality", request.quality, "1 to 100 (JPEG; default: 90)"))
-      ->group(file);
+      ->group(option_group::kFile);
   command
       .add_option("--tag", request.tag,
                   "profile to embed: auto for that of the output, none, an ICC profile or space "
                   "(default: auto)")
-      ->group(file);
+      ->group(option_group::kFile);
   command.add_option("--pages", options.pages, ChoiceOf(kPages) + Default(options.pages))
-      ->group(file);
+      ->group(option_group::kFile);
 
-  const char* const running = "Running";
   command
       .add_option("--exists", options.exists,
                   ChoiceOf(kExists) + " an existing output" + Default(options.exists))
-      ->group(running);
-  command.add_flag("--durable", request.isDurable, "force the result to the disk")->group(running);
-  command.add_flag("--quiet", request.isQuiet, "tell only what went wrong")->group(running);
+      ->group(option_group::kRunning);
+  command.add_flag("--durable", request.isDurable, "force the result to the disk")
+      ->group(option_group::kRunning);
+  command.add_flag("--quiet", request.isQuiet, "tell only what went wrong")
+      ->group(option_group::kRunning);
 }
 
 CLI::App* AddConvert(CLI::App& app, ConvertOptions& options) {
@@ -147,11 +156,12 @@ CLI::App* AddConvert(CLI::App& app, ConvertOptions& options) {
       "file to write, its suffix names the format; may be IN; - for standard output");
   AddConversionOptions(*convert, options);
   convert->add_flag("--list", options.list, "list the output colour spaces and exit")
-      ->group("Colours");
-  convert->add_flag("--json", request.isJson, "print a record of what was done")->group("Running");
+      ->group(option_group::kColors);
+  convert->add_flag("--json", request.isJson, "print a record of what was done")
+      ->group(option_group::kRunning);
   NotEmpty(
       convert->add_option("--threads", request.threads, "threads (default: one per processor)"))
-      ->group("Running");
+      ->group(option_group::kRunning);
   return convert;
 }
 

@@ -34,6 +34,11 @@ ConvertRequest CheckedConversion(const ConvertOptions& options);
 /// The same for `convert`, which needs its two files.
 ConvertRequest CheckedConvert(const ConvertOptions& options);
 
+/// Declares `--to` and `--intent` of commands that convert colours and no files. The default of
+/// `--intent` is what `intent` is.
+void AddColorsTo(CLI::App& command, std::string& to);
+void AddIntent(CLI::App& command, std::string& intent);
+
 /// An empty value is no number, though the parser would take it for 0.
 CLI::Option* NotEmpty(CLI::Option* option);
 

@@ -63,7 +63,7 @@ CLI::App* AddInfo(CLI::App& app, InfoRequest& request) {
       "info", "Show what images and ICC profiles are, and whether they can be converted");
   command->add_option("FILE", request.files, "TIFF, JPEG and PNG images and ICC profiles");
   command->add_flag("--json", request.json, "print one JSON document instead of lines")
-      ->group("Running");
+      ->group(option_group::kRunning);
   return command;
 }
 

@@ -166,15 +166,14 @@ void PrintFailed(const std::vector<std::string>& files, char end) {
 CLI::App* AddJournal(CLI::App& app, JournalRequest& request) {
   CLI::App* command = app.add_subcommand("journal", "Show what journals of batches tell");
   command->add_option("FILE", request.files, "journals");
-  const char* const contents = "Contents";
   command->add_option("--as", request.as, ChoiceOf(kForms) + " (default: summary)")
-      ->group(contents);
+      ->group(option_group::kContents);
   command
       ->add_flag("--failed", request.onlyFailed,
                  "print the inputs that were refused or failed, for batch --list")
-      ->group(contents);
+      ->group(option_group::kContents);
   command->add_flag("-0,--null", request.isNulEnded, "with --failed: names end with a zero byte")
-      ->group(contents);
+      ->group(option_group::kContents);
   return command;
 }
 

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "tools/Refusal.h"
+#include "tools/commands/ConvertOptions.h"
 #include "tools/commands/ImageFile.h"
 #include "tools/commands/Names.h"
 #include "tools/commands/ProfileUse.h"
@@ -96,15 +97,13 @@ CLI::App* AddProbe(CLI::App& app, ProbeRequest& request) {
       "RGB", request.values,
       "device values, 0 to 255, decimals allowed; or - for lines of them on standard "
       "input");
-  const char* const colors = "Colours";
   command->add_option("--image", request.image, "take the device values from a TIFF, JPEG or PNG")
-      ->group(colors);
+      ->group(option_group::kColors);
   command->add_option("--at", request.place, "X,Y of the pixel, from 0,0 on (with --image)")
-      ->group(colors);
-  command
-      ->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)")
-      ->group(colors);
-  command->add_flag("--json", request.json, "print JSON instead of lines")->group("Running");
+      ->group(option_group::kColors);
+  AddColorsTo(*command, request.to);
+  command->add_flag("--json", request.json, "print JSON instead of lines")
+      ->group(option_group::kRunning);
   return command;
 }
 

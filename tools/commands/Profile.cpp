@@ -341,15 +341,17 @@ CLI::App* AddProfile(CLI::App& app, ProfileRequest& request) {
   make->add_option("SPACE", request.input, "built-in space, see convert --list");
   make->add_option("OUT", request.output, "file for the profile");
   NotEmpty(make->add_option("--version", request.version, "of ICC, 2 or 4 (default: 4)"))
-      ->group("File");
+      ->group(option_group::kFile);
   for (CLI::App* const sub : {extract, embed, remove, make}) {
-    const char* const running = "Running";
     sub->add_option("--exists", request.exists,
                     "replace, refuse or skip an existing OUT (default: replace)")
-        ->group(running);
-    sub->add_flag("--durable", request.isDurable, "force the result to the disk")->group(running);
-    sub->add_flag("--quiet", request.isQuiet, "tell only what went wrong")->group(running);
-    sub->add_flag("--json", request.isJson, "print a record of what was done")->group(running);
+        ->group(option_group::kRunning);
+    sub->add_flag("--durable", request.isDurable, "force the result to the disk")
+        ->group(option_group::kRunning);
+    sub->add_flag("--quiet", request.isQuiet, "tell only what went wrong")
+        ->group(option_group::kRunning);
+    sub->add_flag("--json", request.isJson, "print a record of what was done")
+        ->group(option_group::kRunning);
   }
   return command;
 }

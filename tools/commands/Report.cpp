@@ -7,6 +7,7 @@
 
 #include "tools/OneLine.h"
 #include "tools/Refusal.h"
+#include "tools/commands/ConvertOptions.h"
 #include "tools/commands/ImageFile.h"
 #include "tools/commands/Names.h"
 #include "tools/commands/ProfileUse.h"
@@ -122,36 +123,29 @@ std::string LinesBelow(const std::vector<report::ProfileReport>& profiles, int s
 CLI::App* AddReport(CLI::App& app, ReportRequest& request) {
   CLI::App* command = app.add_subcommand("report", "Show on one page what a profile is like");
   command->add_option("PROFILE", request.profiles, "ICC profiles");
-  const char* const contents = "Contents";
   command
       ->add_option("--image", request.images,
                    "TIFF (its first page), JPEG or PNG with device values of the profile, to be "
                    "looked at too")
       ->allow_extra_args(false)
-      ->group(contents);
+      ->group(option_group::kContents);
   command
       ->add_option("--chart", request.charts,
                    "chart that the device has captured (.ti3 or other CGATS), likewise")
       ->allow_extra_args(false)
-      ->group(contents);
+      ->group(option_group::kContents);
   command->add_option("--compare", request.compared, "another ICC profile to compare with")
-      ->group(contents);
-  const char* const colors = "Colours";
-  command
-      ->add_option("--to", request.to, "colour space to convert to, or ICC profile (default: srgb)")
-      ->group(colors);
-  command
-      ->add_option("--intent", request.intent,
-                   "perceptual, relative, saturation or absolute (default: perceptual)")
-      ->group(colors);
-  const char* const file = "File";
-  command->add_option("-o,--output", request.page, "HTML page to write")->group(file);
+      ->group(option_group::kContents);
+  AddColorsTo(*command, request.to);
+  AddIntent(*command, request.intent);
+  command->add_option("-o,--output", request.page, "HTML page to write")
+      ->group(option_group::kFile);
   command->add_option("--json", request.json, "file for the numbers of the page, as JSON")
-      ->group(file);
+      ->group(option_group::kFile);
   command
       ->add_option("--fail-below", request.failBelow,
                    "end with status 5 if a chart has fewer FADGI stars, 1 to 4")
-      ->group("Running");
+      ->group(option_group::kRunning);
   return command;
 }
 

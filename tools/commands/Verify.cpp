@@ -352,19 +352,19 @@ CLI::App* AddVerify(CLI::App& app, VerifyRequest& request) {
   CLI::App* command =
       app.add_subcommand("verify", "Hold the results of batches against their journals");
   command->add_option("JOURNAL", request.journals, "journals");
-  const char* const running = "Running";
   command
       ->add_flag("--rehash", request.isRehash,
                  "read every file, also where size and time are those of then")
-      ->group(running);
+      ->group(option_group::kRunning);
   command
       ->add_option("--reconvert", request.reconvert,
                    "convert a share of the inputs again and compare: 0 to 1, or a percentage")
-      ->group(running);
-  command->add_flag("--json", request.isJson, "print a JSON object for each file")->group(running);
+      ->group(option_group::kRunning);
+  command->add_flag("--json", request.isJson, "print a JSON object for each file")
+      ->group(option_group::kRunning);
   NotEmpty(
       command->add_option("--jobs", request.jobs, "files at once (default: one per processor)"))
-      ->group(running);
+      ->group(option_group::kRunning);
   return command;
 }
 

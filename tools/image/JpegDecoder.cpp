@@ -67,9 +67,9 @@ std::optional<std::vector<unsigned char>> JpegDecoder::Profile() {
   return profile;
 }
 
-void JpegDecoder::Start() {
+void JpegDecoder::Start(J_COLOR_SPACE colors) {
   if (setjmp(leave_) != 0) Fail();
-  info_.out_color_space = JCS_RGB;
+  info_.out_color_space = colors;
   jpeg_start_decompress(&info_);
 }
 

@@ -35,8 +35,12 @@ class JpegDecoder {
   void ReadHeader(bool keepMarkers);
   /// Of a header that was read with its markers.
   std::optional<std::vector<unsigned char>> Profile();
-  void Start();
-  /// Reads the next row, R, G and B of 8 bits each.
+  /// Whether all coefficients wait for the last of several scans.
+  bool HasSeveralScans() { return jpeg_has_multiple_scans(&info_) != 0; }
+  /// @param colors  what rows are to be of: JCS_RGB, or the space of the file for its components as
+  ///                they are
+  void Start(J_COLOR_SPACE colors = JCS_RGB);
+  /// Reads the next row, of 8 bits a sample.
   void ReadRow(unsigned char* to);
 
   bool IsAtEnd() const { return info_.output_scanline == info_.output_height; }

@@ -158,9 +158,8 @@ JpegSource::JpegSource(int fd, std::uint64_t sizeBytes) : bytes_(fd, sizeBytes) 
   ReadMarkers(info, page);
   // Several scans: all coefficients, of 16 bits, wait for the last one.
   const std::uint64_t pixelBytes = SaturatingProduct(page.RowBytes(), page.height);
-  page.memoryBytes = jpeg_has_multiple_scans(const_cast<j_decompress_ptr>(&info))
-                         ? SaturatingProduct(pixelBytes, 2)
-                         : 32 * page.RowBytes();
+  page.memoryBytes =
+      decoder.HasSeveralScans() ? SaturatingProduct(pixelBytes, 2) : 32 * page.RowBytes();
   CheckProportion(page.memoryBytes, pixelBytes, sizeBytes);
   pages_.push_back(std::move(page));
 }

@@ -3,18 +3,11 @@
 #include <png.h>
 #include <tiffio.h>
 
-// libjpeg's header needs FILE and size_t.
-#include <csetjmp>
-#include <cstddef>
-#include <cstdio>
-
-#include <jpeglib.h>
-
-#include <jerror.h>
-
 #include <algorithm>
 #include <array>
+#include <csetjmp>
 #include <cstdarg>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -23,6 +16,7 @@
 
 #include "base/SaturatingMath.h"
 #include "tools/image/ImageError.h"
+#include "tools/image/JpegDecoder.h"
 #include "tools/image/TagNumbers.h"
 #include "tools/image/TiffDirectories.h"
 
@@ -224,138 +218,32 @@ bool AreSameTiff(const InputBytes& one, const InputBytes& other) {
   return true;
 }
 
-/// A libjpeg decoder of the components as they are. Each call stands behind a setjmp, in a function
-/// without objects that would have to be destroyed.
-class JpegRows {
- public:
-  explicit JpegRows(const InputBytes& bytes) : bytes_(bytes) {
-    info_.err = jpeg_std_error(&errors_);
-    errors_.error_exit = [](j_common_ptr info) { Self(info).Leave(); };
-    errors_.emit_message = [](j_common_ptr info, int level) {
-      // A warning tells of bytes that were made up or passed over, but for this one.
-      if (level < 0 && info->err->msg_code != JWRN_JFIF_MAJOR) Self(info).Leave();
-    };
-    errors_.output_message = [](j_common_ptr) {};
-    info_.client_data = this;
-    if (setjmp(leave_) == 0) {
-      jpeg_create_decompress(&info_);
-    } else {
-      Fail();
-    }
-    info_.client_data = this;  // jpeg_create_decompress clears it
-    source_.init_source = [](j_decompress_ptr) {};
-    source_.fill_input_buffer = [](j_decompress_ptr info) { return Self(info).Fill(); };
-    source_.skip_input_data = [](j_decompress_ptr info, long count) { Self(info).Skip(count); };
-    source_.resync_to_restart = jpeg_resync_to_restart;
-    source_.term_source = [](j_decompress_ptr) {};
-    info_.src = &source_;
-    progress_.progress_monitor = [](j_common_ptr info) {
-      constexpr int kMostScans = 200;  // real files have about ten
-      if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > kMostScans) {
-        ERREXIT(info, JERR_BAD_PROGRESSION);
-      }
-    };
-    info_.progress = &progress_;
-  }
-  ~JpegRows() { jpeg_destroy_decompress(&info_); }
-  JpegRows(const JpegRows&) = delete;
-  JpegRows& operator=(const JpegRows&) = delete;
+std::array<std::uint64_t, 4> FormOf(const jpeg_decompress_struct& info) {
+  return {info.output_width, info.output_height, static_cast<std::uint64_t>(info.output_components),
+          static_cast<std::uint64_t>(info.jpeg_color_space)};
+}
 
-  void ReadHeader() {
-    if (setjmp(leave_) != 0) Fail();
-    jpeg_read_header(&info_, TRUE);
-    info_.out_color_space = info_.jpeg_color_space;
-  }
-  void CheckSize(std::uint64_t fileBytes) {
-    const std::uint64_t pixelBytes =
-        SaturatingProduct(std::uint64_t{info_.image_width} * info_.image_height,
-                          static_cast<std::uint64_t>(info_.num_components));
-    // Several scans: all coefficients, of 16 bits, wait for the last one, in both files.
-    const bool isWhole = jpeg_has_multiple_scans(&info_) != 0;
-    CheckProportion(isWhole ? SaturatingProduct(pixelBytes, 4) : 0, pixelBytes, fileBytes);
-  }
-  void Start() {
-    if (setjmp(leave_) != 0) Fail();
-    jpeg_start_decompress(&info_);
-  }
-  std::array<std::uint64_t, 4> Form() const {
-    return {info_.output_width, info_.output_height,
-            static_cast<std::uint64_t>(info_.output_components),
-            static_cast<std::uint64_t>(info_.jpeg_color_space)};
-  }
-  void Read(unsigned char* to) {
-    if (setjmp(leave_) != 0) Fail();
-    JSAMPROW row = to;
-    jpeg_read_scanlines(&info_, &row, 1);
-    if (info_.output_scanline == info_.output_height) jpeg_finish_decompress(&info_);
-  }
-
- private:
-  template <typename Info>
-  static JpegRows& Self(Info info) {
-    return *static_cast<JpegRows*>(info->client_data);
-  }
-  [[noreturn]] void Leave() {
-    errors_.format_message(reinterpret_cast<j_common_ptr>(&info_), message_);
-    std::longjmp(leave_, 1);
-  }
-  [[noreturn]] void Fail() const {
-    if (errors_.msg_code == JERR_OUT_OF_MEMORY) throw std::bad_alloc();
-    RefuseDamaged(message_);
-  }
-  boolean Fill() {
-    const std::uint64_t left = bytes_.size() - position_;
-    if (left == 0) ERREXIT(&info_, JERR_INPUT_EOF);
-    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(left, buffer_.size()));
-    bool isRead = true;
-    try {
-      bytes_.Read(position_, buffer_.data(), count);
-    } catch (const std::exception&) {
-      isRead = false;
-    }
-    if (!isRead) ERREXIT(&info_, JERR_FILE_READ);
-    position_ += count;
-    source_.next_input_byte = buffer_.data();
-    source_.bytes_in_buffer = count;
-    return TRUE;
-  }
-  void Skip(long count) {
-    if (count <= 0) return;
-    const auto skipped = static_cast<std::uint64_t>(count);
-    if (skipped <= source_.bytes_in_buffer) {
-      source_.next_input_byte += skipped;
-      source_.bytes_in_buffer -= skipped;
-      return;
-    }
-    const std::uint64_t further = skipped - source_.bytes_in_buffer;
-    position_ += std::min(further, bytes_.size() - position_);
-    source_.bytes_in_buffer = 0;
-  }
-
-  const InputBytes& bytes_;
-  std::uint64_t position_ = 0;
-  std::array<unsigned char, 65536> buffer_;
-  jpeg_decompress_struct info_ = {};
-  jpeg_error_mgr errors_ = {};
-  jpeg_source_mgr source_ = {};
-  jpeg_progress_mgr progress_ = {};
-  std::jmp_buf leave_;
-  char message_[JMSG_LENGTH_MAX] = {};
-};
-
+/// Of the components as they are.
 bool AreSameJpeg(const InputBytes& one, const InputBytes& other) {
-  JpegRows rows(one), otherRows(other);
-  rows.ReadHeader();
-  rows.CheckSize(one.size());
-  rows.Start();
-  otherRows.ReadHeader();
-  otherRows.Start();
-  if (rows.Form() != otherRows.Form()) return false;
-  const auto [width, height, components, space] = rows.Form();
+  JpegDecoder decoder(one), otherDecoder(other);
+  decoder.ReadHeader(false);
+  const jpeg_decompress_struct& info = decoder.info();
+  const std::uint64_t pixelBytes =
+      SaturatingProduct(std::uint64_t{info.image_width} * info.image_height,
+                        static_cast<std::uint64_t>(info.num_components));
+  // Coefficients are of 16 bits, and wait in both files.
+  CheckProportion(decoder.HasSeveralScans() ? SaturatingProduct(pixelBytes, 4) : 0, pixelBytes,
+                  one.size());
+  decoder.Start(info.jpeg_color_space);
+  otherDecoder.ReadHeader(false);
+  otherDecoder.Start(otherDecoder.info().jpeg_color_space);
+  const auto form = FormOf(info);
+  if (form != FormOf(otherDecoder.info())) return false;
+  const auto [width, height, components, space] = form;
   Bytes a(static_cast<std::size_t>(width * components)), b(a.size());
   for (std::uint64_t y = 0; y < height; ++y) {
-    rows.Read(a.data());
-    otherRows.Read(b.data());
+    decoder.ReadRow(a.data());
+    otherDecoder.ReadRow(b.data());
     if (a != b) return false;
   }
   return true;

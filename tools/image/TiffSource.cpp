@@ -14,7 +14,6 @@
 #include <utility>
 
 #include "base/SaturatingMath.h"
-#include "tools/image/DeflateCheck.h"
 #include "tools/image/DirectoryBlock.h"
 #include "tools/image/ExifBlock.h"
 #include "tools/image/ImageError.h"
@@ -561,7 +560,7 @@ void TiffSource::Select(std::size_t index) {
   row_ = 0;
 }
 
-void TiffSource::CheckPiece(std::size_t plane, std::uint32_t left) const {
+void TiffSource::CheckPiece(std::size_t plane, std::uint32_t left) {
   const Page& page = pages_[selected_];
   const Layout& layout = page.layout;
   const bool isDeflate =
@@ -581,8 +580,10 @@ void TiffSource::CheckPiece(std::size_t plane, std::uint32_t left) const {
               isTiled ? layout.tileLength : static_cast<std::uint32_t>(rows));
     return;
   }
-  CheckDeflate(bytes_, at, sizeBytes, pixels.isReversed, isTiled ? tile_.size() : rows * rowBytes,
-               isTiled ? tile_.size() : layout.rowsPerStrip * rowBytes);
+  if (!deflateCheck_) deflateCheck_.emplace();
+  deflateCheck_->Check(bytes_, at, sizeBytes, pixels.isReversed,
+                       isTiled ? tile_.size() : rows * rowBytes,
+                       isTiled ? tile_.size() : layout.rowsPerStrip * rowBytes);
 }
 
 void TiffSource::ReadTileRow() {

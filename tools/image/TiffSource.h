@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
+#include "tools/image/DeflateCheck.h"
 #include "tools/image/ImageSource.h"
 #include "tools/image/InputBytes.h"
 #include "tools/image/TiffDirectories.h"
@@ -45,7 +47,7 @@ class TiffSource : public ImageSource {
                                   std::uint64_t pieceBytes) const;
   /// Refuses a strip or tile, that of the next row, whose check sum is wrong.
   /// @param left  a column of the tile
-  void CheckPiece(std::size_t plane, std::uint32_t left) const;
+  void CheckPiece(std::size_t plane, std::uint32_t left);
   void ReadTileRow();
   /// The next rows of a plane, as many as the strip has of them. @return their number.
   std::uint32_t ReadPlainRows(std::size_t plane, unsigned char* to, std::uint32_t most);
@@ -61,6 +63,7 @@ class TiffSource : public ImageSource {
   /// One for all samples, or one for each plane, so that every plane is read in its own order.
   std::vector<std::unique_ptr<TiffDecoder>> decoders_;
   std::vector<unsigned char> plane_;  ///< a row of one plane
+  std::optional<DeflateCheck> deflateCheck_;
   std::vector<unsigned char> tile_;
   std::vector<unsigned char> tileRow_;  ///< interleaved; as many rows as a tile has
 };
