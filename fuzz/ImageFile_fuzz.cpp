@@ -166,7 +166,7 @@ void InvertColors(unsigned char* pixels, std::uint32_t width, std::uint32_t heig
 std::vector<Picture> Written(std::vector<Picture> pictures, const Choices& choices,
                              const File& file, std::vector<std::string>& dropped) {
   if (choices.format != Format::kTiff) pictures.resize(1);
-  OutputBytes bytes(file.fd());
+  FileOutput bytes(file.fd());
   try {
     const auto sink = ImageSink::Make(choices.format, bytes, {choices.isBig, 90}, dropped);
     for (Picture& picture : pictures) {

@@ -29,7 +29,7 @@ import profiles
 import surroundings
 import tiff_rules
 import tiffs
-from image_forms import FORMS, samples, several, written
+from image_forms import FORMS, copied, samples, several, written
 from surroundings import needs_proc
 from own_folder import OwnFolder
 from tiffs import ASCII, BYTE, LONG, SHORT, tiff
@@ -380,12 +380,31 @@ class Conversion(Command):
                 numpy.testing.assert_array_equal(self.pixels(), kxp.convert(data, profile))
 
     def test_threads_do_not_matter(self):
-        self.write("in.tif", tiff(width=211, length=97))
-        results = set()
-        for threads in ("1", "2", "3", "8", "0"):
-            self.convert("--threads", threads)
-            results.add(self.read("out.tif"))
-        self.assertEqual(len(results), 1)
+        """Several pieces of rows, cut where strips and tiles begin, or not."""
+        wide = {"height": 701, "width": 907}
+        for what, bits, arguments, options in (
+            ("strips", 8, [], "-c none -r 7"),
+            ("one strip", 16, [], "-c none -r 701"),
+            ("LZW", 8, [], "-c lzw -r 5"),
+            ("LZW, one strip", 8, [], "-c lzw:2 -r 701"),
+            ("Deflate, big-endian", 16, [], "-B -c zip:2 -r 64"),
+            ("Deflate, a row a strip", 8, [], "-c zip -r 1"),
+            ("Deflate, tiles", 16, [], "-c zip -t -w 48 -l 64"),
+            ("Deflate, less depth", 16, ["--depth", "8"], "-c zip:2 -r 100"),
+            ("Zstandard", 8, [], "-c zstd -r 20"),
+        ):
+            with self.subTest(what):
+                data = samples(bits, **wide)
+                copied(written(data), *options.split())(self.path("in.tif"))
+                results = set()
+                for threads in ("1", "2", "3", "8", "0"):
+                    self.convert("--threads", threads, *arguments)
+                    results.add(self.read("out.tif"))
+                self.assertEqual(len(results), 1)
+                self.rules()
+                image_forms.run("tiffcp", "-c", "none", self.path("out.tif"), self.path("plain.tif"))
+                expected = kxp.convert(data, profiles.scanner(), depth=8 if arguments else bits)
+                numpy.testing.assert_array_equal(self.pixels("plain.tif"), expected)
 
 
 class Forms(Command):

@@ -94,7 +94,7 @@ void Copy(ImageSource& source, char** arguments) {
   const auto number = [arguments](int i) { return std::atoi(arguments[i]); };
   const int fd = open(arguments[0], O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd < 0) throw ImageError(ImageError::Kind::kUnwritable, "no file");
-  OutputBytes bytes(fd);
+  FileOutput bytes(fd);
   std::vector<std::string> dropped;
   const auto sink =
       ImageSink::Make(static_cast<Format>(number(1)), bytes, {number(4) != 0, number(5)}, dropped);

@@ -29,7 +29,7 @@ std::string PlaceOf(const std::string& folder, const ListedFile& file) {
 
 void WriteText(const std::string& path, const std::string& text) {
   OutputFile output(path);
-  image::OutputBytes bytes(output.fd());
+  image::FileOutput bytes(output.fd());
   if (!bytes.Write(0, text.data(), text.size())) {
     throw Refusal(Exit::WriteFailed, "cannot write " + path);
   }
@@ -39,7 +39,7 @@ void WriteText(const std::string& path, const std::string& text) {
 void Copy(const std::string& from, const std::string& to) {
   const Stream input = OpenInput(from);
   OutputFile output(to);
-  image::OutputBytes bytes(output.fd());
+  image::FileOutput bytes(output.fd());
   std::vector<char> block(1u << 18);
   for (;;) {
     const ssize_t got = read(fileno(input.get()), block.data(), block.size());

@@ -198,7 +198,7 @@ class DifferenceImage {
 
   std::string path_;
   OutputFile file_;
-  kxcms::image::OutputBytes bytes_;
+  kxcms::image::FileOutput bytes_;
   std::vector<std::string> dropped_;
   std::unique_ptr<kxcms::image::ImageSink> sink_;
   std::vector<unsigned char> pixels_;

@@ -178,7 +178,7 @@ void Conversion::Write(OutputFile& output, const Watch& watch) {
       record_.pages[i].samples = work_[i].page.Samples();
     }
     if (record_.format == Format::kTiff && !IsBig()) CheckSizeOfTiff();
-    OutputBytes bytes(output.fd());
+    FileOutput bytes(output.fd());
     constexpr int kQuality = 90;
     const auto sink = ImageSink::Make(
         record_.format, bytes, {IsBig(), request_.quality.value_or(kQuality)}, record_.dropped);
@@ -417,23 +417,49 @@ void Conversion::CheckSizeOfTiff() const {
 struct Conversion::Piece {
   Bytes input, output;  ///< `output` is empty where the conversion is in place
   std::uint32_t rows = 0;
+  EncodedRows encoded;
 
   unsigned char* result() { return output.empty() ? input.data() : output.data(); }
 };
 
+namespace {
+
+/// How the rows of a page go from the source to the sink.
+struct Cut {
+  std::uint32_t rows = 1;  ///< of a piece
+  std::size_t pieces = 1;  ///< at once, one a thread
+  bool isApart = false;    ///< whether each thread encodes its own
+};
+
+Cut CutFor(const Page& from, const Page& to, std::uint32_t rowsApart, std::size_t threads) {
+  // A piece stays in the cache of a core, and all pieces take little beside the rest.
+  constexpr std::size_t kPieceBytes = 512u << 10, kAllBytes = 20u << 20;
+  const auto piecesOf = [&](std::size_t rows, std::size_t rowBytes) {
+    const std::size_t inImage = (from.height - 1) / rows + 1,
+                      inMemory = kAllBytes / rowBytes / rows;
+    return std::min({threads, inImage, std::max<std::size_t>(inMemory, 1)});
+  };
+  const std::size_t rowBytes = from.RowBytes() + (from.bits != to.bits ? to.RowBytes() : 0);
+  const std::size_t rows = std::clamp<std::size_t>(
+      kPieceBytes / std::max(from.RowBytes(), to.RowBytes()), 1, from.height);
+  if (rowsApart > 0) {
+    const std::size_t apart = (rows - 1) / rowsApart * rowsApart + rowsApart;
+    const std::size_t pieces = piecesOf(apart, rowBytes + to.RowBytes());
+    if (pieces > 1) return {static_cast<std::uint32_t>(apart), pieces, true};
+  }
+  return {static_cast<std::uint32_t>(rows), piecesOf(rows, rowBytes), false};
+}
+
+}  // namespace
+
 void Conversion::ConvertRows(const Work& work, ImageSink& sink, const Watch& watch) {
   const Page& from = source_->pages()[work.index];
   const Page& to = work.page;
-  // A piece stays in the cache of a core, and all pieces take little beside the rest.
-  constexpr std::size_t kPieceBytes = 512u << 10, kAllBytes = 16u << 20;
-  const std::size_t rowBytes = std::max(from.RowBytes(), to.RowBytes());
-  const auto rows =
-      static_cast<std::uint32_t>(std::clamp<std::size_t>(kPieceBytes / rowBytes, 1, from.height));
   const std::size_t threads = request_.threads > 0
                                   ? static_cast<std::size_t>(request_.threads)
                                   : std::max(std::thread::hardware_concurrency(), 1u);
-  const std::size_t inImage = (from.height - 1) / rows + 1, inMemory = kAllBytes / rowBytes / rows;
-  std::vector<Piece> pieces(std::min({threads, inImage, std::max<std::size_t>(inMemory, 1)}));
+  const Cut cut = CutFor(from, to, sink.RowsApart(), threads);
+  std::vector<Piece> pieces(cut.pieces);
   const std::shared_ptr<const DeviceColors> colors = ColorsOf(work);
   kxp_convert_options options = {};
   options.size = sizeof options;
@@ -442,22 +468,30 @@ void Conversion::ConvertRows(const Work& work, ImageSink& sink, const Watch& wat
   std::uint32_t nextRow = 0;
   std::vector<RelaySteps> runners;
   for (Piece& piece : pieces) {
-    piece.input.resize(from.RowBytes() * rows);
-    if (from.bits != to.bits) piece.output.resize(to.RowBytes() * rows);
+    piece.input.resize(from.RowBytes() * cut.rows);
+    if (from.bits != to.bits) piece.output.resize(to.RowBytes() * cut.rows);
     const auto read = [&] {
-      piece.rows = std::min(rows, from.height - nextRow);
+      piece.rows = std::min(cut.rows, from.height - nextRow);
       if (piece.rows == 0) return false;
       source_->ReadRows(piece.input.data(), piece.rows);
       nextRow += piece.rows;
       return true;
     };
+    const auto convert = [&] {
+      ConvertPiece(*colors, from, to, options, piece);
+      if (cut.isApart) piece.encoded = sink.Encode(piece.result(), piece.rows);
+    };
     const auto write = [&] {
       Examine(piece.result(), to, piece.rows);
-      sink.WriteRows(piece.result(), piece.rows);
+      if (cut.isApart) {
+        sink.WriteEncoded(piece.encoded);
+      } else {
+        sink.WriteRows(piece.result(), piece.rows);
+      }
       donePixels_ += std::uint64_t{from.width} * piece.rows;
       watch(donePixels_);
     };
-    runners.push_back({read, [&] { ConvertPiece(*colors, from, to, options, piece); }, write});
+    runners.push_back({read, convert, write});
   }
   RunRelay(runners);
 }

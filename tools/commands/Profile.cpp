@@ -224,7 +224,7 @@ class Run {
     if (request_.profile == "adobe-rgb") colors = NamedColors::kAdobeRgb;
 
     OutputFile output(request_.output);
-    OutputBytes to(output.fd());
+    FileOutput to(output.fd());
     const std::uint64_t size = editor->Write(profile ? &*profile : nullptr, colors, to, edits_);
     if (ftruncate(output.fd(), static_cast<off_t>(size)) != 0) {
       throw Refusal(Exit::WriteFailed,
@@ -264,7 +264,7 @@ class Run {
 
   void Write(const Bytes& bytes, const char* status) {
     OutputFile output(request_.output);
-    OutputBytes to(output.fd());
+    FileOutput to(output.fd());
     to.Write(0, bytes.data(), bytes.size());
     try {
       to.Check();

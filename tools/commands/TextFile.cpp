@@ -37,7 +37,7 @@ void CheckNotReplaced(const std::string& input, const std::string& output, const
 
 void WriteText(const std::string& path, const std::string& text) {
   OutputFile file(path);
-  kxcms::image::OutputBytes bytes(file.fd());
+  kxcms::image::FileOutput bytes(file.fd());
   bytes.Write(0, text.data(), text.size());
   try {
     bytes.Check();

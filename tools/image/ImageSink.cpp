@@ -3,6 +3,7 @@
 #include <tiff.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "tools/image/JpegSink.h"
 #include "tools/image/PngSink.h"
@@ -22,6 +23,14 @@ std::unique_ptr<ImageSink> ImageSink::Make(Format format, OutputBytes& bytes,
       break;
   }
   return std::make_unique<TiffSink>(bytes, options.isBigTiff, dropped);
+}
+
+EncodedRows ImageSink::Encode(const unsigned char*, std::uint32_t) const {
+  throw std::logic_error("a format whose rows are not encoded apart");
+}
+
+void ImageSink::WriteEncoded(const EncodedRows&) {
+  throw std::logic_error("a format whose rows are not encoded apart");
 }
 
 bool IsLossless(std::uint16_t compression) {

@@ -16,6 +16,12 @@ struct SinkOptions {
   int quality = 90;  ///< of JPEG, 1 to 100
 };
 
+/// Rows that are encoded, as strips or tiles.
+struct EncodedRows {
+  std::vector<unsigned char> bytes;
+  std::vector<std::uint64_t> offsets, sizes;  ///< of each strip or tile, in `bytes`
+};
+
 /// Writes images: page by page, the rows of each in order. Throws an `ImageError`; what was written
 /// until then is no image. The metadata are written as they are given, and have to be true.
 class ImageSink {
@@ -32,6 +38,16 @@ class ImageSink {
   virtual void BeginPage(Page page) = 0;
   /// The next rows of it: interleaved samples of the machine's byte order.
   virtual void WriteRows(const unsigned char* from, std::uint32_t rows) = 0;
+
+  /// How many rows of the page are encoded without regard to others, so that several threads can do
+  /// it; 0: none are.
+  virtual std::uint32_t RowsApart() const { return 0; }
+  /// Encodes rows, a multiple of `RowsApart` but for those at the end of the page. On any thread,
+  /// while this one encodes or writes others.
+  virtual EncodedRows Encode(const unsigned char* from, std::uint32_t rows) const;
+  /// The next rows, in place of `WriteRows`, with the same result.
+  virtual void WriteEncoded(const EncodedRows& rows);
+
   /// Ends the page.
   virtual void EndPage() = 0;
   /// Completes the file, after at least one page.

@@ -7,10 +7,9 @@
 #include <vector>
 
 #include "tools/image/ImageSink.h"
+#include "tools/image/TiffEncoder.h"
 
 namespace kxcms::image {
-
-class TiffEncoder;
 
 /// TIFF 6.0 or BigTIFF, in the byte order of the metadata. libtiff encodes the pixels, whose
 /// samples are interleaved; the directories are written here, because libtiff's hold only tags that
@@ -18,10 +17,11 @@ class TiffEncoder;
 class TiffSink : public ImageSink {
  public:
   TiffSink(OutputBytes& bytes, bool isBig, std::vector<std::string>& dropped);
-  ~TiffSink() override;
-
   void BeginPage(Page page) override;
   void WriteRows(const unsigned char* from, std::uint32_t rows) override;
+  std::uint32_t RowsApart() const override;
+  EncodedRows Encode(const unsigned char* from, std::uint32_t rows) const override;
+  void WriteEncoded(const EncodedRows& rows) override;
   void EndPage() override;
   void Finish() override;
 
@@ -31,8 +31,6 @@ class TiffSink : public ImageSink {
     Directory directory;
   };
 
-  void WriteTileRow();
-
   OutputBytes& bytes_;
   bool isBig_;
   std::vector<std::string>& dropped_;
@@ -40,10 +38,7 @@ class TiffSink : public ImageSink {
   std::vector<Written> written_;
 
   Page page_;
-  std::uint32_t row_ = 0;
   std::unique_ptr<TiffEncoder> encoder_;
-  std::vector<unsigned char> scratch_;  ///< a row, or a tile; encoding changes it
-  std::vector<unsigned char> tileRow_;
 };
 
 }  // namespace kxcms::image

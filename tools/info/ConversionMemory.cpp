@@ -74,7 +74,7 @@ std::uint64_t PageBytes(const Page& page, image::Format format) {
                                   page.PixelBytes())
               : SaturatingProduct(layout.rowsPerStrip, page.RowBytes());
   add(CodecBytes(layout.compression, pieceBytes));
-  // A tile to be written, as it is and encoded, and a row of them; strips go row by row.
+  // A tile to be written, as it is and encoded, and a row of them; large strips go row by row.
   if (isTiled) {
     add(SaturatingProduct(pieceBytes, 3));
     add(SaturatingProduct(page.RowBytes(), std::min(layout.tileLength, page.height)));
