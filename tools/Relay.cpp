@@ -42,12 +42,17 @@ class Relay {
     const std::lock_guard guard(taking_);
     if (isEnding_) return false;
     piece = taken_;
-    if (!steps.take()) {
-      isEnding_ = true;
-      return false;
+    try {
+      if (steps.take()) {
+        ++taken_;
+        return true;
+      }
+    } catch (...) {
+      isEnding_ = true;  // before another thread takes what comes behind the failure
+      throw;
     }
-    ++taken_;
-    return true;
+    isEnding_ = true;
+    return false;
   }
 
   bool Hand(const RelaySteps& steps, std::uint64_t piece) {
