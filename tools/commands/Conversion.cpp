@@ -13,6 +13,7 @@
 #include "tools/IntentNames.h"
 #include "tools/Refusal.h"
 #include "tools/Relay.h"
+#include "tools/commands/ClippedSamples.h"
 #include "tools/image/DirectoryBlock.h"
 #include "tools/image/ImageError.h"
 #include "tools/image/TrueTags.h"
@@ -89,16 +90,6 @@ void ConvertThumbnail(const DeviceColors& colors, unsigned char* pixels, std::ui
   if (kxp_convert(colors.pipeline.get(), &image, &image, width, height, &options, &error) !=
       KXP_OK) {
     RefuseForm(error.message);
-  }
-}
-
-/// How many samples are at either end of their range.
-template <typename Sample>
-void CountClipped(const Sample* samples, std::size_t pixels, unsigned perPixel,
-                  std::array<std::uint64_t, 3>& counts) {
-  constexpr auto kFull = static_cast<Sample>(-1);
-  for (std::size_t i = 0; i < pixels; ++i, samples += perPixel) {
-    for (std::size_t c = 0; c < 3; ++c) counts[c] += samples[c] == 0 || samples[c] == kFull;
   }
 }
 
@@ -514,11 +505,8 @@ void Conversion::ConvertPiece(const DeviceColors& colors, const Page& from, cons
 
 void Conversion::Examine(const unsigned char* result, const Page& page, std::uint32_t rows) {
   const std::size_t pixels = std::size_t{page.width} * rows;
-  if (findings_.clipped && page.bits == 8) {
-    CountClipped(result, pixels, page.Samples(), clippedSamples_);
-  } else if (findings_.clipped) {
-    CountClipped(reinterpret_cast<const std::uint16_t*>(result), pixels, page.Samples(),
-                 clippedSamples_);
+  if (findings_.clipped) {
+    CountClipped(result, pixels, page.Samples(), page.bits, clippedSamples_);
   }
   if (pixels_ && record_.format == Format::kTiff) {
     pixels_->Update(result, page.RowBytes() * rows, page.bits);
