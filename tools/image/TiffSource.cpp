@@ -424,6 +424,10 @@ void TiffSource::ReadForm(const TiffDirectories::Raw& raw, Page& page, Pixels& p
   }
   page.layout.separatePlanes = planar == PLANARCONFIG_SEPARATE;
   page.layout.predictor = static_cast<std::uint16_t>(fields.Number(tag::kPredictor, 1));
+  const bool hasStrips = fields.Has(tag::kStripOffsets) || fields.Has(tag::kStripByteCounts);
+  const bool hasTiles = fields.Has(tag::kTileOffsets) || fields.Has(tag::kTileByteCounts);
+  // TIFF 6.0 forbids both, and its readers do not agree on which of them count.
+  if (hasStrips && hasTiles) RefuseDamaged("both strips and tiles");
   if (fields.Has(tag::kTileWidth) || fields.Has(tag::kTileLength)) {
     const std::uint64_t tileWidth = fields.Required(tag::kTileWidth, "TileWidth");
     const std::uint64_t tileLength = fields.Required(tag::kTileLength, "TileLength");
