@@ -162,6 +162,21 @@ void InvertColors(unsigned char* pixels, std::uint32_t width, std::uint32_t heig
                  [](unsigned char value) { return static_cast<unsigned char>(~value); });
 }
 
+/// At once, or, of every other width, in two pieces that are encoded apart.
+void WritePixels(const Picture& picture, ImageSink& sink) {
+  const Page& page = picture.page;
+  const std::uint32_t apart = sink.RowsApart();
+  if (apart == 0 || apart >= page.height || page.width % 2 == 0) {
+    sink.WriteRows(picture.rows.data(), page.height);
+    return;
+  }
+  const EncodedRows above = sink.Encode(picture.rows.data(), apart);
+  const EncodedRows below =
+      sink.Encode(picture.rows.data() + apart * page.RowBytes(), page.height - apart);
+  sink.WriteEncoded(above);
+  sink.WriteEncoded(below);
+}
+
 /// The pictures as they have to come back; none where the format does not hold them.
 std::vector<Picture> Written(std::vector<Picture> pictures, const Choices& choices,
                              const File& file, std::vector<std::string>& dropped) {
@@ -176,7 +191,7 @@ std::vector<Picture> Written(std::vector<Picture> pictures, const Choices& choic
       std::vector<std::string> removed;
       MakeTrue(page.metadata, choices.colors, InvertColors, removed);
       sink->BeginPage(page);
-      sink->WriteRows(picture.rows.data(), page.height);
+      WritePixels(picture, *sink);
       sink->EndPage();
     }
     sink->Finish();
