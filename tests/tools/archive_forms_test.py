@@ -9,13 +9,13 @@ Environment: KXCMS (the command), KXCMS_PLAIN_READER, KXPIPELINE.
 """
 
 import collections
-import json
 import os
 import subprocess
 
 import numpy
 
 import damage_test
+import exiftool
 import image_forms
 import kxp
 import profiles
@@ -117,9 +117,7 @@ ROWS = list(rows())
 
 class ArchiveForms(OwnFolder):
     def exiftool(self, name):
-        done = subprocess.run(["exiftool", "-json", "-G1", "-n", "-a", self.path(name)],
-                              check=True, capture_output=True, timeout=60)
-        return json.loads(done.stdout)[0]
+        return exiftool.tags(self.path(name))
 
     def make(self, row):
         """Writes in.tif."""
@@ -150,9 +148,9 @@ class ArchiveForms(OwnFolder):
         if row.compression != "none":
             self.compress(row)
         if METADATA[row.metadata]:
-            run("exiftool", "-overwrite_original", "-n",
-                *(f"-{name}={value}" for name, value in METADATA[row.metadata].items()),
-                self.path("in.tif"))
+            exiftool.run("-overwrite_original", "-n",
+                         *(f"-{name}={value}" for name, value in METADATA[row.metadata].items()),
+                         self.path("in.tif"))
         self.damage(row)
 
     def compress(self, row):

@@ -23,6 +23,7 @@ import warnings
 import numpy
 import PIL.Image
 
+import exiftool
 import image_forms
 import kxp
 import profiles
@@ -172,32 +173,6 @@ class Damage(unittest.TestCase):
             self.sweep(form, changes)
 
 
-class Exiftool:
-    """One that stays, for many files."""
-
-    def __init__(self):
-        self.process = subprocess.Popen(["exiftool", "-stay_open", "True", "-@", "-"],
-                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        stderr=subprocess.DEVNULL)
-
-    def read(self, path):
-        """@return {name with its group: value}, None for what is no file to it."""
-        arguments = ["-json", "-G1", "-n", "-a", path, "-execute"]
-        self.process.stdin.write("".join(f"{line}\n" for line in arguments).encode())
-        self.process.stdin.flush()
-        text = b""
-        while not text.endswith(b"{ready}\n"):
-            text += self.process.stdout.readline()
-        text = text[:-len(b"{ready}\n")]
-        return json.loads(text.decode(errors="replace"))[0] if text.strip() else None
-
-    def close(self):
-        self.process.stdin.write(b"-stay_open\nFalse\n")
-        self.process.stdin.close()
-        self.process.stdout.close()
-        self.process.wait(timeout=60)
-
-
 class DamagedMetadata(OwnFolder):
     """Whatever byte of the metadata changes: what exiftool reads of the file is what it reads of the
     result, or it is told that something is left out."""
@@ -216,13 +191,10 @@ class DamagedMetadata(OwnFolder):
             "-EXIF:BrightnessValue=-1.5", "-EXIF:UserComment=a long comment", "-EXIF:ColorSpace#=1",
             "-EXIF:InteropIndex=R98", "-GPSLatitude=48.5", "-GPSLatitudeRef=N", "-XMP-dc:Title=one")
 
-    def setUp(self):
-        super().setUp()
-        self.exiftool = Exiftool()
-        self.addCleanup(self.exiftool.close)
-
     def tags(self, path):
-        return {name: value for name, value in (self.exiftool.read(path) or {}).items()
+        said = exiftool.run("-json", "-G1", "-n", "-a", path, check=False)
+        found = json.loads(said.decode(errors="replace"))[0] if said else {}
+        return {name: value for name, value in found.items()
                 if name.startswith(self.GROUPS) and name not in self.OTHERS}
 
     def test_changed_bytes(self):
@@ -230,7 +202,7 @@ class DamagedMetadata(OwnFolder):
         converted_files = 0
         for suffix in (".tif", ".jpg", ".png"):
             image.save(self.path("whole" + suffix))
-            image_forms.run("exiftool", "-overwrite_original", *self.TAGS, self.path("whole" + suffix))
+            exiftool.run("-overwrite_original", *self.TAGS, self.path("whole" + suffix))
             with open(self.path("whole" + suffix), "rb") as file:
                 whole = file.read()
             for at in range(0, len(whole), max(1, STEP // 2 - 1)):

@@ -18,6 +18,7 @@ import PIL.Image
 import PIL.PngImagePlugin
 import tifffile
 
+import exiftool
 import profiles
 import surroundings
 import tiff_rules
@@ -58,9 +59,7 @@ class Images(OwnFolder):
 
     def exiftool(self, name):
         """@return {name with its group: value}"""
-        done = subprocess.run(["exiftool", "-json", "-G1", "-n", "-a", self.path(name)],
-                              check=True, capture_output=True, timeout=60)
-        return json.loads(done.stdout)[0]
+        return exiftool.tags(self.path(name))
 
 
 class Rules(unittest.TestCase):
@@ -334,13 +333,14 @@ class Tags(Images):
     def exif_file(self, suffix):
         path = self.path("in" + suffix)
         PIL.Image.fromarray(samples(8)).save(path)
-        run("exiftool", "-overwrite_original", "-EXIF:ImageDescription=a slide",
-            "-EXIF:Orientation#=6", "-ExposureTime=1/60", "-ISO=400",
-            "-EXIF:DateTimeOriginal=2003:02:01 10:11:12", "-EXIF:UserComment=a long comment",
-            "-EXIF:ColorSpace#=1", "-EXIF:InteropIndex=R98", "-EXIF:Gamma=2.2",
-            "-EXIF:LensModel=60 mm", "-GPSLatitude=48.5", "-GPSLatitudeRef=N",
-            "-GPSLongitude=9.25", "-GPSLongitudeRef=E", "-XMP:Title=a title",
-            "-IPTC:City=Here" if suffix != ".png" else "-XMP:City=Here", path)
+        exiftool.run("-overwrite_original", "-EXIF:ImageDescription=a slide",
+                     "-EXIF:Orientation#=6", "-ExposureTime=1/60", "-ISO=400",
+                     "-EXIF:DateTimeOriginal=2003:02:01 10:11:12",
+                     "-EXIF:UserComment=a long comment", "-EXIF:ColorSpace#=1",
+                     "-EXIF:InteropIndex=R98", "-EXIF:Gamma=2.2", "-EXIF:LensModel=60 mm",
+                     "-GPSLatitude=48.5", "-GPSLatitudeRef=N", "-GPSLongitude=9.25",
+                     "-GPSLongitudeRef=E", "-XMP:Title=a title",
+                     "-IPTC:City=Here" if suffix != ".png" else "-XMP:City=Here", path)
         return path
 
     SAME = ("IFD0:ImageDescription", "IFD0:Orientation", "ExifIFD:ExposureTime", "ExifIFD:ISO",
@@ -398,8 +398,7 @@ class Tags(Images):
             self.assertEqual(image.info["comment"], b"a comment")
         self.assertEqual(self.copy("in.jpg", "out.tif"), [])
         self.assertEqual(self.exiftool("out.tif")["IFD0:ImageDescription"], "a comment")
-        run("exiftool", "-overwrite_original", "-EXIF:ImageDescription=another",
-            self.path("in.jpg"))
+        exiftool.run("-overwrite_original", "-EXIF:ImageDescription=another", self.path("in.jpg"))
         self.assertEqual(self.copy("in.jpg", "out.tif"), ["comment"])
         self.assertEqual(self.exiftool("out.tif")["IFD0:ImageDescription"], "another")
         info = PIL.PngImagePlugin.PngInfo()
@@ -433,8 +432,8 @@ class Tags(Images):
         text = "".join(f"word{i} " for i in range(30_000))
         PIL.Image.fromarray(samples(8)).save(self.path("in.tif"))
         self.write("text", text.encode())
-        run("exiftool", "-overwrite_original", f"-XMP-dc:Description<={self.path('text')}",
-            "-XMP-dc:Title=short", self.path("in.tif"))
+        exiftool.run("-overwrite_original", f"-XMP-dc:Description<={self.path('text')}",
+                     "-XMP-dc:Title=short", self.path("in.tif"))
         self.assertEqual(self.copy("in.tif", "divided.jpg", JPEG), [])
         heads = [content for number, content in self.markers(self.read("divided.jpg"))
                  if number == 0xE1 and content.startswith(b"http://ns.adobe.com/xmp/extension/\0")]
@@ -476,8 +475,8 @@ class Tags(Images):
     def test_copies_that_photoshop_keeps(self):
         """Its second Exif block and XMP packet speak of the new colours too."""
         self.exif_file(".tif")
-        run("exiftool", "-overwrite_original", "-o", self.path("exif.jpg"), "-TagsFromFile",
-            self.exif_file(".jpg"), "-EXIF:all", "-GPS:all", self.exif_file(".jpg"))
+        exiftool.run("-overwrite_original", "-o", self.path("exif.jpg"), "-TagsFromFile",
+                     self.exif_file(".jpg"), "-EXIF:all", "-GPS:all", self.exif_file(".jpg"))
         exif = next(content[6:] for number, content in self.markers(self.read("exif.jpg"))
                     if number == 0xE1 and content.startswith(b"Exif\0\0"))
         xmp = self.XMP.format(p="photoshop", attribute=" photoshop:ICCProfile='old one'",
@@ -499,9 +498,8 @@ class Tags(Images):
                 self.assertNotIn(b"R98", content)
         self.write("in.tif", tiff(extra=[(34377, BYTE, block(1058, exif))]))
         self.copy("in.tif", "out.tif", colors=OTHERS)
-        done = subprocess.run(["exiftool", "-s3", "-n", "-ColorSpace", self.path("out.tif")],
-                              check=True, capture_output=True, timeout=60)
-        self.assertEqual(done.stdout.strip(), b"65535")
+        found = exiftool.run("-s3", "-n", "-ColorSpace", self.path("out.tif"))
+        self.assertEqual(found.strip(), b"65535")
 
     def test_directories_that_would_be_empty_go(self):
         """An Exif directory of nothing but the gamma of the old colours."""

@@ -18,6 +18,7 @@ import numpy
 import PIL.Image
 import PIL.PngImagePlugin
 
+import exiftool
 import profiles
 import surroundings
 import tiffs
@@ -140,9 +141,10 @@ class Metadata(Images):
             with self.subTest(suffix):
                 path = self.path("in" + suffix)
                 PIL.Image.fromarray(samples(8)).save(path)
-                run("exiftool", "-overwrite_original", "-EXIF:ImageDescription=a slide",
-                    "-ExposureTime=1/60", "-EXIF:DateTimeOriginal=2003:02:01 10:11:12",
-                    "-EXIF:InteropIndex=R98", "-GPSLatitude=48.5", "-GPSLatitudeRef=N", path)
+                exiftool.run("-overwrite_original", "-EXIF:ImageDescription=a slide",
+                             "-ExposureTime=1/60", "-EXIF:DateTimeOriginal=2003:02:01 10:11:12",
+                             "-EXIF:InteropIndex=R98", "-GPSLatitude=48.5", "-GPSLatitudeRef=N",
+                             path)
                 tags = self.describe(path)[0]["tags"]
                 order = {"II": "<", "MM": ">"}[self.exif_order(path)]
                 self.assertEqual(tags["270"], [ASCII, 8, b"a slide\0".hex()])
@@ -156,8 +158,7 @@ class Metadata(Images):
 
     @staticmethod
     def exif_order(path):
-        return subprocess.run(["exiftool", "-s3", "-n", "-ExifByteOrder", path], check=True,
-                              capture_output=True, text=True).stdout.strip() \
+        return exiftool.run("-s3", "-n", "-ExifByteOrder", path).decode().strip() \
             if not path.endswith(".tif") else open(path, "rb").read(2).decode()
 
     def test_other_formats_have_places_of_their_own(self):

@@ -4,10 +4,10 @@
 Environment: KXCMS (the command).
 """
 
-import json
 import os
 import subprocess
 
+import exiftool
 import image_forms
 import profiles
 import surroundings
@@ -89,9 +89,7 @@ class Metadata(OwnFolder):
 
     def exiftool(self, name):
         """@return {name with its group: value}"""
-        done = subprocess.run(["exiftool", "-json", "-G1", "-n", "-a", self.path(name)],
-                              check=True, capture_output=True, timeout=60)
-        return json.loads(done.stdout)[0]
+        return exiftool.tags(self.path(name))
 
     def convert(self, source, target, *arguments):
         """@return what was told."""
@@ -103,8 +101,8 @@ class Metadata(OwnFolder):
 
     def write(self, bits):
         image_forms.written(image_forms.samples(bits))(self.path("in.tif"))
-        image_forms.run("exiftool", "-overwrite_original", "-n", "-charset", "utf8",
-                        *(f"-{name}={value}" for name, value, _ in TAGS), self.path("in.tif"))
+        exiftool.run("-overwrite_original", "-n", "-charset", "utf8",
+                     *(f"-{name}={value}" for name, value, _ in TAGS), self.path("in.tif"))
         before = self.exiftool("in.tif")
         for name, value, _ in TAGS:
             self.assertEqual(before.get(name), value, "exiftool did not write it")

@@ -16,6 +16,7 @@ import PIL.Image
 import PIL.PngImagePlugin
 import tifffile
 
+import exiftool
 import kxp
 import profiles
 import surroundings
@@ -97,12 +98,11 @@ class Profile(OwnFolder):
 
     def tags(self, *names):
         """What exiftool finds in files besides their profiles and names."""
-        done = subprocess.run(["exiftool", "-json", "-G1", "-n", "-a", "-u", "-U", "-b",
-                               *map(self.path, names)], check=True, capture_output=True, timeout=60)
+        said = exiftool.run("-json", "-G1", "-n", "-a", "-u", "-U", "-b", *map(self.path, names))
         return [{tag: value for tag, value in found.items()
                  if tag.split(":")[0] not in ("SourceFile", "System", "ExifTool") and
                  not tag.startswith("ICC") and not tag.endswith(":ICC_Profile") and
-                 "ProfileName" not in tag} for found in json.loads(done.stdout)]
+                 "ProfileName" not in tag} for found in json.loads(said)]
 
     def expect_same_pixels(self, one, other):
         """Of every page, as libtiff or Pillow reads them."""
@@ -202,11 +202,11 @@ class Claims(Profile):
         """Exif with ColorSpace sRGB, index R98 and a thumbnail, by Pillow and exiftool."""
         PIL.Image.fromarray(samples(8)).save(self.path("exif.jpg"), quality=90)
         PIL.Image.fromarray(samples(8)[::8, ::8]).save(self.path("thumb.jpg"), quality=60)
-        run("exiftool", "-q", "-overwrite_original", f"-ExifByteOrder={order}", "-ColorSpace#=1",
-            "-InteropIndex=R98", "-Gamma=2.2", "-UserComment=a comment", "-Orientation#=6",
-            "-GPSLatitude=50.9", "-GPSLatitudeRef=N", "-WhitePoint=0.3127 0.329",
-            f"-ThumbnailImage<={self.path('thumb.jpg')}", "-Artist=somebody",
-            self.path("exif.jpg"))
+        exiftool.run("-overwrite_original", f"-ExifByteOrder={order}", "-ColorSpace#=1",
+                     "-InteropIndex=R98", "-Gamma=2.2", "-UserComment=a comment",
+                     "-Orientation#=6", "-GPSLatitude=50.9", "-GPSLatitudeRef=N",
+                     "-WhitePoint=0.3127 0.329", f"-ThumbnailImage<={self.path('thumb.jpg')}",
+                     "-Artist=somebody", self.path("exif.jpg"))
 
     def differences(self, one, other):
         before, after = self.tags(one, other)
@@ -249,9 +249,9 @@ class Claims(Profile):
         for source, make in (("in.tif", written(samples(16))), ("in.png", saved(samples(8)))):
             with self.subTest(source):
                 make(self.path(source))
-                run("exiftool", "-q", "-overwrite_original", "-TagsFromFile", self.path("exif.jpg"),
-                    "-ExifIFD:all", "-GPS:all", "-InteropIFD:all", "-Artist", "-ColorSpace#=1",
-                    "-InteropIndex=R98", self.path(source))
+                exiftool.run("-overwrite_original", "-TagsFromFile", self.path("exif.jpg"),
+                             "-ExifIFD:all", "-GPS:all", "-InteropIFD:all", "-Artist",
+                             "-ColorSpace#=1", "-InteropIndex=R98", self.path(source))
                 target = "out" + source[-4:]
                 done = self.run_command("embed", source, "rgb.icc", target)
                 self.assertEqual(done.returncode, DONE, done.stderr)
@@ -398,9 +398,8 @@ class Claims(Profile):
                     with self.subTest(place, order=order, command=command[0]):
                         self.expect(command)
                         for name in ("in.jpg", "out.jpg"):
-                            found = subprocess.run(["exiftool", "-b", "-MPImage2", self.path(name)],
-                                                   check=True, capture_output=True, timeout=60)
-                            self.assertEqual(found.stdout, second)
+                            self.assertEqual(exiftool.run("-b", "-MPImage2", self.path(name)),
+                                             second)
                         size = self.tags("out.jpg")[0]["MPImage1:MPImageLength"]
                         self.assertEqual(self.read("out.jpg")[size:], second)
                         self.expect_same_pixels("in.jpg", "out.jpg")

@@ -18,10 +18,10 @@ import numpy
 import PIL.Image
 import tifffile
 
+import exiftool
 import profiles
 import surroundings
 import thumbnails
-from image_forms import run
 from thumbnails import (ORDERS, THUMBNAIL, THUMBNAIL_OF_4, exif, of_pixels, of_stream,
                         photoshop_thumbnail, picture, resource, stream, without_jfif)
 from tiffs import ASCII, LONG, SHORT, UNDEFINED
@@ -64,14 +64,11 @@ class Case(unittest.TestCase):
 
     def exiftool(self, name):
         """@return {name with its group: value}"""
-        done = subprocess.run(["exiftool", "-json", "-G1", "-n", "-a", self.path(name)],
-                              check=True, capture_output=True, timeout=60)
-        return json.loads(done.stdout)[0]
+        return exiftool.tags(self.path(name))
 
     def extracted(self, name, tag="ThumbnailImage"):
         """@return the bytes of a thumbnail, by exiftool; empty for none."""
-        return subprocess.run(["exiftool", "-b", f"-{tag}", self.path(name)], check=True,
-                              capture_output=True, timeout=60).stdout
+        return exiftool.run("-b", f"-{tag}", self.path(name))
 
     def block(self, name):
         """@return the block of Exif that an image has."""
@@ -174,10 +171,10 @@ class ExifThumbnails(Case):
             file.write(stream(SMALL))
         for order in ("II", "MM"):
             with self.subTest(order=order):
-                run("exiftool", "-overwrite_original", f"-ExifByteOrder={order}",
-                    f"-ThumbnailImage<={self.path('small.jpg')}", "-FNumber=5.6",
-                    "-GPSLatitude=48.5", "-InteropIndex=R98", "-IFD1:Software=somebody's",
-                    "-XMP-dc:Title=one", self.path("in.jpg"))
+                exiftool.run("-overwrite_original", f"-ExifByteOrder={order}",
+                             f"-ThumbnailImage<={self.path('small.jpg')}", "-FNumber=5.6",
+                             "-GPSLatitude=48.5", "-InteropIndex=R98", "-IFD1:Software=somebody's",
+                             "-XMP-dc:Title=one", self.path("in.jpg"))
                 self.assertEqual(self.convert("in.jpg", "out.jpg"), "")
                 self.expect_converted(self.decoded(stream(SMALL)),
                                       self.decoded(self.extracted("out.jpg")))
