@@ -837,7 +837,7 @@ class Killed(Batch):
         """The file at hand is undone: its temporary file goes, which has a name here."""
         self.write("in/0.tif", tiff(width=8, length=8))
         rng = numpy.random.default_rng(1)
-        tifffile.imwrite(self.name("in/big.tif"), rng.integers(0, 256, (3000, 3000, 3), "u1"),
+        tifffile.imwrite(self.name("in/big.tif"), rng.integers(0, 256, (2000, 2000, 3), "u1"),
                          photometric="rgb")
         running = subprocess.Popen(
             [KXCMS, *self.COMMON, "--compress", "deflate"], cwd=self.folder, stderr=subprocess.PIPE,

@@ -1391,7 +1391,7 @@ class Writing(Command):
 
     @needs_proc
     def test_no_progress_without_a_terminal_and_some_with_one(self):
-        self.write("in.tif", tiff(width=5000, length=3000, samples=[7, 100, 200] * 15_000_000))
+        written(numpy.full((3000, 5000, 3), (7, 100, 200), "u1"))(self.path("in.tif"))
         self.convert()
         controller, terminal = surroundings.open_terminal()
         # Stopped most of the time until it shows something, the command surely takes long.

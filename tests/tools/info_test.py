@@ -377,8 +377,8 @@ class Memory(Info):
     def forms(self):
         rows, rng = str(self.HEIGHT), numpy.random.default_rng(3)
         noise = rng.integers(0, 256, (self.HEIGHT, self.WIDTH, 3), "u1")
-        # Blocks of one colour, for encoders that take their time over noise.
-        blocks = numpy.kron(noise[::8, ::8], numpy.ones((8, 8, 1), "u1"))
+        # Blocks of one colour, for encoders that take their time over noise and no memory for it.
+        blocks = numpy.kron(noise[::80, ::80], numpy.ones((80, 80, 1), "u1"))
         plain, separate = written(noise), written(planes(noise), planarconfig="separate")
         yield "one strip", ".tif", written(noise, rowsperstrip=self.HEIGHT)
         yield "16 bits", ".tif", written(noise.astype("u2") * 257)
@@ -398,8 +398,8 @@ class Memory(Info):
         yield "JPEG", ".jpg", saved(noise)
         yield "progressive", ".jpg", saved(blocks, progressive=True)
         yield "progressive, all colours", ".jpg", saved(blocks, progressive=True, subsampling=0)
-        yield "PNG", ".png", saved(noise, compress_level=1)
-        yield "interlaced", ".png", png16(noise.astype("u2") * 257, "[interlace,compression=1]")
+        yield "PNG", ".png", saved(blocks, compress_level=1)
+        yield "interlaced", ".png", png16(blocks.astype("u2") * 257, "[interlace,compression=1]")
         yield "long rows", ".tif", written(numpy.zeros((12, 640000, 3), "u1"))
 
     # What the program takes for any image, and what of it are pieces of rows.
