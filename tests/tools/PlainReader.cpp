@@ -164,7 +164,7 @@ struct Png {
         info(png_create_info_struct(png)) {}
   ~Png() {
     png_destroy_read_struct(&png, &info, nullptr);
-    std::fclose(file);
+    if (file != nullptr) std::fclose(file);
   }
   Png(const Png&) = delete;
   Png& operator=(const Png&) = delete;
@@ -184,7 +184,7 @@ bool ReadRows(Png& from) {
 
 std::optional<PlainPage> ReadPng(const char* path) {
   Png from(path);
-  if (!ReadRows(from)) return std::nullopt;
+  if (from.file == nullptr || !ReadRows(from)) return std::nullopt;
   PlainPage page;
   page.width = png_get_image_width(from.png, from.info);
   page.height = png_get_image_height(from.png, from.info);
@@ -221,7 +221,7 @@ struct Jpeg {
   }
   ~Jpeg() {
     jpeg_destroy_decompress(&info);
-    std::fclose(file);
+    if (file != nullptr) std::fclose(file);
   }
   Jpeg(const Jpeg&) = delete;
   Jpeg& operator=(const Jpeg&) = delete;
@@ -257,7 +257,7 @@ bool ReadRows(Jpeg& from) {
 
 std::optional<PlainPage> ReadJpeg(const char* path) {
   Jpeg from(path);
-  const bool isRead = ReadRows(from);
+  const bool isRead = from.file != nullptr && ReadRows(from);
   const std::unique_ptr<JOCTET, void (*)(void*)> profile(from.profile, std::free);
   if (!isRead) return std::nullopt;
   PlainPage page = std::move(from.page);

@@ -8,6 +8,7 @@ them. `damage_test.py 1` takes every cut and every byte, otherwise every 60th is
 Environment: KXCMS (the command), KXCMS_PLAIN_READER (what libtiff and libpng read), KXPIPELINE.
 """
 
+import atexit
 import concurrent.futures
 import functools
 import json
@@ -42,6 +43,46 @@ def run(*command):
     return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, timeout=60)
 
 
+class Reader:
+    """A process that reads one file after another."""
+
+    idle = []
+
+    def __init__(self):
+        self.said = tempfile.TemporaryFile()
+        self.process = subprocess.Popen([READER], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        stderr=self.said)
+        atexit.register(self.process.communicate)
+
+    @classmethod
+    def pages(cls, path):
+        """@return as `peer_pages`. A reader whose process ends at a file is used no more."""
+        try:
+            reader = cls.idle.pop()
+        except IndexError:
+            reader = cls()
+        found = reader.read(path)
+        if reader.process.poll() is None:
+            cls.idle.append(reader)
+        return found
+
+    def read(self, path):
+        output, before, pages = self.process.stdout, self.said.seek(0, os.SEEK_END), []
+        self.process.stdin.write(path.encode() + b"\n")
+        self.process.stdin.flush()
+        try:
+            while (line := output.readline()) not in (b"read\n", b"failed\n"):
+                width, height, count, bits, alpha, associated, profile = map(int, line.split())
+                rows = numpy.frombuffer(output.read(width * height * count * bits // 8),
+                                        f"u{bits // 8}")
+                pages.append((rows.reshape(height, width, count), alpha, associated,
+                              output.read(profile)))
+        except ValueError:  # the output ends amid a page, or before one
+            return f"the reader ended with {self.process.wait(timeout=60)}"
+        self.said.seek(before)
+        return pages if line == b"read\n" else self.said.read().decode(errors="replace")
+
+
 def peer_pages(path):
     """@return [(samples, alpha, associated, profile)] of the pages, or why the file cannot be read
     so."""
@@ -53,21 +94,7 @@ def peer_pages(path):
                     return [(numpy.asarray(image), 0, 0, image.info.get("icc_profile", b""))]
         except Exception as error:  # Pillow refuses in many ways
             return str(error)
-    # It ends without taking apart what it has made.
-    done = subprocess.run([READER, path], stdin=subprocess.DEVNULL, capture_output=True, timeout=60,
-                          env=dict(os.environ, ASAN_OPTIONS="detect_leaks=0"))
-    if done.returncode != 0:
-        return done.stderr.decode()
-    pages, data, at = [], done.stdout, 0
-    while at < len(data):
-        end = data.index(b"\n", at)
-        width, height, count, bits, alpha, associated, profile = map(int, data[at:end].split())
-        size = width * height * count * bits // 8
-        rows = numpy.frombuffer(data[end + 1:end + 1 + size], f"u{bits // 8}")
-        at = end + 1 + size + profile
-        pages.append((rows.reshape(height, width, count), alpha, associated,
-                      data[at - profile:at]))
-    return pages
+    return Reader.pages(path)
 
 
 @functools.lru_cache(256)

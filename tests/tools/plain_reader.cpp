@@ -1,29 +1,32 @@
-// What libtiff, libpng and libjpeg read of a file: for each page a line
+// What libtiff, libpng and libjpeg read of files. Names of files come from standard input, one a
+// line. For each page it writes a line
 // "WIDTH HEIGHT SAMPLES BITS ALPHA ASSOCIATED PROFILE-BYTES", the interleaved samples as the
-// machine holds them, and the profile. ALPHA is the first sample that is one, or 0.
-//
-//   plain_reader FILE
-//
-// Exit status 1 for what cannot be read, or only with an error.
+// machine holds them, and the profile; ALPHA is the first sample that is one, or 0. Behind the last
+// page stands a line "read", or "failed" for a file that cannot be read, or only with an error.
 
 #include <cstdio>
+#include <iostream>
 #include <optional>
 #include <string>
 
 #include "PlainReader.h"
 
-int main(int argc, char** argv) {
-  if (argc != 2) return 2;
-  std::string said;
-  bool isRead = true;
-  for (const std::optional<PlainPage>& page : ReadPlainly(argv[1], PlainFormatOf(argv[1]), said)) {
-    isRead = isRead && page;
-    if (!isRead) break;
-    std::printf("%u %u %u %u %u %d %zu\n", page->width, page->height, page->samples, page->bits,
-                page->alpha, int{page->isAssociated}, page->profile.size());
-    std::fwrite(page->rows.data(), 1, page->rows.size(), stdout);
-    std::fwrite(page->profile.data(), 1, page->profile.size(), stdout);
+int main() {
+  std::string path, said;
+  while (std::getline(std::cin, path)) {
+    said.clear();
+    bool isRead = true;
+    for (const std::optional<PlainPage>& page :
+         ReadPlainly(path.c_str(), PlainFormatOf(path), said)) {
+      isRead = isRead && page;
+      if (!isRead) break;
+      std::printf("%u %u %u %u %u %d %zu\n", page->width, page->height, page->samples, page->bits,
+                  page->alpha, int{page->isAssociated}, page->profile.size());
+      std::fwrite(page->rows.data(), 1, page->rows.size(), stdout);
+      std::fwrite(page->profile.data(), 1, page->profile.size(), stdout);
+    }
+    std::fputs(said.c_str(), stderr);
+    std::puts(isRead ? "read" : "failed");
+    if (std::fflush(stdout) != 0) return 1;
   }
-  std::fputs(said.c_str(), stderr);
-  return isRead && std::fflush(stdout) == 0 ? 0 : 1;
 }
