@@ -27,7 +27,8 @@ if grep -E 'pycache|data/purelib' "$work/contents"; then fail "it has these"; fi
 left="$(find "$KXCMS_SOURCE/bindings" -name '*.egg-info' -o -name build -o -name '*.so*')"
 [[ -z "$left" ]] || fail "the build left in the tree: $left"
 
-/usr/bin/python3 -m venv --system-site-packages "$work/environment"
+# Debian's pip is seen from there.
+/usr/bin/python3 -m venv --system-site-packages --without-pip "$work/environment"
 python="$work/environment/bin/python3"
 "$python" -m pip install --quiet --disable-pip-version-check --no-index --no-deps "$wheel"
 export KXCMS_STAGE="$work/stage"
