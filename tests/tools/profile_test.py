@@ -104,23 +104,27 @@ class Profile(OwnFolder):
                  not tag.startswith("ICC") and not tag.endswith(":ICC_Profile") and
                  "ProfileName" not in tag} for found in json.loads(said)]
 
-    def expect_same_pixels(self, one, other):
+    def expect_same_pixels(self, one, *others):
         """Of every page, as libtiff or Pillow reads them."""
         if one.endswith(".tif"):
-            self.assertEqual(self.raw_pages(one), self.raw_pages(other))
-            for name in (one, other):
-                done = subprocess.run(["tiffcp", "-c", "none", self.path(name),
-                                       self.path(name + ".plain")], capture_output=True, timeout=60)
-                self.assertEqual(done.returncode, 0, done.stderr)
-            pages = [[page.asarray() for page in tifffile.TiffFile(self.path(name + ".plain")).pages]
-                     for name in (one, other)]
-            self.assertEqual(len(pages[0]), len(pages[1]))
-            for a, b in zip(*pages):
-                numpy.testing.assert_array_equal(a, b)
+            raw, pages = self.raw_pages(one), self.plain_pages(one)
+            for other in others:
+                self.assertEqual(raw, self.raw_pages(other))
+                for a, b in zip(pages, self.plain_pages(other), strict=True):
+                    numpy.testing.assert_array_equal(a, b)
             return
-        with PIL.Image.open(self.path(one)) as a, PIL.Image.open(self.path(other)) as b:
-            self.assertEqual((a.mode, a.size, a.getpalette()), (b.mode, b.size, b.getpalette()))
-            self.assertEqual(a.tobytes(), b.tobytes())
+        for other in others:
+            with PIL.Image.open(self.path(one)) as a, PIL.Image.open(self.path(other)) as b:
+                self.assertEqual((a.mode, a.size, a.getpalette()), (b.mode, b.size, b.getpalette()))
+                self.assertEqual(a.tobytes(), b.tobytes())
+
+    def plain_pages(self, name):
+        """What libtiff's tiffcp reads, as tifffile finds it."""
+        done = subprocess.run(["tiffcp", "-c", "none", self.path(name), self.path("plain.tif")],
+                              capture_output=True, timeout=60)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        with tifffile.TiffFile(self.path("plain.tif")) as file:
+            return [page.asarray() for page in file.pages]
 
     def raw_pages(self, name):
         """The coded strips or tiles of every page and SubIFD, as tifffile finds them."""
@@ -148,7 +152,6 @@ class Forms(Profile):
         data = self.read(source)
         self.expect(["embed", "--quiet", source, "given.icc", "with" + end])
         self.assertEqual(self.read(source), data)
-        self.expect_same_pixels(source, "with" + end)
         before, after = self.tags(source, "with" + end)
         self.assertEqual(after | self.changed(before), before | self.changed(after))
         self.assertEqual(set(self.profiles_of("with" + end)), {profile})
@@ -161,7 +164,7 @@ class Forms(Profile):
         self.assertEqual(self.read("with" + end), once)
 
         self.expect(["remove", "with" + end, "without" + end])
-        self.expect_same_pixels(source, "without" + end)
+        self.expect_same_pixels(source, "with" + end, "without" + end)
         self.assertEqual(set(self.profiles_of("without" + end)), {None})
         self.assertNotIn(profile, self.read("without" + end))
         self.expect(["extract", "without" + end, "none.icc"], PROFILE,
@@ -654,7 +657,7 @@ class Refusals(Profile):
         data = tiff(width=4, length=3, profile=RGB[:200])
         at = struct.unpack_from("<I", data, 4)[0]
         for place in [*range(8), *range(at, at + 2 + 12 * 14 + 4)]:
-            for value in (0, 255, data[place] ^ 1):
+            for value in {0, 255, data[place] ^ 1} - {data[place]}:
                 self.write("bad.tif", data[:place] + bytes([value]) + data[place + 1:])
                 done = self.run_command("embed", "--quiet", "bad.tif", "srgb", "out.tif")
                 with self.subTest(place=place, value=value):
