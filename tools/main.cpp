@@ -41,23 +41,20 @@ struct Options {
 };
 
 CLI::App* AddCheck(CLI::App& app, CheckRequest& request) {
-  CLI::App* check =
-      app.add_subcommand("check", "List everything wrong with images and ICC profiles");
-  check->add_option("FILE", request.files, "TIFF, JPEG and PNG images and ICC profiles");
-  check->add_flag("--json", request.json, "print one JSON document instead of lines")
-      ->group(option_group::kRunning);
+  CLI::App* check = AddCommand(app, "check", "List everything wrong with images and ICC profiles");
+  AddArgument(*check, "FILE", request.files, "TIFF, JPEG and PNG images and ICC profiles");
+  const OptionGroup running(*check, option_group::kRunning);
+  running.Flag("--json", request.json, "print one JSON document instead of lines");
   return check;
 }
 
 CLI::App* AddSelfTest(CLI::App& app, SelfTestRequest& request) {
   CLI::App* selfTest =
-      app.add_subcommand("selftest", "Check that this machine computes the colours that it should");
-  selfTest->add_option("--threads", request.threads, "threads (default: one per processor)")
-      ->group(option_group::kRunning);
-  selfTest
-      ->add_option("--digests", request.digests,
-                   "file of digests to compare with (default: the list built in)")
-      ->group(option_group::kRunning);
+      AddCommand(app, "selftest", "Check that this machine computes the colours that it should");
+  const OptionGroup running(*selfTest, option_group::kRunning);
+  running.Option("--threads", request.threads, "threads (default: one per processor)");
+  running.Option("--digests", request.digests,
+                 "file of digests to compare with (default: the list built in)");
   return selfTest;
 }
 

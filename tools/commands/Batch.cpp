@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -243,54 +242,34 @@ Form FormOf(const BatchRequest& request) {
 }  // namespace
 
 CLI::App* AddBatch(CLI::App& app, BatchRequest& request) {
-  CLI::App* batch = app.add_subcommand("batch", "Convert the images of a folder or a list");
-  batch->add_option("--from", request.from, "folder of the images, with those below it")
-      ->group(option_group::kFiles);
-  batch->add_option("--list", request.list, "file of their names, one a line; - for standard input")
-      ->group(option_group::kFiles);
-  batch->add_flag("-0,--null", request.isNulEnded, "names of the list end with a zero byte")
-      ->group(option_group::kFiles);
-  batch->add_option("--to-dir", request.toDir, "folder for the results, at the same paths")
-      ->group(option_group::kFiles);
-  batch
-      ->add_option("--journal", request.journal,
-                   "file for records of what was done (default: kxcms-journal.jsonl in the folder "
-                   "of results)")
-      ->group(option_group::kFiles);
-  batch->add_option("--shard", request.shard, "I/N: the part I of N of all files, I from 0")
-      ->group(option_group::kFiles);
-  batch->add_option("--quarantine", request.quarantine, "folder for links to files that failed")
-      ->group(option_group::kFiles);
+  CLI::App* batch = AddCommand(app, "batch", "Convert the images of a folder or a list");
+  const OptionGroup files(*batch, option_group::kFiles);
+  files.Option("--from", request.from, "folder of the images, with those below it");
+  files.Option("--list", request.list, "file of their names, one a line; - for standard input");
+  files.Flag("-0,--null", request.isNulEnded, "names of the list end with a zero byte");
+  files.Option("--to-dir", request.toDir, "folder for the results, at the same paths");
+  files.Option("--journal", request.journal,
+               "file for records of what was done (default: kxcms-journal.jsonl in the folder "
+               "of results)");
+  files.Option("--shard", request.shard, "I/N: the part I of N of all files, I from 0");
+  files.Option("--quarantine", request.quarantine, "folder for links to files that failed");
   AddConversionOptions(*batch, request.conversion);
-  batch
-      ->add_option("--profile-map", request.profileMap,
-                   "table of profiles: a glob or device:MAKE/MODEL, tabulator, profile")
-      ->group(option_group::kColors);
-  NotEmpty(batch->add_option("--jobs", request.jobs, "files at once (default: one per processor)"))
-      ->group(option_group::kRunning);
-  batch
-      ->add_option("--hash", request.hash,
-                   ChoiceOf(kHashes) +
-                       ": SHA-256 of outputs, or of inputs and pixels too "
-                       "(default: all)")
-      ->group(option_group::kRunning);
-  batch->add_flag("--rehash", request.isRehash, "recognise what is done by SHA-256 too")
-      ->group(option_group::kRunning);
-  batch
-      ->add_option("--min-free", request.minFree,
-                   "stop when less is free for the results; bytes, or with K, M, G, T")
-      ->group(option_group::kRunning);
-  NotEmpty(
-      batch->add_option("--max-failures", request.maxFailures, "stop when so many have failed"))
-      ->group(option_group::kRunning);
-  batch->add_flag("--dry-run", request.isDryRun, "look at all files and write nothing")
-      ->group(option_group::kRunning);
-  batch
-      ->add_flag("--selftest", request.isSelfTest,
-                 "check first, and not only quickly, that this machine computes right")
-      ->group(option_group::kRunning);
-  batch->add_option("--progress", request.progress, ChoiceOf(kProgress) + " (default: auto)")
-      ->group(option_group::kRunning);
+  const OptionGroup colors(*batch, option_group::kColors);
+  colors.Option("--profile-map", request.profileMap,
+                "table of profiles: a glob or device:MAKE/MODEL, tabulator, profile");
+  const OptionGroup running(*batch, option_group::kRunning);
+  running.Number("--jobs", request.jobs, "files at once (default: one per processor)");
+  running.Option(
+      "--hash", request.hash,
+      ChoiceOf(kHashes) + ": SHA-256 of outputs, or of inputs and pixels too (default: all)");
+  running.Flag("--rehash", request.isRehash, "recognise what is done by SHA-256 too");
+  running.Option("--min-free", request.minFree,
+                 "stop when less is free for the results; bytes, or with K, M, G, T");
+  running.Number("--max-failures", request.maxFailures, "stop when so many have failed");
+  running.Flag("--dry-run", request.isDryRun, "look at all files and write nothing");
+  running.Flag("--selftest", request.isSelfTest,
+               "check first, and not only quickly, that this machine computes right");
+  running.Option("--progress", request.progress, ChoiceOf(kProgress) + " (default: auto)");
   return batch;
 }
 

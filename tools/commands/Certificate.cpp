@@ -1,6 +1,5 @@
 #include "tools/commands/Certificate.h"
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <iostream>
 #include <utility>
@@ -284,27 +283,22 @@ void CheckFiles(const CertificateRequest& request) {
 }  // namespace
 
 CLI::App* AddCertificate(CLI::App& app, CertificateRequest& request) {
-  CLI::App* command = app.add_subcommand(
-      "certificate", "Measure on this machine how exactly a profile is converted");
-  command->add_option("PROFILE", request.profile, "ICC profile of the device");
+  CLI::App* command =
+      AddCommand(app, "certificate", "Measure on this machine how exactly a profile is converted");
+  AddArgument(*command, "PROFILE", request.profile, "ICC profile of the device");
   AddColorsTo(*command, request.to);
   AddIntent(*command, request.intent);
-  command
-      ->add_flag("--black-point-compensation", request.blackPointCompensation,
-                 "map the device's black to the output's (with --intent relative)")
-      ->group(option_group::kColors);
-  command->add_option("--pipeline", request.pipeline, "precise or fixed (default: precise)")
-      ->group(option_group::kColors);
-  command
-      ->add_option("--sample", request.sample,
-                   "look at so many random colours of 16 bits (default: all colours of 8 bits)")
-      ->group(option_group::kColors);
-  command->add_option("-o,--output", request.text, "file for the certificate as text")
-      ->group(option_group::kFile);
-  command->add_option("--json", request.json, "file for the certificate as JSON")
-      ->group(option_group::kFile);
-  command->add_option("--verify", request.verify, "JSON certificate to check again")
-      ->group(option_group::kRunning);
+  const OptionGroup colors(*command, option_group::kColors);
+  colors.Flag("--black-point-compensation", request.blackPointCompensation,
+              "map the device's black to the output's (with --intent relative)");
+  colors.Option("--pipeline", request.pipeline, "precise or fixed (default: precise)");
+  colors.Option("--sample", request.sample,
+                "look at so many random colours of 16 bits (default: all colours of 8 bits)");
+  const OptionGroup file(*command, option_group::kFile);
+  file.Option("-o,--output", request.text, "file for the certificate as text");
+  file.Option("--json", request.json, "file for the certificate as JSON");
+  const OptionGroup running(*command, option_group::kRunning);
+  running.Option("--verify", request.verify, "JSON certificate to check again");
   return command;
 }
 

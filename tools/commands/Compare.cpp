@@ -1,6 +1,5 @@
 #include "tools/commands/Compare.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -411,22 +410,18 @@ void Check(const CompareRequest& request) {
 
 CLI::App* AddCompare(CLI::App& app, CompareRequest& request) {
   CLI::App* command =
-      app.add_subcommand("compare", "Tell how far two images, or two profiles, are apart");
-  command->add_option("FILES", request.files, "two images of one size, or two ICC profiles");
-  command
-      ->add_option("--assume", request.assume,
-                   "ICC profile or space of images without an embedded profile")
-      ->group(option_group::kColors);
+      AddCommand(app, "compare", "Tell how far two images, or two profiles, are apart");
+  AddArgument(*command, "FILES", request.files, "two images of one size, or two ICC profiles");
+  const OptionGroup colors(*command, option_group::kColors);
+  colors.Option("--assume", request.assume,
+                "ICC profile or space of images without an embedded profile");
   AddIntent(*command, request.intent);
-  command
-      ->add_option("--difference", request.difference,
-                   "image of the differences to write (.png, .tif)")
-      ->group(option_group::kFile);
-  NotEmpty(command->add_option("--limit", request.limit,
-                               "end with status 5 if the largest difference is above this"))
-      ->group(option_group::kRunning);
-  command->add_flag("--json", request.json, "print one JSON document instead of lines")
-      ->group(option_group::kRunning);
+  const OptionGroup file(*command, option_group::kFile);
+  file.Option("--difference", request.difference, "image of the differences to write (.png, .tif)");
+  const OptionGroup running(*command, option_group::kRunning);
+  running.Number("--limit", request.limit,
+                 "end with status 5 if the largest difference is above this");
+  running.Flag("--json", request.json, "print one JSON document instead of lines");
   return command;
 }
 

@@ -1,6 +1,5 @@
 #include "tools/commands/ConvertOptions.h"
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 
 #include "api/pipeline.h"
@@ -54,12 +53,6 @@ void CheckOffset(const char* option, double offset, double largest) {
 
 }  // namespace
 
-CLI::Option* NotEmpty(CLI::Option* option) {
-  return option->check([](const std::string& text) {
-    return text.empty() ? std::string("an empty value is no number") : std::string();
-  });
-}
-
 void CheckThreads(int threads) {
   if (threads < 0 || threads > kMostThreads) {
     RefuseUsage("--threads must be 1 to " + std::to_string(kMostThreads) + ", or 0 for all");
@@ -67,101 +60,69 @@ void CheckThreads(int threads) {
 }
 
 void AddColorsTo(CLI::App& command, std::string& to) {
-  command.add_option("--to", to, "colour space to convert to, or ICC profile (default: srgb)")
-      ->group(option_group::kColors);
+  const OptionGroup colors(command, option_group::kColors);
+  colors.Option("--to", to, "colour space to convert to, or ICC profile (default: srgb)");
 }
 
 void AddIntent(CLI::App& command, std::string& intent) {
-  command.add_option("--intent", intent, ChoiceOf(kIntents) + Default(intent))
-      ->group(option_group::kColors);
+  const OptionGroup colors(command, option_group::kColors);
+  colors.Option("--intent", intent, ChoiceOf(kIntents) + Default(intent));
 }
 
 void AddConversionOptions(CLI::App& command, ConvertOptions& options) {
   ConvertRequest& request = options.request;
-  command
-      .add_option("--to", request.to,
-                  "output colour space, see convert --list, or ICC profile (default: srgb)")
-      ->group(option_group::kColors);
-  command
-      .add_option("--profile", request.profile,
-                  "ICC profile or space of the device (default: the profile embedded in the image)")
-      ->group(option_group::kColors);
-  command
-      .add_option("--assume", request.assume,
-                  "ICC profile or space of images without an embedded profile")
-      ->group(option_group::kColors);
+  const OptionGroup colors(command, option_group::kColors);
+  colors.Option("--to", request.to,
+                "output colour space, see convert --list, or ICC profile (default: srgb)");
+  colors.Option("--profile", request.profile,
+                "ICC profile or space of the device (default: the profile embedded in the image)");
+  colors.Option("--assume", request.assume,
+                "ICC profile or space of images without an embedded profile");
   AddIntent(command, options.intent);
-  command
-      .add_flag("--black-point-compensation", request.blackPointCompensation,
-                "map the device's black to the output's (with --intent relative)")
-      ->group(option_group::kColors);
-  command
-      .add_option("--pipeline", options.pipeline,
-                  "precise, or fixed for the bits of libKXCMS" + Default(options.pipeline))
-      ->group(option_group::kColors);
-  NotEmpty(command.add_option("--lightness", request.lightness,
-                              "offset in L*, -100 to 100 (fixed pipeline)"))
-      ->group(option_group::kColors);
-  NotEmpty(
-      command.add_option("--chroma", request.chroma, "offset in C*, -100 to 100 (fixed pipeline)"))
-      ->group(option_group::kColors);
-  NotEmpty(command.add_option("--hue", request.hueDeg,
-                              "offset in degrees of hue, -360 to 360 (fixed pipeline)"))
-      ->group(option_group::kColors);
+  colors.Flag("--black-point-compensation", request.blackPointCompensation,
+              "map the device's black to the output's (with --intent relative)");
+  colors.Option("--pipeline", options.pipeline,
+                "precise, or fixed for the bits of libKXCMS" + Default(options.pipeline));
+  colors.Number("--lightness", request.lightness, "offset in L*, -100 to 100 (fixed pipeline)");
+  colors.Number("--chroma", request.chroma, "offset in C*, -100 to 100 (fixed pipeline)");
+  colors.Number("--hue", request.hueDeg, "offset in degrees of hue, -360 to 360 (fixed pipeline)");
 
-  command
-      .add_option(
-          "--format", options.format,
-          ChoiceOf(kFormats) + Default("by the suffix of the output; standard output needs it"))
-      ->group(option_group::kFile);
-  NotEmpty(command.add_option("--depth", options.bits,
-                              "8 or 16 bits a sample (default: those of the image)"))
-      ->group(option_group::kFile);
-  command
-      .add_option("--compress", options.compression,
-                  ChoiceOf(kCompressions) + " (TIFF; default: " + options.compression +
-                      ", none if the image is compressed with loss)")
-      ->group(option_group::kFile);
-  command
-      .add_option("--bigtiff", options.bigTiff,
-                  ChoiceOf(kBig) + " (TIFF; default: " + options.bigTiff + ")")
-      ->group(option_group::kFile);
-  NotEmpty(command.add_option("--quality", request.quality, "1 to 100 (JPEG; default: 90)"))
-      ->group(option_group::kFile);
-  command
-      .add_option("--tag", request.tag,
-                  "profile to embed: auto for that of the output, none, an ICC profile or space "
-                  "(default: auto)")
-      ->group(option_group::kFile);
-  command.add_option("--pages", options.pages, ChoiceOf(kPages) + Default(options.pages))
-      ->group(option_group::kFile);
+  const OptionGroup file(command, option_group::kFile);
+  file.Option(
+      "--format", options.format,
+      ChoiceOf(kFormats) + Default("by the suffix of the output; standard output needs it"));
+  file.Number("--depth", options.bits, "8 or 16 bits a sample (default: those of the image)");
+  file.Option("--compress", options.compression,
+              ChoiceOf(kCompressions) + " (TIFF; default: " + options.compression +
+                  ", none if the image is compressed with loss)");
+  file.Option("--bigtiff", options.bigTiff,
+              ChoiceOf(kBig) + " (TIFF; default: " + options.bigTiff + ")");
+  file.Number("--quality", request.quality, "1 to 100 (JPEG; default: 90)");
+  file.Option("--tag", request.tag,
+              "profile to embed: auto for that of the output, none, an ICC profile or space "
+              "(default: auto)");
+  file.Option("--pages", options.pages, ChoiceOf(kPages) + Default(options.pages));
 
-  command
-      .add_option("--exists", options.exists,
-                  ChoiceOf(kExists) + " an existing output" + Default(options.exists))
-      ->group(option_group::kRunning);
-  command.add_flag("--durable", request.isDurable, "force the result to the disk")
-      ->group(option_group::kRunning);
-  command.add_flag("--quiet", request.isQuiet, "tell only what went wrong")
-      ->group(option_group::kRunning);
+  const OptionGroup running(command, option_group::kRunning);
+  running.Option("--exists", options.exists,
+                 ChoiceOf(kExists) + " an existing output" + Default(options.exists));
+  running.Flag("--durable", request.isDurable, "force the result to the disk");
+  running.Flag("--quiet", request.isQuiet, "tell only what went wrong");
 }
 
 CLI::App* AddConvert(CLI::App& app, ConvertOptions& options) {
   ConvertRequest& request = options.request;
-  CLI::App* convert = app.add_subcommand("convert", "Convert an RGB image by ICC profiles");
-  convert->add_option("IN", request.input,
-                      "TIFF, JPEG or PNG file, RGB, 8 or 16 bits a sample; - for standard input");
-  convert->add_option(
-      "OUT", request.output,
-      "file to write, its suffix names the format; may be IN; - for standard output");
+  CLI::App* convert = AddCommand(app, "convert", "Convert an RGB image by ICC profiles");
+  AddArgument(*convert, "IN", request.input,
+              "TIFF, JPEG or PNG file, RGB, 8 or 16 bits a sample; - for standard input");
+  AddArgument(*convert, "OUT", request.output,
+              "file to write, its suffix names the format; may be IN; - for standard output");
   AddConversionOptions(*convert, options);
-  convert->add_flag("--list", options.list, "list the output colour spaces and exit")
-      ->group(option_group::kColors);
-  convert->add_flag("--json", request.isJson, "print a record of what was done")
-      ->group(option_group::kRunning);
-  NotEmpty(
-      convert->add_option("--threads", request.threads, "threads (default: one per processor)"))
-      ->group(option_group::kRunning);
+  const OptionGroup colors(*convert, option_group::kColors);
+  colors.Flag("--list", options.list, "list the output colour spaces and exit");
+  const OptionGroup running(*convert, option_group::kRunning);
+  running.Flag("--json", request.isJson, "print a record of what was done");
+  running.Number("--threads", request.threads, "threads (default: one per processor)");
   return convert;
 }
 

@@ -39,9 +39,6 @@ ConvertRequest CheckedConvert(const ConvertOptions& options);
 void AddColorsTo(CLI::App& command, std::string& to);
 void AddIntent(CLI::App& command, std::string& intent);
 
-/// An empty value is no number, though the parser would take it for 0.
-CLI::Option* NotEmpty(CLI::Option* option);
-
 /// Refuses a number of threads that cannot be meant.
 void CheckThreads(int threads);
 

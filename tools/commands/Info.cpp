@@ -1,6 +1,5 @@
 #include "tools/commands/Info.h"
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <new>
 #include <utility>
@@ -59,11 +58,11 @@ void PrintLines(const Json& told) {
 }  // namespace
 
 CLI::App* AddInfo(CLI::App& app, InfoRequest& request) {
-  CLI::App* command = app.add_subcommand(
-      "info", "Show what images and ICC profiles are, and whether they can be converted");
-  command->add_option("FILE", request.files, "TIFF, JPEG and PNG images and ICC profiles");
-  command->add_flag("--json", request.json, "print one JSON document instead of lines")
-      ->group(option_group::kRunning);
+  CLI::App* command = AddCommand(
+      app, "info", "Show what images and ICC profiles are, and whether they can be converted");
+  AddArgument(*command, "FILE", request.files, "TIFF, JPEG and PNG images and ICC profiles");
+  const OptionGroup running(*command, option_group::kRunning);
+  running.Flag("--json", request.json, "print one JSON document instead of lines");
   return command;
 }
 

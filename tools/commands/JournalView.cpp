@@ -1,6 +1,5 @@
 #include "tools/commands/JournalView.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -164,16 +163,13 @@ void PrintFailed(const std::vector<std::string>& files, char end) {
 }  // namespace
 
 CLI::App* AddJournal(CLI::App& app, JournalRequest& request) {
-  CLI::App* command = app.add_subcommand("journal", "Show what journals of batches tell");
-  command->add_option("FILE", request.files, "journals");
-  command->add_option("--as", request.as, ChoiceOf(kForms) + " (default: summary)")
-      ->group(option_group::kContents);
-  command
-      ->add_flag("--failed", request.onlyFailed,
-                 "print the inputs that were refused or failed, for batch --list")
-      ->group(option_group::kContents);
-  command->add_flag("-0,--null", request.isNulEnded, "with --failed: names end with a zero byte")
-      ->group(option_group::kContents);
+  CLI::App* command = AddCommand(app, "journal", "Show what journals of batches tell");
+  AddArgument(*command, "FILE", request.files, "journals");
+  const OptionGroup contents(*command, option_group::kContents);
+  contents.Option("--as", request.as, ChoiceOf(kForms) + " (default: summary)");
+  contents.Flag("--failed", request.onlyFailed,
+                "print the inputs that were refused or failed, for batch --list");
+  contents.Flag("-0,--null", request.isNulEnded, "with --failed: names end with a zero byte");
   return command;
 }
 

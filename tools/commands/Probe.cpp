@@ -1,6 +1,5 @@
 #include "tools/commands/Probe.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -90,20 +89,18 @@ void PrintLines(const report::Prober& prober, bool isJson) {
 }  // namespace
 
 CLI::App* AddProbe(CLI::App& app, ProbeRequest& request) {
-  CLI::App* command = app.add_subcommand("probe", "Show every stage that a colour goes through");
-  command->add_option("PROFILE", request.profile,
-                      "ICC profile (with --image, by default the one that the image embeds)");
-  command->add_option(
-      "RGB", request.values,
-      "device values, 0 to 255, decimals allowed; or - for lines of them on standard "
-      "input");
-  command->add_option("--image", request.image, "take the device values from a TIFF, JPEG or PNG")
-      ->group(option_group::kColors);
-  command->add_option("--at", request.place, "X,Y of the pixel, from 0,0 on (with --image)")
-      ->group(option_group::kColors);
+  CLI::App* command = AddCommand(app, "probe", "Show every stage that a colour goes through");
+  AddArgument(*command, "PROFILE", request.profile,
+              "ICC profile (with --image, by default the one that the image embeds)");
+  AddArgument(*command, "RGB", request.values,
+              "device values, 0 to 255, decimals allowed; or - for lines of them on standard "
+              "input");
+  const OptionGroup colors(*command, option_group::kColors);
+  colors.Option("--image", request.image, "take the device values from a TIFF, JPEG or PNG");
+  colors.Option("--at", request.place, "X,Y of the pixel, from 0,0 on (with --image)");
   AddColorsTo(*command, request.to);
-  command->add_flag("--json", request.json, "print JSON instead of lines")
-      ->group(option_group::kRunning);
+  const OptionGroup running(*command, option_group::kRunning);
+  running.Flag("--json", request.json, "print JSON instead of lines");
   return command;
 }
 

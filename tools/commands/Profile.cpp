@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -314,12 +313,12 @@ class Run {
 }  // namespace
 
 CLI::App* AddProfile(CLI::App& app, ProfileRequest& request) {
-  CLI::App* const command = app.add_subcommand(
-      "profile", "Take the profile out of an image, put one in, or make one of a space");
-  command->require_subcommand(1);
+  CLI::App* const command = AddCommand(
+      app, "profile", "Take the profile out of an image, put one in, or make one of a space");
+  RequireCommand(*command);
   const auto add = [&](const char* name, Action action, const char* description) {
-    CLI::App* const sub = command->add_subcommand(name, description);
-    sub->callback([&request, action] { request.action = action; });
+    CLI::App* const sub = AddCommand(*command, name, description);
+    WhenGiven(*sub, [&request, action] { request.action = action; });
     return sub;
   };
   CLI::App* const extract =
@@ -331,27 +330,24 @@ CLI::App* AddProfile(CLI::App& app, ProfileRequest& request) {
   CLI::App* const make = add("make", Action::kMake, "Make the profile of a built-in space");
 
   const char* const image = "TIFF, JPEG or PNG file, of any colours";
-  extract->add_option("IMAGE", request.input, image);
-  extract->add_option("OUT", request.output, "file for the profile");
-  embed->add_option("IMAGE", request.input, image);
-  embed->add_option("PROFILE", request.profile, "ICC profile or space");
-  embed->add_option("OUT", request.output, "file to write; may be IMAGE");
-  remove->add_option("IMAGE", request.input, image);
-  remove->add_option("OUT", request.output, "file to write; may be IMAGE");
-  make->add_option("SPACE", request.input, "built-in space, see convert --list");
-  make->add_option("OUT", request.output, "file for the profile");
-  NotEmpty(make->add_option("--version", request.version, "of ICC, 2 or 4 (default: 4)"))
-      ->group(option_group::kFile);
+  AddArgument(*extract, "IMAGE", request.input, image);
+  AddArgument(*extract, "OUT", request.output, "file for the profile");
+  AddArgument(*embed, "IMAGE", request.input, image);
+  AddArgument(*embed, "PROFILE", request.profile, "ICC profile or space");
+  AddArgument(*embed, "OUT", request.output, "file to write; may be IMAGE");
+  AddArgument(*remove, "IMAGE", request.input, image);
+  AddArgument(*remove, "OUT", request.output, "file to write; may be IMAGE");
+  AddArgument(*make, "SPACE", request.input, "built-in space, see convert --list");
+  AddArgument(*make, "OUT", request.output, "file for the profile");
+  const OptionGroup file(*make, option_group::kFile);
+  file.Number("--version", request.version, "of ICC, 2 or 4 (default: 4)");
   for (CLI::App* const sub : {extract, embed, remove, make}) {
-    sub->add_option("--exists", request.exists,
-                    "replace, refuse or skip an existing OUT (default: replace)")
-        ->group(option_group::kRunning);
-    sub->add_flag("--durable", request.isDurable, "force the result to the disk")
-        ->group(option_group::kRunning);
-    sub->add_flag("--quiet", request.isQuiet, "tell only what went wrong")
-        ->group(option_group::kRunning);
-    sub->add_flag("--json", request.isJson, "print a record of what was done")
-        ->group(option_group::kRunning);
+    const OptionGroup running(*sub, option_group::kRunning);
+    running.Option("--exists", request.exists,
+                   "replace, refuse or skip an existing OUT (default: replace)");
+    running.Flag("--durable", request.isDurable, "force the result to the disk");
+    running.Flag("--quiet", request.isQuiet, "tell only what went wrong");
+    running.Flag("--json", request.isJson, "print a record of what was done");
   }
   return command;
 }

@@ -1,6 +1,5 @@
 #include "tools/commands/Report.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
@@ -121,31 +120,23 @@ std::string LinesBelow(const std::vector<report::ProfileReport>& profiles, int s
 }  // namespace
 
 CLI::App* AddReport(CLI::App& app, ReportRequest& request) {
-  CLI::App* command = app.add_subcommand("report", "Show on one page what a profile is like");
-  command->add_option("PROFILE", request.profiles, "ICC profiles");
-  command
-      ->add_option("--image", request.images,
+  CLI::App* command = AddCommand(app, "report", "Show on one page what a profile is like");
+  AddArgument(*command, "PROFILE", request.profiles, "ICC profiles");
+  const OptionGroup contents(*command, option_group::kContents);
+  contents.Options("--image", request.images,
                    "TIFF (its first page), JPEG or PNG with device values of the profile, to be "
-                   "looked at too")
-      ->allow_extra_args(false)
-      ->group(option_group::kContents);
-  command
-      ->add_option("--chart", request.charts,
-                   "chart that the device has captured (.ti3 or other CGATS), likewise")
-      ->allow_extra_args(false)
-      ->group(option_group::kContents);
-  command->add_option("--compare", request.compared, "another ICC profile to compare with")
-      ->group(option_group::kContents);
+                   "looked at too");
+  contents.Options("--chart", request.charts,
+                   "chart that the device has captured (.ti3 or other CGATS), likewise");
+  contents.Option("--compare", request.compared, "another ICC profile to compare with");
   AddColorsTo(*command, request.to);
   AddIntent(*command, request.intent);
-  command->add_option("-o,--output", request.page, "HTML page to write")
-      ->group(option_group::kFile);
-  command->add_option("--json", request.json, "file for the numbers of the page, as JSON")
-      ->group(option_group::kFile);
-  command
-      ->add_option("--fail-below", request.failBelow,
-                   "end with status 5 if a chart has fewer FADGI stars, 1 to 4")
-      ->group(option_group::kRunning);
+  const OptionGroup file(*command, option_group::kFile);
+  file.Option("-o,--output", request.page, "HTML page to write");
+  file.Option("--json", request.json, "file for the numbers of the page, as JSON");
+  const OptionGroup running(*command, option_group::kRunning);
+  running.Option("--fail-below", request.failBelow,
+                 "end with status 5 if a chart has fewer FADGI stars, 1 to 4");
   return command;
 }
 

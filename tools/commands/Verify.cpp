@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -350,21 +349,15 @@ class Verification {
 
 CLI::App* AddVerify(CLI::App& app, VerifyRequest& request) {
   CLI::App* command =
-      app.add_subcommand("verify", "Hold the results of batches against their journals");
-  command->add_option("JOURNAL", request.journals, "journals");
-  command
-      ->add_flag("--rehash", request.isRehash,
-                 "read every file, also where size and time are those of then")
-      ->group(option_group::kRunning);
-  command
-      ->add_option("--reconvert", request.reconvert,
-                   "convert a share of the inputs again and compare: 0 to 1, or a percentage")
-      ->group(option_group::kRunning);
-  command->add_flag("--json", request.isJson, "print a JSON object for each file")
-      ->group(option_group::kRunning);
-  NotEmpty(
-      command->add_option("--jobs", request.jobs, "files at once (default: one per processor)"))
-      ->group(option_group::kRunning);
+      AddCommand(app, "verify", "Hold the results of batches against their journals");
+  AddArgument(*command, "JOURNAL", request.journals, "journals");
+  const OptionGroup running(*command, option_group::kRunning);
+  running.Flag("--rehash", request.isRehash,
+               "read every file, also where size and time are those of then");
+  running.Option("--reconvert", request.reconvert,
+                 "convert a share of the inputs again and compare: 0 to 1, or a percentage");
+  running.Flag("--json", request.isJson, "print a JSON object for each file");
+  running.Number("--jobs", request.jobs, "files at once (default: one per processor)");
   return command;
 }
 
