@@ -23,16 +23,14 @@ if(KXCMS_SANITIZE)
 endif()
 
 # Doubles are the same with every compiler: no contraction, and no call of the maths library that
-# one compiler folds or rewrites and another does not. Every build has debug information, without
-# machine paths: the exported interface is compared with its baseline through it. Packages do not
-# carry it.
+# one compiler folds or rewrites and another does not. No machine paths, in debug information either.
 function(kxcms_library_options target)
   target_compile_options(${target} PRIVATE
     $<$<CXX_COMPILER_ID:GNU>:-Wconversion>
     -ffp-contract=off
     -fno-builtin-pow -fno-builtin-exp10 -fno-builtin-sin -fno-builtin-cos -fno-builtin-atan2
     -fno-builtin-log10
-    -g -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)
   set_target_properties(${target} PROPERTIES
     CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     INTERPROCEDURAL_OPTIMIZATION OFF)
