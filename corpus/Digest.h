@@ -21,15 +21,22 @@ class Digest {
   /// Words count as four bytes each, the lowest first, on every machine.
   void Add(std::span<const std::uint32_t> words) {
     for (const std::uint32_t word : words) {
-      for (int shift = 0; shift < 32; shift += 8) {
-        AddByte(static_cast<unsigned char>(word >> shift));
+      AddByte(static_cast<unsigned char>(word));
+      AddByte(static_cast<unsigned char>(word >> 8));
+      // Most words hold 16 bits, and a byte of zero only multiplies.
+      if (word < 65536) {
+        value_ *= kPrime * kPrime;
+      } else {
+        AddByte(static_cast<unsigned char>(word >> 16));
+        AddByte(static_cast<unsigned char>(word >> 24));
       }
     }
   }
   std::uint64_t value() const { return value_; }
 
  private:
-  void AddByte(unsigned char byte) { value_ = (value_ ^ byte) * 0x100000001b3u; }
+  static constexpr std::uint64_t kPrime = 0x100000001b3u;
+  void AddByte(unsigned char byte) { value_ = (value_ ^ byte) * kPrime; }
   std::uint64_t value_ = 0xcbf29ce484222325u;
 };
 

@@ -107,8 +107,9 @@ TEST(Digest, KnownValues) {
 
 TEST(Digest, WordsAreTheirBytesLowestFirst) {
   Digest words, bytes;
-  words.Add(std::vector<std::uint32_t>{0x64636261, 0x68676665});
-  bytes.Add(std::vector<unsigned char>{'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h'});
+  words.Add(std::vector<std::uint32_t>{0x64636261, 0xffff, 0x10000, 0x68676665, 0});
+  bytes.Add(std::vector<unsigned char>{'a', 'b', 'c', 'd', 0xff, 0xff, 0, 0, 0, 0,
+                                       1,   0,   'e', 'f', 'g',  'h',  0, 0, 0, 0});
   EXPECT_EQ(words.value(), bytes.value());
 }
 
