@@ -52,7 +52,7 @@ CLI::App* AddSelfTest(CLI::App& app, SelfTestRequest& request) {
   CLI::App* selfTest =
       AddCommand(app, "selftest", "Check that this machine computes the colours that it should");
   const OptionGroup running(*selfTest, option_group::kRunning);
-  running.Option("--threads", request.threads, "threads (default: one per processor)");
+  running.Number("--threads", request.threads, "threads (default: one per processor)");
   running.Option("--digests", request.digests,
                  "file of digests to compare with (default: the list built in)");
   return selfTest;

@@ -218,6 +218,8 @@ class Refusals(Certifying):
              "unknown pipeline fast; known: precise, fixed"),
             ("black points", ["scan.icc", *output, "--black-point-compensation"], USAGE,
              "--black-point-compensation goes with --intent relative and --pipeline precise"),
+            ("no sample", ["scan.icc", *output, "--sample", ""], USAGE,
+             "--sample: an empty value is no number"),
             ("sample", ["scan.icc", *output, "--sample", "-4"], USAGE,
              "--sample must be 1 to 1073741824"),
             ("one file for both", ["scan.icc", "-o", "cert.txt", "--json", "./cert.txt"], USAGE,

@@ -141,6 +141,8 @@ class Usage(Command):
          "--black-point-compensation goes with --intent relative and --pipeline precise"),
         ("an empty number", ["convert", "--lightness", "", "in.tif", "out.tif"],
          "--lightness: an empty value is no number"),
+        ("an empty number of threads", ["selftest", "--threads", ""],
+         "--threads: an empty value is no number"),
         ("lightness too large", ["convert", "--lightness", "100.5", "in.tif", "out.tif"],
          "--lightness must be -100 to 100"),
         ("chroma too small", ["convert", "--chroma", "-101", "in.tif", "out.tif"],

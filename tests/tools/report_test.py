@@ -603,6 +603,8 @@ class Charts(Reporting):
         for arguments, line in (
             (["--fail-below", "3"], "--fail-below needs --chart, which the stars are of"),
             (["--chart", "bad.ti3", "--fail-below", "5"], "--fail-below must be 1 to 4"),
+            (["--chart", "bad.ti3", "--fail-below", ""],
+             "--fail-below: an empty value is no number"),
             (["--chart", "page.html"], "page.html is read; a report would replace it"),
         ):
             self.expect(["report", "scan.icc", *arguments, "-o", "page.html"], USAGE, line)

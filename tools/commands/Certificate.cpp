@@ -292,7 +292,7 @@ CLI::App* AddCertificate(CLI::App& app, CertificateRequest& request) {
   colors.Flag("--black-point-compensation", request.blackPointCompensation,
               "map the device's black to the output's (with --intent relative)");
   colors.Option("--pipeline", request.pipeline, "precise or fixed (default: precise)");
-  colors.Option("--sample", request.sample,
+  colors.Number("--sample", request.sample,
                 "look at so many random colours of 16 bits (default: all colours of 8 bits)");
   const OptionGroup file(*command, option_group::kFile);
   file.Option("-o,--output", request.text, "file for the certificate as text");

@@ -49,10 +49,6 @@ void OptionGroup::Option(const std::string& names, Value& value,
 template void OptionGroup::Option(const std::string&, std::string&, const std::string&) const;
 template void OptionGroup::Option(const std::string&, std::optional<std::string>&,
                                   const std::string&) const;
-template void OptionGroup::Option(const std::string&, int&, const std::string&) const;
-template void OptionGroup::Option(const std::string&, std::optional<int>&,
-                                  const std::string&) const;
-template void OptionGroup::Option(const std::string&, std::int64_t&, const std::string&) const;
 
 void OptionGroup::Options(const std::string& names, std::vector<std::string>& values,
                           const std::string& description) const {
@@ -66,6 +62,7 @@ void OptionGroup::Number(const std::string& names, Value& value,
 }
 
 template void OptionGroup::Number(const std::string&, int&, const std::string&) const;
+template void OptionGroup::Number(const std::string&, std::int64_t&, const std::string&) const;
 template void OptionGroup::Number(const std::string&, std::optional<int>&,
                                   const std::string&) const;
 template void OptionGroup::Number(const std::string&, double&, const std::string&) const;

@@ -43,15 +43,14 @@ class OptionGroup {
   OptionGroup(CLI::App& command, const char* heading) : command_(command), heading_(heading) {}
 
   void Flag(const std::string& names, bool& value, const std::string& description) const;
-  /// @tparam Value  std::string, int, std::int64_t, or a std::optional of one of the first two; an
-  ///                empty value of a number is 0, of an optional one none
+  /// @tparam Value  std::string, or a std::optional of it, for which an empty value is none
   template <typename Value>
   void Option(const std::string& names, Value& value, const std::string& description) const;
   /// An option that may be given several times, each with one value.
   void Options(const std::string& names, std::vector<std::string>& values,
                const std::string& description) const;
   /// A number, which an empty value is not.
-  /// @tparam Value  int, double, or a std::optional of one
+  /// @tparam Value  int, std::int64_t, double, or a std::optional of the first or the last
   template <typename Value>
   void Number(const std::string& names, Value& value, const std::string& description) const;
 

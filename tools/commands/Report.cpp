@@ -135,7 +135,7 @@ CLI::App* AddReport(CLI::App& app, ReportRequest& request) {
   file.Option("-o,--output", request.page, "HTML page to write");
   file.Option("--json", request.json, "file for the numbers of the page, as JSON");
   const OptionGroup running(*command, option_group::kRunning);
-  running.Option("--fail-below", request.failBelow,
+  running.Number("--fail-below", request.failBelow,
                  "end with status 5 if a chart has fewer FADGI stars, 1 to 4");
   return command;
 }
