@@ -11,7 +11,7 @@ test_packages=(libgtest-dev abigail-tools "${packaging_packages[@]}"
   doxygen colord-data icc-profiles-free liblcms2-dev locales
   argyll argyll-ref libgs-common rawtherapee-data liblcms2-utils libtiff-tools netpbm
   librsvg2-bin libxml2-utils time
-  python3 python3-jsonschema python3-numpy python3-tifffile python3-pytest python3-pil python3-venv
+  git python3 python3-jsonschema python3-numpy python3-tifffile python3-pytest python3-pil python3-venv
   mypy python-matplotlib-data libvips-tools libimage-exiftool-perl zsh "${wheel_packages[@]}")
 # Large ones: another compiler, emulators, a compiler for another processor, a browser and what reads
 # its pages, engines that spread work over computers, another reader of profiles.

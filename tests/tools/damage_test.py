@@ -3,7 +3,7 @@
 
 Whatever becomes of a file: no signal, no line but the one of a refusal, and exit status 0 only with
 the pages, pixels and profile that libtiff, libjpeg and libpng read there and the pipeline makes of
-them. `damage_test.py 1` takes every cut and every byte, otherwise every 60th is taken, or as told.
+them. `damage_test.py 1` takes every cut and every byte, otherwise every 120th is taken, or as told.
 
 Environment: KXCMS (the command), KXCMS_PLAIN_READER (what libtiff and libpng read), KXPIPELINE.
 """
@@ -35,7 +35,7 @@ KXCMS = os.environ["KXCMS"]
 READER = os.environ["KXCMS_PLAIN_READER"]
 HEIGHT, WIDTH = 10, 9
 SCANNER = profiles.scanner(points=3)
-STEP = int(sys.argv.pop()) if sys.argv[-1].isdigit() else 60
+STEP = int(sys.argv.pop()) if sys.argv[-1].isdigit() else 120
 SRGB = kxp.profile_of("srgb")
 
 
@@ -232,7 +232,7 @@ class DamagedMetadata(OwnFolder):
             exiftool.run("-overwrite_original", *self.TAGS, self.path("whole" + suffix))
             with open(self.path("whole" + suffix), "rb") as file:
                 whole = file.read()
-            for at in range(0, len(whole), max(1, STEP // 2 - 1)):
+            for at in range(0, len(whole), max(1, STEP // 4 - 1)):
                 data = bytearray(whole)
                 data[at] ^= (0x01, 0x80, 0xFF)[at % 3]
                 with open(self.path("in" + suffix), "wb") as file:
