@@ -8,6 +8,7 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "PlainReader.h"
 
@@ -22,8 +23,9 @@ int main() {
       if (!isRead) break;
       std::printf("%u %u %u %u %u %d %zu\n", page->width, page->height, page->samples, page->bits,
                   page->alpha, int{page->isAssociated}, page->profile.size());
-      std::fwrite(page->rows.data(), 1, page->rows.size(), stdout);
-      std::fwrite(page->profile.data(), 1, page->profile.size(), stdout);
+      for (const std::vector<unsigned char>* const bytes : {&page->rows, &page->profile}) {
+        if (!bytes->empty()) std::fwrite(bytes->data(), 1, bytes->size(), stdout);
+      }
     }
     std::fputs(said.c_str(), stderr);
     std::puts(isRead ? "read" : "failed");
