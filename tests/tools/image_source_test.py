@@ -24,7 +24,7 @@ import surroundings
 import tiffs
 from image_forms import FORMS, PROFILE, WIDTH, copied, run, samples, saved, several, written
 from own_folder import OwnFolder
-from tiffs import ASCII, BYTE, DOUBLE, LONG, RATIONAL, SHORT, UNDEFINED, tiff
+from tiffs import ASCII, BYTE, DOUBLE, LONG, RATIONAL, SBYTE, SHORT, UNDEFINED, tiff
 
 CLIENT = os.environ["KXCMS_IMAGE_CLIENT"]
 with open(CLIENT, "rb") as client:
@@ -276,6 +276,10 @@ class Refusals(Images):
         ("planar configuration 3", tiff(replace={284: (SHORT, [3])}),
          "damaged: planar configuration 3"),
         ("no strips", tiff(without=[273]), "damaged: no strips"),
+        ("a profile of signed bytes",
+         tiff(extra=[(34675, SBYTE, numpy.frombuffer(profiles.scanner(points=2), "i1"))]),
+         "damaged: tag 34675 has type 6"),
+        ("a SubIFD by 16 bits", tiff(extra=[(330, SHORT, [8])]), "damaged: tag 330 has type 3"),
         ("strips and tiles", tiff(extra=[(324, LONG, [8]), (325, LONG, [720])]),
          "damaged: both strips and tiles"),
         ("tiles and strips", tiff(extra=[(322, SHORT, [32]), (323, SHORT, [16]), (324, LONG, [8]),

@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 #include <iterator>
 #include <optional>
 #include <set>
@@ -132,6 +133,15 @@ class Fields {
       values.push_back(*value);
     }
     return values;
+  }
+
+  /// Refuses a tag of another type, which some readers take and others pass over.
+  void ExpectType(std::uint16_t number, std::initializer_list<std::uint16_t> types) const {
+    const Tag* const found = Find(number);
+    if (found == nullptr || std::find(types.begin(), types.end(), found->type) != types.end()) {
+      return;
+    }
+    RefuseDamaged("tag " + std::to_string(number) + " has type " + std::to_string(found->type));
   }
 
   const Tag* Find(std::uint16_t number) const {
@@ -323,6 +333,8 @@ void TiffSource::ReadPage(std::uint64_t position, std::optional<std::size_t> par
   const bool isReduced = fields.Number(tag::kSubfileType, 1) == 2;
   page.subfileType = static_cast<std::uint32_t>(
       fields.Number(tag::kNewSubfileType, isReduced ? Page::kReduced : 0));
+  fields.ExpectType(tag::kSubIfds, {kLong, kIfd, kLong8, kIfd8});
+  fields.ExpectType(tag::kIccProfile, {kByte, kAscii, kUndefined});
   const std::vector<std::uint64_t> subPages = fields.Numbers(tag::kSubIfds);
   try {
     ReadForm(raw, page, pixels);
