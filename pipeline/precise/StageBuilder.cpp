@@ -1,7 +1,9 @@
 #include "pipeline/precise/StageBuilder.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <variant>
 
 #include "pipeline/precise/CurveStages.h"
@@ -37,6 +39,30 @@ Matrix ToMatrix(const AffineMap& map, bool clips) {
 void SetRow(float (&row)[2], const AffineMap& map, std::size_t n) {
   row[0] = ToFloat(map.matrix[4 * n]);
   row[1] = ToFloat(map.offset[n]);
+}
+
+// Two rows along the third axis side by side, point by point. Where the second axis has an odd
+// number of points, zeros lie beside its last row.
+const Node* CopyInPairs(const ColorGrid& grid, Grid& stage, Arena& arena) {
+  const auto [r, g, b] = grid.points;
+  const int rows = 2 * b, layer = (g + 1) / 2 * rows;
+  const auto count = static_cast<std::size_t>(r) * static_cast<std::size_t>(layer);
+  auto* const nodes = arena.New<Node>(count);
+  std::fill_n(nodes, count, Node{});
+  const std::uint16_t* from = grid.values.data();
+  for (int i = 0; i < r; ++i) {
+    for (int j = 0; j < g; ++j) {
+      Node* to = nodes + i * layer + j / 2 * rows + j % 2;
+      for (int k = 0; k < b; ++k, from += 3, to += 2) {
+        *to = {from[0] | std::uint32_t{from[1]} << 16, static_cast<float>(from[2])};
+      }
+    }
+  }
+  stage.stride[0] = static_cast<float>(layer);
+  stage.stride[1] = static_cast<float>(b);
+  stage.stride[2] = 2;
+  stage.ifOdd = 1 - b;
+  return nodes;
 }
 
 constexpr Signature kCurveTags[] = {MakeSignature("rTRC"), MakeSignature("gTRC"),
@@ -112,22 +138,12 @@ void StageBuilder::Add(const CurveSet& set) {
 
 void StageBuilder::Add(const ColorGrid& grid) {
   ClipWhatComesIn();
-  const auto [r, g, b] = grid.points;
-  const std::size_t count =
-      static_cast<std::size_t>(r) * static_cast<std::size_t>(g) * static_cast<std::size_t>(b);
-  auto* const nodes = arena_->New<Node>(count);
-  for (std::size_t n = 0; n < count; ++n) {
-    const auto value = [&](std::size_t c) { return static_cast<float>(grid.values[3 * n + c]); };
-    nodes[n] = {{value(0), value(1), value(2), 0}};
-  }
   Grid stage;
-  stage.nodes = nodes;
-  const int strides[3] = {g * b, b, 1};
+  stage.nodes = CopyInPairs(grid, stage, *arena_);
   for (std::size_t n = 0; n < 3; ++n) {
     const auto last = static_cast<float>(grid.points[n] - 1);
     stage.factor[n] = static_cast<float>(last * unit_[n]);
     stage.belowLast[n] = std::nextafter(last, 0.0f);
-    stage.stride[n] = static_cast<float>(strides[n]);
     unit_[n] = 1.0 / grid.maximum;
   }
   Append(StageKind::kGrid, &Stage::grid, stage);

@@ -91,18 +91,21 @@ struct Curves {
 
 // ---- Other stages -------------------------------------------------------------------------------
 
-/// A node's three values and a 0: one load.
-struct alignas(16) Node {
-  float value[4];
+/// A node's three values, at most 65535: the second one is in the upper half of `firstTwo`.
+struct alignas(8) Node {
+  std::uint32_t firstTwo;
+  float third;
 };
 
-/// Positions are factor x. Index of a node: the sum of the axes' whole positions times `stride`,
-/// which are whole numbers below 2^24.
+/// Positions are factor x. Index of a node: the sum of the axes' whole positions times `stride`, and
+/// `ifOdd`, where the second axis' position is odd; all are whole numbers below 2^24. So neighbours
+/// along the second and third axis lie together.
 struct Grid {
   const Node* nodes;
   float factor[3];
   float belowLast[3];  ///< the largest number below the position of the last node
   float stride[3];
+  std::int32_t ifOdd;
 };
 
 /// m x + o by rows of four; within [0, 1] if `clips`.

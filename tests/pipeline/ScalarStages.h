@@ -120,25 +120,34 @@ inline float Follow(const CurveStage& curve, float x) {
 
 // ---- Other stages -------------------------------------------------------------------------------
 
+inline Pixel NodeAt(const Grid& grid, const std::array<std::int32_t, 3>& at) {
+  std::int32_t index = at[1] % 2 != 0 ? grid.ifOdd : 0;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    index += at[axis] * static_cast<std::int32_t>(grid.stride[axis]);
+  }
+  const Node& node = grid.nodes[index];
+  return {static_cast<float>(node.firstTwo & 0xFFFF), static_cast<float>(node.firstTwo >> 16),
+          node.third};
+}
+
 inline Pixel Interpolate(const Grid& grid, const Pixel& x) {
-  std::int32_t index = 0;
+  std::array<std::int32_t, 3> at;
   std::array<float, 3> fraction;
   for (std::size_t axis = 0; axis < 3; ++axis) {
     const float position = x[axis] * grid.factor[axis];
-    const std::int32_t cell = Whole(Min(position, grid.belowLast[axis]));
-    fraction[axis] = position - static_cast<float>(cell);
-    index += cell * static_cast<std::int32_t>(grid.stride[axis]);
+    at[axis] = Whole(Min(position, grid.belowLast[axis]));
+    fraction[axis] = position - static_cast<float>(at[axis]);
   }
   // Axes by falling fraction. Of tied ones, red comes before green and green before blue.
   std::array<std::size_t, 3> axes = {0, 1, 2};
   for (const auto& [a, b] : {std::array<std::size_t, 2>{0, 1}, {1, 2}, {0, 1}}) {
     if (fraction[axes[a]] < fraction[axes[b]]) std::swap(axes[a], axes[b]);
   }
-  const float* from = grid.nodes[index].value;
-  Pixel y = {from[0], from[1], from[2]};
+  Pixel from = NodeAt(grid, at);
+  Pixel y = from;
   for (const std::size_t axis : axes) {
-    index += static_cast<std::int32_t>(grid.stride[axis]);
-    const float* to = grid.nodes[index].value;
+    ++at[axis];
+    const Pixel to = NodeAt(grid, at);
     for (std::size_t c = 0; c < 3; ++c) y[c] = y[c] + fraction[axis] * (to[c] - from[c]);
     from = to;
   }

@@ -43,20 +43,28 @@ KXCMS_INLINE Neighbours ReadNeighbours(const std::uint16_t* values, const std::i
   return kIsLittleEndian ? Neighbours{lower, upper} : Neighbours{upper, lower};
 }
 
-KXCMS_INLINE Floats ReadLines(const Line* lines, const std::int32_t* indices, Floats x) {
-  const auto two = [lines, indices](int element) {
-    using TwoLines = std::uint64_t __attribute__((vector_size(16)));
-    const auto bits = [lines](std::size_t index) {
-      std::uint64_t line;
-      __builtin_memcpy(&line, lines + index, sizeof line);
-      return line;
+// Records of 8 bytes by index or, with kScale = 1, by offset in bytes: two of every lane's elements,
+// from kElement on, side by side in the lane.
+template <int kElement, int kScale, typename Record>
+KXCMS_INLINE Floats ReadPairs(const Record* records, const std::int32_t* indices) {
+  static_assert(sizeof(Record) == 8);
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(records);
+  return FromLanes([&](int lane) {
+    using TwoRecords = std::uint64_t __attribute__((vector_size(16)));
+    const auto bits = [bytes](std::size_t index) {
+      std::uint64_t record;
+      __builtin_memcpy(&record, bytes + kScale * index, sizeof record);
+      return record;
     };
     std::size_t i[2];
-    ReadTwo(indices + element, i);
-    return LaneWords(TwoLines{bits(i[0]), bits(i[1])});
-  };
-  const Floats first = FromLanes([&](int lane) { return two(kLaneElements * lane); });
-  const Floats second = FromLanes([&](int lane) { return two(kLaneElements * lane + 2); });
+    ReadTwo(indices + kLaneElements * lane + kElement, i);
+    return LaneWords(TwoRecords{bits(i[0]), bits(i[1])});
+  });
+}
+
+KXCMS_INLINE Floats ReadLines(const Line* lines, const std::int32_t* indices, Floats x) {
+  const Floats first = ReadPairs<0, sizeof(Line)>(lines, indices);
+  const Floats second = ReadPairs<2, sizeof(Line)>(lines, indices);
   return Unzip<0>(first, second) + Unzip<1>(first, second) * x;
 }
 

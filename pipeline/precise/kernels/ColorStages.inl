@@ -4,38 +4,44 @@
 // ---- Grid ---------------------------------------------------------------------------------------
 
 // The way through a cell: from its lowest node along the axis with the largest fraction, then along
-// the next, to the highest node. In bytes from the first node of all, of the first three on the
-// way.
+// the next, to the highest node. In bytes from the first node of all.
 struct alignas(64) Paths {
-  std::int32_t offset[3][kBlockPixels];
+  std::int32_t offset[4][kBlockPixels];
 };
 
 // A grid as its kernel keeps it in registers.
 struct GridConstants {
   float factor[3];
   Floats belowLast[3], stride[3];
-  Ints step[3], whole;  // bytes to the next node along an axis, and along all three
+  // In bytes: from a node to the next along the first and the last axis; along the second one, from
+  // an even or odd position; and what is added at an odd one.
+  Ints firstStep, lastStep, evenStep, oddStep, ifOdd;
 };
 
 KXCMS_INLINE GridConstants ConstantsOf(const Grid& grid) {
+  constexpr int kSize = sizeof(Node);
   GridConstants c;
-  c.whole = Ints{};
   for (int axis = 0; axis < 3; ++axis) {
     c.factor[axis] = grid.factor[axis];
     c.belowLast[axis] = Splat(grid.belowLast[axis]);
     c.stride[axis] = Splat(grid.stride[axis]);
-    c.step[axis] = Truncate(c.stride[axis]) * static_cast<int>(sizeof(Node));
-    c.whole += c.step[axis];
   }
+  c.firstStep = Truncate(c.stride[0]) * kSize;
+  c.lastStep = Truncate(c.stride[2]) * kSize;
+  c.ifOdd = Ints{} + grid.ifOdd * kSize;
+  c.evenStep = Truncate(c.stride[1]) * kSize + c.ifOdd;
+  c.oddStep = Truncate(c.stride[1]) * kSize - c.ifOdd;
   return c;
 }
 
 // The values become the fractions, falling.
 KXCMS_INLINE void FindPaths(const GridConstants& grid, PixelBlock& block, int p, Paths& paths) {
   Floats fraction[3], cell[3];
+  Ints whole[3];
   for (int axis = 0; axis < 3; ++axis) {
     const Floats position = Load<Floats>(block.values[axis] + p) * grid.factor[axis];
-    cell[axis] = ToFloats(Truncate(Lower(position, grid.belowLast[axis])));
+    whole[axis] = Truncate(Lower(position, grid.belowLast[axis]));
+    cell[axis] = ToFloats(whole[axis]);
     fraction[axis] = position - cell[axis];
   }
   const auto [r, g, b] = fraction;
@@ -43,52 +49,24 @@ KXCMS_INLINE void FindPaths(const GridConstants& grid, PixelBlock& block, int p,
   Store(block.values[0] + p, Higher(high, b));
   Store(block.values[1] + p, Higher(low, Lower(high, b)));
   Store(block.values[2] + p, Lower(low, b));
-  // Where fractions tie, any order gives the same value, up to rounding; this one is always the
-  // same.
-  const Ints rg = r >= g, rb = r >= b, gb = g >= b;
-  const auto& step = grid.step;
-  const Ints first = Select(rg, Select(rb, step[0], step[2]), Select(gb, step[1], step[2]));
-  const Ints last = Select(rg, Select(gb, step[2], step[1]), Select(rb, step[2], step[0]));
   // Whole numbers below 2^24, exact.
   const Floats lowest =
       cell[0] * grid.stride[0] + cell[1] * grid.stride[1] + cell[2] * grid.stride[2];
-  const Ints offset = Truncate(lowest) * static_cast<int>(sizeof(Node));
+  const Ints isOdd = (whole[1] & 1) != 0;
+  const Ints offset =
+      Truncate(lowest) * static_cast<int>(sizeof(Node)) + Select(isOdd, grid.ifOdd, Ints{});
+  const Ints step[3] = {grid.firstStep, Select(isOdd, grid.oddStep, grid.evenStep), grid.lastStep};
+  // Where fractions tie, any order gives the same value, up to rounding; this one is always the
+  // same.
+  const Ints rg = r >= g, rb = r >= b, gb = g >= b;
+  const Ints first = Select(rg, Select(rb, step[0], step[2]), Select(gb, step[1], step[2]));
+  const Ints last = Select(rg, Select(gb, step[2], step[1]), Select(rb, step[2], step[0]));
+  const Ints highest = offset + (step[0] + step[2]) + step[1];
   Store(paths.offset[0] + p, offset);
   Store(paths.offset[1] + p, offset + first);
-  Store(paths.offset[2] + p, offset + (grid.whole - last));
+  Store(paths.offset[2] + p, highest - last);
+  Store(paths.offset[3] + p, highest);
 }
-
-KXCMS_INLINE void FollowPaths(const Node* nodes, const Node* highest, const Paths& paths,
-                              PixelBlock& block, int p) {
-  const Floats w[3] = {Load<Floats>(block.values[0] + p), Load<Floats>(block.values[1] + p),
-                       Load<Floats>(block.values[2] + p)};
-  // Element n of every lane: a pixel's three channels.
-  const auto pixel = [&]<int n>(std::integral_constant<int, n>) {
-    const Floats v0 = ReadRecords<n>(nodes, paths.offset[0] + p);
-    const Floats v1 = ReadRecords<n>(nodes, paths.offset[1] + p);
-    const Floats v2 = ReadRecords<n>(nodes, paths.offset[2] + p);
-    const Floats v3 = ReadRecords<n>(highest, paths.offset[0] + p);
-    return v0 + Spread<n>(w[0]) * (v1 - v0) + Spread<n>(w[1]) * (v2 - v1) +
-           Spread<n>(w[2]) * (v3 - v2);
-  };
-  const Floats rows[4] = {
-      pixel(std::integral_constant<int, 0>()), pixel(std::integral_constant<int, 1>()),
-      pixel(std::integral_constant<int, 2>()), pixel(std::integral_constant<int, 3>())};
-  const Columns channels = Transpose(rows);
-  for (int c = 0; c < 3; ++c) Store(block.values[c] + p, channels.c[c]);
-}
-
-void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
-  const GridConstants constants = ConstantsOf(grid);
-  const Node* const nodes = grid.nodes;
-  const Node* const highest =
-      nodes + static_cast<int>(grid.stride[0] + grid.stride[1] + grid.stride[2]);
-  Paths paths;
-  for (int p = 0; p < pixels; p += kElements) FindPaths(constants, block, p, paths);
-  for (int p = 0; p < pixels; p += kElements) FollowPaths(nodes, highest, paths, block, p);
-}
-
-// ---- Matrices -----------------------------------------------------------------------------------
 
 struct Triple {
   Floats v[3];
@@ -98,6 +76,34 @@ KXCMS_INLINE Triple LoadTriple(const PixelBlock& block, int p) {
   return {{Load<Floats>(block.values[0] + p), Load<Floats>(block.values[1] + p),
            Load<Floats>(block.values[2] + p)}};
 }
+
+KXCMS_INLINE Triple ReadNodes(const Node* nodes, const std::int32_t* offsets) {
+  const Floats a = ReadPairs<0, 1>(nodes, offsets), b = ReadPairs<2, 1>(nodes, offsets);
+  const Words firstTwo = Words(Unzip<0>(a, b));
+  return {{ToFloats(Ints(firstTwo & 0xFFFF)), ToFloats(Ints(firstTwo >> 16)), Unzip<1>(a, b)}};
+}
+
+KXCMS_INLINE void FollowPaths(const Node* nodes, const Paths& paths, PixelBlock& block, int p) {
+  const auto [large, middle, small] = LoadTriple(block, p).v;
+  const Triple v0 = ReadNodes(nodes, paths.offset[0] + p);
+  const Triple v1 = ReadNodes(nodes, paths.offset[1] + p);
+  const Triple v2 = ReadNodes(nodes, paths.offset[2] + p);
+  const Triple v3 = ReadNodes(nodes, paths.offset[3] + p);
+  for (int c = 0; c < 3; ++c) {
+    Store(block.values[c] + p, v0.v[c] + large * (v1.v[c] - v0.v[c]) +
+                                   middle * (v2.v[c] - v1.v[c]) + small * (v3.v[c] - v2.v[c]));
+  }
+}
+
+void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
+  const GridConstants constants = ConstantsOf(grid);
+  const Node* const nodes = grid.nodes;
+  Paths paths;
+  for (int p = 0; p < pixels; p += kElements) FindPaths(constants, block, p, paths);
+  for (int p = 0; p < pixels; p += kElements) FollowPaths(nodes, paths, block, p);
+}
+
+// ---- Matrices -----------------------------------------------------------------------------------
 
 KXCMS_INLINE Triple Product(const float (&rows)[3][4], const Triple& x) {
   Triple y;
