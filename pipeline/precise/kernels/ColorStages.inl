@@ -45,10 +45,7 @@ KXCMS_INLINE void FindPaths(const GridConstants& grid, PixelBlock& block, int p,
     fraction[axis] = position - cell[axis];
   }
   const auto [r, g, b] = fraction;
-  const Floats low = Lower(r, g), high = Higher(r, g);
-  Store(block.values[0] + p, Higher(high, b));
-  Store(block.values[1] + p, Higher(low, Lower(high, b)));
-  Store(block.values[2] + p, Lower(low, b));
+  for (int axis = 0; axis < 3; ++axis) Store(block.values[axis] + p, fraction[axis]);
   // Whole numbers below 2^24, exact.
   const Floats lowest =
       cell[0] * grid.stride[0] + cell[1] * grid.stride[1] + cell[2] * grid.stride[2];
@@ -84,7 +81,9 @@ KXCMS_INLINE Triple ReadNodes(const Node* nodes, const std::int32_t* offsets) {
 }
 
 KXCMS_INLINE void FollowPaths(const Node* nodes, const Paths& paths, PixelBlock& block, int p) {
-  const auto [large, middle, small] = LoadTriple(block, p).v;
+  const auto [r, g, b] = LoadTriple(block, p).v;
+  const Floats low = Lower(r, g), high = Higher(r, g);
+  const Floats large = Higher(high, b), middle = Higher(low, Lower(high, b)), small = Lower(low, b);
   const Triple v0 = ReadNodes(nodes, paths.offset[0] + p);
   const Triple v1 = ReadNodes(nodes, paths.offset[1] + p);
   const Triple v2 = ReadNodes(nodes, paths.offset[2] + p);
