@@ -34,7 +34,9 @@ struct Bridge {
 
 void AddSpace(const Bridge& bridge, const RgbSpace& space, bool isClipped, StageBuilder& builder) {
   const AffineMap toLinear = {Inverse(RgbToPcs(space)), {}};
-  AddPcsToXyz(bridge.pcs, bridge.adaptation, toLinear, isClipped, builder);
+  // An encoding that clips takes any numbers.
+  const bool clipsLight = isClipped && space.transfer == Transfer::kLinear;
+  AddPcsToXyz(bridge.pcs, bridge.adaptation, toLinear, clipsLight, builder);
   builder.AddEncoding(space.transfer, !isClipped);
 }
 

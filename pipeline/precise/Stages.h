@@ -129,8 +129,8 @@ struct MatrixLab {
   bool clips;  ///< the results into [0, 1]
 };
 
-/// A built-in space's transfer function, of values in [0, 1] and with results there; or, if
-/// `isOdd`, of all values, where f(-x) = -f(x).
+/// A built-in space's transfer function, of values clipped to [0, 1] and with results there; or, if
+/// `isOdd`, of all values as they are, where f(-x) = -f(x).
 struct Encoding {
   LineTable table;
   bool isOdd;

@@ -191,8 +191,9 @@ inline Pixel ToLab(const MatrixLab& stage, const Pixel& in) {
   return lab;
 }
 
-inline float Encode(const Encoding& encoding, float x) {
+inline float Encode(const Encoding& encoding, float given) {
   const LineTable& table = encoding.table;
+  const float x = encoding.isOdd ? given : Clip(given);
   const float magnitude = std::abs(x);
   const float key =
       encoding.isOdd ? Min(Max(magnitude, table.lowest), table.highest) : Max(x, table.lowest);

@@ -15,13 +15,12 @@ void FollowSamples(const CurveStage& curve, float* values, int pixels) {
   BlockIndices index;
   for (int p = 0; p < pixels; p += kElements) {
     const Floats position = Load<Floats>(values + p) * factor;
-    const Ints whole = Truncate(position);
-    Store(index.at + p, whole);
-    Store(values + p, position - ToFloats(whole));
+    Store(index.at + p, Truncate(position));
   }
   for (int p = 0; p < pixels; p += kElements) {
     const auto [low, high] = ReadNeighbours(samples, index.at + p);
-    Store(values + p, low + Load<Floats>(values + p) * (high - low));
+    const Floats fraction = Load<Floats>(values + p) * factor - ToFloats(Load<Ints>(index.at + p));
+    Store(values + p, low + fraction * (high - low));
   }
 }
 
@@ -38,53 +37,53 @@ void FollowStraight(const CurveStage& curve, float* values, int pixels) {
 
 // ---- Powers -------------------------------------------------------------------------------------
 
-struct PowerBlock {
-  BlockIndices offset;    // in bytes
-  BlockFloats fromStart;  // of the segment
-};
-
-// Of t from 0 to the table's highest and little more.
-KXCMS_INLINE void ChooseParabola(const ParabolaTable& table, Floats t, PowerBlock& block, int p) {
-  const Words bits = Words(Max(t, Splat(table.lowest)));
-  constexpr int kShift = 23 - kParabolaBits;
-  constexpr int kSize = sizeof(Parabola);
-  Store(block.offset.at + p, (Ints(bits >> kShift) - table.first) * kSize);
-  Store(block.fromStart.at + p, t - Floats(bits >> kShift << kShift));
+// Which parabola serves t, from 0 to the table's highest and little more: the float's upper bits.
+KXCMS_INLINE Words ParabolaBits(const ParabolaTable& table, Floats t) {
+  return Words(Max(t, Splat(table.lowest))) >> (23 - kParabolaBits);
 }
 
-KXCMS_INLINE Floats FollowParabola(const ParabolaTable& table, const PowerBlock& block, int p) {
-  const Floats rows[4] = {ReadRecords<0>(table.parabolas, block.offset.at + p),
-                          ReadRecords<1>(table.parabolas, block.offset.at + p),
-                          ReadRecords<2>(table.parabolas, block.offset.at + p),
-                          ReadRecords<3>(table.parabolas, block.offset.at + p)};
+// In bytes from the first one.
+KXCMS_INLINE Ints ParabolaOffset(const ParabolaTable& table, Floats t) {
+  return (Ints(ParabolaBits(table, t)) - table.first) * static_cast<int>(sizeof(Parabola));
+}
+
+KXCMS_INLINE Floats FollowParabola(const ParabolaTable& table, const std::int32_t* offsets,
+                                   Floats t) {
+  const Floats rows[4] = {
+      ReadRecords<0>(table.parabolas, offsets), ReadRecords<1>(table.parabolas, offsets),
+      ReadRecords<2>(table.parabolas, offsets), ReadRecords<3>(table.parabolas, offsets)};
   const auto [c] = Transpose(rows);
-  const Floats u = Load<Floats>(block.fromStart.at + p);
+  const Floats u = t - Floats(ParabolaBits(table, t) << (23 - kParabolaBits));
   return c[0] + u * (c[1] + u * c[2]);
 }
 
 void RaiseToPower(const CurveStage& curve, float* values, int pixels) {
   const ParabolaTable table = curve.power;
   const float factor = curve.factor;
-  PowerBlock block;
+  BlockIndices offset;
   for (int p = 0; p < pixels; p += kElements) {
-    ChooseParabola(table, Load<Floats>(values + p) * factor, block, p);
+    Store(offset.at + p, ParabolaOffset(table, Load<Floats>(values + p) * factor));
   }
   for (int p = 0; p < pixels; p += kElements) {
-    Store(values + p, Lower(FollowParabola(table, block, p), Splat(1)));
+    const Floats t = Load<Floats>(values + p) * factor;
+    Store(values + p, Lower(FollowParabola(table, offset.at + p, t), Splat(1)));
   }
 }
 
 void FollowBrokenPower(const CurveStage& stage, float* values, int pixels) {
   const CurveStage curve = stage;
-  PowerBlock block;
+  const auto magnitude = [&curve](Floats t) {
+    return Min(Absolute(t), Splat(curve.power.highest));
+  };
+  BlockIndices offset;
   for (int p = 0; p < pixels; p += kElements) {
     const Floats t = Load<Floats>(values + p) * curve.factor + curve.base;
-    ChooseParabola(curve.power, Min(Absolute(t), Splat(curve.power.highest)), block, p);
+    Store(offset.at + p, ParabolaOffset(curve.power, magnitude(t)));
   }
   for (int p = 0; p < pixels; p += kElements) {
     const Floats x = Load<Floats>(values + p);
     const Floats t = x * curve.factor + curve.base;
-    const Floats power = FollowParabola(curve.power, block, p);
+    const Floats power = FollowParabola(curve.power, offset.at + p, magnitude(t));
     const Floats sign = Select(t < 0.0f, Splat(curve.negativeSign), Splat(1));
     const Floats upper = Max(power * sign * curve.scale + curve.shift, Splat(curve.floor));
     const Floats lower = x * curve.slope + curve.offset;
@@ -173,16 +172,16 @@ KXCMS_INLINE Ints LineIndex(const LineTable& table, Floats key) {
   return Ints(Words(key) >> (23 - kLineBits)) - table.first;
 }
 
-// Of values in [0, 1].
+// Clips what it takes: the processor waits for lines here, so that costs nothing.
 void EncodeClipped(const LineTable& given, float* values, int pixels) {
   const LineTable table = given;
   BlockIndices index;
   for (int p = 0; p < pixels; p += kElements) {
-    const Floats x = Load<Floats>(values + p);
-    Store(index.at + p, LineIndex(table, Higher(x, Splat(table.lowest))));
+    const Floats x = Lower(Max(Load<Floats>(values + p), Splat(table.lowest)), Splat(1));
+    Store(index.at + p, LineIndex(table, x));
   }
   for (int p = 0; p < pixels; p += kElements) {
-    const Floats x = Load<Floats>(values + p);
+    const Floats x = Clip(Load<Floats>(values + p));
     Store(values + p, Lower(ReadLines(table.lines, index.at + p, x), Splat(1)));
   }
 }

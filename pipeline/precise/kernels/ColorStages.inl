@@ -150,14 +150,16 @@ void ConvertLab(const LabMatrix& given, PixelBlock& block, int pixels) {
 // The inverse of CubeWithToe.
 void TakeCubeRoots(const ParabolaTable& given, float* values, int pixels) {
   const ParabolaTable table = given;
-  PowerBlock roots;
+  BlockIndices offset;
   for (int p = 0; p < pixels; p += kElements) {
-    ChooseParabola(table, Min(Load<Floats>(values + p), Splat(table.highest)), roots, p);
+    const Floats t = Min(Load<Floats>(values + p), Splat(table.highest));
+    Store(offset.at + p, ParabolaOffset(table, t));
   }
   for (int p = 0; p < pixels; p += kElements) {
     const Floats t = Load<Floats>(values + p);
+    const Floats root = FollowParabola(table, offset.at + p, Min(t, Splat(table.highest)));
     const Floats toe = t * (841.0f / 108) + 4.0f / 29;
-    Store(values + p, Select(t > 216.0f / 24389, FollowParabola(table, roots, p), toe));
+    Store(values + p, Select(t > 216.0f / 24389, root, toe));
   }
 }
 
