@@ -71,6 +71,26 @@ Interleaved<Byte> Order(Byte* const (&samples)[4], int size, const Planes& plane
 }
 
 template <typename Sample>
+void GatherTwo(const unsigned char* __restrict from, unsigned char* __restrict a,
+               unsigned char* __restrict b, int pixels) {
+  constexpr int kSize = sizeof(Sample);
+  for (int p = 0; p < pixels; ++p) {
+    Write(a + kSize * p, Read<Sample>(from + 2 * kSize * p));
+    Write(b + kSize * p, Read<Sample>(from + 2 * kSize * p + kSize));
+  }
+}
+
+template <typename Sample>
+void ScatterTwo(const unsigned char* __restrict a, const unsigned char* __restrict b,
+                unsigned char* __restrict to, int pixels) {
+  constexpr int kSize = sizeof(Sample);
+  for (int p = 0; p < pixels; ++p) {
+    Write(to + 2 * kSize * p, Read<Sample>(a + kSize * p));
+    Write(to + 2 * kSize * p + kSize, Read<Sample>(b + kSize * p));
+  }
+}
+
+template <typename Sample>
 void GatherThree(const unsigned char* __restrict from, unsigned char* __restrict a,
                  unsigned char* __restrict b, unsigned char* __restrict c, int pixels) {
   constexpr int kSize = sizeof(Sample);
@@ -156,6 +176,58 @@ void ScatterApart(const unsigned char* plane, unsigned char* to, std::ptrdiff_t 
   for (; p < pixels; ++p, to += stride) Write(to, Read<Sample>(plane + kSize * p));
 }
 
+// The same for samples of two channels that lie side by side: read and written as one of twice the
+// size.
+template <typename Sample>
+using PairOf = std::conditional_t<
+    sizeof(Sample) == 1, std::uint16_t,
+    std::conditional_t<sizeof(Sample) == 2, std::uint32_t, std::uint64_t>>;
+
+template <typename Sample>
+void GatherPairs(const unsigned char* from, std::ptrdiff_t stride, unsigned char* a,
+                 unsigned char* b, int pixels) {
+  unsigned char pairs[2 * sizeof(Sample) * kBlockPixels];
+  GatherApart<PairOf<Sample>>(from, stride, pairs, pixels);
+  GatherTwo<Sample>(pairs, a, b, pixels);
+}
+
+template <typename Sample>
+void ScatterPairs(const unsigned char* a, const unsigned char* b, unsigned char* to,
+                  std::ptrdiff_t stride, int pixels) {
+  unsigned char pairs[2 * sizeof(Sample) * kBlockPixels];
+  ScatterTwo<Sample>(a, b, pairs, pixels);
+  ScatterApart<PairOf<Sample>>(pairs, to, stride, pixels);
+}
+
+// Channels that are read or written together: one, or two whose samples lie side by side, in the
+// order of addresses.
+struct Group {
+  int first, second;  // the second one is -1 where there is one alone
+};
+struct Groups {
+  int count;
+  Group group[4];
+};
+
+template <typename Byte>
+Groups GroupsOf(Byte* const (&samples)[4], int size, const bool (&isLeftOut)[4]) {
+  Groups groups = {};
+  bool isDone[4] = {isLeftOut[0], isLeftOut[1], isLeftOut[2], isLeftOut[3]};
+  for (int c = 0; c < 4; ++c) {
+    if (isDone[c]) continue;
+    Group group = {c, -1};
+    for (int d = c + 1; d < 4 && group.second < 0; ++d) {
+      if (isDone[d]) continue;
+      const std::ptrdiff_t distance = samples[d] - samples[c];
+      if (distance == size) group = {c, d};
+      if (distance == -size) group = {d, c};
+      isDone[d] = group.second >= 0;
+    }
+    groups.group[groups.count++] = group;
+  }
+  return groups;
+}
+
 // Channels whose plane is null are left out, where they are apart.
 template <typename Sample>
 void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& planes) {
@@ -168,12 +240,20 @@ void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& plane
     const auto [first, plane] = Order<4>(run.samples, kSize, planes);
     return GatherFour<Sample>(first, plane[0], plane[1], plane[2], plane[3], pixels);
   }
+  bool isLeftOut[4];
   for (int c = 0; c < 4; ++c) {
-    if (run.samples[c] == nullptr || planes.at[c] == nullptr) continue;
-    if (layout == Layout::kPlanes) {
-      __builtin_memcpy(planes.at[c], run.samples[c], static_cast<unsigned>(kSize * pixels));
-    } else {
+    isLeftOut[c] = run.samples[c] == nullptr || planes.at[c] == nullptr;
+    if (isLeftOut[c] || layout != Layout::kPlanes) continue;
+    __builtin_memcpy(planes.at[c], run.samples[c], static_cast<unsigned>(kSize * pixels));
+  }
+  if (layout == Layout::kPlanes) return;
+  const Groups groups = GroupsOf(run.samples, kSize, isLeftOut);
+  for (int n = 0; n < groups.count; ++n) {
+    const auto [c, d] = groups.group[n];
+    if (d < 0) {
       GatherApart<Sample>(run.samples[c], run.pixelStride, planes.at[c], pixels);
+    } else {
+      GatherPairs<Sample>(run.samples[c], run.pixelStride, planes.at[c], planes.at[d], pixels);
     }
   }
 }
@@ -189,12 +269,20 @@ void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int
     const auto [first, plane] = Order<4>(run.samples, kSize, planes);
     return ScatterFour<Sample>(plane[0], plane[1], plane[2], plane[3], first, pixels);
   }
+  bool isLeftOut[4];
   for (int c = 0; c < 4; ++c) {
-    if (run.samples[c] == nullptr || run.samples[c] == planes.at[c]) continue;
-    if (layout == Layout::kPlanes) {
-      __builtin_memcpy(run.samples[c], planes.at[c], static_cast<unsigned>(kSize * pixels));
-    } else {
+    isLeftOut[c] = run.samples[c] == nullptr || run.samples[c] == planes.at[c];
+    if (isLeftOut[c] || layout != Layout::kPlanes) continue;
+    __builtin_memcpy(run.samples[c], planes.at[c], static_cast<unsigned>(kSize * pixels));
+  }
+  if (layout == Layout::kPlanes) return;
+  const Groups groups = GroupsOf(run.samples, kSize, isLeftOut);
+  for (int n = 0; n < groups.count; ++n) {
+    const auto [c, d] = groups.group[n];
+    if (d < 0) {
       ScatterApart<Sample>(planes.at[c], run.samples[c], run.pixelStride, pixels);
+    } else {
+      ScatterPairs<Sample>(planes.at[c], planes.at[d], run.samples[c], run.pixelStride, pixels);
     }
   }
 }
