@@ -83,31 +83,39 @@ TEST(Layouts, PairsOfLayouts) {
 
 // ---- Orders of channels -------------------------------------------------------------------------
 
-// Samples in places of their own within a pixel, in every order.
-TEST(Layouts, EveryOrderOfChannels) {
+// Samples in places of their own within a pixel, in every order, without and with a gap.
+void ExpectEveryOrder(int channels, int places, std::uint32_t sample) {
   const Shape shape = {37, 3};
-  for (const int channels : {3, 4}) {
-    for (const std::uint32_t sample : kSampleTypes) {
-      const std::ptrdiff_t size = SampleBytes(sample);
-      const Conversion how = {
-          .from = sample, .to = sample, .fromChannels = channels, .toChannels = channels};
-      const Bytes samples = SomeSamples(SampleCount(shape, channels), sample, 3);
-      const Bytes expected = ConvertedPlainly(Scanner(), shape, how, samples);
-      std::vector<std::ptrdiff_t> order(static_cast<std::size_t>(channels));
-      std::iota(order.begin(), order.end(), 0);
-      do {
-        Layout layout = layouts::Packed(shape, size, channels);
-        for (std::size_t c = 0; c < order.size(); ++c) layout.first[c] = order[c] * size;
-        TestImage source(layout, shape, sample, channels);
-        const TestImage destination(layout, shape, sample, channels);
-        source.Write(samples);
-        const kxp_image in = source.Describe(), out = destination.Describe();
-        EXPECT_EQ(kxp_convert(Scanner(), &in, &out, shape.width, shape.height, nullptr, nullptr),
-                  KXP_OK);
-        EXPECT_EQ(destination.Read(), expected)
-            << "type " << sample << ", R, G, B, A in places " << order[0] << order[1] << order[2]
-            << (channels == 4 ? std::to_string(order[3]) : "");
-      } while (std::next_permutation(order.begin(), order.end()));
+  const std::ptrdiff_t size = SampleBytes(sample);
+  const Conversion how = {
+      .from = sample, .to = sample, .fromChannels = channels, .toChannels = channels};
+  const Bytes samples = SomeSamples(SampleCount(shape, channels), sample, 3);
+  const Bytes expected = ConvertedPlainly(Scanner(), shape, how, samples);
+  Layout layout = layouts::Packed(shape, size, places);
+  std::vector<std::ptrdiff_t> order(static_cast<std::size_t>(places));
+  std::iota(order.begin(), order.end(), 0);
+  do {
+    std::string shown;
+    for (std::size_t c = 0; c < 4; ++c) {
+      layout.first[c] = c < order.size() ? order[c] * size : 0;
+      if (c < static_cast<std::size_t>(channels)) shown += std::to_string(order[c]);
+    }
+    TestImage source(layout, shape, sample, channels);
+    const TestImage destination(layout, shape, sample, channels);
+    source.Write(samples);
+    const kxp_image in = source.Describe(), out = destination.Describe();
+    EXPECT_EQ(kxp_convert(Scanner(), &in, &out, shape.width, shape.height, nullptr, nullptr),
+              KXP_OK);
+    EXPECT_EQ(destination.Read(), expected)
+        << "type " << sample << ", R, G, B, A in places " << shown << " of " << places;
+    EXPECT_TRUE(destination.IsUntouchedBetween()) << shown << " of " << places;
+  } while (std::next_permutation(order.begin(), order.end()));
+}
+
+TEST(Layouts, EveryOrderOfChannels) {
+  for (const std::uint32_t sample : kSampleTypes) {
+    for (const int channels : {3, 4}) {
+      for (const int places : {channels, channels + 1}) ExpectEveryOrder(channels, places, sample);
     }
   }
 }
