@@ -91,8 +91,7 @@ typedef struct kxp_error {
 /** @return a short text for a status, static storage; "unknown status" for any other number. */
 KXP_API const char* kxp_status_text(kxp_status status);
 
-/* ---- The library ------------------------------------------------------------------------------
- */
+/* ---- The library ----------------------------------------------------------------------------- */
 
 /** @return the version of the library that is loaded, "1.0.0". */
 KXP_API const char* kxp_version(void);
@@ -103,8 +102,7 @@ KXP_API const char* kxp_version(void);
  *  first asked. Results are the same bits at every level. @return static storage. */
 KXP_API const char* kxp_level(void);
 
-/* ---- Profiles ---------------------------------------------------------------------------------
- */
+/* ---- Profiles -------------------------------------------------------------------------------- */
 
 /** An ICC profile or a built-in space. */
 typedef struct kxp_profile kxp_profile;
@@ -260,8 +258,7 @@ KXP_API kxp_status kxp_profile_text(const kxp_profile* profile, uint32_t key, ui
 KXP_API kxp_status kxp_profile_write(const kxp_profile* profile, uint32_t version, void* bytes,
                                      size_t capacity, size_t* size, kxp_error* error);
 
-/* ---- Pipelines --------------------------------------------------------------------------------
- */
+/* ---- Pipelines ------------------------------------------------------------------------------- */
 
 /** A conversion from one profile to another. */
 typedef struct kxp_pipeline kxp_pipeline;
@@ -364,8 +361,7 @@ KXP_API kxp_status kxp_pipeline_number(const kxp_pipeline* pipeline, uint32_t ke
 KXP_API kxp_status kxp_pipeline_text(const kxp_pipeline* pipeline, uint32_t key, uint32_t index,
                                      char* text, size_t capacity, size_t* length);
 
-/* ---- Images -----------------------------------------------------------------------------------
- */
+/* ---- Images ---------------------------------------------------------------------------------- */
 
 /** Sample types. Integers are full-scale: 255 or 65535 is 1. Integers and floats are in the byte
  *  order of the machine and aligned for their type, or not, as they come. */
@@ -466,8 +462,7 @@ KXP_API kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* so
                                const kxp_image* destination, size_t width, size_t height,
                                const kxp_convert_options* options, kxp_error* error);
 
-/* ---- Looking into a conversion -----------------------------------------------------------------
- */
+/* ---- Looking into a conversion --------------------------------------------------------------- */
 
 /** One stage that a colour goes through. */
 typedef struct kxp_stage {

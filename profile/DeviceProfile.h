@@ -108,8 +108,7 @@ struct MatrixTrc {
   Matrix3 matrix;  ///< columns are the colorants rXYZ, gXYZ, bXYZ
 };
 
-// ---- The profile
-// ---------------------------------------------------------------------------------
+// ---- The profile --------------------------------------------------------------------------------
 
 enum class PcsSpace { kLab, kXyz };
 

@@ -21,8 +21,7 @@ struct alignas(64) PixelBlock {
   float alpha[kBlockPixels];
 };
 
-// ---- Tables of functions, chosen from by the upper bits of a float
-// -------------------------------
+// ---- Tables of functions, by the upper bits of a float ------------------------------------------
 
 // A float's upper bits, its exponent and the first bits of its fraction, number segments whose
 // length keeps in proportion to the value: so many to an octave, down to the lowest octave that a
@@ -97,9 +96,9 @@ struct alignas(8) Node {
   float third;
 };
 
-/// Positions are factor x. Index of a node: the sum of the axes' whole positions times `stride`, and
-/// `ifOdd`, where the second axis' position is odd; all are whole numbers below 2^24. So neighbours
-/// along the second and third axis lie together.
+/// Positions are factor x. Index of a node: the sum of the axes' whole positions times `stride`,
+/// and `ifOdd`, where the second axis' position is odd; all are whole numbers below 2^24. So
+/// neighbours along the second and third axis lie together.
 struct Grid {
   const Node* nodes;
   float factor[3];
