@@ -43,8 +43,8 @@ KXCMS_INLINE Neighbours ReadNeighbours(const std::uint16_t* values, const std::i
   return kIsLittleEndian ? Neighbours{lower, upper} : Neighbours{upper, lower};
 }
 
-// Records of 8 bytes by index or, with kScale = 1, by offset in bytes: two of every lane's elements,
-// from kElement on, side by side in the lane.
+// Records of 8 bytes by index or, with kScale = 1, by offset in bytes: two of every lane's
+// elements, from kElement on, side by side in the lane.
 template <int kElement, int kScale, typename Record>
 KXCMS_INLINE Floats ReadPairs(const Record* records, const std::int32_t* indices) {
   static_assert(sizeof(Record) == 8);

@@ -179,9 +179,9 @@ void ScatterApart(const unsigned char* plane, unsigned char* to, std::ptrdiff_t 
 // The same for samples of two channels that lie side by side: read and written as one of twice the
 // size.
 template <typename Sample>
-using PairOf = std::conditional_t<
-    sizeof(Sample) == 1, std::uint16_t,
-    std::conditional_t<sizeof(Sample) == 2, std::uint32_t, std::uint64_t>>;
+using PairOf =
+    std::conditional_t<sizeof(Sample) == 1, std::uint16_t,
+                       std::conditional_t<sizeof(Sample) == 2, std::uint32_t, std::uint64_t>>;
 
 template <typename Sample>
 void GatherPairs(const unsigned char* from, std::ptrdiff_t stride, unsigned char* a,
