@@ -63,11 +63,6 @@ KXCMS_INLINE Floats ZipPairs(Floats a, Floats b, std::index_sequence<i...>) {
   };
   return __builtin_shufflevector(a, b, source(static_cast<int>(i))...);
 }
-// Element kElement of each lane, throughout the lane.
-template <int kElement, std::size_t... i>
-KXCMS_INLINE Floats Spread(Floats a, std::index_sequence<i...>) {
-  return __builtin_shufflevector(a, a, (static_cast<int>(i) / 4 * 4 + kElement)...);
-}
 // The even (kFirst = 0) or odd elements, lane by lane: those of a, then those of b.
 template <int kFirst, std::size_t... i>
 KXCMS_INLINE Floats Unzip(Floats a, Floats b, std::index_sequence<i...>) {
@@ -85,10 +80,6 @@ KXCMS_INLINE Floats Zip(Floats a, Floats b) {
 template <int kHalf>
 KXCMS_INLINE Floats ZipPairs(Floats a, Floats b) {
   return ZipPairs<kHalf>(a, b, EveryElement());
-}
-template <int kElement>
-KXCMS_INLINE Floats Spread(Floats a) {
-  return Spread<kElement>(a, EveryElement());
 }
 template <int kFirst>
 KXCMS_INLINE Floats Unzip(Floats a, Floats b) {
