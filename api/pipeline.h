@@ -392,6 +392,9 @@ enum {
  *      planes of n pixels, width w   .r = p, .g = p + n, .b = p + 2 * n,
  *                                    .pixel_stride = 1, .row_stride = w
  *
+ *  Of a source, bytes between the samples of a row may be read; of a destination, samples alone
+ *  are touched.
+ *
  *  The samples of a Lab or XYZ destination (U16 or F32 only) are L*, a*, b* or X, Y, Z
  *  themselves as floats; as integers L* * 655.35, (a* + 128) * 257, (b* + 128) * 257 (ICC.1:2010
  *  6.3.4.2), and 32768 times X, Y, Z, clipped to 0..65535. */

@@ -23,7 +23,8 @@ struct Planes {
 
 // ---- Where samples lie --------------------------------------------------------------------------
 
-enum class Layout { kPlanes, kThree, kFour, kApart };
+// kThreeOfFour: three together, and room for a fourth one, which is not this image's.
+enum class Layout { kPlanes, kThree, kFour, kThreeOfFour, kApart };
 
 // Whether samples lie at the given pointers' positions 0 to count - 1, in any order.
 template <typename Byte>
@@ -43,9 +44,9 @@ template <typename Byte>
 Layout LayoutOf(const PixelRun<Byte>& run) {
   const int size = SizeOf(run.type);
   if (run.pixelStride == size) return Layout::kPlanes;
-  if (run.pixelStride == 3 * size && AreTogether(run.samples, 3, size) &&
-      run.samples[3] == nullptr) {
-    return Layout::kThree;
+  if (run.samples[3] == nullptr && AreTogether(run.samples, 3, size)) {
+    if (run.pixelStride == 3 * size) return Layout::kThree;
+    if (run.pixelStride == 4 * size) return Layout::kThreeOfFour;
   }
   if (run.pixelStride == 4 * size && run.samples[3] != nullptr &&
       AreTogether(run.samples, 4, size)) {
@@ -239,6 +240,17 @@ void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& plane
   if (layout == Layout::kFour) {
     const auto [first, plane] = Order<4>(run.samples, kSize, planes);
     return GatherFour<Sample>(first, plane[0], plane[1], plane[2], plane[3], pixels);
+  }
+  if (layout == Layout::kThreeOfFour) {
+    // What is between two pixels can be read; past the last one there may be nothing.
+    unsigned char unused[kSize * kBlockPixels];
+    const auto [first, plane] = Order<3>(run.samples, kSize, planes);
+    const int last = pixels - 1;
+    GatherFour<Sample>(first, plane[0], plane[1], plane[2], unused, last);
+    for (int c = 0; c < 3; ++c) {
+      Write(plane[c] + kSize * last, Read<Sample>(first + kSize * (4 * last + c)));
+    }
+    return;
   }
   bool isLeftOut[4];
   for (int c = 0; c < 4; ++c) {
