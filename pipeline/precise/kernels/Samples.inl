@@ -26,11 +26,17 @@ struct Planes {
 // kThreeOfFour: three together, and room for a fourth one, which is not this image's.
 enum class Layout { kPlanes, kThree, kFour, kThreeOfFour, kApart };
 
+template <typename Byte>
+Byte* LowestOf(Byte* const (&samples)[4], int count) {
+  Byte* lowest = samples[0];
+  for (int c = 1; c < count; ++c) lowest = samples[c] < lowest ? samples[c] : lowest;
+  return lowest;
+}
+
 // Whether samples lie at the given pointers' positions 0 to count - 1, in any order.
 template <typename Byte>
 bool AreTogether(Byte* const (&samples)[4], int count, int size) {
-  Byte* first = samples[0];
-  for (int c = 1; c < count; ++c) first = samples[c] < first ? samples[c] : first;
+  Byte* const first = LowestOf(samples, count);
   unsigned taken = 0;
   for (int c = 0; c < count; ++c) {
     const std::ptrdiff_t distance = samples[c] - first;
@@ -42,17 +48,11 @@ bool AreTogether(Byte* const (&samples)[4], int count, int size) {
 
 template <typename Byte>
 Layout LayoutOf(const PixelRun<Byte>& run) {
-  const int size = SizeOf(run.type);
+  const int size = SizeOf(run.type), channels = run.samples[3] == nullptr ? 3 : 4;
   if (run.pixelStride == size) return Layout::kPlanes;
-  if (run.samples[3] == nullptr && AreTogether(run.samples, 3, size)) {
-    if (run.pixelStride == 3 * size) return Layout::kThree;
-    if (run.pixelStride == 4 * size) return Layout::kThreeOfFour;
-  }
-  if (run.pixelStride == 4 * size && run.samples[3] != nullptr &&
-      AreTogether(run.samples, 4, size)) {
-    return Layout::kFour;
-  }
-  return Layout::kApart;
+  if (!AreTogether(run.samples, channels, size)) return Layout::kApart;
+  if (run.pixelStride == 4 * size) return channels == 4 ? Layout::kFour : Layout::kThreeOfFour;
+  return run.pixelStride == 3 * size && channels == 3 ? Layout::kThree : Layout::kApart;
 }
 
 // Samples that lie together: the first one's address, and the planes in the order of addresses.
@@ -63,10 +63,7 @@ struct Interleaved {
 };
 template <int kCount, typename Byte>
 Interleaved<Byte> Order(Byte* const (&samples)[4], int size, const Planes& planes) {
-  Interleaved<Byte> order = {samples[0], {}};
-  for (int c = 1; c < kCount; ++c) {
-    order.first = samples[c] < order.first ? samples[c] : order.first;
-  }
+  Interleaved<Byte> order = {LowestOf(samples, kCount), {}};
   for (int c = 0; c < kCount; ++c) order.plane[(samples[c] - order.first) / size] = planes.at[c];
   return order;
 }
@@ -211,9 +208,9 @@ struct Groups {
 };
 
 template <typename Byte>
-Groups GroupsOf(Byte* const (&samples)[4], int size, const bool (&isLeftOut)[4]) {
+Groups GroupsOf(Byte* const (&samples)[4], int size) {
   Groups groups = {};
-  bool isDone[4] = {isLeftOut[0], isLeftOut[1], isLeftOut[2], isLeftOut[3]};
+  bool isDone[4] = {false, false, false, samples[3] == nullptr};
   for (int c = 0; c < 4; ++c) {
     if (isDone[c]) continue;
     Group group = {c, -1};
@@ -229,7 +226,6 @@ Groups GroupsOf(Byte* const (&samples)[4], int size, const bool (&isLeftOut)[4])
   return groups;
 }
 
-// Channels whose plane is null are left out, where they are apart.
 template <typename Sample>
 void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& planes) {
   constexpr int kSize = sizeof(Sample);
@@ -252,14 +248,14 @@ void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& plane
     }
     return;
   }
-  bool isLeftOut[4];
-  for (int c = 0; c < 4; ++c) {
-    isLeftOut[c] = run.samples[c] == nullptr || planes.at[c] == nullptr;
-    if (isLeftOut[c] || layout != Layout::kPlanes) continue;
-    __builtin_memcpy(planes.at[c], run.samples[c], static_cast<unsigned>(kSize * pixels));
+  if (layout == Layout::kPlanes) {
+    for (int c = 0; c < 4; ++c) {
+      if (run.samples[c] == nullptr) continue;
+      __builtin_memcpy(planes.at[c], run.samples[c], static_cast<unsigned>(kSize * pixels));
+    }
+    return;
   }
-  if (layout == Layout::kPlanes) return;
-  const Groups groups = GroupsOf(run.samples, kSize, isLeftOut);
+  const Groups groups = GroupsOf(run.samples, kSize);
   for (int n = 0; n < groups.count; ++n) {
     const auto [c, d] = groups.group[n];
     if (d < 0) {
@@ -281,14 +277,14 @@ void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int
     const auto [first, plane] = Order<4>(run.samples, kSize, planes);
     return ScatterFour<Sample>(plane[0], plane[1], plane[2], plane[3], first, pixels);
   }
-  bool isLeftOut[4];
-  for (int c = 0; c < 4; ++c) {
-    isLeftOut[c] = run.samples[c] == nullptr || run.samples[c] == planes.at[c];
-    if (isLeftOut[c] || layout != Layout::kPlanes) continue;
-    __builtin_memcpy(run.samples[c], planes.at[c], static_cast<unsigned>(kSize * pixels));
+  if (layout == Layout::kPlanes) {
+    for (int c = 0; c < 4; ++c) {
+      if (run.samples[c] == nullptr || run.samples[c] == planes.at[c]) continue;
+      __builtin_memcpy(run.samples[c], planes.at[c], static_cast<unsigned>(kSize * pixels));
+    }
+    return;
   }
-  if (layout == Layout::kPlanes) return;
-  const Groups groups = GroupsOf(run.samples, kSize, isLeftOut);
+  const Groups groups = GroupsOf(run.samples, kSize);
   for (int n = 0; n < groups.count; ++n) {
     const auto [c, d] = groups.group[n];
     if (d < 0) {
