@@ -54,18 +54,19 @@ Xyz Grey(double L) {
   return {kPcsWhite[0] * relative, kPcsWhite[1] * relative, kPcsWhite[2] * relative};
 }
 
-// One grey for each pixel of a block: its lightness, and the lightness of what the device makes of
-// it.
+// Greys, one for each pixel of a block: the lightness of each, and of what the device makes of it.
+constexpr std::size_t kGreys = 256;
+static_assert(kGreys <= kBlockPixels);
+
 struct Greys {
-  std::array<double, kBlockPixels> in, out;
+  std::array<double, kGreys> in, out;
 };
 
 Greys ThereAndBack(const LookupTable& toDevice, const Model& toPcs) {
-  constexpr std::size_t kCount = kBlockPixels;
   Greys greys;
   PixelBlock block{};
-  for (std::size_t n = 0; n < kCount; ++n) {
-    greys.in[n] = 100.0 * static_cast<double>(n) / (kCount - 1);
+  for (std::size_t n = 0; n < kGreys; ++n) {
+    greys.in[n] = 100.0 * static_cast<double>(n) / (kGreys - 1);
     const Xyz grey = Grey(greys.in[n]);
     const Xyz parts = {(greys.in[n] + 16) / 116, 0, 0};
     const bool isXyz = toDevice.pcs == PcsEncoding::kXyz;
@@ -81,7 +82,7 @@ Greys ThereAndBack(const LookupTable& toDevice, const Model& toPcs) {
   builder.AddScaling();
   AddToLightness(toPcs, builder);
   Run(builder, block);
-  std::copy_n(block.values[0], kCount, greys.out.begin());
+  std::copy_n(block.values[0], kGreys, greys.out.begin());
   return greys;
 }
 

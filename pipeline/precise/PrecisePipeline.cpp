@@ -115,7 +115,7 @@ PrecisePipeline::PrecisePipeline(const DeviceProfile& source, const PreciseDesti
 
 // All levels go through the first stage once, if it works channel by channel.
 void PrecisePipeline::MakeLevels8() {
-  static_assert(kBlockPixels == 256);
+  static_assert(kBlockPixels >= 256);
   PixelBlock block{};
   for (float* values : block.values) {
     for (int level = 0; level < 256; ++level) {

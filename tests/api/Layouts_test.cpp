@@ -15,7 +15,7 @@ using namespace api_test;
 using Side = GuardedMemory::Side;
 
 // Single pixels, rows and columns, one block of pixels and a bit more, odd numbers.
-constexpr Shape kShapes[] = {{1, 1}, {1, 9}, {7, 1}, {61, 5}, {257, 2}};
+constexpr Shape kShapes[] = {{1, 1}, {1, 9}, {7, 1}, {61, 5}, {577, 2}};
 
 const kxp_pipeline* Scanner() {
   static const Pipeline pipeline = ScannerToSrgb();
@@ -187,7 +187,7 @@ TEST(Layouts, InPlace) {
 
 // RGBX becomes RGBA: the fourth sample is alpha in the destination alone. And the other way round.
 TEST(Layouts, InPlaceWithAlphaOnOneSide) {
-  const Shape shape = {300, 3};
+  const Shape shape = {600, 3};
   for (const std::uint32_t sample : kSampleTypes) {
     for (const bool isInSource : {false, true}) {
       const Conversion how = {.from = sample,

@@ -184,12 +184,12 @@ constexpr Order kOrders[] = {
     {"ARGB", {1, 2, 3, 0}, 4},
     {"RGB and a gap", {0, 1, 2, -1}, 4},
     {"RGBA and gaps", {1, 3, 4, 6}, 9},
-    {"planes", {0, 600, 1200, -1}, 1},
-    {"planes with alpha", {1800, 0, 600, 1200}, 1},
-    {"planes of pairs", {0, 1100, 2200, 3300}, 2},
+    {"planes", {0, 1200, 2400, -1}, 1},
+    {"planes with alpha", {3600, 0, 1200, 2400}, 1},
+    {"planes of pairs", {0, 2400, 4800, 7200}, 2},
     {"backward RGB", {0, 1, 2, -1}, -3},
     {"backward RGBA", {0, 1, 2, 3}, -4},
-    {"backward planes", {0, 600, 1200, 1800}, -1},
+    {"backward planes", {0, 1200, 2400, 3600}, -1},
 };
 
 // Memory for `pixels` pixels in an order, with everything that it does not name filled with a
@@ -318,7 +318,7 @@ TEST(PreciseSamples, OfAllTypesAndOrders) {
       for (const SampleType fromType : kTypes) {
         for (const SampleType toType : kTypes) {
           const Case c = {from, to, fromType, toType, false, false, AlphaResult::kKept};
-          CheckSamples(SmallProgram(), c, 301, 1);
+          CheckSamples(SmallProgram(), c, kBlockPixels + 45, 1);
         }
       }
     }
@@ -338,7 +338,7 @@ TEST(PreciseSamples, WithEveryUseOfAlpha) {
                             (uses & 1) != 0,
                             (uses & 2) != 0,
                             (uses & 4) != 0 ? AlphaResult::kOpaque : AlphaResult::kKept};
-            CheckSamples(SmallProgram(), c, 275, 0);
+            CheckSamples(SmallProgram(), c, kBlockPixels + 19, 0);
           }
         }
       }
@@ -349,7 +349,9 @@ TEST(PreciseSamples, WithEveryUseOfAlpha) {
 TEST(PreciseSamples, OfAllLengths) {
   std::vector<int> lengths;
   for (int n = 0; n <= 70; ++n) lengths.push_back(n);
-  for (int n = 250; n <= 520; ++n) lengths.push_back(n);
+  for (const int block : {kBlockPixels, 2 * kBlockPixels}) {
+    for (int n = block - 17; n <= block + 17; ++n) lengths.push_back(n);
+  }
   for (const int n : lengths) {
     for (const int order : {0, 2, 5, 7}) {
       for (const SampleType type : kTypes) {
@@ -365,7 +367,7 @@ TEST(PreciseSamples, UnclippedResults) {
   for (const SampleType type : kTypes) {
     for (const SampleType fromType : {SampleType::kUInt8, SampleType::kFloat}) {
       const Case c = {kOrders[2], kOrders[2], fromType, type, false, true, AlphaResult::kKept};
-      CheckSamples(UnclippedProgram(), c, 600, 0);
+      CheckSamples(UnclippedProgram(), c, kBlockPixels + 24, 0);
     }
   }
 }
@@ -375,10 +377,9 @@ TEST(PreciseSamples, InPlace) {
     for (const SampleType type : kTypes) {
       for (const SampleType toType : kTypes) {
         if (scalar_stages::SizeOf(type) != scalar_stages::SizeOf(toType)) continue;
-        constexpr int kPixels = 700;
+        constexpr int kPixels = kBlockPixels + 124;
         const Case c = {order, order, type, toType, false, false, AlphaResult::kKept};
         Buffer expected(order, type, kPixels, 0);
-        if (order.distance * order.distance == 1) continue;  // planes of 600 are too short
         expected.Fill(kPixels, 3);
         const Buffer original = expected;
         SourceRun from = expected.Run<const unsigned char>();
@@ -474,7 +475,7 @@ class GuardedPages {
 
 // Runs that begin with the first byte there is, or end with the last one.
 TEST(PreciseSamples, StayWithinTheirMemory) {
-  constexpr int kMostPixels = 600;
+  constexpr int kMostPixels = 2 * kBlockPixels + 3;
   const GuardedPages sourcePages(4 * 9 * kMostPixels), destinationPages(4 * 9 * kMostPixels);
   for (const Order& order : kOrders) {
     if (order.distance < 0 || order.distance == 1 || order.offset[2] > 100) continue;
@@ -483,7 +484,8 @@ TEST(PreciseSamples, StayWithinTheirMemory) {
     const int highest = *std::max_element(order.offset, order.offset + 4);
     for (const SampleType type : kTypes) {
       const int size = scalar_stages::SizeOf(type);
-      for (const int pixels : {1, 3, 16, 63, 255, 256, 257, kMostPixels}) {
+      for (const int pixels :
+           {1, 3, 16, 63, kBlockPixels - 1, kBlockPixels, kBlockPixels + 1, kMostPixels}) {
         for (const bool atEnd : {false, true}) {
           const int span = (order.distance * (pixels - 1) + highest + 1) * size;
           const auto runIn = [&]<typename Byte>(const GuardedPages& pages, Byte*) {

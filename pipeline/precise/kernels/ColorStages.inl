@@ -3,10 +3,14 @@
 
 // ---- Grid ---------------------------------------------------------------------------------------
 
-// The way through a cell: from its lowest node along the axis with the largest fraction, then along
-// the next, to the highest node. In bytes from the first node of all.
+// A block takes its paths in parts: while nodes are read, these are what must not be pushed out.
+constexpr int kPathPixels = kBlockPixels / 3;
+static_assert(kPathPixels % kElements == 0);
+
+// The ways of pixels through their cells: from the lowest node along the axis with the largest
+// fraction, then along the next, to the highest node. In bytes from the first node of all.
 struct alignas(64) Paths {
-  std::int32_t offset[4][kBlockPixels];
+  std::int32_t offset[4][kPathPixels];
 };
 
 // A grid as its kernel keeps it in registers.
@@ -34,8 +38,9 @@ KXCMS_INLINE GridConstants ConstantsOf(const Grid& grid) {
   return c;
 }
 
-// The values become the fractions, falling.
-KXCMS_INLINE void FindPaths(const GridConstants& grid, PixelBlock& block, int p, Paths& paths) {
+// Of a vector of pixels from `p` on, as the paths from `at` on. The values become the fractions.
+KXCMS_INLINE void FindPath(const GridConstants& grid, PixelBlock& block, int p, Paths& paths,
+                           int at) {
   Floats fraction[3], cell[3];
   Ints whole[3];
   for (int axis = 0; axis < 3; ++axis) {
@@ -59,10 +64,10 @@ KXCMS_INLINE void FindPaths(const GridConstants& grid, PixelBlock& block, int p,
   const Ints first = Select(rg, Select(rb, step[0], step[2]), Select(gb, step[1], step[2]));
   const Ints last = Select(rg, Select(gb, step[2], step[1]), Select(rb, step[2], step[0]));
   const Ints highest = offset + (step[0] + step[2]) + step[1];
-  Store(paths.offset[0] + p, offset);
-  Store(paths.offset[1] + p, offset + first);
-  Store(paths.offset[2] + p, highest - last);
-  Store(paths.offset[3] + p, highest);
+  Store(paths.offset[0] + at, offset);
+  Store(paths.offset[1] + at, offset + first);
+  Store(paths.offset[2] + at, highest - last);
+  Store(paths.offset[3] + at, highest);
 }
 
 struct Triple {
@@ -80,14 +85,15 @@ KXCMS_INLINE Triple ReadNodes(const Node* nodes, const std::int32_t* offsets) {
   return {{ToFloats(Ints(firstTwo & 0xFFFF)), ToFloats(Ints(firstTwo >> 16)), Unzip<1>(a, b)}};
 }
 
-KXCMS_INLINE void FollowPaths(const Node* nodes, const Paths& paths, PixelBlock& block, int p) {
+KXCMS_INLINE void FollowPath(const Node* nodes, const Paths& paths, int at, PixelBlock& block,
+                             int p) {
   const auto [r, g, b] = LoadTriple(block, p).v;
   const Floats low = Lower(r, g), high = Higher(r, g);
   const Floats large = Higher(high, b), middle = Higher(low, Lower(high, b)), small = Lower(low, b);
-  const Triple v0 = ReadNodes(nodes, paths.offset[0] + p);
-  const Triple v1 = ReadNodes(nodes, paths.offset[1] + p);
-  const Triple v2 = ReadNodes(nodes, paths.offset[2] + p);
-  const Triple v3 = ReadNodes(nodes, paths.offset[3] + p);
+  const Triple v0 = ReadNodes(nodes, paths.offset[0] + at);
+  const Triple v1 = ReadNodes(nodes, paths.offset[1] + at);
+  const Triple v2 = ReadNodes(nodes, paths.offset[2] + at);
+  const Triple v3 = ReadNodes(nodes, paths.offset[3] + at);
   for (int c = 0; c < 3; ++c) {
     Store(block.values[c] + p, v0.v[c] + large * (v1.v[c] - v0.v[c]) +
                                    middle * (v2.v[c] - v1.v[c]) + small * (v3.v[c] - v2.v[c]));
@@ -98,8 +104,11 @@ void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
   const GridConstants constants = ConstantsOf(grid);
   const Node* const nodes = grid.nodes;
   Paths paths;
-  for (int p = 0; p < pixels; p += kElements) FindPaths(constants, block, p, paths);
-  for (int p = 0; p < pixels; p += kElements) FollowPaths(nodes, paths, block, p);
+  for (int first = 0; first < pixels; first += kPathPixels) {
+    const int left = pixels - first, count = left < kPathPixels ? left : kPathPixels;
+    for (int p = 0; p < count; p += kElements) FindPath(constants, block, first + p, paths, p);
+    for (int p = 0; p < count; p += kElements) FollowPath(nodes, paths, p, block, first + p);
+  }
 }
 
 // ---- Matrices -----------------------------------------------------------------------------------
