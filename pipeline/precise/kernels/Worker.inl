@@ -75,19 +75,20 @@ void Multiply(const float* factor, PixelBlock& block, int pixels) {
   }
 }
 
+template <int kSampleBytes>
 struct alignas(64) Plane {
-  unsigned char at[4 * kBlockPixels];
+  unsigned char at[kSampleBytes * kBlockPixels];
 };
 
-// What a block needs besides its values.
+// What a block needs besides its values. Colours that are floats stand where their values do.
 struct Workspace {
   PixelBlock block;
   BlockFloats factor;
-  Plane colors[3], sourceAlpha, destinationAlpha;
+  Plane<2> colors[3];
+  Plane<4> sourceAlpha, destinationAlpha;
 };
 
-// Planes of a block's own. Floats stand where their values do.
-Planes OwnPlanes(SampleType type, Workspace& space, Plane& alpha) {
+Planes OwnPlanes(SampleType type, Workspace& space, Plane<4>& alpha) {
   Planes planes = {{space.colors[0].at, space.colors[1].at, space.colors[2].at, alpha.at}};
   if (type != SampleType::kFloat) return planes;
   for (int c = 0; c < 3; ++c) {
