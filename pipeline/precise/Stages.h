@@ -13,9 +13,9 @@
 
 namespace kxcms {
 
-/// Pixels that go through the stages together. A grid's nodes push the curves out of the first-level
-/// cache, so that every block fetches them anew, which pays for many pixels better than for few. At
-/// distances of a power of two the channels' values would push one another out.
+/// Pixels that go through the stages together. A grid's nodes push the curves out of the
+/// first-level cache, so that every block fetches them anew, which pays for many pixels better than
+/// for few. At distances of a power of two the channels' values would push one another out.
 constexpr int kBlockPixels = 576;
 
 struct alignas(64) PixelBlock {
