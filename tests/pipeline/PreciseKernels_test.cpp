@@ -23,8 +23,8 @@
 
 namespace kxcms {
 
-/// The portable level as CPUs get it that are not x86.
-extern const PreciseKernels kPreciseGeneric;
+/// The portable level as CPUs get it that are not x86, and with vectors of 64 bytes.
+extern const PreciseKernels kPreciseGeneric16, kPreciseGeneric64;
 
 namespace {
 
@@ -38,7 +38,9 @@ struct Level {
 
 // All levels that this processor has.
 std::vector<Level> Levels() {
-  std::vector<Level> levels = {{"portable", &kPrecisePortable}, {"generic", &kPreciseGeneric}};
+  std::vector<Level> levels = {{"portable", &kPrecisePortable},
+                               {"generic 16", &kPreciseGeneric16},
+                               {"generic 64", &kPreciseGeneric64}};
 #if defined(__x86_64__)
   if (ICC40::SupportedCpuLevel() >= CpuLevel::kAvx2) levels.push_back({"avx2", &kPreciseAvx2});
   if (ICC40::SupportedCpuLevel() >= CpuLevel::kAvx512)

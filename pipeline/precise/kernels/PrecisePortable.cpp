@@ -1,6 +1,7 @@
 // The level of any CPU: 128-bit vectors of GCC's and Clang's extension, which they map to what the
 // CPU has, or else take apart. Where x86's baseline, SSE2, has an operation that the extension
-// cannot say, it is called; KXCMS_GENERIC_VECTORS is for testing what other CPUs get.
+// cannot say, it is called. For tests, KXCMS_GENERIC_VECTORS is how many bytes a vector has that
+// knows the extension alone: 16 is what other CPUs get, 64 takes the wide levels' way on any CPU.
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -16,7 +17,11 @@ namespace kxcms {
 
 namespace {
 
+#if defined(KXCMS_GENERIC_VECTORS)
+constexpr int kVectorBytes = KXCMS_GENERIC_VECTORS;
+#else
 constexpr int kVectorBytes = 16;
+#endif
 
 #include "pipeline/precise/kernels/FloatVectors.inl"
 
@@ -26,7 +31,12 @@ KXCMS_INLINE Vector Select(Ints where, Vector a, Vector b) {
 }
 template <typename Lane>
 KXCMS_INLINE Floats FromLanes(Lane lane) {
-  return Floats(lane(0));
+  Floats all;
+  for (int n = 0; n < kElements / kLaneElements; ++n) {
+    const LaneWords words = lane(n);
+    __builtin_memcpy(reinterpret_cast<LaneWords*>(&all) + n, &words, sizeof words);
+  }
+  return all;
 }
 #if defined(KXCMS_SSE2_VECTORS)
 KXCMS_INLINE Floats Min(Floats a, Floats b) {
