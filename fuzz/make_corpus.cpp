@@ -347,6 +347,19 @@ void AddImagePairs(Corpus& corpus) {
       ++number;
     }
   }
+  // Rows of one pixel more than the length, of 8 bits to 16 and the other way round.
+  for (const unsigned strides : {0u, 1u, 4u, 16u}) {
+    for (const unsigned length : {574u, 575u, 576u, 1152u}) {
+      const unsigned relation = 1 + number % 3, type = number % 2;
+      const Bytes shape = Choices(5, {number % 8, 0, 255, length % 256, length / 256});
+      const Bytes source = Choices(8, {type, number / 2 % 2, number % 2, strides, 1, 0, 0, 0});
+      const Bytes destination =
+          Choices(9, {1 - type, number % 2, number % 4, strides, 1, 1, 200, 90, number % 3});
+      corpus.Add("Image", "row-" + std::to_string(number),
+                 Joined({shape, source, Choices(1, {relation}), destination, Choices(19, {1})}));
+      ++number;
+    }
+  }
   for (unsigned stride = 0; stride < 5; ++stride) {
     corpus.Add("Image", "wild-" + std::to_string(stride),
                Choices(40, {250, stride, stride, stride % 2, 1, 7, 3}));
