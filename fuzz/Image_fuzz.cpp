@@ -3,6 +3,7 @@
 
 #include "api/pipeline.h"
 #include "fuzz/FuzzSupport.h"
+#include "tests/profile/ProfileForms.h"
 
 // Two images in one piece of memory between pages that cannot be touched: strides, places and types
 // of samples as they come. What shares bytes is refused and changes nothing; what is converted
@@ -259,14 +260,27 @@ struct Release {
 };
 using Pipeline = std::unique_ptr<kxp_pipeline, Release>;
 
-Pipeline Between(const char* from, const char* to, std::uint32_t flags) {
-  kxp_profile *source = nullptr, *destination = nullptr;
+kxp_profile* BuiltIn(const char* name) {
+  kxp_profile* profile = nullptr;
+  FUZZ_CHECK(kxp_profile_builtin(name, &profile, nullptr) == KXP_OK);
+  return profile;
+}
+
+// Input curves, a grid and output curves.
+kxp_profile* WithGrid() {
+  const Bytes bytes = profile_forms::Forms()[0].bytes;
+  kxp_profile* profile = nullptr;
+  FUZZ_CHECK(kxp_profile_from_memory(bytes.data(), bytes.size(), &profile, nullptr) == KXP_OK);
+  return profile;
+}
+
+// Takes the source.
+Pipeline Between(kxp_profile* source, const char* to, std::uint32_t flags) {
+  kxp_profile* const destination = BuiltIn(to);
   kxp_pipeline* pipeline = nullptr;
   kxp_pipeline_options options = {};
   options.size = sizeof options;
   options.flags = flags;
-  FUZZ_CHECK(kxp_profile_builtin(from, &source, nullptr) == KXP_OK);
-  FUZZ_CHECK(kxp_profile_builtin(to, &destination, nullptr) == KXP_OK);
   FUZZ_CHECK(kxp_pipeline_create(source, destination, &options, &pipeline, nullptr) == KXP_OK);
   kxp_profile_release(source);
   kxp_profile_release(destination);
@@ -305,11 +319,12 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Arena arena;
-  static const Pipeline pipelines[] = {Between("prophoto", "srgb", 0),
-                                       Between("rec2020", "adobe-rgb", KXP_UNCLIPPED)};
+  static const Pipeline pipelines[] = {Between(BuiltIn("prophoto"), "srgb", 0),
+                                       Between(BuiltIn("rec2020"), "adobe-rgb", KXP_UNCLIPPED),
+                                       Between(WithGrid(), "srgb", 0)};
   Input call(data, size);
   const unsigned kind = call.U8();
-  const kxp_pipeline* const pipeline = pipelines[kind % 2].get();
+  const kxp_pipeline* const pipeline = pipelines[kind % 3].get();
   const Bytes fill = fuzz::SomePixels(Arena::kBytes, kind / 2 % 4);
   std::copy(fill.begin(), fill.end(), arena.data());
   if (kind >= 248) {

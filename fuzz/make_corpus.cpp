@@ -329,34 +329,69 @@ void AddPipelines(Corpus& corpus) {
   }
 }
 
+/// The choices that describe an image: no more and no fewer than are asked for.
+struct DrawnImage {
+  unsigned type, alpha, flags, strides, places, where;
+};
+Bytes PlacesOf(const DrawnImage& image) {
+  Bytes bytes = {static_cast<unsigned char>(image.places)};
+  const unsigned channels = image.alpha == 0 ? 3 : 4;
+  if (image.places % 4 == 3) {
+    for (unsigned c = 0; c < channels; ++c)
+      bytes.insert(bytes.end(), {static_cast<unsigned char>(128 + 40 * c), 0});
+  }
+  bytes.push_back(static_cast<unsigned char>(image.where));
+  if (image.where % 4 >= 2) bytes.insert(bytes.end(), {200, 90});
+  return bytes;
+}
+Bytes ImageChoices(const DrawnImage& image) {
+  Bytes bytes;
+  for (const unsigned choice : {image.type, image.alpha, image.flags, image.strides}) {
+    bytes.push_back(static_cast<unsigned char>(choice));
+  }
+  for (const unsigned odd : {4u, 8u, 64u, 128u}) {
+    if ((image.strides & odd) != 0) bytes.push_back(200);
+  }
+  return Joined({bytes, PlacesOf(image)});
+}
+/// @param relation  of the destination to the source: in place, of its strides, or apart
+Bytes ImagePair(const Bytes& shape, const DrawnImage& source, unsigned relation,
+                const DrawnImage& destination) {
+  const Bytes flags = {static_cast<unsigned char>(destination.flags)};
+  const Bytes second = relation == 0   ? flags
+                       : relation == 1 ? Joined({ImageChoices(destination), PlacesOf(destination)})
+                                       : ImageChoices(destination);
+  // The rest is 0: one thread of a pool.
+  return Joined({shape, ImageChoices(source), Choices(1, {relation}), second, Choices(8, {})});
+}
+
 /// Pairs of images of every kind of strides and places, apart and in place.
 void AddImagePairs(Corpus& corpus) {
   unsigned number = 0;
   for (const unsigned strides : {0u, 1u, 2u, 3u, 4u, 8u, 16u, 32u, 48u, 50u, 64u, 128u}) {
     for (const unsigned places : {0u, 1u, 5u, 3u}) {
-      const unsigned relation = number % 4, type = number % 16;
-      // Kind, width, height; then each image: type, channels, flags, strides, places, where it
-      // begins. Bytes that strides do not ask for move on to what follows.
-      const Bytes shape = Choices(3, {number % 8, 5 + number, 2 + number % 5});
-      const Bytes source =
-          Choices(8, {type / 4, number / 2 % 2, number % 2, strides, places, 0, 0, 0});
-      const Bytes destination =
-          Choices(9, {type % 4, number % 2, number % 4, strides, places, 1, 200, 90, number % 3});
+      const unsigned relation = (number + number / 4) % 4, type = number % 16,
+                     alpha = number / 2 % 2;
       corpus.Add("Image", "pair-" + std::to_string(number),
-                 Joined({shape, source, Choices(1, {relation}), destination, Choices(19, {1})}));
+                 ImagePair(Choices(3, {number % 8, 5 + number, 2 + number % 5}),
+                           {type / 4, alpha, number % 2, strides, places, 0}, relation,
+                           {relation == 1 ? type / 4 : type % 4, alpha, number % 4, strides, places,
+                            1 + number / 4 % 2}));
       ++number;
     }
   }
-  // Rows of one pixel more than the length, of 8 bits to 16 and the other way round.
-  for (const unsigned strides : {0u, 1u, 4u, 16u}) {
-    for (const unsigned length : {574u, 575u, 576u, 1152u}) {
-      const unsigned relation = 1 + number % 3, type = number % 2;
-      const Bytes shape = Choices(5, {number % 8, 0, 255, length % 256, length / 256});
-      const Bytes source = Choices(8, {type, number / 2 % 2, number % 2, strides, 1, 0, 0, 0});
-      const Bytes destination =
-          Choices(9, {1 - type, number % 2, number % 4, strides, 1, 1, 200, 90, number % 3});
+  // Rows of as many pixels as are converted at a time, of fewer and of more: packed, planes, with a
+  // gap, backward.
+  struct {
+    unsigned strides, places;
+  } constexpr kLayouts[] = {{0, 1}, {1, 0}, {4, 1}, {16, 1}};
+  for (const auto& [strides, places] : kLayouts) {
+    for (const unsigned length : {191u, 575u, 576u, 577u, 700u, 1153u}) {
+      const unsigned type = number % 2, alpha = number / 2 % 2;
       corpus.Add("Image", "row-" + std::to_string(number),
-                 Joined({shape, source, Choices(1, {relation}), destination, Choices(19, {1})}));
+                 ImagePair(Choices(5, {number % 8, 0, 255, (length - 1) % 256, (length - 1) / 256}),
+                           {type, alpha, 0, strides, places, 0}, number % 3 == 0 ? 0 : 2,
+                           {1 - type, alpha, number % 4, strides, places, 1}));
       ++number;
     }
   }

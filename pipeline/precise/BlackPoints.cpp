@@ -54,7 +54,8 @@ Xyz Grey(double L) {
   return {kPcsWhite[0] * relative, kPcsWhite[1] * relative, kPcsWhite[2] * relative};
 }
 
-// Greys, one for each pixel of a block: the lightness of each, and of what the device makes of it.
+// Greys, which pass the stages in one block: the lightness of each, and of what the device makes of
+// it.
 constexpr std::size_t kGreys = 256;
 static_assert(kGreys <= kBlockPixels);
 

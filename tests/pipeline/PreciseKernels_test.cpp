@@ -178,6 +178,7 @@ struct Order {
   int offset[4];
   int distance;
 };
+constexpr int kPlane = 2 * kBlockPixels + 48;  // more than any case has pixels
 constexpr Order kOrders[] = {
     {"RGB", {0, 1, 2, -1}, 3},
     {"BGR", {2, 1, 0, -1}, 3},
@@ -186,12 +187,12 @@ constexpr Order kOrders[] = {
     {"ARGB", {1, 2, 3, 0}, 4},
     {"RGB and a gap", {0, 1, 2, -1}, 4},
     {"RGBA and gaps", {1, 3, 4, 6}, 9},
-    {"planes", {0, 1200, 2400, -1}, 1},
-    {"planes with alpha", {3600, 0, 1200, 2400}, 1},
-    {"planes of pairs", {0, 2400, 4800, 7200}, 2},
+    {"planes", {0, kPlane, 2 * kPlane, -1}, 1},
+    {"planes with alpha", {3 * kPlane, 0, kPlane, 2 * kPlane}, 1},
+    {"planes of pairs", {0, 2 * kPlane, 4 * kPlane, 6 * kPlane}, 2},
     {"backward RGB", {0, 1, 2, -1}, -3},
     {"backward RGBA", {0, 1, 2, 3}, -4},
-    {"backward planes", {0, 1200, 2400, 3600}, -1},
+    {"backward planes", {0, kPlane, 2 * kPlane, 3 * kPlane}, -1},
 };
 
 // Memory for `pixels` pixels in an order, with everything that it does not name filled with a
@@ -351,8 +352,10 @@ TEST(PreciseSamples, WithEveryUseOfAlpha) {
 TEST(PreciseSamples, OfAllLengths) {
   std::vector<int> lengths;
   for (int n = 0; n <= 70; ++n) lengths.push_back(n);
-  for (const int block : {kBlockPixels, 2 * kBlockPixels}) {
-    for (int n = block - 17; n <= block + 17; ++n) lengths.push_back(n);
+  // Around the borders of blocks, and of the thirds that a grid takes.
+  for (int third = 1; third <= 6; ++third) {
+    const int border = third * kBlockPixels / 3;
+    for (int n = border - 17; n <= border + 17; ++n) lengths.push_back(n);
   }
   for (const int n : lengths) {
     for (const int order : {0, 2, 5, 7}) {

@@ -3,7 +3,7 @@
 //
 //   every_byte STEP FILE...
 //
-// One byte of STEP is changed; with 1, every one is. Prints for each file how many changes were
+// One byte in every STEP is changed; with 1, all are. Prints for each file how many changes were
 // read and how many refused; and the first changes of it that were read otherwise than by the
 // libraries, with exit status 1.
 

@@ -13,8 +13,8 @@ KXCMS_INLINE Floats Absolute(Floats x) {
 }
 
 // Table entries by index, read into registers: the index vector goes through memory, where two
-// indices are read at once. The tables are read in loops of their own, after all indices of a block
-// are known; nothing waits then.
+// indices are read at once. The tables are read in loops of their own, after all indices of a
+// block, or of a part of it, are known; nothing waits then.
 
 KXCMS_INLINE void ReadTwo(const std::int32_t* indices, std::size_t (&two)[2]) {
   std::uint64_t both;

@@ -3,9 +3,10 @@
 
 // ---- Grid ---------------------------------------------------------------------------------------
 
-// A block takes its paths in parts: while nodes are read, these are what must not be pushed out.
+// Paths are found, and then followed, for a third of a block at a time: all of them would not stay
+// in the first-level cache while nodes are read.
 constexpr int kPathPixels = kBlockPixels / 3;
-static_assert(kPathPixels % kElements == 0);
+static_assert(kBlockPixels % 3 == 0 && kPathPixels % kElements == 0);
 
 // The ways of pixels through their cells: from the lowest node along the axis with the largest
 // fraction, then along the next, to the highest node. In bytes from the first node of all.
@@ -38,7 +39,8 @@ KXCMS_INLINE GridConstants ConstantsOf(const Grid& grid) {
   return c;
 }
 
-// Of a vector of pixels from `p` on, as the paths from `at` on. The values become the fractions.
+// Finds the paths of the vector of pixels that begins with p; they become those from `at` on. The
+// values become the fractions.
 KXCMS_INLINE void FindPath(const GridConstants& grid, PixelBlock& block, int p, Paths& paths,
                            int at) {
   Floats fraction[3], cell[3];

@@ -1,7 +1,8 @@
 // The level of any CPU: 128-bit vectors of GCC's and Clang's extension, which they map to what the
 // CPU has, or else take apart. Where x86's baseline, SSE2, has an operation that the extension
-// cannot say, it is called. For tests, KXCMS_GENERIC_VECTORS is how many bytes a vector has that
-// knows the extension alone: 16 is what other CPUs get, 64 takes the wide levels' way on any CPU.
+// cannot say, it is called. KXCMS_GENERIC_VECTORS is for tests: vectors of so many bytes by the
+// extension alone. With 16 they are what other CPUs get; with 64 the stages have as many elements
+// as at the widest level, on any CPU.
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>

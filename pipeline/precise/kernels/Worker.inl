@@ -6,6 +6,8 @@ constexpr Number Least(Number a, Number b) {
   return a < b ? a : b;
 }
 
+// Up to whole vectors.
+static_assert(kBlockPixels % kElements == 0);
 constexpr int RoundUp(int pixels) {
   return (pixels + kElements - 1) / kElements * kElements;
 }

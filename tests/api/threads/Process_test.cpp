@@ -182,6 +182,20 @@ TEST(Process, AThreadWith64KiBOfStack) {
                 kxp_convert(pipeline.get(), &source4, &destination4, 1000, 1, nullptr, nullptr),
                 KXP_OK);
             results.push_back(out);
+            // Apart in pairs, and three of four.
+            source4.flags = destination4.flags = 0;
+            source4.pixel_stride = destination4.pixel_stride = 6 * SampleBytes(KXP_F32);
+            EXPECT_EQ(
+                kxp_convert(pipeline.get(), &source4, &destination4, 600, 1, nullptr, nullptr),
+                KXP_OK);
+            results.push_back(out);
+            source4.a = destination4.a = nullptr;
+            source4.pixel_stride = 4 * SampleBytes(from);
+            destination4.pixel_stride = 4 * SampleBytes(to);
+            EXPECT_EQ(
+                kxp_convert(pipeline.get(), &source4, &destination4, 1000, 1, nullptr, nullptr),
+                KXP_OK);
+            results.push_back(out);
           }
         }
       }
