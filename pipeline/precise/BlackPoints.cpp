@@ -28,9 +28,10 @@ Model RelativeModelToPcs(const DeviceProfile& profile) {
   return model;
 }
 
-void Run(const StageBuilder& builder, PixelBlock& block) {
+void Run(const StageBuilder& builder, PixelBlock& block, std::size_t pixels) {
   const std::vector<Stage>& stages = builder.Stages();
-  ChosenPreciseKernels().run({stages.data(), static_cast<int>(stages.size())}, block);
+  ChosenPreciseKernels().run({stages.data(), static_cast<int>(stages.size())}, block,
+                             static_cast<int>(pixels));
 }
 
 void AddToLightness(const Model& toPcs, StageBuilder& builder) {
@@ -43,7 +44,7 @@ double BlackLightness(const Model& toPcs) {
   StageBuilder builder(arena);
   AddToLightness(toPcs, builder);
   PixelBlock block{};
-  Run(builder, block);
+  Run(builder, block, 1);
   return std::clamp(static_cast<double>(block.values[0][0]), 0.0, 50.0);
 }
 
@@ -82,7 +83,7 @@ Greys ThereAndBack(const LookupTable& toDevice, const Model& toPcs) {
   builder.Add(toDevice.elements);
   builder.AddScaling();
   AddToLightness(toPcs, builder);
-  Run(builder, block);
+  Run(builder, block, kGreys);
   std::copy_n(block.values[0], kGreys, greys.out.begin());
   return greys;
 }

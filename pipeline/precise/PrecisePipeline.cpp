@@ -124,7 +124,7 @@ void PrecisePipeline::MakeLevels8() {
   }
   const bool isTabled = !forIntegers_.empty() && forIntegers_[0].kind == StageKind::kCurves;
   program_.tabledStages = isTabled ? 1 : 0;
-  ChosenPreciseKernels().run({forIntegers_.data(), program_.tabledStages}, block);
+  ChosenPreciseKernels().run({forIntegers_.data(), program_.tabledStages}, block, 256);
   auto* const levels = arena_.New<float[256]>(3);
   for (std::size_t c = 0; c < 3; ++c) std::copy_n(block.values[c], 256, levels[c]);
   program_.levels8 = levels;

@@ -65,7 +65,7 @@ class Tracer {
     PixelBlock block{};
     for (std::size_t c = 0; c < 3; ++c) block.values[c][0] = static_cast<float>(device_[c]);
     const std::vector<Stage>& stages = builder.Stages();
-    ChosenPreciseKernels().run({stages.data(), static_cast<int>(stages.size())}, block);
+    ChosenPreciseKernels().run({stages.data(), static_cast<int>(stages.size())}, block, 1);
     Triple values;
     for (std::size_t c = 0; c < 3; ++c) values[c] = block.values[c][0] * builder.Unit()[c];
     return values;

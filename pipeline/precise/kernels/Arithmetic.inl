@@ -3,6 +3,11 @@
 
 constexpr bool kIsLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
 
+template <typename Number>
+constexpr Number Least(Number a, Number b) {
+  return a < b ? a : b;
+}
+
 // Into [0, 1]; 0 for what is not a number.
 KXCMS_INLINE Floats Clip(Floats x) {
   return Lower(Max(x, Floats{}), Splat(1));

@@ -107,7 +107,7 @@ void Interpolate(const Grid& grid, PixelBlock& block, int pixels) {
   const Node* const nodes = grid.nodes;
   Paths paths;
   for (int first = 0; first < pixels; first += kPathPixels) {
-    const int left = pixels - first, count = left < kPathPixels ? left : kPathPixels;
+    const int count = Least(pixels - first, kPathPixels);
     for (int p = 0; p < count; p += kElements) FindPath(constants, block, first + p, paths, p);
     for (int p = 0; p < count; p += kElements) FollowPath(nodes, paths, p, block, first + p);
   }

@@ -26,8 +26,8 @@ struct PreciseKernels {
   /// from that they must not overlap. Nothing but their samples is read or written.
   void (*convert)(const Program& program, const SourceRun& source,
                   const DestinationRun& destination, AlphaResult alpha, std::int64_t count);
-  /// Takes all pixels of a block through stages.
-  void (*run)(const StageList& stages, PixelBlock& block);
+  /// Takes the first `pixels` pixels of a block through stages, and up to a vector of those behind.
+  void (*run)(const StageList& stages, PixelBlock& block, int pixels);
 };
 
 /// The kernels of the chosen instruction-set level.

@@ -208,7 +208,9 @@ struct Groups {
 };
 
 template <typename Byte>
-Groups GroupsOf(Byte* const (&samples)[4], int size) {
+Groups GroupsOf(const PixelRun<Byte>& run) {
+  Byte* const(&samples)[4] = run.samples;
+  const int size = SizeOf(run.type);
   Groups groups = {};
   bool isDone[4] = {false, false, false, samples[3] == nullptr};
   for (int c = 0; c < 4; ++c) {
@@ -227,7 +229,8 @@ Groups GroupsOf(Byte* const (&samples)[4], int size) {
 }
 
 template <typename Sample>
-void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& planes) {
+void Gather(const SourceRun& run, Layout layout, const Groups& groups, int pixels,
+            const Planes& planes) {
   constexpr int kSize = sizeof(Sample);
   if (layout == Layout::kThree) {
     const auto [first, plane] = Order<3>(run.samples, kSize, planes);
@@ -255,7 +258,6 @@ void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& plane
     }
     return;
   }
-  const Groups groups = GroupsOf(run.samples, kSize);
   for (int n = 0; n < groups.count; ++n) {
     const auto [c, d] = groups.group[n];
     if (d < 0) {
@@ -267,7 +269,8 @@ void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& plane
 }
 
 template <typename Sample>
-void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int pixels) {
+void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, const Groups& groups,
+             int pixels) {
   constexpr int kSize = sizeof(Sample);
   if (layout == Layout::kThree) {
     const auto [first, plane] = Order<3>(run.samples, kSize, planes);
@@ -284,7 +287,6 @@ void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int
     }
     return;
   }
-  const Groups groups = GroupsOf(run.samples, kSize);
   for (int n = 0; n < groups.count; ++n) {
     const auto [c, d] = groups.group[n];
     if (d < 0) {
@@ -295,25 +297,27 @@ void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int
   }
 }
 
-void Gather(const SourceRun& run, Layout layout, int pixels, const Planes& planes) {
+void Gather(const SourceRun& run, Layout layout, const Groups& groups, int pixels,
+            const Planes& planes) {
   switch (SizeOf(run.type)) {
     case 1:
-      return Gather<std::uint8_t>(run, layout, pixels, planes);
+      return Gather<std::uint8_t>(run, layout, groups, pixels, planes);
     case 2:
-      return Gather<std::uint16_t>(run, layout, pixels, planes);
+      return Gather<std::uint16_t>(run, layout, groups, pixels, planes);
     default:
-      return Gather<std::uint32_t>(run, layout, pixels, planes);
+      return Gather<std::uint32_t>(run, layout, groups, pixels, planes);
   }
 }
 
-void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, int pixels) {
+void Scatter(const Planes& planes, const DestinationRun& run, Layout layout, const Groups& groups,
+             int pixels) {
   switch (SizeOf(run.type)) {
     case 1:
-      return Scatter<std::uint8_t>(planes, run, layout, pixels);
+      return Scatter<std::uint8_t>(planes, run, layout, groups, pixels);
     case 2:
-      return Scatter<std::uint16_t>(planes, run, layout, pixels);
+      return Scatter<std::uint16_t>(planes, run, layout, groups, pixels);
     default:
-      return Scatter<std::uint32_t>(planes, run, layout, pixels);
+      return Scatter<std::uint32_t>(planes, run, layout, groups, pixels);
   }
 }
 

@@ -1,11 +1,6 @@
 // The loop over blocks. A level's source includes this file inside its own unnamed namespace, after
 // ColorStages.inl and Samples.inl.
 
-template <typename Number>
-constexpr Number Least(Number a, Number b) {
-  return a < b ? a : b;
-}
-
 // Up to whole vectors.
 static_assert(kBlockPixels % kElements == 0);
 constexpr int RoundUp(int pixels) {
@@ -15,6 +10,7 @@ constexpr int RoundUp(int pixels) {
 // What a call needs to know besides the program.
 struct Call {
   Layout sourceLayout, destinationLayout;
+  Groups sourceGroups, destinationGroups;
   StageList stages;
   bool isTabled;     // samples of 8 bits are looked up
   bool divides;      // colour by alpha, before
@@ -35,6 +31,11 @@ Call Prepare(const Program& program, const SourceRun& source, const DestinationR
   Call call;
   call.sourceLayout = LayoutOf(source);
   call.destinationLayout = LayoutOf(destination);
+  // Only samples that are apart are taken in groups; a gap is not written over.
+  if (call.sourceLayout == Layout::kApart) call.sourceGroups = GroupsOf(source);
+  if (call.destinationLayout == Layout::kApart || call.destinationLayout == Layout::kThreeOfFour) {
+    call.destinationGroups = GroupsOf(destination);
+  }
   call.stages = isInteger ? program.forIntegers : program.forFloats;
   call.divides = hasAlpha && source.isAssociated;
   call.multiplies = keepsAlpha && destination.isAssociated;
@@ -114,7 +115,7 @@ void ReadBlock(const Program& program, const Call& call, const SourceRun& source
   if (call.sourceLayout == Layout::kPlanes && pixels == padded) {
     for (int c = 0; c < 4; ++c) plane[c] = source.samples[c];
   } else {
-    Gather(source, call.sourceLayout, pixels, own);
+    Gather(source, call.sourceLayout, call.sourceGroups, pixels, own);
     for (unsigned char* at : own.at) Pad(source.type, at, pixels);
   }
   for (int c = 0; c < 3; ++c) {
@@ -144,7 +145,7 @@ void WriteBlock(const Call& call, const DestinationRun& destination, int pixels,
   }
   if (call.copiesAlpha) planes.at[3] = space.sourceAlpha.at;
   if (call.convertsAlpha) FromValues(type, space.block.alpha, planes.at[3], pixels);
-  Scatter(planes, destination, call.destinationLayout, pixels);
+  Scatter(planes, destination, call.destinationLayout, call.destinationGroups, pixels);
 }
 
 template <typename Byte>
@@ -196,8 +197,9 @@ void Convert(const Program& program, const SourceRun& source, const DestinationR
   DestinationRun to = destination;
   Workspace space;
   if (call.fillsAlpha) {
-    for (float& value : space.block.alpha) value = 1;
-    FromValues(to.type, space.block.alpha, space.destinationAlpha.at, kBlockPixels);
+    const int filled = static_cast<int>(Least<std::int64_t>(count, kBlockPixels));
+    for (int p = 0; p < filled; ++p) space.block.alpha[p] = 1;
+    FromValues(to.type, space.block.alpha, space.destinationAlpha.at, filled);
   }
   while (count > 0) {
     const int pixels = static_cast<int>(Least<std::int64_t>(count, kBlockPixels));
@@ -216,6 +218,6 @@ void Convert(const Program& program, const SourceRun& source, const DestinationR
   }
 }
 
-void Run(const StageList& stages, PixelBlock& block) {
-  RunStages(stages, 0, block, kBlockPixels);
+void Run(const StageList& stages, PixelBlock& block, int pixels) {
+  RunStages(stages, 0, block, RoundUp(pixels));
 }
