@@ -6,13 +6,14 @@
 #include "api/Objects.h"
 #include "api/Workers.h"
 #include "pipeline/RunConverter.h"
+#include "pipeline/precise/Stages.h"
 
 using namespace kxcms;
 
 namespace {
 
-// What threads take at a time: some ten microseconds of work at the least.
-constexpr std::uint64_t kPiecePixels = 32768;
+// What threads take at a time: whole blocks, some ten microseconds of work at the least.
+constexpr std::uint64_t kPiecePixels = std::uint64_t{57} * kBlockPixels;
 // More threads than any machine has use for.
 constexpr std::uint32_t kMostThreads = 1024;
 // Between two reports of progress other threads get so many pieces each.
@@ -164,6 +165,12 @@ kxp_status kxp_convert(const kxp_pipeline* pipeline, const kxp_image* source,
             pipeline->precise != nullptr
                 ? "Lab and XYZ are written as samples of 16 bits or floats only."
                 : "The fixed pipeline takes and gives samples of 8 or 16 bits only.");
+    if (how.threads <= 1 && how.run == nullptr && how.progress == nullptr) {
+      // Nothing to share and nobody to tell: a call of one pixel would notice the counters.
+      ConvertPixels(converter, images.source, images.destination, images.alpha, 0,
+                    static_cast<std::int64_t>(pixels));
+      return KXP_OK;
+    }
     Conversion conversion(converter, images, pixels);
     if (how.run != nullptr) {
       RunOnHostThreads(conversion, how);

@@ -62,6 +62,7 @@ void CopyKnown(const void* given, std::size_t leastBytes, const char* name, void
 /// for members that this library does not know and that are not 0.
 template <typename Struct>
 Struct Known(const Struct* given, std::size_t leastBytes, const char* name) {
+  if (given->size == sizeof(Struct)) return *given;
   Struct known{};
   CopyKnown(given, leastBytes, name, &known, sizeof known);
   return known;

@@ -112,7 +112,7 @@ typedef struct kxp_profile kxp_profile;
  *  matrix and tone curves. Whatever conversion is asked for later, refused is damage to the header,
  *  to the tag table (two tags of a name, a tag that lies outside of the profile), and to any tag
  *  that some conversion would need (A2B, B2A, the matrix and the curves, wtpt). Texts whose
- * contents are damaged are empty.
+ *  contents are damaged are empty.
  *  @param bytes    the profile, copied as far as needed.
  *  @param size     their number. Memory stays below 32 MiB and four times this number.
  *  @param profile  receives the object.
@@ -312,23 +312,24 @@ typedef struct kxp_pipeline_options {
  *  precision gives, 99.9 % within 1, and at 8 bits equal to it but within 0.02 of a tie; half
  *  and float results within 0.005 in CIEDE2000. For pure gamma encodings the 16-bit bound holds
  *  from a linear 0.0001 on; for destinations with tabulated curves that stay level (0, 0, 1, ... in
- *  the shadows of long tables) it holds but beside the levels, where 0.005 holds. The same bits on
- * every processor and with every number of threads.
+ *  the shadows of long tables) it holds but beside the levels, where 0.005 holds. The same bits
+ *  on every processor and with every number of threads.
  *
  *  KXP_FIXED gives, byte for byte, what CIccEngineS::SetProfile of libKXCMS selects for the
- * profile, the intent, the offsets (fractions too, which KX_Icc_Adjust leaves out where the whole
- * parts are 0), and the output code that has the destination's name: an interpolation in a grid of
- *  17 points of 8-bit linear values. Samples have 8 or 16 bits; from 16 to 8 the 16-bit results
- *  are rounded. Destinations are "srgb" (and "srgb-220", the same), "srgb-linear", "adobe-18" (the
- *  primaries of Adobe RGB (1998) with gamma 1.8), "adobe-rgb-linear", "apple", "apple-linear",
- *  "colormatch", "colormatch-linear", and sRGB with a Kodak tone curve in place of its own:
- *  "srgb-kodak-photo", "srgb-kodak-mix", "srgb-kodak-text". Refused, with the reason, is what the
- *  fixed interface converts wrongly or not at all: profiles without the lookup tag of the intent
- *  and without A2B0 (also those with a matrix and tone curves alone), tags of type lut8Type, an
- *  XYZ connection space, and of lutAToBType a matrix or M curves that are not identity, CLUTs of
- *  8-bit values or with different axes, and curves that it cuts off (it reads tables of one odd
- *  number of entries); of all tags curves of two entries that are not straight from 0 to 1, and
- *  grids of more than 33 points; and the manufacturer "none".
+ *  profile, the intent, the offsets (fractions too, which KX_Icc_Adjust leaves out where the
+ *  whole parts are 0), and the output code that has the destination's name: an interpolation in
+ *  a grid of 17 points of 8-bit linear values. Samples have 8 or 16 bits; from 16 to 8 the
+ *  16-bit results are rounded. Destinations are "srgb" (and "srgb-220", the same),
+ *  "srgb-linear", "adobe-18" (the primaries of Adobe RGB (1998) with gamma 1.8),
+ *  "adobe-rgb-linear", "apple", "apple-linear", "colormatch", "colormatch-linear", and sRGB with
+ *  a Kodak tone curve in place of its own: "srgb-kodak-photo", "srgb-kodak-mix",
+ *  "srgb-kodak-text". Refused, with the reason, is what the fixed interface converts wrongly or
+ *  not at all: profiles without the lookup tag of the intent and without A2B0 (also those with a
+ *  matrix and tone curves alone), tags of type lut8Type, an XYZ connection space, and of
+ *  lutAToBType a matrix or M curves that are not identity, CLUTs of 8-bit values or with
+ *  different axes, and curves that it cuts off (it reads tables of one odd number of entries);
+ *  of all tags curves of two entries that are not straight from 0 to 1, and grids of more than
+ *  33 points; and the manufacturer "none".
  *
  *  @param source       where the pixels come from; "lab" and "xyz" are refused.
  *  @param destination  where they go.
@@ -421,9 +422,9 @@ typedef void (*kxp_job)(void* argument, uint32_t index);
 typedef void (*kxp_run)(void* context, uint32_t count, kxp_job job, void* argument);
 
 /** Told how far a conversion is, in pixels, on the thread that called kxp_convert: first with 0,
- * then every few hundred thousand pixels (of each thread) with a number that never falls, and at
- * the end once with done == total, when there is nothing left to cancel. It must not throw. @return
- * 0 to go on, anything else to cancel. */
+ *  then every few hundred thousand pixels (of each thread) with a number that never falls, and at
+ *  the end once with done == total, when there is nothing left to cancel. It must not throw.
+ *  @return 0 to go on, anything else to cancel. */
 typedef int (*kxp_progress)(void* context, uint64_t done, uint64_t total);
 
 /** How to run a conversion. */
@@ -449,9 +450,9 @@ typedef struct kxp_convert_options {
  *  In place: source and destination may describe the same samples, of the same type, and either
  *  may have an alpha that the other has not. Images may also lie between one another, like two
  *  parts of a larger one, if their strides are the same. Any other overlap is refused - of images
- *  with different strides, of the ranges of addresses from their first to their last byte - and so
- * is a destination two samples of which share bytes. Nothing of the size of the image is allocated,
- * and without threads nothing at all.
+ *  with different strides, of the ranges of addresses from their first to their last byte - and
+ *  so is a destination two samples of which share bytes. Nothing of the size of the image is
+ *  allocated, and without threads nothing at all.
  *
  *  @param pipeline     what it becomes by.
  *  @param source       borrowed, like the memory that it describes.

@@ -30,6 +30,37 @@ bool HasChannel(const Image<Byte>& image, int channel) {
   return channel < 3 || image.firstRow.samples[channel] != nullptr;
 }
 
+// The addresses of the first pixel's lowest and highest sample.
+struct Span {
+  std::uintptr_t lowest, highest;
+};
+template <typename Byte>
+Span SpanOf(const Image<Byte>& image) {
+  Span span = {std::numeric_limits<std::uintptr_t>::max(), 0};
+  for (int c = 0; c < (HasChannel(image, 3) ? 4 : 3); ++c) {
+    const auto at = reinterpret_cast<std::uintptr_t>(image.firstRow.samples[c]);
+    span = {std::min(span.lowest, at), std::max(span.highest, at)};
+  }
+  return span;
+}
+
+template <typename Byte>
+std::optional<ByteRange> RangeOf(const Image<Byte>& image) {
+  if (image.width <= 0 || image.height <= 0) return std::nullopt;
+  const Wide alongRow = static_cast<Wide>(image.width - 1) * image.firstRow.pixelStride;
+  const Wide alongColumn = static_cast<Wide>(image.height - 1) * image.rowStride;
+  const Span span = SpanOf(image);
+  const Wide begin = span.lowest + std::min<Wide>(alongRow, 0) + std::min<Wide>(alongColumn, 0);
+  const Wide end = span.highest + std::max<Wide>(alongRow, 0) + std::max<Wide>(alongColumn, 0) +
+                   SizeOf(image.firstRow.type);
+  // No object is larger than differences of pointers can say.
+  if (begin < 1 || end > std::numeric_limits<std::uintptr_t>::max() ||
+      end - begin > std::numeric_limits<std::ptrdiff_t>::max()) {
+    return std::nullopt;
+  }
+  return ByteRange{static_cast<std::uintptr_t>(begin), static_cast<std::uintptr_t>(end)};
+}
+
 Wide FloorOfQuotient(Wide a, Wide b) {
   return a / b - (a % b != 0 && (a < 0) != (b < 0) ? 1 : 0);
 }
@@ -76,33 +107,21 @@ bool IsInterleaved(const Image<Byte>& image) {
   const auto magnitude = [](std::ptrdiff_t stride) {
     return static_cast<std::uintptr_t>(stride < 0 ? -stride : stride);
   };
-  std::uintptr_t at[4], lowest = std::numeric_limits<std::uintptr_t>::max(), highest = 0;
+  std::uintptr_t at[4];
   const int channels = HasChannel(image, 3) ? 4 : 3;
   for (int c = 0; c < channels; ++c) {
     at[c] = reinterpret_cast<std::uintptr_t>(image.firstRow.samples[c]);
-    lowest = std::min(lowest, at[c]);
-    highest = std::max(highest, at[c]);
     for (int other = 0; other < c; ++other) {
       if ((at[c] > at[other] ? at[c] - at[other] : at[other] - at[c]) < size) return false;
     }
   }
-  const std::uintptr_t pixel = highest - lowest + size;
+  const Span span = SpanOf(image);
+  const std::uintptr_t pixel = span.highest - span.lowest + size;
   const std::uintptr_t pixelStride = magnitude(image.firstRow.pixelStride);
   if (image.width > 1 && pixelStride < pixel) return false;
   // What fits into the address space, as the extent of an image does.
   const std::uintptr_t row = static_cast<std::uintptr_t>(image.width - 1) * pixelStride + pixel;
   return image.height == 1 || magnitude(image.rowStride) >= row;
-}
-
-SourceImage AsSource(const DestinationImage& image) {
-  const DestinationRun& run = image.firstRow;
-  return {{{run.samples[0], run.samples[1], run.samples[2], run.samples[3]},
-           run.pixelStride,
-           run.type,
-           run.isAssociated},
-          image.rowStride,
-          image.width,
-          image.height};
 }
 
 template <typename Byte>
@@ -124,29 +143,11 @@ bool IsOneRun(const Image<Byte>& image) {
 }  // namespace
 
 std::optional<ByteRange> ExtentOf(const SourceImage& image) {
-  if (image.width <= 0 || image.height <= 0) return std::nullopt;
-  Wide begin = std::numeric_limits<std::int64_t>::max(), end = 0;
-  begin *= 4;
-  for (int c = 0; c < 4; ++c) {
-    if (!HasChannel(image, c)) continue;
-    const Lattice lattice = LatticeOf(image, c);
-    const Wide alongRow = (lattice.width - 1) * lattice.pixelStride;
-    const Wide alongColumn = (lattice.height - 1) * lattice.rowStride;
-    begin = std::min(begin,
-                     lattice.first + std::min<Wide>(alongRow, 0) + std::min<Wide>(alongColumn, 0));
-    end = std::max(end, lattice.first + std::max<Wide>(alongRow, 0) +
-                            std::max<Wide>(alongColumn, 0) + lattice.size);
-  }
-  // No object is larger than differences of pointers can say.
-  if (begin < 1 || end > std::numeric_limits<std::uintptr_t>::max() ||
-      end - begin > std::numeric_limits<std::ptrdiff_t>::max()) {
-    return std::nullopt;
-  }
-  return ByteRange{static_cast<std::uintptr_t>(begin), static_cast<std::uintptr_t>(end)};
+  return RangeOf(image);
 }
 
 std::optional<ByteRange> ExtentOf(const DestinationImage& image) {
-  return ExtentOf(AsSource(image));
+  return RangeOf(image);
 }
 
 Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination) {
@@ -191,11 +192,13 @@ bool OverlapsItself(const DestinationImage& image) {
 void ConvertPixels(const RunConverter& pipeline, const SourceImage& source,
                    const DestinationImage& destination, AlphaResult alpha, std::int64_t begin,
                    std::int64_t end) {
-  const bool isOneRun = IsOneRun(source) && IsOneRun(destination);
+  if (IsOneRun(source) && IsOneRun(destination)) {
+    return pipeline.Convert(RunAt(source, 0, begin), RunAt(destination, 0, begin), alpha,
+                            end - begin);
+  }
   while (begin < end) {
     const std::int64_t row = begin / source.width, column = begin % source.width;
-    const std::int64_t count =
-        isOneRun ? end - begin : std::min(end - begin, source.width - column);
+    const std::int64_t count = std::min(end - begin, source.width - column);
     pipeline.Convert(RunAt(source, row, column), RunAt(destination, row, column), alpha, count);
     begin += count;
   }

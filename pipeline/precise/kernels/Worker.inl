@@ -100,11 +100,25 @@ Planes OwnPlanes(SampleType type, Workspace& space, Plane<4>& alpha) {
   return planes;
 }
 
-// Fills up to whole vectors with zeros, which every stage can take.
-void Pad(SampleType type, unsigned char* plane, int pixels) {
-  const int size = SizeOf(type), missing = RoundUp(pixels) - pixels;
-  if (missing == 0) return;
-  __builtin_memset(plane + size * pixels, 0, static_cast<unsigned>(size * missing));
+// Zeros, which every stage can take, for the last vector of values.
+template <int kSampleBytes>
+KXCMS_INLINE void ClearLast(unsigned char* plane, int padded) {
+  constexpr int kBytes = kSampleBytes * kElements;
+  __builtin_memset(plane + kSampleBytes * padded - kBytes, 0, kBytes);
+}
+void ClearLast(SampleType type, const Planes& planes, int padded) {
+  for (unsigned char* plane : planes.at) {
+    switch (SizeOf(type)) {
+      case 1:
+        ClearLast<1>(plane, padded);
+        break;
+      case 2:
+        ClearLast<2>(plane, padded);
+        break;
+      default:
+        ClearLast<4>(plane, padded);
+    }
+  }
 }
 
 void ReadBlock(const Program& program, const Call& call, const SourceRun& source, int pixels,
@@ -115,8 +129,8 @@ void ReadBlock(const Program& program, const Call& call, const SourceRun& source
   if (call.sourceLayout == Layout::kPlanes && pixels == padded) {
     for (int c = 0; c < 4; ++c) plane[c] = source.samples[c];
   } else {
+    if (pixels != padded) ClearLast(source.type, own, padded);
     Gather(source, call.sourceLayout, call.sourceGroups, pixels, own);
-    for (unsigned char* at : own.at) Pad(source.type, at, pixels);
   }
   for (int c = 0; c < 3; ++c) {
     if (call.isTabled) {

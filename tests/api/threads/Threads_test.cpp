@@ -328,8 +328,8 @@ TEST(Threads, ManyThreadsDoNotOutrunTheReports) {
     Told told;
     told.Attach(options);
     EXPECT_EQ(kxp_convert(Scanner(), &image, &image, kPixels, 1, &options, nullptr), KXP_OK);
-    // A report lets 4 pieces of 32768 pixels a thread be begun, and one is the caller's.
-    EXPECT_GE(told.done.size(), 1 + kPixels / (65 * 32768) + 1);
+    // A report lets 4 pieces of 32832 pixels a thread be begun, and one is the caller's.
+    EXPECT_GE(told.done.size(), 1 + kPixels / (65 * 32832) + 1);
   }
 }
 
