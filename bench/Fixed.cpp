@@ -2,76 +2,65 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
-#include "base/CpuLevel.h"
 #include "bench/Setup.h"
-#include "pipeline/FixedConversion.h"
-#include "profile/ProfileReader.h"
 
-// The fixed pipeline as handles have it, beside the fixed interface's rows of the same names.
+// The fixed pipeline by handle, beside the fixed interface's rows of the same names.
 
 namespace Bench {
 
 namespace {
 
-using kxcms::AlphaResult;
-using kxcms::FixedConversion;
-using kxcms::SampleType;
-
-kxcms::DeviceProfile ReadProfile(const std::string& path) {
+std::vector<unsigned char> ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  const std::vector<unsigned char> bytes{std::istreambuf_iterator<char>(file), {}};
+  std::vector<unsigned char> bytes{std::istreambuf_iterator<char>(file), {}};
   if (bytes.empty()) throw std::runtime_error(path + ": cannot be read");
-  return kxcms::ReadProfile(bytes);
+  return bytes;
 }
 
 struct HandleFormat {
   const char* name;
-  SampleType from, to;
+  std::uint32_t from, to;
 };
 constexpr HandleFormat kHandleFormats[] = {
-    {"8 to 8", SampleType::kUInt8, SampleType::kUInt8},
-    {"8 to 16", SampleType::kUInt8, SampleType::kUInt16},
-    {"16 to 16", SampleType::kUInt16, SampleType::kUInt16},
-};
-
-constexpr int BytesOf(SampleType type) {
-  return type == SampleType::kUInt8 ? 1 : 2;
-}
-
-template <typename Byte>
-kxcms::PixelRun<Byte> Packed(Byte* first, SampleType type) {
-  const int size = BytesOf(type);
-  return {{first, first + size, first + 2 * size, nullptr}, 3 * size, type, false};
-}
+    {"8 to 8", KXP_U8, KXP_U8}, {"8 to 16", KXP_U8, KXP_U16}, {"16 to 16", KXP_U16, KXP_U16}};
 
 }  // namespace
 
 void RegisterFixed(const Setup& setup) {
-  static const kxcms::DeviceProfile profile = ReadProfile(setup.material.profile);
-  static const FixedConversion conversion(profile, ICC40::ICCFILE::sRGB, {});
-  const char* const level = ICC40::NameOf(ICC40::ChosenCpuLevel());
-  const int pixels = setup.material.Pixels();
+  const PipelineLibrary& library = setup.BestPipelines();
+  const char* const level = library.LevelName();
+  static const ProfileHandle profile = library.ReadProfile(ReadFile(setup.material.profile));
+  static const PipelineHandle pipeline = library.MakePipeline(profile, KXP_PERCEPTUAL, KXP_FIXED);
   static std::vector<unsigned char> results;
-  results.assign(std::size_t{6} * static_cast<std::size_t>(pixels), 1);
+  results.assign(std::size_t{6} * static_cast<std::size_t>(setup.material.Pixels()), 1);
+  const auto measure = [&](const std::string& group, const std::string& name,
+                           const HandleFormat& format, const Picture& picture, int pixels) {
+    const kxp_image from = PackedImage(picture.Bytes(BytesOf(format.from)), format.from);
+    const kxp_image to = PackedImage(results.data(), format.to);
+    Measure(setup, group, name, level, [=, &library](benchmark::State& state) {
+      for (auto _ : state) {
+        library.Convert(pipeline, from, to, pixels);
+        benchmark::ClobberMemory();
+      }
+      state.counters["pixels"] = pixels;
+    });
+  };
   for (const HandleFormat& format : kHandleFormats) {
     for (const Picture* picture : {&setup.material.photo, &setup.material.random}) {
-      Measure(setup, "handle", std::string(format.name) + ", " + picture->name, level,
-              [=](benchmark::State& state) {
-                const auto from = Packed(picture->Bytes(BytesOf(format.from)), format.from);
-                const auto to = Packed(results.data(), format.to);
-                for (auto _ : state) {
-                  conversion.Convert(from, to, AlphaResult::kKept, pixels);
-                  benchmark::ClobberMemory();
-                }
-                state.counters["pixels"] = pixels;
-              });
+      measure("handle", std::string(format.name) + ", " + picture->name, format, *picture,
+              setup.material.Pixels());
     }
   }
-  Measure(setup, "creation", "fixed, all tables", level, [](benchmark::State& state) {
+  for (const HandleFormat& format : kHandleFormats) {
+    measure("handle call", std::string(format.name) + ", one pixel", format, setup.material.photo,
+            1);
+  }
+  Measure(setup, "creation", "fixed, all tables", level, [&library](benchmark::State& state) {
     for (auto _ : state) {
-      benchmark::DoNotOptimize(FixedConversion(profile, ICC40::ICCFILE::sRGB, {}));
+      benchmark::DoNotOptimize(library.MakePipeline(profile, KXP_PERCEPTUAL, KXP_FIXED));
     }
   });
 }

@@ -5,13 +5,11 @@
 #include <new>
 #include <string>
 
-#include "base/CpuLevel.h"
+#include "bench/SharedCopy.h"
 #include "engine/CIccEngineS.h"
 #include "interface/kxcms.h"
 
 namespace Bench {
-
-using ICC40::CpuLevel;
 
 /// So many pixels are converted in a format before anything is timed: a fast worker serves them and
 /// makes the tables that it needs, whereas very few are left to the scalar worker, which needs
@@ -26,12 +24,11 @@ struct Slot {
   const ICC40::ICC_ENG_S4::CIccEngineS* engine;
 };
 
-/// A copy of the shared library in this process, its workers held to one instruction-set level.
-/// Copies know nothing of each other but share the OpenMP runtime. Never unloaded.
+/// A copy of libKXCMS, its workers held to one instruction-set level. Copies share the OpenMP
+/// runtime.
 class Library {
  public:
-  /// @param path     the shared library; copied into `folder`, since a file is loaded only once.
-  /// @param profile  any profile that converts. Throws runtime_error when loading fails.
+  /// @param profile  any profile that converts. Throws as SharedCopy does, and if it does not.
   Library(const std::string& path, CpuLevel level, const std::string& folder,
           const std::string& profile);
 
@@ -53,11 +50,10 @@ class Library {
 
  private:
   Slot MakeSlot(const std::string& suffix) const;
-  void* Symbol(const std::string& name) const;
   void* Constructor(const std::string& name) const;
 
   CpuLevel level_;
-  void* handle_;
+  SharedCopy copy_;
 };
 
 }  // namespace Bench

@@ -7,13 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "base/CpuLevel.h"
 #include "bench/Lcms.h"
 #include "bench/PreciseProfiles.h"
 #include "bench/Setup.h"
 #include "exact/Conversion.h"
-#include "pipeline/precise/PrecisePipeline.h"
-#include "pipeline/precise/kernels/PreciseKernels.h"
 #include "profile/ProfileReader.h"
 
 // Precise conversion to sRGB, with the relative intent, beside Little CMS.
@@ -22,61 +19,37 @@ namespace Bench {
 
 namespace {
 
-using kxcms::AlphaResult;
-using kxcms::DestinationRun;
-using kxcms::PreciseKernels;
-using kxcms::PrecisePipeline;
-using kxcms::SampleType;
-using kxcms::SourceRun;
-
 constexpr int kSamples = 3;
 
-struct PreciseLevel {
-  const char* name;
-  const PreciseKernels* kernels;
+// A copy of the library, and what it made of a profile.
+struct Contender {
+  const PipelineLibrary* library;
+  ProfileHandle profile;
+  PipelineHandle pipeline;
 };
 
-std::vector<PreciseLevel> PreciseLevels() {
-  const CpuLevel best = ICC40::ChosenCpuLevel();
-  std::vector<PreciseLevel> levels = {
-      {ICC40::NameOf(CpuLevel::kPortable), &kxcms::kPrecisePortable}};
-#if defined(__x86_64__)
-  if (best >= CpuLevel::kAvx2) {
-    levels.push_back({ICC40::NameOf(CpuLevel::kAvx2), &kxcms::kPreciseAvx2});
-  }
-  if (best >= CpuLevel::kAvx512) {
-    levels.push_back({ICC40::NameOf(CpuLevel::kAvx512), &kxcms::kPreciseAvx512});
-  }
-#endif
-  return levels;
+PipelineHandle ToSrgb(const PipelineLibrary& library, const ProfileHandle& profile) {
+  return library.MakePipeline(profile, KXP_RELATIVE, KXP_PRECISE);
 }
 
-// A profile as both contenders hold it.
+// A profile as all contenders hold it.
 struct Source {
   std::string name;
   std::vector<unsigned char> bytes;
-  kxcms::DeviceProfile profile;
-  std::unique_ptr<PrecisePipeline> pipeline;
+  std::vector<Contender> contenders;  // by rising level
 };
 
-kxcms::PreciseOptions Relative() {
-  kxcms::PreciseOptions options;
-  options.intent = kxcms::RenderingIntent::kRelative;
-  return options;
-}
-
-std::unique_ptr<PrecisePipeline> ToSrgb(const kxcms::DeviceProfile& profile) {
-  return std::make_unique<PrecisePipeline>(profile, kxcms::FindRgbSpace("srgb"), Relative());
-}
-
 // Cases keep references to these.
-const std::vector<Source>& Sources() {
-  static const std::vector<Source> kSources = [] {
+const std::vector<Source>& Sources(const Setup& setup) {
+  static const std::vector<Source> kSources = [&setup] {
     std::vector<Source> sources;
     for (PreciseProfile& made : MakePreciseProfiles()) {
-      Source source{made.name, std::move(made.bytes), {}, nullptr};
-      source.profile = kxcms::ReadProfile(source.bytes);
-      source.pipeline = ToSrgb(source.profile);
+      Source source{made.name, std::move(made.bytes), {}};
+      for (const PipelineLibrary& library : setup.pipelineLibraries) {
+        ProfileHandle profile = library.ReadProfile(source.bytes);
+        PipelineHandle pipeline = ToSrgb(library, profile);
+        source.contenders.push_back({&library, std::move(profile), std::move(pipeline)});
+      }
       sources.push_back(std::move(source));
     }
     return sources;
@@ -86,18 +59,16 @@ const std::vector<Source>& Sources() {
 
 struct PreciseFormat {
   const char* name;
-  SampleType type;
-  int bytes;
+  std::uint32_t sample;
   cmsUInt32Number lcmsFormat, lcmsFlags;
   int mostPixels;
 };
 
 // Little CMS in float, not optimised, is slow: fewer pixels do.
 constexpr PreciseFormat kPreciseFormats[] = {
-    {"8 to 8", SampleType::kUInt8, 1, TYPE_RGB_8, cmsFLAGS_NOCACHE, 4'000'000},
-    {"16 to 16", SampleType::kUInt16, 2, TYPE_RGB_16, cmsFLAGS_NOCACHE, 4'000'000},
-    {"float to float", SampleType::kFloat, 4, TYPE_RGB_FLT, cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE,
-     200'000},
+    {"8 to 8", KXP_U8, TYPE_RGB_8, cmsFLAGS_NOCACHE, 4'000'000},
+    {"16 to 16", KXP_U16, TYPE_RGB_16, cmsFLAGS_NOCACHE, 4'000'000},
+    {"float to float", KXP_F32, TYPE_RGB_FLT, cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE, 200'000},
 };
 
 // How the samples of a picture lie: interleaved, so many a pixel, or in planes.
@@ -118,20 +89,18 @@ struct PreciseJob {
   int pixels;
   PreciseLayout layout;
 
-  std::size_t Bytes() const {
-    return static_cast<std::size_t>(pixels) *
-           static_cast<std::size_t>(layout.perPixel * format.bytes);
-  }
-
-  template <typename Byte>
-  kxcms::PixelRun<Byte> RunOf(Byte* first) const {
-    const std::ptrdiff_t plane = std::ptrdiff_t{pixels} * format.bytes;
-    const std::ptrdiff_t sample = layout.isPlanar ? plane : format.bytes;
-    return {
-        {first, first + sample, first + 2 * sample, layout.hasAlpha ? first + 3 * sample : nullptr},
-        layout.isPlanar ? format.bytes : layout.perPixel * format.bytes,
-        format.type,
-        false};
+  kxp_image ImageOf(const unsigned char* first) const {
+    kxp_image image = PackedImage(first, format.sample);
+    const std::ptrdiff_t sample = BytesOf(format.sample), plane = sample * pixels;
+    auto* const r = static_cast<unsigned char*>(image.r);
+    if (layout.hasAlpha) image.a = r + 3 * sample;
+    image.pixel_stride = layout.perPixel * sample;
+    if (layout.isPlanar) {
+      image.g = r + plane;
+      image.b = r + 2 * plane;
+      image.pixel_stride = sample;
+    }
+    return image;
   }
 };
 
@@ -142,7 +111,7 @@ std::vector<unsigned char>& Results() {
 }
 
 const unsigned char* SamplesOf(const Picture& picture, const PreciseFormat& format) {
-  if (format.bytes < 4) return picture.Bytes(format.bytes);
+  if (format.sample != KXP_F32) return picture.Bytes(BytesOf(format.sample));
   static std::vector<std::vector<float>> kept;
   kept.emplace_back();
   const std::size_t count =
@@ -153,11 +122,10 @@ const unsigned char* SamplesOf(const Picture& picture, const PreciseFormat& form
   return reinterpret_cast<const unsigned char*>(kept.back().data());
 }
 
-void RunPrecise(benchmark::State& state, const PreciseJob& job, const PreciseKernels& kernels) {
-  const SourceRun from = job.RunOf(job.samples);
-  const DestinationRun to = job.RunOf(Results().data());
+void RunPrecise(benchmark::State& state, const PreciseJob& job, const Contender& contender) {
+  const kxp_image from = job.ImageOf(job.samples), to = job.ImageOf(Results().data());
   for (auto _ : state) {
-    kernels.convert(job.source->pipeline->GetProgram(), from, to, AlphaResult::kKept, job.pixels);
+    contender.library->Convert(contender.pipeline, from, to, job.pixels);
     benchmark::ClobberMemory();
   }
   state.counters["pixels"] = job.pixels;
@@ -185,9 +153,9 @@ void RunPeer(benchmark::State& state, const PreciseJob& job) {
 
 void MeasurePrecise(const Setup& setup, const std::string& group, const std::string& name,
                     const PreciseJob& job, bool withPeer) {
-  for (const PreciseLevel& level : PreciseLevels()) {
-    Measure(setup, group, name, level.name,
-            [job, level](benchmark::State& state) { RunPrecise(state, job, *level.kernels); });
+  for (const Contender& contender : job.source->contenders) {
+    Measure(setup, group, name, contender.library->LevelName(),
+            [job, &contender](benchmark::State& state) { RunPrecise(state, job, contender); });
   }
   if (withPeer) {
     Measure(setup, group, name, kLcms, [job](benchmark::State& state) { RunPeer(state, job); });
@@ -196,23 +164,24 @@ void MeasurePrecise(const Setup& setup, const std::string& group, const std::str
 
 // Figures count only where the results are right: within 2 levels of 65535 of the definition.
 void CheckAgainstDefinition(const Source& source, const Picture& picture) {
-  constexpr std::size_t kPixels = 2000;
+  constexpr int kPixels = 2000;
   kxcms::exact::Options options;
   options.intent = kxcms::RenderingIntent::kRelative;
-  const kxcms::exact::Conversion definition(source.profile, kxcms::FindRgbSpace("srgb"), options);
+  const kxcms::DeviceProfile profile = kxcms::ReadProfile(source.bytes);
+  const kxcms::exact::Conversion definition(profile, kxcms::FindRgbSpace("srgb"), options);
   const PreciseJob job = {&source, kPreciseFormats[1], picture.Bytes(2), kPixels, kPacked};
-  for (const PreciseLevel& level : PreciseLevels()) {
+  for (const Contender& contender : source.contenders) {
     std::vector<std::uint16_t> results(kSamples * kPixels);
-    level.kernels->convert(source.pipeline->GetProgram(), job.RunOf(job.samples),
-                           job.RunOf(reinterpret_cast<unsigned char*>(results.data())),
-                           AlphaResult::kKept, kPixels);
+    contender.library->Convert(contender.pipeline, job.ImageOf(job.samples),
+                               job.ImageOf(reinterpret_cast<unsigned char*>(results.data())),
+                               kPixels);
     for (std::size_t n = 0; n < results.size(); n += kSamples) {
       std::array<double, 3> device;
       for (std::size_t c = 0; c < kSamples; ++c) device[c] = picture.samples16[n + c] / 65535.0;
       const auto expected = definition.Evaluate(device).result16;
       for (std::size_t c = 0; c < kSamples; ++c) {
         if (std::abs(results[n + c] - expected[c]) <= 2) continue;
-        throw std::runtime_error(source.name + " at level " + level.name +
+        throw std::runtime_error(source.name + " at level " + contender.library->LevelName() +
                                  ": differs from the definition");
       }
     }
@@ -220,9 +189,12 @@ void CheckAgainstDefinition(const Source& source, const Picture& picture) {
 }
 
 void RegisterCreation(const Setup& setup, const Source& source) {
-  Measure(setup, "creation", source.name, PreciseLevels().back().name,
-          [&source](benchmark::State& state) {
-            for (auto _ : state) benchmark::DoNotOptimize(ToSrgb(source.profile));
+  const Contender& best = source.contenders.back();
+  Measure(setup, "creation", source.name, best.library->LevelName(),
+          [&best](benchmark::State& state) {
+            for (auto _ : state) {
+              benchmark::DoNotOptimize(ToSrgb(*best.library, best.profile));
+            }
           });
   PreciseJob job = {&source, kPreciseFormats[1], nullptr, 0, kPacked};
   Measure(setup, "creation", source.name, kLcms, [job](benchmark::State& state) {
@@ -235,7 +207,8 @@ void RegisterCreation(const Setup& setup, const Source& source) {
 void RegisterPrecise(const Setup& setup) {
   const int pixels = setup.material.Pixels();
   Results().assign(std::size_t{16} * static_cast<std::size_t>(pixels), 1);
-  for (const Source& source : Sources()) {
+  const std::vector<Source>& sources = Sources(setup);
+  for (const Source& source : sources) {
     for (const PreciseFormat& format : kPreciseFormats) {
       for (const Picture* picture : {&setup.material.photo, &setup.material.random}) {
         CheckAgainstDefinition(source, *picture);
@@ -247,7 +220,7 @@ void RegisterPrecise(const Setup& setup) {
     }
     RegisterCreation(setup, source);
   }
-  for (const Source* source : {&Sources().front(), &Sources().back()}) {
+  for (const Source* source : {&sources.front(), &sources.back()}) {
     for (const PreciseLayout& layout : kLayouts) {
       // The same samples, read as other pixels: four times three are three times four.
       const PreciseJob job = {source, kPreciseFormats[1], setup.material.photo.Bytes(2),
@@ -255,8 +228,10 @@ void RegisterPrecise(const Setup& setup) {
       MeasurePrecise(setup, "layout", source->name + ", 16 to 16, photo, " + layout.name, job,
                      false);
     }
-    const PreciseJob job = {source, kPreciseFormats[1], setup.material.photo.Bytes(2), 1, kPacked};
-    MeasurePrecise(setup, "pixel", source->name + ", 16 to 16, one pixel", job, true);
+  }
+  for (const Source& source : sources) {
+    const PreciseJob job = {&source, kPreciseFormats[1], setup.material.photo.Bytes(2), 1, kPacked};
+    MeasurePrecise(setup, "pixel", source.name + ", 16 to 16, one pixel", job, true);
   }
 }
 

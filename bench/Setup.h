@@ -8,6 +8,7 @@
 
 #include "bench/Library.h"
 #include "bench/Material.h"
+#include "bench/PipelineLibrary.h"
 
 namespace Bench {
 
@@ -15,10 +16,12 @@ namespace Bench {
 struct Setup {
   Material material;
   std::vector<Library> libraries;  ///< by rising level
+  std::vector<PipelineLibrary> pipelineLibraries;
   double secondsPerRepetition;
 
-  /// The library as people get it.
+  /// The libraries as people get them.
   const Library& Best() const { return libraries.back(); }
+  const PipelineLibrary& BestPipelines() const { return pipelineLibraries.back(); }
 };
 
 /// Names of the contenders that are no level of the library.
@@ -53,7 +56,7 @@ void UseDefaultThreads();
 void RegisterBuffers(const Setup& setup);
 /// Profile selection and adjustment.
 void RegisterSelection(const Setup& setup);
-/// The fixed pipeline of the pipeline interface.
+/// The fixed pipeline by handle.
 void RegisterFixed(const Setup& setup);
 /// Precise conversion. Throws runtime_error when results differ from the definition.
 void RegisterPrecise(const Setup& setup);

@@ -1,7 +1,7 @@
-// Measures the library beside the plain worker, lcms2 and memcpy in one process. Usually run by
+// Measures the libraries beside the plain worker, lcms2 and memcpy in one process. Usually run by
 // scripts/bench, which interleaves the repetitions and makes a table of them.
 // usage: kxcms_bench FOLDER [--quick] [options of Google Benchmark]
-// Profile, pictures and copies of the library go into the folder.
+// Profile, pictures and copies of the libraries go into the folder.
 
 #include <omp.h>
 
@@ -9,6 +9,7 @@
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "bench/Lcms.h"
 #include "bench/Setup.h"
@@ -27,14 +28,13 @@ void UseDefaultThreads() {
 
 namespace {
 
-std::vector<Library> LoadLevels(const std::string& folder, const std::string& profile) {
-  std::vector<Library> libraries;
-  const CpuLevel best = ICC40::ChosenCpuLevel();
+std::vector<CpuLevel> Levels() {
+  std::vector<CpuLevel> levels;
   for (const CpuLevel level : {CpuLevel::kPortable, CpuLevel::kAvx2, CpuLevel::kAvx512}) {
-    if (level <= best) libraries.emplace_back(KXCMS_LIBRARY, level, folder, profile);
+    if (level <= ICC40::ChosenCpuLevel()) levels.push_back(level);
   }
-  if (libraries.empty()) throw std::runtime_error("KXCMS_LEVEL leaves no level to compare");
-  return libraries;
+  if (levels.empty()) throw std::runtime_error("KXCMS_LEVEL leaves no level to compare");
+  return levels;
 }
 
 void DescribeRun(const Setup& setup) {
@@ -54,8 +54,11 @@ void DescribeRun(const Setup& setup) {
 
 int Run(const std::string& folder, bool isQuick) {
   Material material = isQuick ? Material(folder, 2000, 1500) : Material(folder, 6000, 4000);
-  std::vector<Library> libraries = LoadLevels(folder, material.profile);
-  const Setup setup = {std::move(material), std::move(libraries), isQuick ? 0.002 : 0.05};
+  Setup setup = {std::move(material), {}, {}, isQuick ? 0.002 : 0.05};
+  for (const CpuLevel level : Levels()) {
+    setup.libraries.emplace_back(KXCMS_LIBRARY, level, folder, setup.material.profile);
+    setup.pipelineLibraries.emplace_back(KXCMS_PIPELINE_LIBRARY, level, folder);
+  }
   RegisterBuffers(setup);
   RegisterSelection(setup);
   RegisterTables(setup);

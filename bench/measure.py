@@ -4,7 +4,7 @@
 usage: measure.py BUILD FOLDER [--quick]
 
 BUILD is the build tree. FOLDER gets buffers.json, files.json and load.json, and holds profiles,
-pictures and copies of the library meanwhile.
+pictures and copies of the libraries meanwhile.
 """
 
 import glob
@@ -47,7 +47,7 @@ def main():
     foreign = machine.foreign_processors(lambda: measure(build, folder, rest == ["--quick"]))
     with open(f"{folder}/load.json", "w", encoding="utf-8") as file:
         json.dump({"foreignProcessors": foreign}, file)
-    for pattern in ("photo-*.tif", "libKXCMS-*.so"):
+    for pattern in ("photo-*.tif", "libKX*-*.so"):
         for path in glob.glob(f"{folder}/{pattern}"):
             os.remove(path)
 

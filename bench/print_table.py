@@ -65,11 +65,13 @@ def rows_of(groups, best):
     rows = []
     units = {"buffer": "Mpixel/s", "machine": "ms", "grain": "Mpixel/s", "call": "µs",
              "output": "Mpixel/s", "selection": "ms", "table": "Mpixel/s", "handle": "Mpixel/s",
-             "precise": "Mpixel/s", "layout": "Mpixel/s", "pixel": "µs", "creation": "ms"}
+             "handle call": "µs", "precise": "Mpixel/s", "layout": "Mpixel/s", "pixel": "µs",
+             "creation": "ms"}
     titles = {"buffer": "buffer", "machine": "machine", "grain": "grain", "call": "small call",
               "output": "output space", "selection": "profile", "table": "colour table",
-              "handle": "fixed by handle", "precise": "precise", "layout": "precise, layout",
-              "pixel": "precise, call", "creation": "creation"}
+              "handle": "fixed by handle", "handle call": "fixed by handle, call",
+              "precise": "precise", "layout": "precise, layout", "pixel": "precise, call",
+              "creation": "creation"}
     for group, cases in groups.items():
         for case, contenders in cases.items():
             times = {name: time for name, (time, _) in contenders.items()}
