@@ -14,10 +14,16 @@ constexpr std::uint32_t kSampleTypes = 4;
   throw Failure{KXP_ERROR_ARGUMENT, {"The ", what, " image ", why}};
 }
 
+template <typename Byte>
+struct Placed {
+  Image<Byte> image;
+  ByteRange extent;
+};
+
 // `what` is "source" or "destination".
 template <typename Byte>
-Image<Byte> Checked(const kxp_image* given, std::size_t width, std::size_t height,
-                    std::uint32_t knownFlags, const char* what) {
+Placed<Byte> Checked(const kxp_image* given, std::size_t width, std::size_t height,
+                     std::uint32_t knownFlags, const char* what) {
   if (given == nullptr) Refuse(what, "is a null pointer.");
   const kxp_image image = Known(given, sizeof(kxp_image), "kxp_image");
   if (image.r == nullptr || image.g == nullptr || image.b == nullptr) {
@@ -40,26 +46,27 @@ Image<Byte> Checked(const kxp_image* given, std::size_t width, std::size_t heigh
   if (checked.rowStride == 0 && __builtin_mul_overflow(pixelStride, width, &checked.rowStride)) {
     Refuse(what, "is larger than any memory.");
   }
-  if (!ExtentOf(checked)) Refuse(what, "reaches past the ends of memory.");
-  return checked;
+  const auto extent = ExtentOf(checked);
+  if (!extent) Refuse(what, "reaches past the ends of memory.");
+  return {checked, *extent};
 }
 
 }  // namespace
 
 ImagePair CheckedImages(const kxp_image* source, const kxp_image* destination, std::size_t width,
                         std::size_t height) {
-  const ImagePair pair = {
-      Checked<const unsigned char>(source, width, height, KXP_ASSOCIATED_ALPHA, "source"),
-      Checked<unsigned char>(destination, width, height, KXP_ASSOCIATED_ALPHA | KXP_OPAQUE,
-                             "destination"),
-      (destination->flags & KXP_OPAQUE) != 0 ? AlphaResult::kOpaque : AlphaResult::kKept};
-  if (OverlapsItself(pair.destination)) {
+  const auto from =
+      Checked<const unsigned char>(source, width, height, KXP_ASSOCIATED_ALPHA, "source");
+  const auto to = Checked<unsigned char>(destination, width, height,
+                                         KXP_ASSOCIATED_ALPHA | KXP_OPAQUE, "destination");
+  if (OverlapsItself(to.image)) {
     Refuse("destination", "has samples that share bytes: its strides are too small.");
   }
-  if (OverlapOf(pair.source, pair.destination) == Overlap::kPartial) {
+  if (OverlapOf(from.image, from.extent, to.image, to.extent) == Overlap::kPartial) {
     Refuse("destination", "overlaps the source other than in place.");
   }
-  return pair;
+  return {from.image, to.image,
+          (destination->flags & KXP_OPAQUE) != 0 ? AlphaResult::kOpaque : AlphaResult::kKept};
 }
 
 }  // namespace kxcms

@@ -44,14 +44,22 @@ Span SpanOf(const Image<Byte>& image) {
   return span;
 }
 
+// How far the last of `count` things is from the first one. Nothing if that is no 64-bit number.
+std::optional<std::int64_t> DistanceOfLast(std::int64_t count, std::ptrdiff_t stride) {
+  std::int64_t distance;
+  if (__builtin_mul_overflow(count - 1, stride, &distance)) return std::nullopt;
+  return distance;
+}
+
 template <typename Byte>
 std::optional<ByteRange> RangeOf(const Image<Byte>& image) {
   if (image.width <= 0 || image.height <= 0) return std::nullopt;
-  const Wide alongRow = static_cast<Wide>(image.width - 1) * image.firstRow.pixelStride;
-  const Wide alongColumn = static_cast<Wide>(image.height - 1) * image.rowStride;
+  const auto right = DistanceOfLast(image.width, image.firstRow.pixelStride);
+  const auto down = DistanceOfLast(image.height, image.rowStride);
+  if (!right || !down) return std::nullopt;
   const Span span = SpanOf(image);
-  const Wide begin = span.lowest + std::min<Wide>(alongRow, 0) + std::min<Wide>(alongColumn, 0);
-  const Wide end = span.highest + std::max<Wide>(alongRow, 0) + std::max<Wide>(alongColumn, 0) +
+  const Wide begin = Wide{span.lowest} + (*right < 0 ? *right : 0) + (*down < 0 ? *down : 0);
+  const Wide end = Wide{span.highest} + (*right > 0 ? *right : 0) + (*down > 0 ? *down : 0) +
                    SizeOf(image.firstRow.type);
   // No object is larger than differences of pointers can say.
   if (begin < 1 || end > std::numeric_limits<std::uintptr_t>::max() ||
@@ -150,7 +158,11 @@ std::optional<ByteRange> ExtentOf(const DestinationImage& image) {
   return RangeOf(image);
 }
 
-Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination) {
+Overlap OverlapOf(const SourceImage& source, const ByteRange& sourceExtent,
+                  const DestinationImage& destination, const ByteRange& destinationExtent) {
+  if (sourceExtent.end <= destinationExtent.begin || destinationExtent.end <= sourceExtent.begin) {
+    return Overlap::kNone;
+  }
   const SourceRun& from = source.firstRow;
   const DestinationRun& to = destination.firstRow;
   const bool isOneImage = std::equal(from.samples, from.samples + 3, to.samples) &&
@@ -159,8 +171,6 @@ Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination
                           from.type == to.type && from.pixelStride == to.pixelStride &&
                           source.rowStride == destination.rowStride;
   if (isOneImage && IsInterleaved(source) && IsInterleaved(destination)) return Overlap::kSame;
-  const auto a = ExtentOf(source), b = ExtentOf(destination);
-  if (a->end <= b->begin || b->end <= a->begin) return Overlap::kNone;
   if (from.pixelStride != to.pixelStride || source.rowStride != destination.rowStride) {
     return Overlap::kPartial;
   }

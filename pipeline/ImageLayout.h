@@ -42,8 +42,10 @@ enum class Overlap {
 };
 
 /// How a source and a destination of the same size lie to each other. Exact where their strides are
-/// the same; otherwise images whose extents overlap count as overlapping. Both must have extents.
-Overlap OverlapOf(const SourceImage& source, const DestinationImage& destination);
+/// the same; otherwise images whose extents overlap count as overlapping.
+/// @param sourceExtent, destinationExtent  as `ExtentOf` gives them.
+Overlap OverlapOf(const SourceImage& source, const ByteRange& sourceExtent,
+                  const DestinationImage& destination, const ByteRange& destinationExtent);
 
 /// Whether samples of an image share bytes, or may do so: its rows are entangled in a way that is
 /// not looked into. It must have an extent.

@@ -46,6 +46,12 @@ DestinationImage Destination(const Description& d) {
   return ImageAt<unsigned char>(kBase, d);
 }
 
+Overlap HowTheyOverlap(const Description& from, const Description& to) {
+  const SourceImage source = Source(from);
+  const DestinationImage destination = Destination(to);
+  return OverlapOf(source, ExtentOf(source).value(), destination, ExtentOf(destination).value());
+}
+
 // ---- Extent -------------------------------------------------------------------------------------
 
 TEST(ImageLayout, HasAnExtent) {
@@ -161,7 +167,7 @@ TEST(ImageLayout, TellsHowImagesOverlap) {
        Overlap::kSame},
   };
   for (const auto& row : kRows) {
-    EXPECT_EQ(OverlapOf(Source(row.from), Destination(row.to)), row.overlap) << row.what;
+    EXPECT_EQ(HowTheyOverlap(row.from, row.to), row.overlap) << row.what;
   }
 }
 
@@ -206,7 +212,7 @@ TEST(ImageLayout, OverlapsAsBytesDo) {
     bool shares = false;
     const auto written = UsesOfBytes(to);
     for (const auto& [byte, uses] : UsesOfBytes(from)) shares = shares || written.contains(byte);
-    const Overlap overlap = OverlapOf(Source(from), Destination(to));
+    const Overlap overlap = HowTheyOverlap(from, to);
     EXPECT_EQ(overlap == Overlap::kNone, !shares) << n;
     ++(shares ? some : none);
 
