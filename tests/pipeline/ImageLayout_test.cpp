@@ -224,6 +224,17 @@ TEST(ImageLayout, OverlapsAsBytesDo) {
   EXPECT_GT(some, 1000);
 }
 
+// Where there is no next one its distance says nothing.
+TEST(ImageLayout, OnePixelMayHaveAnyStrides) {
+  using Limits = std::numeric_limits<std::ptrdiff_t>;
+  for (const std::ptrdiff_t stride : {Limits::min(), std::ptrdiff_t{0}, Limits::max()}) {
+    SCOPED_TRACE(stride);
+    const Description pixel = {{0, 1, 2, -1}, stride, stride, 1, 1};
+    EXPECT_FALSE(OverlapsItself(Destination(pixel)));
+    EXPECT_EQ(HowTheyOverlap(pixel, pixel), Overlap::kSame);
+  }
+}
+
 TEST(ImageLayout, OverlapOfLargeImagesIsFoundAtOnce) {
   // Rows of a gigapixel each, entangled.
   constexpr std::int64_t kWidth = 1 << 30, kHeight = 1 << 20;

@@ -33,8 +33,8 @@ Byte* LowestOf(Byte* const (&samples)[4], int count) {
   return lowest;
 }
 
-// Whether samples lie at the given pointers' positions 0 to count - 1, in any order. Sizes are powers
-// of two: a call of one pixel would notice six divisions.
+// Whether samples lie at the given pointers' positions 0 to count - 1, in any order. Sizes are
+// powers of two: a call of one pixel would notice six divisions.
 template <typename Byte>
 bool AreTogether(Byte* const (&samples)[4], int count, int size) {
   Byte* const first = LowestOf(samples, count);
