@@ -114,7 +114,7 @@ bool IsInterleaved(const Image<Byte>& image) {
   const auto size = static_cast<std::uintptr_t>(SizeOf(image.firstRow.type));
   const auto magnitude = [](std::ptrdiff_t stride) {
     const auto bits = static_cast<std::uintptr_t>(stride);
-    return stride < 0 ? 0 - bits : bits;
+    return stride < 0 ? ~bits + 1 : bits;
   };
   std::uintptr_t at[4];
   const int channels = HasChannel(image, 3) ? 4 : 3;
