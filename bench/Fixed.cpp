@@ -1,24 +1,15 @@
 #include <cstdint>
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "bench/Setup.h"
+#include "tools/sample/SampleProfile.h"
 
 // The fixed pipeline by handle, beside the fixed interface's rows of the same names.
 
 namespace Bench {
 
 namespace {
-
-std::vector<unsigned char> ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::vector<unsigned char> bytes{std::istreambuf_iterator<char>(file), {}};
-  if (bytes.empty()) throw std::runtime_error(path + ": cannot be read");
-  return bytes;
-}
 
 struct HandleFormat {
   const char* name;
@@ -32,7 +23,7 @@ constexpr HandleFormat kHandleFormats[] = {
 void RegisterFixed(const Setup& setup) {
   const PipelineLibrary& library = setup.BestPipelines();
   const char* const level = library.LevelName();
-  static const ProfileHandle profile = library.ReadProfile(ReadFile(setup.material.profile));
+  static const ProfileHandle profile = library.ReadProfile(MakeSampleProfile());
   static const PipelineHandle pipeline = library.MakePipeline(profile, KXP_PERCEPTUAL, KXP_FIXED);
   static std::vector<unsigned char> results;
   results.assign(std::size_t{6} * static_cast<std::size_t>(setup.material.Pixels()), 1);

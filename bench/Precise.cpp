@@ -65,11 +65,10 @@ struct PreciseFormat {
 };
 
 // Little CMS in float, not optimised, is slow: fewer pixels do.
-constexpr PreciseFormat kPreciseFormats[] = {
-    {"8 to 8", KXP_U8, TYPE_RGB_8, cmsFLAGS_NOCACHE, 4'000'000},
-    {"16 to 16", KXP_U16, TYPE_RGB_16, cmsFLAGS_NOCACHE, 4'000'000},
-    {"float to float", KXP_F32, TYPE_RGB_FLT, cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE, 200'000},
-};
+constexpr PreciseFormat kBytes = {"8 to 8", KXP_U8, TYPE_RGB_8, cmsFLAGS_NOCACHE, 4'000'000};
+constexpr PreciseFormat kWords = {"16 to 16", KXP_U16, TYPE_RGB_16, cmsFLAGS_NOCACHE, 4'000'000};
+constexpr PreciseFormat kFloats = {"float to float", KXP_F32, TYPE_RGB_FLT,
+                                   cmsFLAGS_NOCACHE | cmsFLAGS_NOOPTIMIZE, 200'000};
 
 // How the samples of a picture lie: interleaved, so many a pixel, or in planes.
 struct PreciseLayout {
@@ -110,16 +109,32 @@ std::vector<unsigned char>& Results() {
   return bytes;
 }
 
-const unsigned char* SamplesOf(const Picture& picture, const PreciseFormat& format) {
-  if (format.sample != KXP_F32) return picture.Bytes(BytesOf(format.sample));
-  static std::vector<std::vector<float>> kept;
-  kept.emplace_back();
-  const std::size_t count =
-      static_cast<std::size_t>(kSamples) * static_cast<std::size_t>(format.mostPixels);
-  for (std::size_t n = 0; n < std::min(count, picture.samples16.size()); ++n) {
-    kept.back().push_back(static_cast<float>(picture.samples16[n]) / 65535);
+// The first pixels of a picture, within 0 to 1.
+std::vector<float> FloatsOf(const Picture& picture, int mostPixels) {
+  const std::size_t most = std::size_t{kSamples} * static_cast<std::size_t>(mostPixels);
+  std::vector<float> samples(std::min(most, picture.samples16.size()));
+  std::transform(picture.samples16.begin(),
+                 picture.samples16.begin() + static_cast<std::ptrdiff_t>(samples.size()),
+                 samples.begin(), [](std::uint16_t v) { return static_cast<float>(v) / 65535; });
+  return samples;
+}
+
+// A picture in every format.
+struct PrecisePicture {
+  const Picture& picture;
+  std::vector<float> floats = FloatsOf(picture, kFloats.mostPixels);
+
+  const unsigned char* Bytes(const PreciseFormat& format) const {
+    return format.sample == KXP_F32 ? reinterpret_cast<const unsigned char*>(floats.data())
+                                    : picture.Bytes(BytesOf(format.sample));
   }
-  return reinterpret_cast<const unsigned char*>(kept.back().data());
+};
+
+// Cases keep references to these.
+const std::array<PrecisePicture, 2>& Pictures(const Setup& setup) {
+  static const std::array<PrecisePicture, 2> kPictures = {
+      {{setup.material.photo}, {setup.material.random}}};
+  return kPictures;
 }
 
 void RunPrecise(benchmark::State& state, const PreciseJob& job, const Contender& contender) {
@@ -169,7 +184,7 @@ void CheckAgainstDefinition(const Source& source, const Picture& picture) {
   options.intent = kxcms::RenderingIntent::kRelative;
   const kxcms::DeviceProfile profile = kxcms::ReadProfile(source.bytes);
   const kxcms::exact::Conversion definition(profile, kxcms::FindRgbSpace("srgb"), options);
-  const PreciseJob job = {&source, kPreciseFormats[1], picture.Bytes(2), kPixels, kPacked};
+  const PreciseJob job = {&source, kWords, picture.Bytes(2), kPixels, kPacked};
   for (const Contender& contender : source.contenders) {
     std::vector<std::uint16_t> results(kSamples * kPixels);
     contender.library->Convert(contender.pipeline, job.ImageOf(job.samples),
@@ -196,7 +211,7 @@ void RegisterCreation(const Setup& setup, const Source& source) {
               benchmark::DoNotOptimize(ToSrgb(*best.library, best.profile));
             }
           });
-  PreciseJob job = {&source, kPreciseFormats[1], nullptr, 0, kPacked};
+  const PreciseJob job = {&source, kWords, nullptr, 0, kPacked};
   Measure(setup, "creation", source.name, kLcms, [job](benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(LcmsOf(job));
   });
@@ -209,13 +224,15 @@ void RegisterPrecise(const Setup& setup) {
   Results().assign(std::size_t{16} * static_cast<std::size_t>(pixels), 1);
   const std::vector<Source>& sources = Sources(setup);
   for (const Source& source : sources) {
-    for (const PreciseFormat& format : kPreciseFormats) {
-      for (const Picture* picture : {&setup.material.photo, &setup.material.random}) {
-        CheckAgainstDefinition(source, *picture);
-        const PreciseJob job = {&source, format, SamplesOf(*picture, format),
+    for (const PrecisePicture& shown : Pictures(setup)) {
+      CheckAgainstDefinition(source, shown.picture);
+    }
+    for (const PreciseFormat& format : {kBytes, kWords, kFloats}) {
+      for (const PrecisePicture& shown : Pictures(setup)) {
+        const PreciseJob job = {&source, format, shown.Bytes(format),
                                 std::min(pixels, format.mostPixels), kPacked};
-        MeasurePrecise(setup, "precise", source.name + ", " + format.name + ", " + picture->name,
-                       job, true);
+        MeasurePrecise(setup, "precise",
+                       source.name + ", " + format.name + ", " + shown.picture.name, job, true);
       }
     }
     RegisterCreation(setup, source);
@@ -223,14 +240,14 @@ void RegisterPrecise(const Setup& setup) {
   for (const Source* source : {&sources.front(), &sources.back()}) {
     for (const PreciseLayout& layout : kLayouts) {
       // The same samples, read as other pixels: four times three are three times four.
-      const PreciseJob job = {source, kPreciseFormats[1], setup.material.photo.Bytes(2),
-                              std::min(pixels, kPreciseFormats[1].mostPixels) / 4 * 3, layout};
+      const PreciseJob job = {source, kWords, setup.material.photo.Bytes(2),
+                              std::min(pixels, kWords.mostPixels) / 4 * 3, layout};
       MeasurePrecise(setup, "layout", source->name + ", 16 to 16, photo, " + layout.name, job,
                      false);
     }
   }
   for (const Source& source : sources) {
-    const PreciseJob job = {&source, kPreciseFormats[1], setup.material.photo.Bytes(2), 1, kPacked};
+    const PreciseJob job = {&source, kWords, setup.material.photo.Bytes(2), 1, kPacked};
     MeasurePrecise(setup, "pixel", source.name + ", 16 to 16, one pixel", job, true);
   }
 }

@@ -18,6 +18,23 @@ import machine
 
 PEERS = ["plain", "lcms2", "memcpy"]
 
+# By the benchmark's name of a group: the table's, and what its figures are in.
+GROUPS = {
+    "buffer": ("buffer", "Mpixel/s"),
+    "machine": ("machine", "ms"),
+    "grain": ("grain", "Mpixel/s"),
+    "call": ("small call", "µs"),
+    "output": ("output space", "Mpixel/s"),
+    "selection": ("profile", "ms"),
+    "table": ("colour table", "Mpixel/s"),
+    "handle": ("fixed by handle", "Mpixel/s"),
+    "handle call": ("fixed by handle, call", "µs"),
+    "precise": ("precise", "Mpixel/s"),
+    "layout": ("precise, layout", "Mpixel/s"),
+    "pixel": ("precise, call", "µs"),
+    "creation": ("creation", "ms"),
+}
+
 
 class Row:
     """One case: nanoseconds by contender. Rates are shown where `pixels` is given."""
@@ -63,20 +80,12 @@ def medians(results):
 def rows_of(groups, best):
     """All rows of kxcms_bench."""
     rows = []
-    units = {"buffer": "Mpixel/s", "machine": "ms", "grain": "Mpixel/s", "call": "µs",
-             "output": "Mpixel/s", "selection": "ms", "table": "Mpixel/s", "handle": "Mpixel/s",
-             "handle call": "µs", "precise": "Mpixel/s", "layout": "Mpixel/s", "pixel": "µs",
-             "creation": "ms"}
-    titles = {"buffer": "buffer", "machine": "machine", "grain": "grain", "call": "small call",
-              "output": "output space", "selection": "profile", "table": "colour table",
-              "handle": "fixed by handle", "handle call": "fixed by handle, call",
-              "precise": "precise", "layout": "precise, layout", "pixel": "precise, call",
-              "creation": "creation"}
     for group, cases in groups.items():
+        title, unit = GROUPS[group]
         for case, contenders in cases.items():
             times = {name: time for name, (time, _) in contenders.items()}
             pixels = next(iter(contenders.values()))[1]
-            row = Row(f"{titles[group]}: {case}", times, pixels, units[group])
+            row = Row(f"{title}: {case}", times, pixels, unit)
             if case.endswith(", 2 threads"):
                 alone = cases[case.removesuffix(", 2 threads")]
                 gains = (f"{name} {figure(alone[name][0] / time)}" for name, time in times.items())
